@@ -1,0 +1,39 @@
+// A folder for a benchmark's items, in the temporary folder.
+
+#pragma once
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+namespace ox::bench {
+
+// Made with the object and removed with it, whatever is in it by then.
+class TemporaryWorld {
+ public:
+  TemporaryWorld() {
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "orvexkit-bench.XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) {
+      throw std::system_error(errno, std::generic_category(), pattern);
+    }
+    folder_ = pattern;
+  }
+  ~TemporaryWorld() {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+  }
+  TemporaryWorld(const TemporaryWorld&) = delete;
+  TemporaryWorld(TemporaryWorld&&) = delete;
+  TemporaryWorld& operator=(const TemporaryWorld&) = delete;
+  TemporaryWorld& operator=(TemporaryWorld&&) = delete;
+
+  const std::filesystem::path& folder() const { return folder_; }
+
+ private:
+  std::filesystem::path folder_;
+};
+
+}  // namespace ox::bench

@@ -1,0 +1,33 @@
+include(CMakePackageConfigHelpers)
+
+set(ORVEXKIT_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/OrvexKit")
+
+install(
+  TARGETS OrvexKit
+  EXPORT OrvexKitTargets
+  RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+  INCLUDES
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/OrvexKit" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+install(
+  EXPORT OrvexKitTargets
+  NAMESPACE OrvexKit::
+  DESTINATION "${ORVEXKIT_CMAKE_DIR}")
+
+configure_package_config_file(
+  "${PROJECT_SOURCE_DIR}/cmake/OrvexKitConfig.cmake.in" "${PROJECT_BINARY_DIR}/OrvexKitConfig.cmake"
+  INSTALL_DESTINATION "${ORVEXKIT_CMAKE_DIR}")
+# Before 1.0 a minor version may change the interface, so only the same one is compatible.
+write_basic_package_version_file(
+  "${PROJECT_BINARY_DIR}/OrvexKitConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/OrvexKitConfig.cmake"
+              "${PROJECT_BINARY_DIR}/OrvexKitConfigVersion.cmake"
+        DESTINATION "${ORVEXKIT_CMAKE_DIR}")
+
+# The .pc file finds its prefix from where it lies, so an installed tree can be moved.
+file(RELATIVE_PATH ORVEXKIT_PC_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" ORVEXKIT_PC_PREFIX "${ORVEXKIT_PC_PREFIX}")
+configure_file("${PROJECT_SOURCE_DIR}/cmake/orvexkit.pc.in" "${PROJECT_BINARY_DIR}/orvexkit.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/orvexkit.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

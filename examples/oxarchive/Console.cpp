@@ -1,0 +1,42 @@
+#include "Console.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+#include <system_error>
+
+namespace oxarchive {
+namespace {
+
+bool writeAll(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = ::write(fd, text.data(), text.size());
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count < 0) {
+      return false;
+    }
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+}  // namespace
+
+Console::Console() : progress_(STDERR_FILENO) {}
+
+void Console::result(const std::string& text) {
+  progress_.clear();
+  if (!writeAll(STDOUT_FILENO, text + "\n")) {
+    throw std::system_error(errno, std::generic_category(), "cannot write to standard output");
+  }
+}
+
+void Console::message(const std::string& text) {
+  progress_.clear();
+  writeAll(STDERR_FILENO, "oxarchive: " + text + "\n");
+}
+
+}  // namespace oxarchive

@@ -1,0 +1,244 @@
+#include "ExtractCommand.h"
+
+#include <OrvexKit/OXFileUtil.h>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ArchiveReader.h"
+#include "Descriptor.h"
+#include "Failure.h"
+#include "Interruption.h"
+#include "Printable.h"
+#include "SafeExtractor.h"
+#include "VolumeSet.h"
+
+namespace oxarchive {
+namespace {
+
+mode_t fileCreationMask() {
+  const mode_t mask = ::umask(077);
+  ::umask(mask);
+  return mask;
+}
+
+bool isEmptyFolder(int fd) {
+  const int copy = ::openat(fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(copy >= 0 ? ::fdopendir(copy) : nullptr,
+                                                   ::closedir);
+  if (!stream) {
+    return false;
+  }
+  while (const dirent* item = ::readdir(stream.get())) {
+    const std::string_view name = item->d_name;
+    if (name != "." && name != "..") {
+      return false;
+    }
+  }
+  return true;
+}
+
+constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+// A new folder that is empty and open.
+struct ExtractionFolder {
+  std::string path;
+  Descriptor descriptor;
+};
+
+ExtractionFolder makeFolder(const VolumeSet& volumes, const std::string& destination) {
+  const OXString name = OXFileUtilAdditions::stringByDeletingArchiveExtension(volumes.name);
+  const OXString path = OXSafelyCreateArchiveSubdir(name, destination, false);
+  if (!path) {
+    throw ArchiveFailure("no folder can be made that is called " + printable(*name));
+  }
+  ExtractionFolder folder{*path, Descriptor(::open(path->c_str(), folderFlags))};
+  if (!folder.descriptor.isOpen() && errno == ENOENT) {
+    // A path is given even when no folder could be made there; another try tells why.
+    if (::mkdir(path->c_str(), 0777) != 0) {
+      throw ArchiveFailure(withSystemReason("cannot make the folder " + printable(*path), errno));
+    }
+    folder.descriptor = Descriptor(::open(path->c_str(), folderFlags));
+  }
+  if (!folder.descriptor.isOpen() || !isEmptyFolder(folder.descriptor.get())) {
+    throw ArchiveFailure("no new folder could be made at " + printable(*path));
+  }
+  return folder;
+}
+
+// The folders on the way to `destination`, itself included, that are not there yet; the innermost
+// comes first.
+std::vector<std::string> missingFolders(const std::string& destination) {
+  std::vector<std::string> missing;
+  std::size_t end = 0;
+  while (end < destination.size()) {
+    end = std::min(destination.find('/', end + 1), destination.size());
+    const std::string folder = destination.substr(0, end);
+    struct ::stat status {};
+    if (::stat(folder.c_str(), &status) != 0) {
+      missing.push_back(folder);
+    }
+  }
+  std::ranges::reverse(missing);
+  return missing;
+}
+
+// One archive on its way into its folder.
+class Extraction {
+ public:
+  Extraction(const std::string& archive, const VolumeSet& volumes, Console& console)
+      : label_(printable(archive)), volumes_(volumes), console_(console), reader_(volumes) {}
+
+  // Whether all of it was extracted. Throws ArchiveFailure when nothing was, and nothing is left of
+  // it.
+  bool run(const std::string& destination) {
+    // Nothing is made before it is clear that there is an archive.
+    const Entry* entry = reader_.next();
+    if (reader_.hasEncryptedEntries()) {
+      throw EncryptedArchive();
+    }
+    const std::vector<std::string> newFolders = missingFolders(destination);
+    ExtractionFolder folder = makeFolder(volumes_, destination);
+    folderPath_ = folder.path;
+    SafeExtractor extractor(std::move(folder.descriptor), fileCreationMask());
+    std::string damage;
+    try {
+      damage = extractAll(entry, extractor);
+    } catch (...) {
+      extractor.discard();
+      ::rmdir(folderPath_.c_str());
+      for (const std::string& made : newFolders) {
+        ::rmdir(made.c_str());
+      }
+      throw;
+    }
+    extractor.finish();
+    return tell(damage);
+  }
+
+ private:
+  // Extracts from `entry` on, and gives the reason why it had to stop before the end, or "".
+  std::string extractAll(const Entry* entry, SafeExtractor& extractor) {
+    try {
+      for (; entry != nullptr; entry = reader_.next()) {
+        throwIfInterrupted();
+        showProgress();
+        extractOne(*entry, extractor);
+      }
+    } catch (const EncryptedArchive&) {
+      throw;
+    } catch (const ArchiveFailure& failure) {
+      if (entries_ == 0) {
+        throw;
+      }
+      return failure.what();
+    }
+    if (entries_ == 0 && failures_ > 0) {
+      throw ArchiveFailure("nothing in it could be extracted");
+    }
+    return "";
+  }
+
+  void extractOne(const Entry& entry, SafeExtractor& extractor) {
+    if (entry.isEncrypted) {
+      throw EncryptedArchive();
+    }
+    if (!entry.warning.empty()) {
+      tellOf(entry, "warning: " + entry.warning);
+    }
+    try {
+      bytes_ += extractor.extract(entry, [this] {
+        throwIfInterrupted();
+        showProgress();
+        return reader_.readData();
+      });
+      ++entries_;
+    } catch (const EntryFailure& failure) {
+      tellOf(entry, failure.what());
+      ++failures_;
+    }
+  }
+
+  void tellOf(const Entry& entry, const std::string& what) {
+    console_.message(label_ + ": " + printable(entry.path) + ": " + what);
+  }
+
+  bool tell(const std::string& damage) {
+    const bool isComplete = damage.empty() && failures_ == 0;
+    if (!isComplete) {
+      const std::string why =
+          damage.empty() ? std::to_string(failures_) + " of its entries could not be extracted"
+                         : damage;
+      console_.message(label_ + ": " + why + "; the folder " + printable(folderPath_) +
+                       " is incomplete");
+    }
+    console_.result(label_ + " -> " + printable(folderPath_) + ": " + std::to_string(entries_) +
+                    " entries, " + std::to_string(bytes_) + " bytes" +
+                    (isComplete ? "" : " (incomplete)"));
+    return isComplete;
+  }
+
+  void showProgress() { console_.progress().show(label_, reader_.position(), reader_.size()); }
+
+  std::string label_;
+  const VolumeSet& volumes_;
+  Console& console_;
+  ArchiveReader reader_;
+  std::string folderPath_;
+  std::uint64_t entries_ = 0;
+  std::uint64_t bytes_ = 0;
+  std::uint64_t failures_ = 0;
+};
+
+// Which archives were given by which of their volumes, so that one which is named by several of
+// them, as by "disk.7z.*", is extracted once.
+class GivenArchives {
+ public:
+  bool isAnotherVolume(const VolumeSet& volumes, const std::string& given) {
+    std::set<std::string>& names = names_[volumes.paths.front()];
+    const bool isFirstTime = names.empty();
+    const bool isNewName = names.insert(given).second;
+    return isNewName && !isFirstTime;
+  }
+
+ private:
+  std::map<std::string, std::set<std::string>> names_;
+};
+
+}  // namespace
+
+bool extractArchives(const ExtractOptions& options, Console& console) {
+  GivenArchives given;
+  bool isComplete = true;
+  for (const std::string& archive : options.archives) {
+    if (isInterrupted()) {
+      break;
+    }
+    try {
+      const VolumeSet volumes = findVolumes(archive);
+      if (given.isAnotherVolume(volumes, archive)) {
+        console.message(printable(archive) + ": a volume of an archive that was given before");
+        continue;
+      }
+      const std::string destination = options.into.value_or(volumes.folder);
+      isComplete = Extraction(archive, volumes, console).run(destination) && isComplete;
+    } catch (const ArchiveFailure& failure) {
+      console.message(printable(archive) + ": " + failure.what());
+      isComplete = false;
+    }
+  }
+  console.progress().clear();
+  return isComplete && !isInterrupted();
+}
+
+}  // namespace oxarchive

@@ -1,0 +1,32 @@
+// How the program's parts tell that something cannot be done. The texts are whole reasons for the
+// user, without the name of the archive; names of files in them are printable already.
+
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace oxarchive {
+
+// The archive cannot be opened, or not be read or written out any further.
+class ArchiveFailure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// The archive, or a part of it, is encrypted.
+class EncryptedArchive : public ArchiveFailure {
+ public:
+  EncryptedArchive() : ArchiveFailure("it is encrypted, and passwords are not supported") {}
+};
+
+// One entry cannot be extracted; those after it can.
+class EntryFailure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// "REASON: what the system says of `error`".
+std::string withSystemReason(const std::string& reason, int error);
+
+}  // namespace oxarchive

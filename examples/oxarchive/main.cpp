@@ -1,0 +1,87 @@
+// oxarchive: a small command-line archiver on top of OrvexKit and libarchive.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <exception>
+#include <new>
+#include <span>
+#include <string>
+#include <variant>
+
+#include "CommandLine.h"
+#include "Console.h"
+#include "ExtractCommand.h"
+#include "Interruption.h"
+#include "ListCommand.h"
+#include "ListWorker.h"
+
+namespace {
+
+constexpr int failed = 1;
+constexpr int badUsage = 2;
+
+// Where a standard stream is closed, the next file opened would take its place, and messages would
+// be written into it.
+void openStandardStreams() {
+  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(fd, F_GETFD) < 0) {
+      static_cast<void>(::open("/dev/null", O_RDWR));
+    }
+  }
+}
+
+class Runner {
+ public:
+  // Whether all was done.
+  bool operator()(const oxarchive::HelpOptions& /*options*/) {
+    console_.result(oxarchive::helpText);
+    return true;
+  }
+  bool operator()(const oxarchive::ExtractOptions& options) {
+    oxarchive::catchInterruptions();
+    const bool isComplete = oxarchive::extractArchives(options, console_);
+    oxarchive::endIfInterrupted();
+    return isComplete;
+  }
+  bool operator()(const oxarchive::ListOptions& options) {
+    return oxarchive::listArchive(options.archive, console_);
+  }
+  bool operator()(const oxarchive::ListWorkerOptions& options) {
+    return oxarchive::sendListing(options.archive, console_);
+  }
+
+  oxarchive::Console& console() { return console_; }
+
+ private:
+  oxarchive::Console console_;
+};
+
+int run(std::span<const char* const> arguments) {
+  Runner runner;
+  try {
+    return std::visit(runner, oxarchive::parseCommandLine(arguments)) ? 0 : failed;
+  } catch (const oxarchive::UsageError& error) {
+    runner.console().message(std::string(error.what()) + "\nTry \"oxarchive --help\".");
+    return badUsage;
+  } catch (const std::bad_alloc&) {
+    runner.console().message("out of memory");
+  } catch (const std::exception& error) {
+    runner.console().message(error.what());
+  }
+  return failed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  openStandardStreams();
+  // Names on disk are UTF-8, or bytes, whatever the language of the user; libarchive goes by the
+  // locale when an archive has them in another form.
+  if (std::setlocale(LC_CTYPE, "C.UTF-8") == nullptr) {
+    static_cast<void>(std::setlocale(LC_CTYPE, ""));
+  }
+  const std::span<const char* const> all(argv, static_cast<std::size_t>(argc));
+  return run(all.subspan(all.empty() ? 0 : 1));
+}

@@ -1,0 +1,72 @@
+// What must hold for a record that was decoded from any bytes.
+
+#pragma once
+
+#include <OrvexKit/OXArchivedFile.h>
+#include <OrvexKit/platform/OXCBORCoder.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace ox::fuzz {
+
+inline void require(bool condition, const char* what) {
+  if (!condition) {
+    static_cast<void>(std::fprintf(stderr, "does not hold: %s\n", what));
+    std::abort();
+  }
+}
+
+inline bool sameTime(std::optional<OXDate> a, std::optional<OXDate> b) {
+  const bool bothNotATime = a && b && *a != *a && *b != *b;
+  return a == b || bothNotATime;
+}
+
+// Setting a path takes one slash off its end, and reading a record sets its path.
+inline OXString pathReadAgain(const OXString& path) {
+  return path && path->ends_with('/') ? path->substr(0, path->size() - 1) : path;
+}
+
+inline void requireSame(const OXArchivedFile& decoded, const OXArchivedFile& again) {
+  require(again.path() == pathReadAgain(decoded.path()), "path");
+  require(sameTime(again.modificationTime(), decoded.modificationTime()), "modificationTime");
+  require(again.actualSize() == decoded.actualSize(), "actualSize");
+  require(again.compressedSize() == decoded.compressedSize(), "compressedSize");
+  require(again.checksum() == decoded.checksum(), "checksum");
+  require(again.fileId() == decoded.fileId(), "fileId");
+  require(again.isFolder() == decoded.isFolder(), "isFolder");
+  require(again.isEncrypted() == decoded.isEncrypted(), "isEncrypted");
+}
+
+// Decodes a record; if there is one, it is written and read again, in either mode.
+inline void roundTrip(std::span<const std::byte> bytes, OXCBORMode mode) {
+  const auto decoded = OXCBORDecodeRecord<OXArchivedFile>(bytes, mode);
+  if (!decoded) {
+    return;
+  }
+  require(decoded->description() == "[Archived File] : " + decoded->path().value_or("(null)"),
+          "description");
+  for (const OXCBORMode writing : {OXCBORMode::keyed, OXCBORMode::sequential}) {
+    OXCBOREncoder encoder(writing);
+    decoded->encodeWithCoder(encoder);
+    for (const auto written : {encoder.bytes(), encoder.item()}) {
+      const auto again = OXCBORDecodeRecord<OXArchivedFile>(written, writing);
+      // The root folder's path, "/", is stored as "", which no path can be set to.
+      require((again == nullptr) == (decoded->path() == ""), "decoded again");
+      if (again) {
+        requireSame(*decoded, *again);
+      }
+    }
+  }
+}
+
+inline std::span<const std::byte> asBytes(const unsigned char* data, std::size_t size) {
+  return std::as_bytes(std::span(data, size));
+}
+
+}  // namespace ox::fuzz

@@ -1,0 +1,43 @@
+// Coders: what writes a record's fields to some other form, and reads them back.
+
+#pragma once
+
+#include <OrvexKit/platform/OXExport.h>
+#include <OrvexKit/platform/OXObject.h>
+#include <OrvexKit/platform/OXValue.h>
+
+#include <optional>
+#include <string_view>
+
+// A coder, for hosts to implement; `OXCBOREncoder` and `OXCBORDecoder` are the library's own. A
+// keyed coder stores each object under a name, in any order; a sequential one stores a run of
+// objects without names, which are read in the order of writing. A record asks once which of the
+// two its coder is, and then calls only that pair of operations.
+//
+// A coder that only writes gives no object when it is asked to read, and one that only reads
+// ignores what it is given to write.
+//
+// Thread safety: a coder is used by one thread at a time.
+class OX_EXPORT OXCoder : public OXObject {
+ public:
+  // Whether this coder is a keyed one; never changes.
+  virtual bool allowsKeyedCoding() const = 0;
+
+  // Keyed mode. `key` and the object's string are valid during the call only.
+  virtual void encodeObjectForKey(const OXValueView& object, std::string_view key) = 0;
+  // The object under `key`, or none when there is none. A null marker is given as it is.
+  virtual std::optional<OXValue> decodeObjectForKey(std::string_view key) = 0;
+
+  // Sequential mode.
+  virtual void encodeObject(const OXValueView& object) = 0;
+  // The next object, or none after the last. A coder that takes being asked for more than there is
+  // for damage may give an object that fits nowhere instead, so that no record comes of it.
+  virtual std::optional<OXValue> decodeObject() = 0;
+};
+
+// A coder that sends objects to another process.
+class OX_EXPORT OXPortCoder : public OXCoder {
+ public:
+  // Whether the objects are to be sent by reference instead of by value.
+  virtual bool isByref() const = 0;
+};

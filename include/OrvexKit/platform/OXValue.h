@@ -1,0 +1,68 @@
+// The objects that a coder writes and reads: the null marker, strings, dates and numbers.
+
+#pragma once
+
+#include <OrvexKit/platform/OXDate.h>
+#include <OrvexKit/platform/OXExport.h>
+
+#include <compare>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <variant>
+
+// The null marker: an object that stands for no object, where there has to be one.
+struct OXNull {
+  friend bool operator==(OXNull, OXNull) = default;
+};
+
+// A boxed number, which remembers as what kind it was boxed and can be read as any other.
+//
+// Reading converts as C does where C defines it: integers wrap to the width that is asked for, a
+// double loses its fraction, and every number but 0 is true. Where C leaves it open the answer is
+// fixed: a double beyond the range of the kind that is asked for gives that kind's nearest limit,
+// and not-a-number gives 0 (and true as a boolean, as it is not 0).
+//
+//   OXNumber(std::uint64_t{1} << 32).unsigned32Value()  => 0
+//   OXNumber(-1.5).signed64Value()                      => -1
+//   OXNumber(1e300).unsigned64Value()                   => 18446744073709551615
+//   OXNumber(-1.0).unsigned64Value()                    => 0
+class OX_EXPORT OXNumber {
+ public:
+  enum class Kind : std::uint8_t { boolean, signedInteger, unsignedInteger, floatingPoint };
+
+  explicit OXNumber(bool value) noexcept
+      : kind_(Kind::boolean), bits_{.asUnsigned = value ? 1U : 0U} {}
+  explicit OXNumber(std::int32_t value) noexcept : OXNumber(std::int64_t{value}) {}
+  explicit OXNumber(std::int64_t value) noexcept
+      : kind_(Kind::signedInteger), bits_{.asSigned = value} {}
+  explicit OXNumber(std::uint32_t value) noexcept : OXNumber(std::uint64_t{value}) {}
+  explicit OXNumber(std::uint64_t value) noexcept
+      : kind_(Kind::unsignedInteger), bits_{.asUnsigned = value} {}
+  explicit OXNumber(double value) noexcept : kind_(Kind::floatingPoint), bits_{.asDouble = value} {}
+
+  Kind kind() const noexcept { return kind_; }
+
+  bool boolValue() const noexcept;
+  std::int64_t signed64Value() const noexcept;
+  std::uint64_t unsigned64Value() const noexcept;
+  std::uint32_t unsigned32Value() const noexcept;
+  std::intptr_t signedWordValue() const noexcept;
+  double doubleValue() const noexcept;
+
+ private:
+  Kind kind_;
+  union {
+    std::int64_t asSigned;
+    std::uint64_t asUnsigned;
+    double asDouble;
+  } bits_;
+};
+
+// An object as a coder gives it. No object at all is a `std::optional<OXValue>` without a value,
+// and is something else than the null marker.
+using OXValue = std::variant<OXNull, std::string, OXDate, OXNumber>;
+
+// An object as a coder takes it: the string is only looked at, and copied by the coder if it keeps
+// it.
+using OXValueView = std::variant<OXNull, std::string_view, OXDate, OXNumber>;

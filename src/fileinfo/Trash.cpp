@@ -1,0 +1,311 @@
+// Moving items to the Trash of the desktop (freedesktop.org Trash 1.0). Each has two files there:
+// an entry that says where it came from, and the item itself under the same name. The entry is made
+// first, exclusively, and on every later failure it is taken back.
+//
+// This is not left to GIO, because that moves the item although its entry is empty when the disk is
+// full, takes no names that are too long for an entry's, and finally brings up the process's file
+// system services, daemon and threads included.
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "OrvexKit/OXFileUtil.h"
+#include "fileinfo/TrashFolder.h"
+#include "platform/FileDescriptor.h"
+#include "platform/FileManager.h"
+#include "platform/Path.h"
+#include "platform/System.h"
+
+namespace {
+
+using namespace ox;
+
+constexpr std::string_view entryExtension = ".trashinfo";
+
+// Where an item is, with the folder open: its path without links, and the name in it.
+struct Place {
+  std::string folder;
+  std::string name;
+  FileDescriptor descriptor;
+};
+
+std::optional<std::string> realPath(std::string_view path) {
+  std::array<char, PATH_MAX> resolved;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  const OXStringView real = files::resolvePath(PathBuffer(path.empty() ? "." : path), resolved);
+  return real ? OXString(*real) : std::nullopt;
+}
+
+// The folder's links are followed, the item's own is not; "." and ".." lead to a folder with a
+// name.
+std::optional<Place> placeOf(std::string_view path) {
+  std::string_view name = path::lastComponent(path);
+  std::string_view parent = path::deletingLastComponent(path);
+  std::optional<std::string> whole;
+  if (name == "." || name == "..") {
+    whole = realPath(path);
+    name = whole ? path::lastComponent(*whole) : std::string_view();
+    parent = whole ? path::deletingLastComponent(*whole) : std::string_view();
+  }
+  std::optional<std::string> folder = name.empty() ? std::nullopt : realPath(parent);
+  if (!folder) {
+    return std::nullopt;
+  }
+  FileDescriptor descriptor(sys::open(folder->c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!descriptor.isOpen()) {
+    return std::nullopt;
+  }
+  return Place{
+      .folder = *std::move(folder), .name = std::string(name), .descriptor = std::move(descriptor)};
+}
+
+// A path as entries have it: as in a URL, byte by byte (RFC 2396).
+void appendEscaped(std::string& text, std::string_view path) {
+  constexpr std::string_view unreserved =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.!~*'()/";
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  for (const char c : path) {
+    if (unreserved.find(c) != std::string_view::npos) {
+      text += c;
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      text += {'%', digits[byte >> 4U], digits[byte & 15U]};
+    }
+  }
+}
+
+std::string entryOf(const Place& place, std::string_view top) {
+  std::string path = path::appendingComponent(place.folder, place.name);
+  if (path.starts_with(top)) {
+    path.erase(0, top.size());
+  }
+  std::string entry("[Trash Info]\nPath=");
+  appendEscaped(entry, path);
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  std::array<char, 64> date{};
+  ::localtime_r(&now, &local);
+  static_cast<void>(
+      std::strftime(date.data(), date.size(), "\nDeletionDate=%Y-%m-%dT%H:%M:%S\n", &local));
+  return entry += date.data();
+}
+
+// The names that an item may have in the Trash: its own, then with numbers before the extension, so
+// that it is still taken for what it is. No longer than that its entry's name fits as well.
+class TrashName {
+ public:
+  explicit TrashName(std::string_view name) noexcept : name_(name) {}
+
+  const std::string& entry() const noexcept { return entry_; }
+  std::string item() const { return entry_.substr(0, entry_.size() - entryExtension.size()); }
+
+  void goOn() {
+    ++number_;
+    write();
+  }
+
+  // For a file system that takes shorter names than most. False when there is nothing left to cut.
+  bool shorten() {
+    room_ /= 2;
+    write();
+    return room_ > shortest;
+  }
+
+ private:
+  static constexpr std::size_t shortest = 16;
+
+  void write() {
+    std::string end;
+    if (number_ > 1) {
+      end = '.' + std::to_string(number_);
+    }
+    const std::string_view extension = path::extension(name_);
+    const bool hasRoom = end.size() + 1 + extension.size() < room_;
+    std::string_view start = name_;
+    if (!extension.empty() && hasRoom) {
+      start = path::deletingExtension(name_);
+      end += '.';
+      end += extension;
+    }
+    entry_ = cut(start, room_ - end.size());
+    entry_ += end;
+    entry_ += entryExtension;
+  }
+
+  // Not within a character of UTF-8.
+  static std::string_view cut(std::string_view text, std::size_t length) noexcept {
+    constexpr auto continues = [](char c) {
+      return (static_cast<unsigned char>(c) & 0xC0U) == 0x80;
+    };
+    if (text.size() <= length) {
+      return text;
+    }
+    std::size_t end = length;
+    while (end > 0 && length - end < 3 && continues(text[end])) {
+      --end;
+    }
+    return text.substr(0, continues(text[end]) || end == 0 ? length : end);
+  }
+
+  std::string_view name_;
+  std::size_t room_ = NAME_MAX - entryExtension.size();
+  unsigned number_ = 0;
+  std::string entry_;
+};
+
+bool writeAll(int fd, std::string_view text) noexcept {
+  while (!text.empty()) {
+    const ssize_t count = sys::write(fd, text.data(), text.size());
+    if (count < 0 && errno != EINTR) {
+      return false;
+    }
+    text.remove_prefix(count < 0 ? 0 : static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+class TrashMove {
+ public:
+  TrashMove(const OXFileReference& item, const Place& place, const TrashFolder& trash)
+      : item_(item), place_(place), trash_(trash), name_(place.name) {}
+
+  bool run() {
+    const std::string entry = entryOf(place_, trash_.top);
+    // Each name is tried once: somebody who takes them all along with us is not waited for.
+    constexpr int mostNames = 100000;
+    for (int i = 0; i < mostNames; ++i) {
+      name_.goOn();
+      int error = createEntry(entry);
+      if (error == 0) {
+        error = moveItem();
+        if (error == 0) {
+          return true;
+        }
+        sys::unlinkat(trash_.info.get(), name_.entry().c_str(), 0);
+      }
+      if (error != EEXIST) {
+        return false;
+      }
+    }
+    return false;
+  }
+
+ private:
+  // All give the error, or 0.
+
+  int createEntry(std::string_view text) {
+    constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    int fd = -1;
+    do {
+      fd = sys::openat(trash_.info.get(), name_.entry().c_str(), flags, S_IRUSR | S_IWUSR);
+    } while (fd < 0 && errno == ENAMETOOLONG && name_.shorten());
+    if (fd < 0) {
+      return errno;
+    }
+    const FileDescriptor file(fd);
+    // An item must not be in the Trash before its entry is on the disk: nobody would know any more
+    // where it came from.
+    if (writeAll(file.get(), text) && sys::fsync(file.get()) == 0) {
+      return 0;
+    }
+    sys::unlinkat(trash_.info.get(), name_.entry().c_str(), 0);
+    return EIO;
+  }
+
+  int moveItem() {
+    struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
+    if (sys::fstatat(place_.descriptor.get(), place_.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) !=
+        0) {
+      return ENOENT;
+    }
+    if (status.st_dev != item_.device || status.st_ino != item_.inode) {
+      return ENOENT;  // another item has taken its place
+    }
+    const int error = rename();
+    const bool isReadOnlyFolder = S_ISDIR(status.st_mode) && (status.st_mode & S_IWUSR) == 0;
+    return error == EACCES && isReadOnlyFolder ? renameReadOnlyFolder(status.st_mode) : error;
+  }
+
+  // What lies under the name already stays there.
+  int rename() {
+    const std::string name = name_.item();
+    const int from = place_.descriptor.get();
+    const int to = trash_.files.get();
+    if (sys::renameat2(from, place_.name.c_str(), to, name.c_str(), RENAME_NOREPLACE) == 0) {
+      return 0;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+      return errno;
+    }
+    // Some file systems cannot look and rename at once.
+    struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
+    if (sys::fstatat(to, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
+      return EEXIST;
+    }
+    if (errno != ENOENT) {
+      return errno;
+    }
+    return sys::renameat(from, place_.name.c_str(), to, name.c_str()) == 0 ? 0 : errno;
+  }
+
+  // A folder changes its parent only when it may be written itself. Its owner may see to that.
+  int renameReadOnlyFolder(mode_t mode) {
+    const auto setMode = [](int dirfd, const std::string& name, mode_t permissions) {
+      return sys::fchmodat(dirfd, name.c_str(), permissions & 07777U, AT_SYMLINK_NOFOLLOW);
+    };
+    if (setMode(place_.descriptor.get(), place_.name, mode | S_IWUSR) != 0) {
+      return EACCES;
+    }
+    const int error = rename();
+    if (error == 0) {
+      setMode(trash_.files.get(), name_.item(), mode);
+    } else {
+      setMode(place_.descriptor.get(), place_.name, mode);
+    }
+    return error;
+  }
+
+  const OXFileReference& item_;
+  const Place& place_;
+  const TrashFolder& trash_;
+  TrashName name_;
+};
+
+bool mayBeSameFolder(const FileDescriptor& a, const FileDescriptor& b) noexcept {
+  struct stat statusA;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
+  struct stat statusB;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
+  return sys::fstat(a.get(), &statusA) != 0 || sys::fstat(b.get(), &statusB) != 0 ||
+         (statusA.st_dev == statusB.st_dev && statusA.st_ino == statusB.st_ino);
+}
+
+// An item that moved out of one of these folders would leave half an entry behind.
+bool isPartOf(const TrashFolder& trash, const FileDescriptor& folder) noexcept {
+  return mayBeSameFolder(folder, trash.folder) || mayBeSameFolder(folder, trash.info) ||
+         mayBeSameFolder(folder, trash.files);
+}
+
+}  // namespace
+
+bool OXMoveFileToTrashSync(OXStringView path) {
+  OXFileReference item;
+  if (!OXReferenceFromPath(item, path)) {
+    return false;
+  }
+  const std::optional<Place> place = placeOf(item.path);
+  if (!place) {
+    return false;
+  }
+  const std::optional<TrashFolder> trash = openTrash(item.device, place->folder);
+  return trash && !isPartOf(*trash, place->descriptor) && TrashMove(item, *place, *trash).run();
+}

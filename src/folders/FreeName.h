@@ -1,0 +1,73 @@
+// Free names in a folder: the name itself, then the name with a counter.
+
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "naming/ArchiveExtension.h"
+
+namespace ox {
+
+// The counter of a name: 1, 2, 3, … It is a signed 32-bit number, and after the largest comes the
+// smallest.
+constexpr std::int32_t nextCounter(std::int32_t counter) noexcept {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(counter) + 1U);
+}
+
+// Walks over the names that `OXSequentiallyUniqueName` would try, in their order, from one free
+// name to the next. The arguments must outlive it.
+class FreeName {
+ public:
+  FreeName(std::string_view name, std::string_view directory, bool isFolder);
+
+  // `directory` joined with the next name that nothing bears.
+  const std::string& next();
+
+  // The path that `next` gave last, to keep.
+  std::string take() noexcept { return std::move(path_); }
+
+ private:
+  // Which counters a listing of the folder shows as taken: one bit for each of a run of counters.
+  class TakenCounters {
+   public:
+    static constexpr std::uint32_t span = 1U << 16;
+
+    void clear(std::int32_t first) noexcept;
+    void add(std::int32_t counter) noexcept;
+    bool covers(std::int32_t counter) const noexcept { return offset(counter) < span_; }
+    bool contains(std::int32_t counter) const noexcept;
+
+   private:
+    std::uint32_t offset(std::int32_t counter) const noexcept {
+      return static_cast<std::uint32_t>(counter) - static_cast<std::uint32_t>(first_);
+    }
+
+    std::int32_t first_ = 0;
+    std::uint32_t span_ = 0;
+    std::array<std::uint64_t, span / 64> bits_;  // left as it is until a listing fills it
+  };
+
+  void startCounting();
+  void writeCounter();
+  bool isListedAsTaken();
+  void listFolder();
+  void addIfNumbered(std::string_view entryName);
+
+  std::string_view name_;
+  std::string_view directory_;
+  std::string_view label_;
+  ArchiveExtension extension_;
+  std::string path_;             // the candidate
+  std::size_t nameStart_ = 0;    // where its last component starts
+  std::size_t numberStart_ = 0;  // where the counter goes
+  std::int32_t counter_ = 0;
+  int probes_ = 0;
+  bool mayList_ = true;
+  TakenCounters taken_;
+};
+
+}  // namespace ox

@@ -1,0 +1,21 @@
+#include <memory>
+#include <utility>
+
+#include "OrvexKit/OXFileUtil.h"
+#include "OrvexKit/OXScopedTempDir.h"
+#include "platform/FileManager.h"
+
+OXScopedTempDir::OXScopedTempDir() : path_(OXCreateTemporaryDirectory()) {}
+
+OXScopedTempDir::~OXScopedTempDir() {
+  if (path_) {
+    ox::files::removeItem(ox::PathBuffer(*path_));
+  }
+}
+
+OXString OXScopedTempDir::path(OXReleaseScope& scope) {
+  auto owner = std::make_shared<OXScopedTempDir>();
+  OXString path = owner->path();
+  scope.defer(std::move(owner));
+  return path;
+}

@@ -1,0 +1,53 @@
+#include <string>
+#include <string_view>
+
+#include "OrvexKit/OXFileUtil.h"
+#include "platform/FileManager.h"
+#include "platform/Path.h"
+#include "platform/UserFolders.h"
+
+namespace {
+
+using namespace ox;
+
+// `name` in `parent`, made for the user alone. Failure is ignored: whoever uses the folder is told
+// by that use.
+OXString makeFolder(const OXString& parent, std::string_view name) {
+  if (!parent) {
+    return std::nullopt;
+  }
+  std::string folder = path::appendingComponent(*parent, name);
+  files::createFolder(PathBuffer(folder), 0700);
+  return folder;
+}
+
+// Both values are kept until the process ends, so that destructors that run late may ask for them.
+
+const OXString& appSupportDir() {
+  static const OXString& kOXAppSupportDirPath =
+      *new OXString(makeFolder(userDataFolder(), "Orvex"));
+  return kOXAppSupportDirPath;
+}
+
+const OXString& userCodecsPath() {
+  static const OXString& kOXUserCodecsPath = *new OXString(makeFolder(appSupportDir(), "codecs"));
+  return kOXUserCodecsPath;
+}
+
+}  // namespace
+
+OXString OXAppSupportDir() {
+  return appSupportDir();
+}
+
+OXString OXUserCodecsPath() {
+  return userCodecsPath();
+}
+
+OXString OXRARCodecPath() {
+  const OXString& codecs = userCodecsPath();
+  if (!codecs) {
+    return std::nullopt;
+  }
+  return path::appendingComponent(*codecs, "rar/rar");
+}

@@ -1,0 +1,71 @@
+#include <bit>
+#include <limits>
+#include <stdexcept>
+
+#include "OrvexKit/OXArchivedFile.h"
+
+namespace {
+
+// How long `path` is without the one slash at its end.
+std::size_t lengthToKeep(std::string_view path) {
+  if (path.empty()) {
+    throw std::out_of_range("OXArchivedFile: an empty path has no last character");
+  }
+  return path.size() - (path.ends_with('/') ? 1 : 0);
+}
+
+}  // namespace
+
+OXArchivedFile::OXArchivedFile() = default;
+OXArchivedFile::~OXArchivedFile() = default;
+
+void OXArchivedFile::setPath(OXStringView path) {
+  if (path) {
+    // Into the memory that the old path leaves, if it had any.
+    path_ = path->substr(0, lengthToKeep(*path));
+  } else {
+    path_.reset();
+  }
+}
+
+void OXArchivedFile::adoptPath(std::string&& path) {
+  path.resize(lengthToKeep(path));
+  path_ = std::move(path);
+}
+
+void OXArchivedFile::adoptPath(OXString&& path) {
+  if (path) {
+    adoptPath(*std::move(path));
+  } else {
+    path_.reset();
+  }
+}
+
+std::optional<OXDate> OXArchivedFile::modificationTime() const noexcept {
+  const std::uint64_t bits = modificationTime_.get();
+  if (bits == noDate) {
+    return std::nullopt;
+  }
+  return OXDate(OXDate::duration(std::bit_cast<double>(bits)));
+}
+
+void OXArchivedFile::setModificationTime(std::optional<OXDate> modificationTime) noexcept {
+  std::uint64_t bits = noDate;
+  if (modificationTime) {
+    bits = std::bit_cast<std::uint64_t>(modificationTime->time_since_epoch().count());
+    if (bits == noDate) {
+      bits = std::bit_cast<std::uint64_t>(std::numeric_limits<double>::quiet_NaN());
+    }
+  }
+  modificationTime_.set(bits);
+}
+
+OXString OXArchivedFile::description() const {
+  std::string text = "[Archived File] : ";
+  text += path_ ? std::string_view(*path_) : "(null)";
+  return text;
+}
+
+const OXArchivedFile* OXArchivedFile::replacementObjectForPortCoder(OXPortCoder& coder) const {
+  return coder.isByref() ? nullptr : this;
+}

@@ -1,0 +1,60 @@
+// A node's list of children, and how it is guarded while somebody walks it.
+
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <utility>
+
+#include "OrvexKit/OXDeltaNode.h"
+
+// Adding is checked, and done, under a lock that a walk takes when it begins and when it ends:
+// between the two nobody changes the nodes, so that the walk itself reads them without a lock.
+class OXDeltaNode::ChildList {
+ public:
+  // Its last owner lets go of the nodes without going deeper into the stack at each level of the
+  // tree.
+  static std::shared_ptr<ChildList> make();
+
+  ChildList() = default;
+  ~ChildList() = default;
+  ChildList(const ChildList&) = delete;
+  ChildList(ChildList&&) = delete;
+  ChildList& operator=(const ChildList&) = delete;
+  ChildList& operator=(ChildList&&) = delete;
+
+  void add(std::shared_ptr<OXDeltaNode> node);
+  void beginVisit() noexcept;
+  void endVisit() noexcept;
+
+  const List& nodes() const noexcept { return nodes_; }
+
+ private:
+  static void release(ChildList* list) noexcept;
+
+  List nodes_;
+  std::size_t visits_ = 0;
+  ChildList* nextReleased_ = nullptr;
+};
+
+// Keeps a list alive and unchanged for as long as it lives.
+class OXDeltaNode::Visit {
+ public:
+  explicit Visit(std::shared_ptr<ChildList> list) noexcept : list_(std::move(list)) {
+    list_->beginVisit();
+  }
+  Visit(Visit&& other) noexcept = default;
+  Visit(const Visit&) = delete;
+  Visit& operator=(const Visit&) = delete;
+  Visit& operator=(Visit&&) = delete;
+  ~Visit() {
+    if (list_ != nullptr) {
+      list_->endVisit();
+    }
+  }
+
+  const List& nodes() const noexcept { return list_->nodes(); }
+
+ private:
+  std::shared_ptr<ChildList> list_;
+};

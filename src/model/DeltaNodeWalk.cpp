@@ -1,0 +1,112 @@
+#include <bit>
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "OrvexKit/OXDeltaNode.h"
+#include "model/DeltaNodeChildList.h"
+#include "platform/Atomic.h"
+#include "platform/FatalError.h"
+#include "platform/Path.h"
+
+namespace {
+
+// What has to be known of a path to come back to it after components were appended to it, which
+// takes slashes off its end.
+class Prefix {
+ public:
+  explicit Prefix(const std::string& path)
+      : end_(path.find_last_not_of('/') + 1), slashes_(path.size() - end_) {}
+
+  void restore(std::string& path) const {
+    path.resize(end_);
+    path.append(slashes_, '/');
+  }
+
+ private:
+  std::size_t end_;  // 0 when there is nothing but slashes
+  std::size_t slashes_;
+};
+
+}  // namespace
+
+// A walk in progress: the levels from its start down to where it is, instead of calls that call
+// themselves, and the two paths, which are made longer and shorter in place.
+class OXDeltaNode::Walk {
+ public:
+  explicit Walk(const TraversalCallback& callback) : callback_(callback) {}
+
+  void run(std::shared_ptr<ChildList> start) {
+    enter(std::move(start));
+    while (!levels_.empty()) {
+      Level& level = levels_.back();
+      if (level.next == level.visit.nodes().size()) {
+        levels_.pop_back();
+      } else {
+        level.prefix.restore(relative_);
+        report(*level.visit.nodes()[level.next++]);
+      }
+    }
+  }
+
+ private:
+  struct Level {
+    Visit visit;
+    std::size_t next;
+    Prefix prefix;
+  };
+
+  void report(const OXDeltaNode& node) {
+    std::shared_ptr<ChildList> kids;
+    bool isReported = false;
+    {
+      const std::lock_guard lock(ox::sharedLock(&node));
+      kids = node.children_;
+      if (node.name_) {
+        ox::path::appendComponent(relative_, *node.name_);
+      }
+      if (node.name_ && node.physicalPath_) {
+        isReported = true;
+        disk_ = *node.physicalPath_;
+        ox::path::appendComponent(disk_, *node.name_);
+      }
+    }
+    if (isReported) {
+      callback_(relative_, disk_, node.isFolder());
+    }
+    if (kids != nullptr) {
+      enter(std::move(kids));
+    }
+  }
+
+  void enter(std::shared_ptr<ChildList> list) {
+    Visit visit(std::move(list));
+    refuseCircle(visit.nodes());
+    if (!visit.nodes().empty()) {
+      levels_.push_back({std::move(visit), 0, Prefix(relative_)});
+    }
+  }
+
+  // A circle brings the same lists again and again, so one of them comes back to the level that it
+  // is compared with, once that is in the circle and as far up as the circle is long. No other list
+  // is ever met twice on one way down.
+  void refuseCircle(const List& nodes) const {
+    const std::size_t depth = levels_.size();
+    if (depth != 0 && &levels_[std::bit_floor(depth) - 1].visit.nodes() == &nodes) {
+      ox::fatalError("a node is below itself in the tree that is being walked");
+    }
+  }
+
+  const TraversalCallback& callback_;
+  std::vector<Level> levels_;
+  std::string relative_;
+  std::string disk_;
+};
+
+void OXDeltaNode::traversePathsUsingBlock(const TraversalCallback& callback) const {
+  if (std::shared_ptr<ChildList> list = childList(); list != nullptr && callback) {
+    Walk(callback).run(std::move(list));
+  }
+}

@@ -1,0 +1,3 @@
+#include "OrvexKit/OXFileUtil.h"
+
+const std::string_view kOXCodecErrorDomain = "OrvexKitCodecError";

@@ -1,0 +1,83 @@
+#include "platform/FileManager.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "platform/System.h"
+
+namespace ox::files {
+
+std::string_view temporaryFolder() noexcept {
+  const char* const folder = std::getenv("TMPDIR");
+  return folder != nullptr && *folder != '\0' ? folder : "/tmp/";
+}
+
+bool itemExists(const PathBuffer& path) noexcept {
+  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
+  return path.isRepresentable() && sys::stat(path.c_str(), &status) == 0;
+}
+
+bool isNameTaken(const PathBuffer& path) noexcept {
+  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
+  return path.isRepresentable() && sys::lstat(path.c_str(), &status) == 0;
+}
+
+namespace {
+
+Creation createOneFolder(const char* path, mode_t mode) noexcept {
+  if (sys::mkdir(path, mode) == 0) {
+    return Creation::created;
+  }
+  return errno == EEXIST ? Creation::nameTaken : Creation::failed;
+}
+
+void createFoldersAbove(const PathBuffer& path, mode_t mode) noexcept {
+  PathBuffer parent = path;
+  char* const bytes = parent.data();
+  for (std::size_t i = 1; i < path.view().size(); ++i) {
+    if (bytes[i] == '/' && bytes[i - 1] != '/') {
+      bytes[i] = '\0';
+      sys::mkdir(bytes, mode);
+      bytes[i] = '/';
+    }
+  }
+}
+
+}  // namespace
+
+Creation createFolder(const PathBuffer& path, mode_t mode) noexcept {
+  if (!path.isRepresentable()) {
+    return Creation::failed;
+  }
+  const Creation outcome = createOneFolder(path.c_str(), mode);
+  if (outcome != Creation::failed || errno != ENOENT) {
+    return outcome;
+  }
+  createFoldersAbove(path, mode);
+  return createOneFolder(path.c_str(), mode);
+}
+
+std::optional<std::string_view> resolvePath(const PathBuffer& path,
+                                            std::array<char, PATH_MAX>& resolved) noexcept {
+  if (!path.isRepresentable() || sys::realpath(path.c_str(), resolved.data()) == nullptr) {
+    return std::nullopt;
+  }
+  return resolved.data();
+}
+
+bool createUniqueFolder(char* pattern) noexcept {
+  return sys::mkdtemp(pattern) != nullptr;
+}
+
+int openFolder(const PathBuffer& path) noexcept {
+  return path.isRepresentable() ? sys::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+}
+
+bool moveItem(const PathBuffer& from, const PathBuffer& to) noexcept {
+  return from.isRepresentable() && to.isRepresentable() &&
+         sys::rename(from.c_str(), to.c_str()) == 0;
+}
+
+}  // namespace ox::files

@@ -1,0 +1,51 @@
+#include "OrvexKit/platform/OXReleaseScope.h"
+
+#include <cxxabi.h>
+
+#include <utility>
+
+extern "C" void* __dso_handle;  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
+namespace {
+
+thread_local OXReleaseScope* innermost = nullptr;
+
+// The scope below all others of a thread. It is made when first asked for and destroyed at the
+// thread's end, through the run-time call behind `thread_local`: unlike such a variable it comes
+// back when another one's destructor asks for a scope after it has ended.
+struct BaseScope {
+  OXReleaseScope scope;
+};
+
+void closeBaseScope(void* base) {
+  delete static_cast<BaseScope*>(base);
+}
+
+OXReleaseScope& openBaseScope() {
+  auto base = std::make_unique<BaseScope>();
+  abi::__cxa_thread_atexit(closeBaseScope, base.get(), &__dso_handle);
+  return base.release()->scope;
+}
+
+}  // namespace
+
+OXReleaseScope::OXReleaseScope() : enclosing_(std::exchange(innermost, this)) {}
+
+OXReleaseScope::~OXReleaseScope() {
+  while (!deferred_.empty()) {
+    // Taken off the list first: its destructor may defer more to this very scope.
+    const std::shared_ptr<OXObject> latest = std::move(deferred_.back());
+    deferred_.pop_back();
+  }
+  innermost = enclosing_;
+}
+
+OXReleaseScope& OXReleaseScope::current() {
+  return innermost != nullptr ? *innermost : openBaseScope();
+}
+
+void OXReleaseScope::defer(std::shared_ptr<OXObject> object) {
+  if (object != nullptr) {
+    deferred_.push_back(std::move(object));
+  }
+}

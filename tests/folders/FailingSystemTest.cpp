@@ -1,0 +1,159 @@
+// Every system call of every rule on folders fails in turn: the answer is the named one, nothing
+// stays open, and nothing is left half made.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "OrvexKit/OXFileUtil.h"
+#include "OrvexKit/OXScopedTempDir.h"
+#include "support/LogCapture.h"
+#include "support/ObservedSystem.h"
+#include "support/ProcessState.h"
+#include "support/TemporaryFolder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using ox::test::isFolder;
+using ox::test::listing;
+using ox::test::ObservedSystem;
+using ox::test::takeLogLines;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+using Names = std::vector<std::string>;
+
+constexpr std::array<int, 8> errors{EACCES, ENOSPC, EMFILE, ENOMEM, EINTR, EIO, EROFS, ENOENT};
+
+const std::vector<ox::test::LogLine> creationFailed = {
+    ox::test::libraryLine("mkstemp failed to generate a temp dir!")};
+
+const std::vector<ox::test::LogLine> noLines;
+
+class FailingSystem : public ox::test::TemporaryFolderTest {
+ protected:
+  FailingSystem() { static_cast<void>(takeLogLines()); }
+
+  // Runs the rule with its first call failing, then the second and so on, with every error. Returns
+  // how many calls failed.
+  static int failInTurn(const std::function<void(int nth)>& rule) {
+    int failed = 0;
+    const std::size_t descriptors = ox::test::openDescriptorCount();
+    for (const int error : errors) {
+      for (int nth = 1;; ++nth) {
+        SCOPED_TRACE("call " + std::to_string(nth) + ": " + std::strerror(error));
+        ObservedSystem observed;
+        observed.failNth(nth, error);
+        rule(nth);
+        if (observed.count() < nth) {
+          break;
+        }
+        ++failed;
+      }
+    }
+    EXPECT_EQ(ox::test::openDescriptorCount(), descriptors);
+    return failed;
+  }
+
+  static void emptyFolder(const std::string& folder) {
+    for (const auto& entry : fs::directory_iterator(folder)) {
+      fs::remove_all(entry);
+    }
+  }
+};
+
+TEST_F(FailingSystem, MakesNoTemporaryFolderAndSaysSo) {
+  for (const auto& make : {+[] { return OXCreateTemporaryDirectory(); },
+                           +[] { return OXCreateTemporaryDirectoryInDir(std::getenv("TMPDIR")); },
+                           +[] { return OXScopedTempDir().path(); }}) {
+    failInTurn([&](int nth) {
+      const OXString folder = make();
+      if (nth == 1) {
+        EXPECT_EQ(folder, std::nullopt);
+        EXPECT_EQ(takeLogLines(), creationFailed);
+        EXPECT_THAT(listing(tmp()), IsEmpty());
+      } else {
+        EXPECT_THAT(*folder, StartsWith(tmp() + "/.orvx."));
+        EXPECT_THAT(takeLogLines(), IsEmpty());
+        emptyFolder(tmp());
+      }
+    });
+  }
+}
+
+TEST_F(FailingSystem, GivesTheTemporaryFolderItselfInPlaceOfAUniqueOne) {
+  EXPECT_EQ(failInTurn([&](int nth) {
+              const OXString folder = OXCreateUniqueTempDir();
+              if (nth == 1) {
+                EXPECT_EQ(folder, tmp());
+                EXPECT_THAT(listing(tmp()), IsEmpty());
+              } else {
+                EXPECT_THAT(*folder, StartsWith(tmp() + "/Vantrel."));
+                emptyFolder(tmp());
+              }
+              EXPECT_THAT(takeLogLines(), IsEmpty());
+            }),
+            8);
+}
+
+TEST_F(FailingSystem, FindsAFreeNameWithoutMakingAnything) {
+  // Enough taken names that the folder is listed.
+  ox::test::writeFile(in("x.zip"));
+  Names taken{"x.zip"};
+  for (int i = 1; i <= 20; ++i) {
+    taken.push_back("x (" + std::to_string(i) + ").zip");
+    ox::test::writeFile(in(taken.back()));
+  }
+  std::ranges::sort(taken);
+  const int failed = failInTurn([&](int) {
+    const OXString name = OXSequentiallyUniqueName("x.zip", work(), false);
+    // A name that cannot be asked about counts as free.
+    EXPECT_THAT(*name, StartsWith(in("x")));
+    EXPECT_EQ(listing(work()), taken);
+    EXPECT_THAT(takeLogLines(), IsEmpty());
+  });
+  EXPECT_GE(failed, 8 * 20);
+  emptyFolder(work());
+}
+
+TEST_F(FailingSystem, MakesTheFolderOfAnArchiveOrNone) {
+  // With a package's name, one that is taken, and a destination that is made on the way.
+  for (const std::string destination : {"", "/new/folder"}) {
+    int answers = 0;
+    failInTurn([&](int) {
+      fs::create_directory(in("Tool"));
+      const OXString folder =
+          OXSafelyCreateArchiveSubdir("Tool.app.zip", work() + destination, true);
+      const Names madeInTmp = listing(tmp());
+      if (folder) {
+        ++answers;
+        EXPECT_THAT(*folder, StartsWith(work() + destination + "/Tool"));
+        EXPECT_NE(*folder, in("Tool"));
+        EXPECT_THAT(takeLogLines(), IsEmpty());
+      } else {
+        // Either there was no scratch folder, or it is left where moving in it failed.
+        EXPECT_EQ(takeLogLines(), madeInTmp.empty() ? creationFailed : noLines);
+        EXPECT_EQ(listing(work()), Names{"Tool"});
+      }
+      for (const std::string& name : madeInTmp) {
+        EXPECT_THAT(name, StartsWith(".orvx."));
+      }
+      EXPECT_TRUE(isFolder(in("Tool")));
+      emptyFolder(tmp());
+      emptyFolder(work());
+    });
+    EXPECT_GT(answers, 50);
+  }
+}
+
+}  // namespace

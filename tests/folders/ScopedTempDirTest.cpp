@@ -1,0 +1,244 @@
+#include <OrvexKit/OXFileUtil.h>
+#include <OrvexKit/OXScopedTempDir.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include "support/LogCapture.h"
+#include "support/TemporaryFolder.h"
+
+namespace {
+
+using namespace ox::test;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class ScopedTempDir : public TemporaryFolderTest {};
+
+static_assert(!std::is_copy_constructible_v<OXScopedTempDir>);
+static_assert(std::is_nothrow_destructible_v<OXScopedTempDir>);
+
+TEST_F(ScopedTempDir, IsThereAsLongAsItsOwner) {
+  std::string path;
+  {
+    const OXScopedTempDir folder;
+    ASSERT_TRUE(folder.path());
+    path = *folder.path();
+    EXPECT_TRUE(path.starts_with(tmp() + "/.orvx.")) << path;
+    EXPECT_TRUE(isFolder(path));
+  }
+  EXPECT_FALSE(exists(path));
+}
+
+TEST_F(ScopedTempDir, HasNoPathWhenItCannotBeMade) {
+  takeLogLines();
+  const ScopedEnvironment temporary("TMPDIR", in("missing"));
+  const OXScopedTempDir folder;
+  EXPECT_EQ(folder.path(), std::nullopt);
+  EXPECT_EQ(OXScopedTempDir::path(OXReleaseScope::current()), std::nullopt);
+  const LogLine line = libraryLine("mkstemp failed to generate a temp dir!");
+  EXPECT_THAT(takeLogLines(), ElementsAre(line, line));
+}
+
+TEST_F(ScopedTempDir, TakesItsContentsAlong) {
+  {
+    const OXScopedTempDir folder;
+    const std::string& path = *folder.path();
+    std::filesystem::create_directories(path + "/a/b/c");
+    writeFile(path + "/a/file", "x");
+    writeFile(path + "/.hidden", "x");
+    writeFile(path + "/a/b/\xff\xfe", "x");
+    ASSERT_EQ(::mkfifo((path + "/a/fifo").c_str(), 0600), 0);
+  }
+  EXPECT_THAT(listing(tmp()), IsEmpty());
+}
+
+TEST_F(ScopedTempDir, RemovesLinksAndNothingBehindThem) {
+  writeFile(in("precious"), "x");
+  std::filesystem::create_directory(in("folder"));
+  writeFile(in("folder/precious"), "x");
+  {
+    const OXScopedTempDir folder;
+    const std::string& path = *folder.path();
+    std::filesystem::create_directory(path + "/sub");
+    std::filesystem::create_symlink(in("precious"), path + "/file-link");
+    std::filesystem::create_directory_symlink(in("folder"), path + "/folder-link");
+    std::filesystem::create_directory_symlink(in("folder"), path + "/sub/folder-link");
+    std::filesystem::create_symlink("nowhere", path + "/dangling");
+    std::filesystem::create_symlink("self", path + "/self");
+    std::filesystem::create_directory_symlink("..", path + "/sub/up");
+  }
+  EXPECT_THAT(listing(tmp()), IsEmpty());
+  EXPECT_THAT(listing(work()), ElementsAre("folder", "folder/precious", "precious"));
+  removeOne(in("folder/precious"));
+  removeOne(in("folder"));
+  removeOne(in("precious"));
+}
+
+TEST_F(ScopedTempDir, RemovesTheLinkThatTookItsPlace) {
+  std::filesystem::create_directory(in("folder"));
+  writeFile(in("folder/precious"), "x");
+  {
+    const OXScopedTempDir folder;
+    removeOne(*folder.path());
+    std::filesystem::create_directory_symlink(in("folder"), *folder.path());
+  }
+  EXPECT_THAT(listing(tmp()), IsEmpty());
+  EXPECT_THAT(listing(work()), ElementsAre("folder", "folder/precious"));
+  removeOne(in("folder/precious"));
+  removeOne(in("folder"));
+}
+
+TEST_F(ScopedTempDir, RemovesTheFileThatTookItsPlace) {
+  {
+    const OXScopedTempDir folder;
+    removeOne(*folder.path());
+    writeFile(*folder.path(), "x");
+  }
+  EXPECT_THAT(listing(tmp()), IsEmpty());
+}
+
+TEST_F(ScopedTempDir, MayHaveVanishedAlready) {
+  const OXScopedTempDir folder;
+  removeOne(*folder.path());
+}
+
+TEST_F(ScopedTempDir, RemovesFoldersThatMayNotBeWrittenReadOrEntered) {
+  for (const mode_t mode : {0500U, 0400U, 0300U, 0200U, 0100U, 0000U}) {
+    SCOPED_TRACE(mode);
+    {
+      const OXScopedTempDir folder;
+      const std::string outer = *folder.path() + "/outer";
+      std::filesystem::create_directories(outer + "/inner/innermost");
+      writeFile(outer + "/inner/file", "x");
+      writeFile(outer + "/file", "x");
+      ASSERT_EQ(::chmod((outer + "/inner").c_str(), mode), 0);
+      ASSERT_EQ(::chmod(outer.c_str(), mode), 0);
+      ASSERT_EQ(::chmod(folder.path()->c_str(), mode), 0);
+    }
+    EXPECT_THAT(listing(tmp()), IsEmpty());
+  }
+}
+
+// Makes a chain of folders, each with a file, far deeper than a path could name.
+void makeDeepFolder(const std::string& top, int depth) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(top);
+  for (int i = 0; i < depth; ++i) {
+    ASSERT_EQ(::mkdir("deeper", 0700), 0);
+    if (i % 50 == 0) {
+      writeFile("file", "x");
+    }
+    ASSERT_EQ(::chdir("deeper"), 0);
+  }
+  std::filesystem::current_path(before);
+}
+
+TEST_F(ScopedTempDir, RemovesWhatIsTooDeepForAPath) {
+  {
+    const OXScopedTempDir folder;
+    makeDeepFolder(*folder.path(), 3000);
+  }
+  EXPECT_THAT(listing(tmp()), IsEmpty());
+}
+
+TEST_F(ScopedTempDir, RemovesDeepFoldersWithFewDescriptors) {
+  struct rlimit before {};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  {
+    const OXScopedTempDir folder;
+    makeDeepFolder(*folder.path(), 200);
+    struct rlimit few = before;
+    few.rlim_cur = 32;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+  }
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_THAT(listing(tmp()), IsEmpty());
+}
+
+TEST_F(ScopedTempDir, RemovesDeepFoldersThatMayNotBeWritten) {
+  {
+    const OXScopedTempDir folder;
+    std::string path = *folder.path();
+    std::vector<std::string> chain;
+    for (int i = 0; i < 60; ++i) {
+      path += "/d";
+      std::filesystem::create_directory(path);
+      // The names that the removal itself would choose first.
+      std::filesystem::create_directories(*folder.path() + "/.deep.0/taken");
+      chain.push_back(path);
+    }
+    for (auto innermost = chain.rbegin(); innermost != chain.rend(); ++innermost) {
+      ASSERT_EQ(::chmod(innermost->c_str(), 0500), 0);
+    }
+  }
+  EXPECT_THAT(listing(tmp()), IsEmpty());
+}
+
+TEST_F(ScopedTempDir, RemovesWideFolders) {
+  {
+    const OXScopedTempDir folder;
+    for (int i = 0; i < 5000; ++i) {
+      writeFile(*folder.path() + "/a rather long name for a file number " + std::to_string(i));
+    }
+  }
+  EXPECT_THAT(listing(tmp()), IsEmpty());
+}
+
+TEST_F(ScopedTempDir, OfAScopeIsThereAsLongAsTheScope) {
+  std::string outer;
+  std::string inner;
+  {
+    const OXReleaseScope outerScope;
+    outer = OXScopedTempDir::path(OXReleaseScope::current()).value();
+    {
+      const OXReleaseScope innerScope;
+      inner = OXScopedTempDir::path(OXReleaseScope::current()).value();
+      writeFile(inner + "/file", "x");
+      EXPECT_TRUE(isFolder(inner));
+    }
+    EXPECT_FALSE(exists(inner));
+    EXPECT_TRUE(isFolder(outer));
+  }
+  EXPECT_FALSE(exists(outer));
+}
+
+TEST_F(ScopedTempDir, OfAnOuterScopeOutlivesTheInnerOne) {
+  OXReleaseScope outerScope;
+  std::string path;
+  {
+    const OXReleaseScope innerScope;
+    path = OXScopedTempDir::path(outerScope).value();
+  }
+  EXPECT_TRUE(isFolder(path));
+}
+
+TEST_F(ScopedTempDir, WithoutAScopeIsThereAsLongAsTheThread) {
+  std::string path;
+  bool wasThere = false;
+  std::thread([&] {
+    path = OXScopedTempDir::path(OXReleaseScope::current()).value();
+    wasThere = isFolder(path);
+  }).join();
+  EXPECT_TRUE(wasThere);
+  EXPECT_FALSE(exists(path));
+}
+
+TEST_F(ScopedTempDir, WithoutAScopeOnTheMainThreadIsGoneAtTheEndOfTheProcess) {
+  EXPECT_EXIT(
+      {
+        const std::string path = OXScopedTempDir::path(OXReleaseScope::current()).value();
+        std::exit(isFolder(path) ? 0 : 1);  // NOLINT(concurrency-mt-unsafe)
+      },
+      testing::ExitedWithCode(0), "");
+  EXPECT_THAT(listing(tmp()), IsEmpty());
+}
+
+}  // namespace

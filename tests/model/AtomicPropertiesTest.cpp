@@ -1,0 +1,227 @@
+// Every atomic property of the records, got and set by several threads at once. What a getter gives
+// is always one of the values that were set, whole; the thread sanitizer watches the rest.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <variant>
+#include <vector>
+
+#include "OrvexKit/OXArchiveSettings.h"
+#include "OrvexKit/OXArchivedFile.h"
+#include "OrvexKit/OXDeltaNode.h"
+#include "OrvexKit/OXFormatInfo.h"
+
+namespace {
+
+constexpr int rounds = 5000;
+
+// Two threads that set, and two that get.
+template <typename Value, typename Set, typename Get>
+void hammer(const char* property, const std::vector<Value>& values, Set set, Get get) {
+  SCOPED_TRACE(property);
+  set(values.front());
+  std::atomic<int> torn = 0;
+  std::vector<std::thread> threads;
+  for (std::size_t first = 0; first < 2; ++first) {
+    threads.emplace_back([&, first] {
+      for (std::size_t i = 0; i < rounds; ++i) {
+        set(values[(first + i) % values.size()]);
+      }
+    });
+    threads.emplace_back([&] {
+      for (int i = 0; i < rounds; ++i) {
+        if (std::ranges::find(values, get()) == values.end()) {
+          ++torn;
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(torn, 0);
+}
+
+// Values of which no half belongs to another one.
+constexpr std::uint64_t low = 0x00000000ffffffffU;
+constexpr std::uint64_t high = 0xffffffff00000000U;
+const std::vector<std::uint64_t> wide{low, high, 0x123456789abcdef0U};
+const std::vector<OXUnsignedWord> words{0, std::numeric_limits<OXUnsignedWord>::max(), 7};
+const std::vector<bool> booleans{false, true};
+// One that a string keeps inside itself, and others that it does not.
+const std::vector<OXString> strings{std::nullopt, "short", std::string(40, 'a'),
+                                    std::string(400, 'b')};
+
+TEST(AtomicProperties, OfAnArchivedFile) {
+  OXArchivedFile file;
+  hammer(
+      "fileId", words, [&](auto value) { file.setFileId(value); }, [&] { return file.fileId(); });
+  hammer(
+      "actualSize", wide, [&](auto value) { file.setActualSize(value); },
+      [&] { return file.actualSize(); });
+  hammer(
+      "compressedSize", wide, [&](auto value) { file.setCompressedSize(value); },
+      [&] { return file.compressedSize(); });
+  hammer(
+      "checksum", std::vector<std::uint32_t>{0, 0xffffffffU, 0x0000ffffU},
+      [&](auto value) { file.setChecksum(value); }, [&] { return file.checksum(); });
+  const OXDate early(OXDate::duration(std::bit_cast<double>(std::uint64_t{0x3ff0000000000000U})));
+  const OXDate late(OXDate::duration(std::bit_cast<double>(std::uint64_t{0x41d0000123456789U})));
+  hammer(
+      "modificationTime", std::vector<std::optional<OXDate>>{std::nullopt, early, late},
+      [&](auto value) { file.setModificationTime(value); },
+      [&] { return file.modificationTime(); });
+  hammer(
+      "isFolder", booleans, [&](bool value) { file.setIsFolder(value); },
+      [&] { return file.isFolder(); });
+  hammer(
+      "isEncrypted", booleans, [&](bool value) { file.setIsEncrypted(value); },
+      [&] { return file.isEncrypted(); });
+}
+
+TEST(AtomicProperties, OfAFormatInfo) {
+  OXFormatInfo format;
+  using Strings = std::shared_ptr<const OXFormatInfo::Strings>;
+  using Objects = std::shared_ptr<const OXFormatInfo::Objects>;
+  using Bytes = std::shared_ptr<const OXFormatInfo::Bytes>;
+  const std::vector<Strings> lists{nullptr, std::make_shared<OXFormatInfo::Strings>(3, "zip"),
+                                   std::make_shared<OXFormatInfo::Strings>()};
+  const std::vector<Objects> objects{nullptr, std::make_shared<OXFormatInfo::Objects>(3, 7),
+                                     std::make_shared<OXFormatInfo::Objects>()};
+  const std::vector<Bytes> bytes{nullptr, std::make_shared<OXFormatInfo::Bytes>(4, 'P'),
+                                 std::make_shared<OXFormatInfo::Bytes>()};
+  hammer(
+      "formatId", words, [&](auto value) { format.setFormatId(value); },
+      [&] { return format.formatId(); });
+  hammer(
+      "name", strings, [&](const auto& value) { format.setName(value); },
+      [&] { return format.name(); });
+  hammer(
+      "extensions", lists, [&](const auto& value) { format.setExtensions(value); },
+      [&] { return format.extensions(); });
+  hammer(
+      "isCreationSupported", booleans, [&](bool value) { format.setIsCreationSupported(value); },
+      [&] { return format.isCreationSupported(); });
+  hammer(
+      "isSplittingSupported", booleans, [&](bool value) { format.setIsSplittingSupported(value); },
+      [&] { return format.isSplittingSupported(); });
+  hammer(
+      "compressionLevels", objects, [&](const auto& value) { format.setCompressionLevels(value); },
+      [&] { return format.compressionLevels(); });
+  hammer(
+      "maxSupportedVersion",
+      std::vector<double>{0.0, std::bit_cast<double>(low), std::bit_cast<double>(high >> 12U)},
+      [&](double value) { format.setMaxSupportedVersion(value); },
+      [&] { return format.maxSupportedVersion(); });
+  hammer(
+      "signature", bytes, [&](const auto& value) { format.setSignature(value); },
+      [&] { return format.signature(); });
+  hammer(
+      "encryptionMethods", objects, [&](const auto& value) { format.setEncryptionMethods(value); },
+      [&] { return format.encryptionMethods(); });
+}
+
+// Lists that nobody but the descriptor holds: a getter's list stays alive while a setter drops it.
+TEST(AtomicProperties, OfAFormatInfoThatAloneHoldsItsLists) {
+  OXFormatInfo format;
+  OXFormatInfo same;
+  same.setName("name that is kept on the heap");
+  hammer(
+      "all that reads several", std::vector<int>{0, 1, 2},
+      [&](int value) {
+        const auto size = static_cast<std::size_t>(value);
+        format.setName("name that is kept on the heap");
+        format.setExtensions(std::make_shared<OXFormatInfo::Strings>(size, "zip"));
+        format.setCompressionLevels(std::make_shared<OXFormatInfo::Objects>(size, value));
+        format.setSignature(std::make_shared<OXFormatInfo::Bytes>(size));
+      },
+      [&] {
+        static_cast<void>(format.supportsExtension("zip"));
+        static_cast<void>(format.description());
+        const bool sane = format.isConfigurable() && same.isEqual(&format);
+        return sane ? static_cast<int>(format.compressionLevels()->size()) : -1;
+      });
+}
+
+TEST(AtomicProperties, OfArchiveSettings) {
+  OXArchiveSettings settings;
+  using Aux = std::shared_ptr<OXArchiveSettings::AuxSettings>;
+  const std::vector<Aux> dictionaries{nullptr, std::make_shared<OXArchiveSettings::AuxSettings>(),
+                                      std::make_shared<OXArchiveSettings::AuxSettings>()};
+  hammer(
+      "password", strings, [&](const auto& value) { settings.setPassword(value); },
+      [&] { return settings.password(); });
+  hammer(
+      "encryptionIndex", words, [&](auto value) { settings.setEncryptionIndex(value); },
+      [&] { return settings.encryptionIndex(); });
+  hammer(
+      "compressionLevelIndex", words, [&](auto value) { settings.setCompressionLevelIndex(value); },
+      [&] { return settings.compressionLevelIndex(); });
+  hammer(
+      "volumeSize", wide, [&](auto value) { settings.setVolumeSize(value); },
+      [&] { return settings.volumeSize(); });
+  hammer(
+      "auxSettings", dictionaries, [&](const auto& value) { settings.setAuxSettings(value); },
+      [&] { return settings.auxSettings(); });
+  hammer(
+      "a copy", strings, [&](const auto& value) { settings.setPassword(value); },
+      [&] { return settings.copyWithZone()->password(); });
+}
+
+TEST(AtomicProperties, OfADeltaNode) {
+  OXDeltaNode node;
+  hammer(
+      "name", strings, [&](const auto& value) { node.setName(value); },
+      [&] { return node.name(); });
+  hammer(
+      "physicalPath", strings, [&](const auto& value) { node.setPhysicalPath(value); },
+      [&] { return node.physicalPath(); });
+  hammer(
+      "isFolder", booleans, [&](bool value) { node.setIsFolder(value); },
+      [&] { return node.isFolder(); });
+  node.setName("f");
+  hammer(
+      "the full path", std::vector<OXString>{"/a/f", "/b/f"},
+      [&](const OXString& value) { node.setPhysicalPath(value->substr(0, 2)); },
+      [&] { return node.fullPathOnDisk(); });
+}
+
+// One thread at a time has the path; all other fields are written meanwhile.
+TEST(AtomicProperties, AreReadWholeByACoder) {
+  OXArchivedFile file;
+  file.setPath("path");
+  class Sizes : public OXCoder {
+   public:
+    bool allowsKeyedCoding() const override { return true; }
+    void encodeObjectForKey(const OXValueView& object, std::string_view key) override {
+      if (key == "actualSize") {
+        size = std::get<OXNumber>(object).unsigned64Value();
+      }
+    }
+    std::optional<OXValue> decodeObjectForKey(std::string_view /*key*/) override { return {}; }
+    void encodeObject(const OXValueView& /*object*/) override {}
+    std::optional<OXValue> decodeObject() override { return {}; }
+
+    std::uint64_t size = 0;
+  };
+  hammer(
+      "actualSize", wide, [&](auto value) { file.setActualSize(value); },
+      [&] {
+        Sizes coder;
+        file.encodeWithCoder(coder);
+        return coder.size;
+      });
+}
+
+}  // namespace

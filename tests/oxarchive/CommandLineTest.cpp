@@ -1,0 +1,164 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "OxarchiveTest.h"
+
+namespace {
+
+using namespace ox::test;
+using testing::PrintToString;
+
+class CommandLine : public OxarchiveTest {};
+
+TEST_F(CommandLine, HelpGoesToStandardOutput) {
+  const std::vector<std::vector<std::string>> rows = {
+      {"--help"},
+      {"-h"},
+      {"extract", "--help"},
+      {"extract", "a.zip", "--help"},
+      {"--help", "nonsense"},
+  };
+  for (const std::vector<std::string>& arguments : rows) {
+    SCOPED_TRACE(PrintToString(arguments));
+    const ProgramResult result = oxarchive(arguments);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_TRUE(result.output.starts_with("Usage: oxarchive extract ARCHIVE... [--into DIR]\n"));
+    EXPECT_NE(result.output.find("Exit status"), std::string::npos);
+    EXPECT_EQ(result.errors, "");
+  }
+}
+
+TEST_F(CommandLine, BadUsageIsToldOnStandardError) {
+  struct Row {
+    std::vector<std::string> arguments;
+    std::string reason;
+  };
+  const Row rows[] = {
+      {{}, "no command is given"},
+      {{""}, "unknown command "},
+      {{"frobnicate"}, "unknown command frobnicate"},
+      {{"--into", "d"}, "unknown command --into"},
+      {{"extract"}, "no archive is given"},
+      {{"extract", "--"}, "no archive is given"},
+      {{"extract", "--into", "d"}, "no archive is given"},
+      {{"extract", "a.zip", "--into"}, "--into needs the name of a folder"},
+      {{"extract", "a.zip", "--into", ""}, "--into needs the name of a folder"},
+      {{"extract", "a.zip", "--into="}, "--into needs the name of a folder"},
+      {{"extract", "a.zip", "--into", "d", "--into=e"}, "--into is given twice"},
+      {{"extract", "--frob", "a.zip"}, "unknown option --frob"},
+      {{"extract", "-x", "a.zip"}, "unknown option -x"},
+      {{"extract", "-\x1b[2J"}, "unknown option -\\x1b[2J"},
+      {{"extract", "-"}, "archives are not read from standard input"},
+      {{"extract", ""}, "the name of an archive is empty"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(PrintToString(row.arguments));
+    const ProgramResult result = oxarchive(row.arguments, {.folder = work()});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "oxarchive: " + row.reason + "\nTry \"oxarchive --help\".\n");
+  }
+  EXPECT_TRUE(names().empty());
+}
+
+TEST_F(CommandLine, TakesNamesThatLookLikeOptions) {
+  writeArchive(in("-x.tar"), {file("a")});
+  writeArchive(in("--help"), {file("b")});
+  const ProgramResult result =
+      oxarchive({"extract", "--into", "out", "--", "-x.tar", "--help"}, {.folder = work()});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.errors, "");
+  EXPECT_EQ(result.output,
+            "-x.tar -> out/-x: 1 entries, 8 bytes\n--help -> out/--help: 1 entries, 8 bytes\n");
+  EXPECT_EQ(treeOf(in("out")), (Tree{{"-x", "folder"},
+                                     {"-x/a", "file contents"},
+                                     {"--help", "folder"},
+                                     {"--help/b", "file contents"}}));
+  remove({"-x.tar", "--help", "out"});
+}
+
+TEST_F(CommandLine, OptionsMayFollowTheArchives) {
+  writeArchive(in("a.tar"), {file("a")});
+  const ProgramResult result = oxarchive({"extract", in("a.tar"), "--into=" + in("out")});
+  EXPECT_EQ(result.exitCode, 0) << result.errors;
+  EXPECT_EQ(result.output, resultLine("a.tar", "out/a", 1, 8));
+  remove({"a.tar", "out"});
+}
+
+TEST_F(CommandLine, TellsWhenTheResultCannotBeWritten) {
+  writeArchive(in("a.tar"), {file("a")});
+  const ProgramResult result =
+      oxarchive({"extract", in("a.tar")},
+                {.beforeExec = [] { ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO); }});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.errors, "oxarchive: cannot write to standard output: No space left on device\n");
+  EXPECT_EQ(treeOf(in("a")), (Tree{{"a", "file contents"}}));  // what was extracted is whole
+  remove({"a.tar", "a"});
+}
+
+TEST_F(CommandLine, ClosedStandardStreamsAreNotWrittenTo) {
+  writeArchive(in("a.tar"), {file("ok"), file("../bad"), file("after", noise(100'000))});
+  const ProgramResult result = oxarchive({"extract", in("a.tar")}, {.beforeExec = [] {
+                                           ::close(STDIN_FILENO);
+                                           ::close(STDOUT_FILENO);
+                                           ::close(STDERR_FILENO);
+                                         }});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_TRUE(treeOf(in("a")) ==
+              (Tree{{"ok", "file contents"}, {"after", "file " + noise(100'000)}}));
+  remove({"a.tar", "a"});
+}
+
+TEST_F(CommandLine, DrawsNoProgressBarInAPipe) {
+  writeArchive(in("a.tar"), someItems());
+  const ProgramResult result =
+      oxarchive({"extract", in("a.tar")}, {.beforeExec = [] { ::setenv("TERM", "xterm", 1); }});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.errors, "");
+  EXPECT_EQ(result.output.find_first_of("\r\x1b"), std::string::npos);
+  remove({"a.tar", "a"});
+}
+
+TEST_F(CommandLine, DrawsAProgressBarOnATerminal) {
+  writeArchive(in("a.tar"), someItems());
+  const auto runIn = [&](const char* terminal) {
+    return oxarchive({"extract", "a.tar"},
+                     {.folder = work(), .errorsOnTerminal = true, .beforeExec = [terminal] {
+                        ::setenv("TERM", terminal, 1);
+                      }});
+  };
+  const ProgramResult result = runIn("xterm");
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.output, "a.tar -> a: 5 entries, 300014 bytes\n");
+  const std::string clearLine = "\r\x1b[K";
+  EXPECT_TRUE(result.errors.starts_with(clearLine + "a.tar  [")) << PrintToString(result.errors);
+  EXPECT_NE(result.errors.find('%'), std::string::npos);
+  // It is gone when the program ends, and was never wider than the terminal.
+  EXPECT_TRUE(result.errors.ends_with(clearLine)) << PrintToString(result.errors);
+  EXPECT_LT(result.errors.find(clearLine, 1), 80 + clearLine.size());
+
+  EXPECT_EQ(runIn("dumb").errors, "");
+  EXPECT_EQ(runIn("").errors, "");
+  remove({"a.tar", "a", "a (1)", "a (2)"});
+}
+
+TEST_F(CommandLine, MessagesDoNotMixWithTheProgressBar) {
+  writeArchive(in("a.tar"), {file("ok"), file("../bad")});
+  const ProgramResult result = oxarchive(
+      {"extract", "a.tar"}, {.folder = work(), .errorsOnTerminal = true, .beforeExec = [] {
+                               ::setenv("TERM", "xterm", 1);
+                             }});
+  EXPECT_EQ(result.exitCode, 1);
+  // A terminal turns each line feed into two characters.
+  EXPECT_NE(
+      result.errors.find("\r\x1b[Koxarchive: a.tar: ../bad: its name leads out of the folder: "
+                         "it has \"..\"\r\n"),
+      std::string::npos)
+      << PrintToString(result.errors);
+  remove({"a.tar", "a"});
+}
+
+}  // namespace

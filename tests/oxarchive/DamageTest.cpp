@@ -1,0 +1,350 @@
+// Archives that are damaged, cut short or encrypted.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "OxarchiveTest.h"
+#include "RarWriter.h"
+
+namespace {
+
+using namespace ox::test;
+
+class Damage : public OxarchiveTest {
+ protected:
+  // Extracts `bytes` under the name `archive`, whose undamaged contents are `whole`. Whatever is
+  // wrong must be told, and what is there must be right. Gives the exit code.
+  int extractDamaged(const std::string& archive, const std::string& bytes, const Tree& whole) {
+    writeFile(in(archive), bytes);
+    const ProgramResult result = oxarchive({"extract", in(archive)});
+    const bool hasFolder = exists(in("d"));
+    const Tree tree = treeOf(in("d"));
+    if (result.exitCode == 0) {
+      EXPECT_EQ(result.errors, "");
+      EXPECT_TRUE(hasFolder);
+      EXPECT_TRUE(tree == whole) << "incomplete, and not a word of it";
+    } else {
+      EXPECT_EQ(result.exitCode, 1);
+      EXPECT_TRUE(result.errors.starts_with("oxarchive: " + in(archive) + ": ")) << result.errors;
+      const bool isTold = result.errors.ends_with("; the folder " + in("d") + " is incomplete\n") &&
+                          result.output.ends_with(" (incomplete)\n");
+      EXPECT_EQ(isTold, hasFolder) << result.output << result.errors;
+      EXPECT_EQ(tree.empty(), !hasFolder);
+    }
+    for (const auto& [name, what] : tree) {
+      EXPECT_TRUE(whole.contains(name)) << name;
+      if (isContentsChecked_ && whole.contains(name)) {
+        EXPECT_TRUE(what == whole.at(name)) << name << " is damaged";
+      }
+    }
+    if (hasFolder) {
+      remove({"d"});
+    }
+    remove({archive});
+    return result.exitCode;
+  }
+
+  bool isContentsChecked_ = true;
+};
+
+struct FormatRow {
+  std::string archive;
+  ArchiveFormat format;
+  ArchiveFilter filter;
+  std::string options;
+};
+
+const std::vector<Item> smallItems = {folder("f/"), file("f/a.txt", "hello\n"),
+                                      file("b.bin", noise(1500)), file("f/c.txt", "the end\n")};
+
+constexpr ArchiveFilter none = ::archive_write_add_filter_none;
+
+// Each has check sums over all of its contents.
+const FormatRow checkedRows[] = {
+    {"d.tar.gz", ::archive_write_set_format_ustar, ::archive_write_add_filter_gzip, ""},
+    {"d.tar.bz2", ::archive_write_set_format_ustar, ::archive_write_add_filter_bzip2, ""},
+    {"d.tar.xz", ::archive_write_set_format_ustar, ::archive_write_add_filter_xz, ""},
+    {"d.7z", ::archive_write_set_format_7zip, none, ""},
+    {"d.zip", ::archive_write_set_format_zip, none, ""},
+};
+
+std::string bytesOf(const std::string& path, const FormatRow& row) {
+  writeArchive(path, smallItems,
+               {.format = row.format, .filter = row.filter, .options = row.options});
+  std::string bytes = readFile(path);
+  removeOne(path);
+  return bytes;
+}
+
+TEST_F(Damage, EveryCutIsTold) {
+  const Tree whole = treeOf(smallItems);
+  for (const FormatRow& row : checkedRows) {
+    SCOPED_TRACE(row.archive);
+    const std::string bytes = bytesOf(in(row.archive), row);
+    EXPECT_EQ(extractDamaged(row.archive, bytes, whole), 0);
+    for (std::size_t size = 0; size < bytes.size(); size += size + 40 < bytes.size() ? 97U : 1U) {
+      SCOPED_TRACE(size);
+      EXPECT_EQ(extractDamaged(row.archive, bytes.substr(0, size), whole), 1);
+    }
+  }
+}
+
+TEST_F(Damage, EveryCutOfRarIsTold) {
+  const std::vector<RarFile> files = {
+      {"a.txt", "hello\n"}, {"b.bin", noise(1500)}, {"c.txt", "the end\n"}};
+  const Tree whole = {{"a.txt", "file hello\n"},
+                      {"b.bin", "file " + files[1].contents},
+                      {"c.txt", "file the end\n"}};
+  for (const bool isNewFormat : {false, true}) {
+    const std::string bytes =
+        makeRarVolumes(files, {.isNewFormat = isNewFormat, .dataPerVolume = 100'000}).front();
+    EXPECT_EQ(extractDamaged("d.rar", bytes, whole), 0);
+    for (std::size_t size = 0; size < bytes.size(); size += size + 40 < bytes.size() ? 61U : 1U) {
+      SCOPED_TRACE(size);
+      // The old format may end without a mark, so a cut right before it goes unseen; all is there.
+      constexpr std::size_t markSize = 7;
+      const bool isBeforeMark = !isNewFormat && size == bytes.size() - markSize;
+      EXPECT_EQ(extractDamaged("d.rar", bytes.substr(0, size), whole), isBeforeMark ? 0 : 1);
+    }
+  }
+}
+
+TEST_F(Damage, EveryCutOfATarArchiveIsTold) {
+  const Tree whole = treeOf(smallItems);
+  const std::string bytes =
+      bytesOf(in("d.tar"), {"d.tar", ::archive_write_set_format_ustar, none, ""});
+  const std::size_t end = 512 + 1024 + 512 + 1536 + 1024;
+  for (std::size_t size = 0; size < bytes.size(); size += 256) {
+    SCOPED_TRACE(size);
+    // From the end mark on nothing is missing.
+    const bool hasMark = size >= end + 512 && size % 512 == 0;
+    const int exitCode = extractDamaged("d.tar", bytes.substr(0, size), whole);
+    if (size < end + 512 || hasMark) {
+      EXPECT_EQ(exitCode, hasMark ? 0 : 1);
+    }
+  }
+}
+
+TEST_F(Damage, EveryChangedByteIsToldOrHarmless) {
+  const Tree whole = treeOf(smallItems);
+  for (const FormatRow& row : checkedRows) {
+    if (row.archive == "d.zip") {
+      continue;  // has its names twice, and no check sum over them
+    }
+    SCOPED_TRACE(row.archive);
+    // Where the check sum is that of the whole stream, damage is seen at its end.
+    isContentsChecked_ = row.archive == "d.7z";
+    const std::string bytes = bytesOf(in(row.archive), row);
+    for (std::size_t i = 0; i < bytes.size(); i += 37) {
+      SCOPED_TRACE(i);
+      std::string changed = bytes;
+      changed[i] = static_cast<char>(changed[i] ^ 0x10);
+      extractDamaged(row.archive, changed, whole);
+    }
+  }
+}
+
+TEST_F(Damage, ContentsOfRarFiles) {
+  const std::vector<RarFile> files = {
+      {"a.txt", "hello\n"}, {"b.bin", noise(1500)}, {"c.txt", "the end\n"}};
+  const Tree whole = {{"a.txt", "file hello\n"},
+                      {"b.bin", "file " + files[1].contents},
+                      {"c.txt", "file the end\n"}};
+  for (const bool isNewFormat : {false, true}) {
+    const std::string bytes =
+        makeRarVolumes(files, {.isNewFormat = isNewFormat, .dataPerVolume = 100'000}).front();
+    for (std::size_t i = 0; i < bytes.size(); i += 29) {
+      SCOPED_TRACE(i);
+      std::string changed = bytes;
+      changed[i] = static_cast<char>(changed[i] ^ 0x10);
+      extractDamaged("d.rar", changed, whole);
+    }
+  }
+}
+
+TEST_F(Damage, ContentsOfAZipFile) {
+  const FormatRow row{"d.zip", ::archive_write_set_format_zip, none, "compression=store"};
+  std::string bytes = bytesOf(in("d.zip"), row);
+  bytes[bytes.find("hello")] = 'j';
+  writeFile(in("d.zip"), bytes);
+  const ProgramResult result = oxarchive({"extract", in("d.zip")});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.output,
+            in("d.zip") + " -> " + in("d") + ": 3 entries, 1508 bytes (incomplete)\n");
+  EXPECT_TRUE(result.errors.starts_with("oxarchive: " + in("d.zip") + ": f/a.txt: ZIP bad CRC"))
+      << result.errors;
+  EXPECT_TRUE(result.errors.ends_with("\noxarchive: " + in("d.zip") +
+                                      ": 1 of its entries could not be extracted; the folder " +
+                                      in("d") + " is incomplete\n"))
+      << result.errors;
+  Tree tree = treeOf(smallItems);
+  tree.erase("f/a.txt");
+  EXPECT_EQ(treeOf(in("d")), tree);
+  remove({"d.zip", "d"});
+}
+
+TEST_F(Damage, TheOnlyFileOfAnArchive) {
+  // Its folder was made before the damage was seen, and the folders within it too.
+  const std::vector<Item> items = {file("deep/er/f", "some contents\n")};
+  writeArchive(in("d.zip"), items,
+               {.format = ::archive_write_set_format_zip, .options = "compression=store"});
+  std::string bytes = readFile(in("d.zip"));
+  bytes[bytes.find("some contents")] = 'S';
+  writeFile(in("d.zip"), bytes);
+  const ProgramResult result = oxarchive({"extract", in("d.zip")});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.output, "");
+  EXPECT_TRUE(
+      result.errors.ends_with("oxarchive: " + in("d.zip") + ": nothing in it could be extracted\n"))
+      << result.errors;
+  EXPECT_EQ(names(), (std::vector<std::string>{"d.zip"}));
+
+  // Neither is the destination left, unless it was there before.
+  ASSERT_TRUE(std::filesystem::create_directory(in("old")));
+  for (const std::string into : {"new", "new/er/", "old/new", "old"}) {
+    EXPECT_EQ(oxarchive({"extract", in("d.zip"), "--into", in(into)}).exitCode, 1);
+    EXPECT_EQ(oxarchive({"extract", "d.zip", "--into", into}, {.folder = work()}).exitCode, 1);
+    EXPECT_EQ(listing(work()), (std::vector<std::string>{"d.zip", "old"}));
+  }
+  remove({"d.zip", "old"});
+}
+
+TEST_F(Damage, WhatFollowsTheEnd) {
+  // So large that it is not read in one go.
+  const std::string contents = noise(600'064);
+  constexpr ArchiveFormat ustar = ::archive_write_set_format_ustar;
+  writeArchive(in("a.tar"), {file("a", contents)}, {.format = ustar});
+  writeArchive(in("b.tar"), {file("b")}, {.format = ustar});
+  writeArchive(in("a.gz"), {file("a", contents)},
+               {.format = ustar, .filter = ::archive_write_add_filter_gzip});
+  writeArchive(in("a.cpio"), {file("a", contents)},
+               {.format = ::archive_write_set_format_cpio_newc});
+  const std::string tar = readFile(in("a.tar"));
+  const std::string otherTar = readFile(in("b.tar"));
+  const std::string gz = readFile(in("a.gz"));
+  const std::string cpio = readFile(in("a.cpio"));
+  remove({"a.tar", "b.tar", "a.gz", "a.cpio"});
+  const std::string zeros(5000, '\0');
+  struct Row {
+    std::string bytes;
+    std::string reason;  // none: it is fine
+  };
+  const Row rows[] = {
+      {tar + zeros, ""},
+      {tar + otherTar, "more data follows its end mark"},
+      {tar + zeros + "x", "more data follows its end mark"},
+      {tar.substr(0, 512 + contents.size()), "it has no end mark, so it may have been cut short"},
+      {gz + zeros, ""},
+      {gz + "garbage", "something else follows its gzip data"},
+      {gz + zeros + gz, "something else follows its gzip data"},
+      {gz + gz, "more data follows its end mark"},
+      {gz.substr(0, gz.size() - 8) + std::string(8, '\xAA'),
+       "its gzip data is damaged: incorrect data check"},
+      {gz.substr(0, gz.size() - 1), "its gzip data is cut short"},
+      {cpio + zeros, ""},
+      {cpio + "garbage", "more data follows its end mark"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.reason);
+    writeFile(in("d.x"), row.bytes);
+    const ProgramResult result = oxarchive({"extract", in("d.x")});
+    EXPECT_EQ(result.exitCode, row.reason.empty() ? 0 : 1);
+    EXPECT_EQ(result.errors, row.reason.empty()
+                                 ? ""
+                                 : "oxarchive: " + in("d.x") + ": " + row.reason + "; the folder " +
+                                       in("d") + " is incomplete\n");
+    EXPECT_TRUE(treeOf(in("d")) == (Tree{{"a", "file " + contents}}));
+    remove({"d.x", "d"});
+  }
+}
+
+TEST_F(Damage, GzipInSeveralMembers) {
+  writeArchive(in("d.tar"), smallItems, {.format = ::archive_write_set_format_ustar});
+  const ProgramResult packed = runProgram(
+      "sh",
+      {"-c", "head -c 1000 d.tar | gzip > d.tar.gz && tail -c +1001 d.tar | gzip >> d.tar.gz"},
+      {.folder = work()});
+  ASSERT_EQ(packed.exitCode, 0) << packed.errors;
+  const ProgramResult result = oxarchive({"extract", in("d.tar.gz")});
+  EXPECT_EQ(result.exitCode, 0) << result.errors;
+  EXPECT_EQ(treeOf(in("d")), treeOf(smallItems));
+  remove({"d.tar", "d.tar.gz", "d"});
+}
+
+TEST_F(Damage, AZipFileWithAProgramBeforeIt) {
+  writeArchive(in("d.zip"), smallItems, {.format = ::archive_write_set_format_zip});
+  writeFile(in("d.zip"), "#!/bin/sh\nexit 1\n" + noise(2000) + readFile(in("d.zip")));
+  const ProgramResult result = oxarchive({"extract", in("d.zip")});
+  EXPECT_EQ(result.exitCode, 0) << result.errors;
+  EXPECT_EQ(treeOf(in("d")), treeOf(smallItems));
+  remove({"d.zip", "d"});
+}
+
+class Encrypted : public Damage {
+ protected:
+  void expectRefused(const std::string& archive) {
+    const std::vector<std::string> before = names();
+    const ProgramResult result = oxarchive({"extract", in(archive)});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors,
+              "oxarchive: " + in(archive) + ": it is encrypted, and passwords are not supported\n");
+    EXPECT_EQ(names(), before);
+  }
+};
+
+TEST_F(Encrypted, Zip) {
+  for (const std::string method : {"traditional", "aes128", "aes256"}) {
+    SCOPED_TRACE(method);
+    writeArchive(in("e.zip"), smallItems,
+                 {.format = ::archive_write_set_format_zip,
+                  .options = "encryption=" + method,
+                  .passphrase = "secret"});
+    expectRefused("e.zip");
+  }
+  remove({"e.zip"});
+}
+
+TEST_F(Encrypted, SevenZip) {
+  const std::string sevenZip = findProgram({"7zz", "7z", "7za"});
+  if (sevenZip.empty()) {
+    GTEST_SKIP() << "7-Zip is not installed";
+  }
+  ASSERT_TRUE(std::filesystem::create_directories(in("p/empty folder")));
+  writeFile(in("p/f"), "contents");
+  writeFile(in("p/empty"));
+  writeFile(in("secret"), "contents");
+  const auto pack = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"a", "-bso0", "-bsp0"});
+    EXPECT_EQ(runProgram(sevenZip, arguments, {.folder = work()}).exitCode, 0);
+  };
+  pack({"-psecret", "names.7z", "p"});
+  pack({"-psecret", "-mhe=on", "all.7z", "p"});
+  // What is not encrypted comes first, and must not be left behind.
+  pack({"some.7z", "p"});
+  pack({"-psecret", "some.7z", "secret"});
+  pack({"some.zip", "p"});
+  pack({"-psecret", "some.zip", "secret"});
+  for (const std::string archive : {"names.7z", "all.7z", "some.7z", "some.zip"}) {
+    SCOPED_TRACE(archive);
+    expectRefused(archive);
+  }
+  remove({"p", "secret", "names.7z", "all.7z", "some.7z", "some.zip"});
+}
+
+TEST_F(Encrypted, Rar) {
+  const std::vector<RarFile> plain = {{"a", "contents"}};
+  const std::vector<RarFile> mixed = {{"a", "contents"}, {"b", "cipher text", true}};
+  for (const bool isNewFormat : {false, true}) {
+    writeFile(in("some.rar"), makeRarVolumes(mixed, {.isNewFormat = isNewFormat}).front());
+    expectRefused("some.rar");
+    writeFile(
+        in("all.rar"),
+        makeRarVolumes(plain, {.isNewFormat = isNewFormat, .hasEncryptedHeaders = true}).front());
+    expectRefused("all.rar");
+  }
+  remove({"some.rar", "all.rar"});
+}
+
+}  // namespace

@@ -1,0 +1,303 @@
+// Archives that try to get out of the folder that they are extracted to.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+
+#include "OxarchiveTest.h"
+
+namespace {
+
+using namespace ox::test;
+
+class Hostile : public OxarchiveTest {
+ protected:
+  // "outside" lies beside the folder that is extracted to.
+  void SetUp() override {
+    ASSERT_TRUE(std::filesystem::create_directory(in("outside")));
+    writeFile(in("outside/secret"), "untouched");
+    before_ = treeOf(in("outside"));
+  }
+
+  // Extracts `items`, of which exactly `refused` must be named, and gives what came of it.
+  Tree extract(const std::vector<Item>& items, const std::vector<std::string>& refused,
+               const ArchiveOptions& options = {}) {
+    writeArchive(in("h.x"), items, options);
+    const ProgramResult result = oxarchive({"extract", in("h.x")});
+    const bool hasFolder = exists(in("h"));
+    Tree tree = treeOf(in("h"));
+    EXPECT_EQ(result.exitCode, refused.empty() ? 0 : 1) << result.errors;
+    for (const std::string& path : refused) {
+      EXPECT_NE(result.errors.find("oxarchive: " + in("h.x") + ": " + path + ": "),
+                std::string::npos)
+          << path << " is not in: " << result.errors;
+    }
+    // One line more: that the folder is incomplete, or that there is none.
+    const std::size_t lines = refused.empty() ? 0 : refused.size() + 1;
+    EXPECT_EQ(static_cast<std::size_t>(std::ranges::count(result.errors, '\n')), lines)
+        << result.errors;
+    // No folder without contents, except that of an archive without entries.
+    EXPECT_EQ(hasFolder, refused.size() < items.size());
+    EXPECT_EQ(treeOf(in("outside")), before_);
+    EXPECT_EQ(names(), hasFolder ? (std::vector<std::string>{"h", "h.x", "outside"})
+                                 : (std::vector<std::string>{"h.x", "outside"}));
+    expectNothingLeadsOut();
+    if (hasFolder) {
+      remove({"h"});
+    }
+    remove({"h.x"});
+    return tree;
+  }
+
+  void TearDown() override {
+    remove({"outside"});
+    OxarchiveTest::TearDown();
+  }
+
+ private:
+  // Follows every link in the folder, wherever it leads.
+  void expectNothingLeadsOut() {
+    const std::string top = in("h") + "/";
+    for (const std::string& name : listing(in("h"))) {
+      const std::string path = top + name;
+      if (std::filesystem::is_symlink(path)) {
+        const std::string target = std::filesystem::weakly_canonical(path).string() + "/";
+        EXPECT_TRUE(target.starts_with(top)) << path << " leads to " << target;
+      }
+    }
+  }
+
+  Tree before_;
+};
+
+TEST_F(Hostile, NamesThatLeadOut) {
+  const std::string outside = in("outside/new");
+  const std::vector<std::string> paths = {
+      outside,  "//" + outside, "../outside/new", "a/../../outside/new", "./../outside/new", "a/..",
+      "a/../b", "..",
+  };
+  for (const std::string& path : paths) {
+    SCOPED_TRACE(path);
+    EXPECT_EQ(extract({file(path)}, {path}), Tree());
+    EXPECT_EQ(extract({file("ok"), file(path), file("after")}, {path}),
+              (Tree{{"ok", "file contents"}, {"after", "file contents"}}));
+    // Other formats bring names along in other ways.
+    for (const ArchiveFormat format : {ArchiveFormat(::archive_write_set_format_gnutar),
+                                       ArchiveFormat(::archive_write_set_format_cpio_newc),
+                                       ArchiveFormat(::archive_write_set_format_zip)}) {
+      EXPECT_EQ(extract({file(path), file("after")}, {path}, {.format = format}),
+                (Tree{{"after", "file contents"}}));
+    }
+  }
+}
+
+TEST_F(Hostile, FoldersAndLinksThatLeadOut) {
+  EXPECT_EQ(extract({folder("../outside/new/"), folder(in("outside/new/"))},
+                    {"../outside/new/", in("outside/new/")}),
+            Tree());
+  EXPECT_EQ(extract({symbolicLink("../outside/new", "x"), hardLink("../outside/new2", "x")},
+                    {"../outside/new", "../outside/new2"}),
+            Tree());
+}
+
+TEST_F(Hostile, HarmlessNames) {
+  EXPECT_EQ(extract({folder("./"), file("./a"), file("b//c"), file("..d"), file("e/./f"),
+                     file("g\\..\\h"), file("C:/i")},
+                    {}),
+            (Tree{{"a", "file contents"},
+                  {"b", "folder"},
+                  {"b/c", "file contents"},
+                  {"..d", "file contents"},
+                  {"e", "folder"},
+                  {"e/f", "file contents"},
+                  {"g\\..\\h", "file contents"},
+                  {"C:", "folder"},
+                  {"C:/i", "file contents"}}));
+}
+
+TEST_F(Hostile, LinksThatLeadOut) {
+  const std::vector<std::string> targets = {
+      in("outside"),  "/",          "../outside", "..", "./../outside", "a/../../outside",
+      "x/../outside", "/etc/passwd"};
+  for (const std::string& target : targets) {
+    SCOPED_TRACE(target);
+    // What would be written through the link makes a folder of its own in its place.
+    EXPECT_EQ(extract({symbolicLink("l", target), file("l/new")}, {"l"}),
+              (Tree{{"l", "folder"}, {"l/new", "file contents"}}));
+    EXPECT_EQ(extract({symbolicLink("l", target), file("after")}, {"l"},
+                      {.format = ::archive_write_set_format_zip}),
+              (Tree{{"after", "file contents"}}));
+    EXPECT_EQ(extract({symbolicLink("l", target)}, {"l"},
+                      {.format = ::archive_write_set_format_cpio_newc}),
+              Tree());
+  }
+}
+
+TEST_F(Hostile, LinksOverLinks) {
+  // Each looks harmless beside the other.
+  EXPECT_EQ(extract({folder("d/"), symbolicLink("d/here", "."),
+                     symbolicLink("d/out", "here/here/here/../../../outside")},
+                    {"d/out"}),
+            (Tree{{"d", "folder"}, {"d/here", "link to ."}}));
+  EXPECT_EQ(extract({folder("a/"), folder("a/b/"), symbolicLink("deep", "a/b"),
+                     symbolicLink("out", "deep/../../outside")},
+                    {"out"}),
+            (Tree{{"a", "folder"}, {"a/b", "folder"}, {"deep", "link to a/b"}}));
+  // One that leads through another, and stays inside.
+  EXPECT_EQ(extract({folder("a/"), symbolicLink("a/top", ".."), symbolicLink("b", "a/top/a"),
+                     file("a/f")},
+                    {}),
+            (Tree{{"a", "folder"},
+                  {"a/top", "link to .."},
+                  {"b", "link to a/top/a"},
+                  {"a/f", "file contents"}}));
+}
+
+TEST_F(Hostile, NothingIsWrittenThroughALink) {
+  // Not even through one that stays inside: it could be exchanged meanwhile.
+  EXPECT_EQ(extract({folder("d/"), symbolicLink("l", "d"), file("l/f"), file("l/e/f"),
+                     symbolicLink("l/g", "x"), hardLink("l/h", "d"), folder("l/i/")},
+                    {"l/f", "l/e/f", "l/g", "l/h", "l/i/"}),
+            (Tree{{"d", "folder"}, {"l", "link to d"}}));
+  EXPECT_EQ(extract({file("f"), symbolicLink("l", "f"), file("l", "new")}, {}),
+            (Tree{{"f", "file contents"}, {"l", "file new"}}));
+}
+
+TEST_F(Hostile, AFileIsNoFolder) {
+  EXPECT_EQ(extract({file("f"), file("f/g")}, {"f/g"}), (Tree{{"f", "file contents"}}));
+  EXPECT_EQ(extract({folder("d/"), file("d/x"), file("d")}, {"d"}),
+            (Tree{{"d", "folder"}, {"d/x", "file contents"}}));
+  EXPECT_EQ(extract({folder("d/"), symbolicLink("d", "x")}, {"d"}), (Tree{{"d", "folder"}}));
+}
+
+TEST_F(Hostile, HardLinksToWhatIsOutside) {
+  const std::vector<std::string> targets = {
+      in("outside/secret"), "../outside/secret", "a/../../outside/secret", "missing", "..", "."};
+  for (const std::string& target : targets) {
+    SCOPED_TRACE(target);
+    EXPECT_EQ(extract({file("ok"), hardLink("l", target)}, {"l"}), (Tree{{"ok", "file contents"}}));
+  }
+}
+
+// Makes the entry `path` of a tar archive a hard link that has data.
+void turnIntoHardLink(const std::string& archive, const std::string& path,
+                      const std::string& target) {
+  std::string bytes = readFile(archive);
+  for (std::size_t start = 0; start + 512 <= bytes.size(); start += 512) {
+    std::string header = bytes.substr(start, 512);
+    if (header.substr(0, 100) != path + std::string(100 - path.size(), '\0') ||
+        header[156] != '0') {
+      continue;
+    }
+    header[156] = '1';
+    header.replace(157, 100, target + std::string(100 - target.size(), '\0'));
+    header.replace(148, 8, 8, ' ');
+    unsigned sum = 0;
+    for (const char byte : header) {
+      sum += static_cast<unsigned char>(byte);
+    }
+    std::array<char, 8> digits{};
+    static_cast<void>(std::snprintf(digits.data(), digits.size(), "%06o", sum));
+    header.replace(148, 7, digits.data(), 7);
+    bytes.replace(start, 512, header);
+    writeFile(archive, bytes);
+    return;
+  }
+  FAIL() << path << " is not in " << archive;
+}
+
+TEST_F(Hostile, HardLinksWithData) {
+  struct Row {
+    std::string target;
+    Tree tree;
+  };
+  const Row rows[] = {
+      {"ok", {{"ok", "file overwritten"}, {"l", "file overwritten"}, {"s", "link to ok"}}},
+      {"./ok", {{"ok", "file overwritten"}, {"l", "file overwritten"}, {"s", "link to ok"}}},
+      {"../outside/secret", {{"ok", "file contents"}, {"s", "link to ok"}}},
+      {"missing", {{"ok", "file contents"}, {"s", "link to ok"}}},
+      // Becomes a link itself; what it leads to is not written to.
+      {"s", {{"ok", "file contents"}, {"l", "link to ok"}, {"s", "link to ok"}}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.target);
+    writeArchive(in("h.x"), {file("ok"), symbolicLink("s", "ok"), file("l", "overwritten")},
+                 {.format = ::archive_write_set_format_pax});
+    turnIntoHardLink(in("h.x"), "l", row.target);
+    const ProgramResult result = oxarchive({"extract", in("h.x")});
+    EXPECT_EQ(result.exitCode, row.tree.contains("l") ? 0 : 1) << result.errors;
+    EXPECT_EQ(treeOf(in("h")), row.tree);
+    remove({"h", "h.x"});
+  }
+}
+
+TEST_F(Hostile, HardLinksThroughAndToLinks) {
+  EXPECT_EQ(extract({folder("d/"), file("d/f"), symbolicLink("l", "d"), hardLink("x", "l/f"),
+                     hardLink("y", "d")},
+                    {"x", "y"}),
+            (Tree{{"d", "folder"}, {"d/f", "file contents"}, {"l", "link to d"}}));
+  // "../../x" is inside only where the link was made.
+  EXPECT_EQ(extract({folder("a/"), folder("a/b/"), symbolicLink("a/b/l", "../../x"),
+                     hardLink("l", "a/b/l"), hardLink("a/c", "a/b/l"), hardLink("a/b/m", "a/b/l")},
+                    {"l", "a/c"}),
+            (Tree{{"a", "folder"},
+                  {"a/b", "folder"},
+                  {"a/b/l", "link to ../../x"},
+                  {"a/b/m", "link to ../../x"}}));
+}
+
+TEST_F(Hostile, AHardLinkToItself) {
+  EXPECT_EQ(extract({file("f"), hardLink("f", "f"), hardLink("./f", "f")}, {}),
+            (Tree{{"f", "file contents"}}));
+}
+
+TEST_F(Hostile, DevicesPipesAndSockets) {
+  std::vector<Item> items = {file("ok")};
+  std::vector<std::string> refused;
+  for (const mode_t type : {mode_t{S_IFCHR}, mode_t{S_IFBLK}, mode_t{S_IFIFO}}) {
+    Item item = file("n" + std::to_string(type), "");
+    item.type = type;
+    items.push_back(item);
+    refused.push_back(item.path);
+  }
+  EXPECT_EQ(extract(items, refused), (Tree{{"ok", "file contents"}}));
+}
+
+TEST_F(Hostile, NamesThatAreTooLong) {
+  const std::string component(256, 'n');
+  std::string deep;
+  while (deep.size() < 5000) {
+    deep += "deep/";
+  }
+  EXPECT_EQ(extract({file("ok"), file(component), file(component + "/f"), file(deep + "f")},
+                    {component, component + "/f", deep + "f"},
+                    {.format = ::archive_write_set_format_gnutar}),
+            (Tree{{"ok", "file contents"}}));
+}
+
+TEST_F(Hostile, DeepFolders) {
+  std::string path;
+  std::vector<Item> items;
+  for (int i = 0; i < 300; ++i) {
+    path += "d/";
+  }
+  items.push_back(file(path + "f"));
+  items.push_back(folder(path, 0500));
+  writeArchive(in("h.x"), items, {.format = ::archive_write_set_format_gnutar});
+  const ProgramResult result = oxarchive({"extract", in("h.x")});
+  EXPECT_EQ(result.exitCode, 0) << result.errors;
+  EXPECT_EQ(readFile(in("h/" + path + "f")), "contents");
+  // An archive of which nothing can be used takes the folders that were made for it away again.
+  writeArchive(in("i.x"), {file(path + "f", noise(100'000))},
+               {.format = ::archive_write_set_format_gnutar});
+  std::filesystem::resize_file(in("i.x"), 60'000);
+  EXPECT_EQ(oxarchive({"extract", in("i.x")}).exitCode, 1);
+  EXPECT_EQ(names(), (std::vector<std::string>{"h", "h.x", "i.x", "outside"}));
+  remove({"h", "h.x", "i.x"});
+}
+
+}  // namespace

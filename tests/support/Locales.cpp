@@ -1,0 +1,34 @@
+#include "support/Locales.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include "support/ChildProcess.h"
+
+namespace ox::test {
+
+Locales::~Locales() {
+  std::error_code ignored;
+  std::filesystem::remove_all(folder_, ignored);
+}
+
+bool Locales::make(const std::string& language, const std::string& encoding) const {
+  std::error_code ignored;
+  std::filesystem::create_directory(folder_, ignored);
+  const std::string name = language + "." + encoding;
+  // It warns of much, and ends with 1 then.
+  run({.program = "localedef",
+       .arguments = {"--no-archive", "--quiet", "-c", "-i", language, "-f", encoding,
+                     folder_ + "/" + name}});
+  return std::filesystem::exists(folder_ + "/" + name + "/LC_TIME");
+}
+
+Locales::Environment Locales::environment(const std::string& name) const {
+  return {{"LOCPATH", folder_},
+          {"LC_ALL", std::nullopt},
+          {"LC_TIME", std::nullopt},
+          {"LANGUAGE", std::nullopt},
+          {"LANG", name}};
+}
+
+}  // namespace ox::test

@@ -1,0 +1,26 @@
+// What this process holds: for tests of what must not be left behind.
+
+#pragma once
+
+#include <cstddef>
+
+namespace ox::test {
+
+std::size_t openDescriptorCount();
+std::size_t threadCount();
+
+// Leaves `free` descriptors to open, until the object goes.
+class DescriptorLimit {
+ public:
+  explicit DescriptorLimit(std::size_t free);
+  ~DescriptorLimit();
+  DescriptorLimit(const DescriptorLimit&) = delete;
+  DescriptorLimit(DescriptorLimit&&) = delete;
+  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+  DescriptorLimit& operator=(DescriptorLimit&&) = delete;
+
+ private:
+  std::size_t before_;
+};
+
+}  // namespace ox::test
