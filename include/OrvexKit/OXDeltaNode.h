@@ -126,12 +126,12 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   void traversePathsUsingBlock(const TraversalCallback& callback) const;
 
  private:
-  class ChildList;
-  class Visit;
-  class Walk;
+  class OX_INTERNAL ChildList;
+  class OX_INTERNAL Visit;
+  class OX_INTERNAL Walk;
 
-  std::shared_ptr<ChildList> childList() const noexcept;
-  std::shared_ptr<ChildList> makeChildList();
+  OX_INTERNAL std::shared_ptr<ChildList> childList() const noexcept;
+  OX_INTERNAL std::shared_ptr<ChildList> makeChildList();
 
   // The node's shared lock guards these three, so that a walk takes one lock for a node.
   OXString name_;

@@ -161,7 +161,8 @@ TEST_F(DateDescription, HasTheNamesOfTheUsersLocaleInUtf8) {
       {.language = "en_US", .encoding = "UTF-8", .afternoon = "Mar 05, 2013 04:07 PM"},
   };
   for (const auto& [language, encoding, afternoon] : rows) {
-    const std::string name = language + "." + encoding;
+    std::string name = language;
+    name.append(".").append(encoding);
     SCOPED_TRACE(name);
     if (!locales.make(language, encoding)) {
       GTEST_SKIP() << "no locales can be made here";

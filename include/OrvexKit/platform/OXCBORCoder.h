@@ -95,7 +95,7 @@ class OX_EXPORT OXCBOREncoder final : public OXCoder {
   void reset() noexcept;
 
  private:
-  void grow(std::size_t size);
+  OX_INTERNAL void grow(std::size_t size);
 
   OXCBORMode mode_;
   std::size_t count_ = 0;  // objects written
@@ -160,11 +160,11 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
   bool isAtEnd() const noexcept;
 
  private:
-  bool open() noexcept;
-  bool find(std::string_view key, ox::cbor::Item& item) const noexcept;
-  void fail() noexcept;
-  OXValue misfit() noexcept;
-  std::optional<OXValue> objectOrMisfit(const ox::cbor::Item& item);
+  OX_INTERNAL bool open() noexcept;
+  OX_INTERNAL bool find(std::string_view key, ox::cbor::Item& item) const noexcept;
+  OX_INTERNAL void fail() noexcept;
+  OX_INTERNAL OXValue misfit() noexcept;
+  OX_INTERNAL std::optional<OXValue> objectOrMisfit(const ox::cbor::Item& item);
 
   std::span<const std::byte> bytes_;  // what the map or the array holds, or the run
   OXCBORMode mode_;

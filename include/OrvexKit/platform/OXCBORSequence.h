@@ -81,7 +81,7 @@ class OX_EXPORT OXCBORSequenceReader {
   int error() const noexcept;
 
  private:
-  class Buffer;
+  class OX_INTERNAL Buffer;
 
   std::unique_ptr<Buffer> buffer_;
 };

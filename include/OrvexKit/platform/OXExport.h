@@ -3,3 +3,6 @@
 #pragma once
 
 #define OX_EXPORT __attribute__((visibility("default")))
+
+// A member of an exported class that is for the library's own use.
+#define OX_INTERNAL __attribute__((visibility("hidden")))
