@@ -159,7 +159,7 @@ class GVariantDictionary {
   using Variant = std::unique_ptr<GVariant, decltype(&g_variant_unref)>;
   using Bytes = std::unique_ptr<GBytes, decltype(&g_bytes_unref)>;
 
-  // Twice as fast as by a format string.
+  // Without a format string, which would have to be parsed.
   static void add(GVariantBuilder& builder, const char* key, GVariant* value) {
     g_variant_builder_add_value(&builder, g_variant_new_dict_entry(g_variant_new_string(key),
                                                                    g_variant_new_variant(value)));
@@ -185,14 +185,18 @@ class GVariantDictionary {
 
   // Calls `take` with the value under the key, if there is one of the type.
   template <typename Take>
-  static void read(GVariant* dictionary, const char* key, const GVariantType* type, Take take) {
-    const Variant value(g_variant_lookup_value(dictionary, key, type), g_variant_unref);
+  static void read(GVariantDict* dictionary, const char* key, const GVariantType* type, Take take) {
+    const Variant value(g_variant_dict_lookup_value(dictionary, key, type), g_variant_unref);
     if (value != nullptr) {
       take(value.get());
     }
   }
 
-  static Record recordOf(GVariant* dictionary) {
+  // Through a table of all the values, which is faster than looking each of them up in the bytes.
+  static Record recordOf(GVariant* bytes) {
+    const std::unique_ptr<GVariantDict, decltype(&g_variant_dict_unref)> table(
+        g_variant_dict_new(bytes), g_variant_dict_unref);
+    GVariantDict* const dictionary = table.get();
     auto record = std::make_shared<OXArchivedFile>();
     read(dictionary, "path", G_VARIANT_TYPE_STRING, [&](GVariant* value) {
       gsize size = 0;
@@ -283,7 +287,8 @@ BENCHMARK(coding<Ours<OXCBORMode::keyed>>)->Name("200,000 keyed records to CBOR 
 BENCHMARK(codingByPeer<NlohmannJson, 800>)
     ->Name("200,000 keyed records to CBOR and back/nlohmann_json");
 BENCHMARK(codingByPeer<GVariantDictionary, 2500>)
-    ->Name("200,000 keyed records to CBOR and back/gvariant");
+    ->Name("200,000 keyed records to CBOR and back/gvariant")
+    ->Repetitions(5);  // these take seconds each
 
 BENCHMARK(coding<Ours<OXCBORMode::sequential>>)
     ->Name("200,000 sequential records to CBOR and back/ours");
