@@ -1,12 +1,27 @@
-"""Prints how many times as fast the library is as its peers.
+"""Prints how many times as fast the library is as its peers, and the figures that are no ratios.
+
+    ratio_table.py [--plot FILE.svg] RESULTS.json...
 
 Reads Google Benchmark's JSON files. A result named "rule/ours" is the library's, and every other
 "rule/peer" is compared to it, median to median. A peer's counter "wanted" is the ratio that the
-library is to reach beside it. Time is the processor's, the kernel's share included.
+library is to reach beside it; a counter "figure NAME" is a figure of the library's own, and "limit
+NAME" what it is to stay below. Time is the processor's, the kernel's share included.
 """
 
 import json
+import re
 import sys
+
+import ratio_plot
+
+# What Google Benchmark appends to a name for how a benchmark is run.
+RUN_SUFFIX = re.compile(r"/(iterations:\d+|repeats:\d+|manual_time)$")
+
+
+def rule_and_peer(run_name):
+    while RUN_SUFFIX.search(run_name):
+        run_name = RUN_SUFFIX.sub("", run_name)
+    return run_name.rsplit("/", 1)
 
 
 def median_results(file_names):
@@ -20,7 +35,7 @@ def median_results(file_names):
             if result.get("error_occurred"):
                 sys.exit(f"{result['name']}: {result['error_message']}")
             if result.get("aggregate_name") == "median":
-                rule, who = result["run_name"].rsplit("/", 1)
+                rule, who = rule_and_peer(result["run_name"])
                 rules.setdefault(rule, {})[who] = result
     return rules
 
@@ -29,7 +44,10 @@ def nanoseconds(result):
     """Of one item, if the benchmark counts items, else of one iteration."""
     if "items_per_second" in result:
         return 1e9 / result["items_per_second"]
-    return result["cpu_time"] * {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[result["time_unit"]]
+    # A program's time is measured by the benchmark itself, which is told as the "real" time then.
+    is_manual = "/manual_time" in result["run_name"]
+    time = result["real_time" if is_manual else "cpu_time"]
+    return time * {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[result["time_unit"]]
 
 
 def time_text(time):
@@ -39,20 +57,49 @@ def time_text(time):
     return f"{time:.3g} ns"
 
 
-def table_rows(rules):
-    yield ("rule", "peer", "ours", "peer's", "times as fast", "wanted")
+def comparisons(rules):
+    """Gives (rule, peer, our time, the peer's time, wanted ratio or None)."""
     for rule, results in sorted(rules.items()):
-        if "ours" not in results:
-            continue
-        ours = nanoseconds(results["ours"])
-        for peer in sorted(results.keys() - {"ours"}):
-            theirs = nanoseconds(results[peer])
-            ratio = theirs / ours
-            wanted = results[peer].get("wanted")
-            verdict = ""
-            if wanted is not None:
-                verdict = f"{wanted:g}" if ratio >= wanted else f"{wanted:g}  MISSED"
-            yield (rule, peer, time_text(ours), time_text(theirs), f"{ratio:.2f}", verdict)
+        for peer in sorted(results.keys() - {"ours"}) if "ours" in results else []:
+            theirs = results[peer]
+            yield (rule, peer, nanoseconds(results["ours"]), nanoseconds(theirs), theirs.get("wanted"))
+
+
+def verdict(wanted, is_met):
+    if wanted is None:
+        return ""
+    return f"{wanted:.3g}  {'met' if is_met else 'MISSED'}"
+
+
+def ratio_rows(rules):
+    yield ("rule", "peer", "ours", "peer's", "times as fast", "wanted")
+    for rule, peer, ours, theirs, wanted in comparisons(rules):
+        ratio = theirs / ours
+        is_met = wanted is None or ratio >= wanted
+        yield (rule, peer, time_text(ours), time_text(theirs), f"{ratio:.2f}", verdict(wanted, is_met))
+
+
+def figure_rows(rules):
+    yield ("rule", "figure", "ours", "wanted below")
+    for rule, results in sorted(rules.items()):
+        for key, value in results.get("ours", {}).items():
+            if key.startswith("figure "):
+                name = key.removeprefix("figure ")
+                limit = results["ours"].get(f"limit {name}")
+                yield (rule, name, f"{value:.4g}", verdict(limit, limit is None or value < limit))
+
+
+def print_table(rows, right_columns):
+    if len(rows) < 2:
+        return
+    widths = [max(len(row[column]) for row in rows) for column in range(len(rows[0]))]
+    print()
+    for row in rows:
+        cells = [
+            cell.rjust(width) if column in right_columns else cell.ljust(width)
+            for column, (cell, width) in enumerate(zip(row, widths))
+        ]
+        print("  ".join(cells).rstrip())
 
 
 def processor():
@@ -62,16 +109,22 @@ def processor():
     return f"{names[0]}, {len(names)} logical processors" if names else "unknown"
 
 
-def main():
-    rows = list(table_rows(median_results(sys.argv[1:])))
-    widths = [max(len(row[column]) for row in rows) for column in range(len(rows[0]))]
-    print(f"Processor: {processor()}\n")
-    for row in rows:
-        cells = [
-            cell.ljust(width) if column < 2 or column == 5 else cell.rjust(width)
-            for column, (cell, width) in enumerate(zip(row, widths))
+def main(arguments):
+    plot = None
+    if arguments[:1] == ["--plot"]:
+        plot, arguments = arguments[1], arguments[2:]
+    rules = median_results(arguments)
+    print(f"Processor: {processor()}")
+    print_table(list(ratio_rows(rules)), right_columns=(2, 3, 4))
+    print_table(list(figure_rows(rules)), right_columns=(2,))
+    if plot is not None:
+        bars = [
+            ratio_plot.Bar(rule, peer, theirs / ours, wanted)
+            for rule, peer, ours, theirs, wanted in comparisons(rules)
         ]
-        print("  ".join(cells).rstrip())
+        with open(plot, "w", encoding="utf-8") as file:
+            file.write(ratio_plot.svg(bars, f"Measured on {processor()}"))
 
 
-main()
+if __name__ == "__main__":
+    main(sys.argv[1:])

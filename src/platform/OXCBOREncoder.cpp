@@ -2,6 +2,8 @@
 #include "OrvexKit/platform/OXCBORCoder.h"
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <cstring>
 #include <new>
 
@@ -12,6 +14,19 @@ namespace {
 constexpr std::size_t longestHead = 9;
 constexpr std::size_t longestScalar = 1 + longestHead;  // a date: a tag and a double
 constexpr std::size_t firstCapacity = 512;
+
+// The major types, where they stand in a head.
+constexpr unsigned unsignedInteger = 0x00;
+constexpr unsigned negativeInteger = 0x20;
+constexpr unsigned byteString = 0x40;
+constexpr unsigned textString = 0x60;
+constexpr unsigned array = 0x80;
+constexpr unsigned map = 0xA0;
+constexpr unsigned tag = 0xC0;
+
+constexpr unsigned char falseHead = 0xF4;
+constexpr unsigned char trueHead = 0xF5;
+constexpr unsigned char doubleHead = 0xFB;
 
 std::size_t largestSize(std::string_view string) noexcept {
   return longestHead + string.size();
@@ -28,17 +43,25 @@ class Output {
   explicit Output(unsigned char* next) noexcept : next_(next) {}
   unsigned char* next() const noexcept { return next_; }
 
-  void put(std::string_view string) noexcept {
-    const bool isText = ox::utf8::isValid(string);
-    if (string.size() < 24) {
-      // A head of one byte, as all keys have: calling the library takes longer than all the rest.
-      *next_ = static_cast<unsigned char>((isText ? 0x60U : 0x40U) | string.size());
+  void putHead(unsigned type, std::uint64_t argument) noexcept {
+    if (argument < 24) {
+      *next_ = static_cast<unsigned char>(type | argument);
       ++next_;
-    } else if (isText) {
-      next_ += cbor_encode_string_start(string.size(), next_, longestHead);
-    } else {
-      next_ += cbor_encode_bytestring_start(string.size(), next_, longestHead);
+      return;
     }
+    // The argument has 1, 2, 4 or 8 bytes, for which 24 to 27 stand.
+    const unsigned power = argument <= 0xFF         ? 0
+                           : argument <= 0xFFFF     ? 1
+                           : argument <= 0xFFFFFFFF ? 2
+                                                    : 3;
+    const std::size_t size = std::size_t{1} << power;
+    *next_ = static_cast<unsigned char>(type | (24 + power));
+    putBigEndian(argument << (64 - 8 * size));
+    next_ += 1 + size;
+  }
+
+  void put(std::string_view string) noexcept {
+    putHead(ox::utf8::isValid(string) ? textString : byteString, string.size());
     next_ += string.copy(reinterpret_cast<char*>(next_), string.size());
   }
 
@@ -49,8 +72,8 @@ class Output {
       put(*number);
     } else if (const auto* const date = std::get_if<OXDate>(&object)) {
       constexpr std::uint64_t epochDate = 1;
-      next_ += cbor_encode_tag(epochDate, next_, longestHead);
-      next_ += cbor_encode_double(date->time_since_epoch().count(), next_, longestHead);
+      putHead(tag, epochDate);
+      put(date->time_since_epoch().count());
     } else {
       next_ += cbor_encode_null(next_, longestHead);
     }
@@ -60,25 +83,48 @@ class Output {
   void put(const OXNumber& number) noexcept {
     switch (number.kind()) {
       case OXNumber::Kind::boolean:
-        next_ += cbor_encode_bool(number.boolValue(), next_, longestHead);
+        *next_ = number.boolValue() ? trueHead : falseHead;
+        ++next_;
         return;
       case OXNumber::Kind::signedInteger:
         put(number.signed64Value());
         return;
       case OXNumber::Kind::unsignedInteger:
-        next_ += cbor_encode_uint(number.unsigned64Value(), next_, longestHead);
+        put(number.unsigned64Value());
         return;
       case OXNumber::Kind::floatingPoint:
-        next_ += cbor_encode_double(number.doubleValue(), next_, longestHead);
+        put(number.doubleValue());
         return;
     }
   }
 
+  // What records mostly hold is written here: calling the library takes longer.
+  void put(std::uint64_t value) noexcept { putHead(unsignedInteger, value); }
+
+  void put(double value) noexcept {
+    if (std::isnan(value)) {
+      // Which bits stand for it is the library's choice.
+      next_ += cbor_encode_double(value, next_, longestHead);
+    } else {
+      *next_ = doubleHead;
+      putBigEndian(std::bit_cast<std::uint64_t>(value));
+      next_ += longestHead;
+    }
+  }
+
+  // Right behind the next byte: there is room for the longest head.
+  void putBigEndian(std::uint64_t bits) noexcept {
+    if constexpr (std::endian::native == std::endian::little) {
+      bits = __builtin_bswap64(bits);
+    }
+    std::memcpy(next_ + 1, &bits, sizeof bits);
+  }
+
   void put(std::int64_t value) noexcept {
     if (value >= 0) {
-      next_ += cbor_encode_uint(static_cast<std::uint64_t>(value), next_, longestHead);
+      put(static_cast<std::uint64_t>(value));
     } else {
-      next_ += cbor_encode_negint(static_cast<std::uint64_t>(-1 - value), next_, longestHead);
+      putHead(negativeInteger, static_cast<std::uint64_t>(-1 - value));
     }
   }
 
@@ -151,9 +197,9 @@ std::span<const std::byte> OXCBOREncoder::bytes() {
 // How long the head is, is known only now: it is put right before the run.
 std::span<const std::byte> OXCBOREncoder::item() {
   std::array<unsigned char, longestHead> head;
-  const std::size_t size = mode_ == OXCBORMode::keyed
-                               ? cbor_encode_map_start(count_, head.data(), head.size())
-                               : cbor_encode_array_start(count_, head.data(), head.size());
+  Output output(head.data());
+  output.putHead(mode_ == OXCBORMode::keyed ? map : array, count_);
+  const auto size = static_cast<std::size_t>(output.next() - head.data());
   const std::size_t start = longestHead - size;
   std::copy_n(head.data(), size, buffer_.data() + start);
   return std::as_bytes(std::span(buffer_).subspan(start, end_ - start));

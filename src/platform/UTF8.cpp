@@ -31,6 +31,17 @@ bool isShortAscii(std::string_view bytes) noexcept {
 
 std::size_t asciiPrefix(std::string_view bytes) noexcept {
   std::size_t length = 0;
+  // Four words at a time, as paths are long.
+  constexpr std::size_t stride = 4 * sizeof(std::uint64_t);
+  while (bytes.size() - length >= stride) {
+    const char* const next = bytes.data() + length;
+    const std::uint64_t all = wordAt<std::uint64_t>(next) | wordAt<std::uint64_t>(next + 8) |
+                              wordAt<std::uint64_t>(next + 16) | wordAt<std::uint64_t>(next + 24);
+    if ((all & highBits) != 0) {
+      break;
+    }
+    length += stride;
+  }
   while (bytes.size() - length >= sizeof(std::uint64_t) &&
          (wordAt<std::uint64_t>(bytes.data() + length) & highBits) == 0) {
     length += sizeof(std::uint64_t);

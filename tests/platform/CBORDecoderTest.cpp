@@ -239,6 +239,27 @@ TEST(CBORDecoder, ReadsEveryKindOfItem) {
   }
 }
 
+// Numbers are read in another way where the bytes end soon.
+TEST(CBORDecoder, ReadsAnItemHoweverMuchFollows) {
+  for (const ItemRow& row : itemRows) {
+    if (row.object.empty()) {
+      continue;
+    }
+    Bytes run = fromHex(row.hex);
+    for (int following = 0; following <= 12; ++following) {
+      SCOPED_TRACE(row.hex + " and " + std::to_string(following));
+      OXCBORDecoder decoder(run, OXCBORMode::sequential);
+      EXPECT_EQ(valueText(decoder.decodeObject()), row.object);
+      for (int i = 0; i < following; ++i) {
+        EXPECT_EQ(valueText(decoder.decodeObject()), "unsigned 2");
+      }
+      EXPECT_TRUE(decoder.isAtEnd());
+      EXPECT_FALSE(decoder.hasFailed());
+      run.push_back(std::byte{2});
+    }
+  }
+}
+
 TEST(CBORDecoder, PassesOverEveryKindOfItem) {
   for (const ItemRow& row : itemRows) {
     // As a value and as a key, also next to and around the wanted key.
