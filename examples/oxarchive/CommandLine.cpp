@@ -31,8 +31,8 @@ lead out of the folder, and devices, pipes and sockets, are refused. Of an
 archive of which nothing can be extracted, no folder is left behind.
 
 list shows the entries of one archive: flags ("d" for a folder, "e" for
-encrypted), the size in bytes, and the path. The archive is opened by a process
-of its own.
+encrypted), size, time of the last change, kind and path, each in its column;
+then the totals. The archive is opened by a process of its own.
 
 Formats: tar, cpio, ar, ZIP, 7-Zip, RAR, CAB, LHA, XAR and ISO 9660, also
 compressed with gzip, bzip2, xz, lzma, lzip, zstd, lz4 or compress, and RPM.

@@ -79,6 +79,19 @@ std::size_t characterCount(std::string_view text) {
   return text.size() - static_cast<std::size_t>(std::ranges::count_if(text, isContinuation));
 }
 
+std::string firstCharacters(std::string_view text, std::size_t count) {
+  if (characterCount(text) <= count) {
+    return std::string(text);
+  }
+  std::size_t size = 0;
+  for (std::size_t taken = 0; size < text.size(); ++size) {
+    if (!isContinuation(text[size]) && taken++ == count - 1) {
+      break;
+    }
+  }
+  return std::string(text.substr(0, size)) + "…";
+}
+
 std::string lastCharacters(std::string_view text, std::size_t count) {
   std::size_t surplus = characterCount(text);
   if (surplus <= count) {
