@@ -19,8 +19,11 @@
 #include "Descriptor.h"
 #include "Failure.h"
 #include "Interruption.h"
+#include "Password.h"
 #include "Printable.h"
 #include "SafeExtractor.h"
+#include "SizeText.h"
+#include "TrashedArchives.h"
 #include "VolumeSet.h"
 
 namespace oxarchive {
@@ -96,17 +99,19 @@ std::vector<std::string> missingFolders(const std::string& destination) {
 // One archive on its way into its folder.
 class Extraction {
  public:
-  Extraction(const std::string& archive, const VolumeSet& volumes, Console& console)
-      : label_(printable(archive)), volumes_(volumes), console_(console), reader_(volumes) {}
+  Extraction(const std::string& archive, const VolumeSet& volumes, const OXString& password,
+             Console& console)
+      : label_(printable(archive)),
+        volumes_(volumes),
+        console_(console),
+        reader_(volumes, password) {}
 
   // Whether all of it was extracted. Throws ArchiveFailure when nothing was, and nothing is left of
   // it.
   bool run(const std::string& destination) {
     // Nothing is made before it is clear that there is an archive.
     const Entry* entry = reader_.next();
-    if (reader_.hasEncryptedEntries()) {
-      throw EncryptedArchive();
-    }
+    reader_.checkEncryption();
     const std::vector<std::string> newFolders = missingFolders(destination);
     ExtractionFolder folder = makeFolder(volumes_, destination);
     folderPath_ = folder.path;
@@ -122,8 +127,10 @@ class Extraction {
       }
       throw;
     }
+    // Before folders are closed to this process, by the permissions that they have in the archive.
+    const std::int64_t size = OXGetTotalFolderSize(folderPath_);
     extractor.finish();
-    return tell(damage);
+    return tell(damage, static_cast<std::uint64_t>(size));
   }
 
  private:
@@ -150,14 +157,12 @@ class Extraction {
   }
 
   void extractOne(const Entry& entry, SafeExtractor& extractor) {
-    if (entry.isEncrypted) {
-      throw EncryptedArchive();
-    }
+    reader_.checkEncryption();
     if (!entry.warning.empty()) {
       tellOf(entry, "warning: " + entry.warning);
     }
     try {
-      bytes_ += extractor.extract(entry, [this] {
+      extractor.extract(entry, [this] {
         throwIfInterrupted();
         showProgress();
         return reader_.readData();
@@ -173,7 +178,9 @@ class Extraction {
     console_.message(label_ + ": " + printable(entry.path) + ": " + what);
   }
 
-  bool tell(const std::string& damage) {
+  // `size` is what has become of the archive on disk, where a later entry may have replaced an
+  // earlier one.
+  bool tell(const std::string& damage, std::uint64_t size) {
     const bool isComplete = damage.empty() && failures_ == 0;
     if (!isComplete) {
       const std::string why =
@@ -182,8 +189,7 @@ class Extraction {
       console_.message(label_ + ": " + why + "; the folder " + printable(folderPath_) +
                        " is incomplete");
     }
-    console_.result(label_ + " -> " + printable(folderPath_) + ": " + std::to_string(entries_) +
-                    " entries, " + std::to_string(bytes_) + " bytes" +
+    console_.result(label_ + " -> " + printable(folderPath_) + ": " + entriesText(entries_, size) +
                     (isComplete ? "" : " (incomplete)"));
     return isComplete;
   }
@@ -196,7 +202,6 @@ class Extraction {
   ArchiveReader reader_;
   std::string folderPath_;
   std::uint64_t entries_ = 0;
-  std::uint64_t bytes_ = 0;
   std::uint64_t failures_ = 0;
 };
 
@@ -218,7 +223,9 @@ class GivenArchives {
 }  // namespace
 
 bool extractArchives(const ExtractOptions& options, Console& console) {
+  const OXString password = readPassword(options.password, false);
   GivenArchives given;
+  TrashedArchives trashed;
   bool isComplete = true;
   for (const std::string& archive : options.archives) {
     if (isInterrupted()) {
@@ -230,14 +237,22 @@ bool extractArchives(const ExtractOptions& options, Console& console) {
         console.message(printable(archive) + ": a volume of an archive that was given before");
         continue;
       }
+      const std::vector<OXFileReference> references = referencesTo(volumes);
       const std::string destination = options.into.value_or(volumes.folder);
-      isComplete = Extraction(archive, volumes, console).run(destination) && isComplete;
+      if (Extraction(archive, volumes, password, console).run(destination)) {
+        trashed.add(references);
+      } else {
+        isComplete = false;
+      }
     } catch (const ArchiveFailure& failure) {
       console.message(printable(archive) + ": " + failure.what());
       isComplete = false;
     }
   }
   console.progress().clear();
+  if (options.isTrashing && !isInterrupted()) {
+    isComplete = trashed.moveToTrash(console) && isComplete;
+  }
   return isComplete && !isInterrupted();
 }
 

@@ -75,6 +75,17 @@ std::string printable(std::string_view bytes) {
   return text;
 }
 
+bool isUtf8(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const std::size_t size = firstCharacter(bytes).size;
+    if (size == 0) {
+      return false;
+    }
+    bytes.remove_prefix(size);
+  }
+  return true;
+}
+
 std::size_t characterCount(std::string_view text) {
   return text.size() - static_cast<std::size_t>(std::ranges::count_if(text, isContinuation));
 }

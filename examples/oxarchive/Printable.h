@@ -14,6 +14,9 @@ namespace oxarchive {
 //   "\xff.zip"     => "\xff.zip"      eight characters
 std::string printable(std::string_view bytes);
 
+// Whether `bytes` are UTF-8 from their first to their last.
+bool isUtf8(std::string_view bytes);
+
 // The number of characters in `text`, which is UTF-8.
 std::size_t characterCount(std::string_view text);
 
