@@ -98,9 +98,10 @@ void ArchiveWriter::add(const std::string& path, const std::string& disk, bool i
       failToRead(disk, errno);
     }
   }
-  const bool isKnown =
-      S_ISREG(status.st_mode) || S_ISDIR(status.st_mode) || S_ISLNK(status.st_mode);
-  if (!isKnown || isFolder != S_ISDIR(status.st_mode) || file.isOpen() != S_ISREG(status.st_mode)) {
+  const bool isFile = S_ISREG(status.st_mode);
+  const bool isFolderNow = S_ISDIR(status.st_mode);
+  const bool isKnown = isFile || isFolderNow || S_ISLNK(status.st_mode);
+  if (!isKnown || isFolder != isFolderNow || isFile != file.isOpen()) {
     failAsChanged(disk);
   }
   const EntryPointer entry = readEntry(path, disk, file.get(), status);

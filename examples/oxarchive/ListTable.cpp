@@ -19,8 +19,9 @@ constexpr std::size_t dateWidth = 21;
 constexpr std::size_t kindWidth = 24;
 
 std::string padding(std::string_view text, std::size_t width) {
-  const std::size_t count = characterCount(text);
-  return std::string(width - std::min(width, count), ' ');
+  std::string spaces;
+  spaces.resize(width - std::min(width, characterCount(text)), ' ');
+  return spaces;
 }
 
 std::string left(const std::string& text, std::size_t width) {

@@ -80,7 +80,7 @@ std::string NewFile::publish(const std::string& name) {
     throw ArchiveFailure(withSystemReason("it cannot be written", errno));
   }
   for (;;) {
-    const std::string path = OXSequentiallyUniqueName(name, folder_, false).value();
+    std::string path = OXSequentiallyUniqueName(name, folder_, false).value();
     const int error = giveName(path);
     if (error == 0) {
       return path;

@@ -95,6 +95,7 @@ class SilentTerminal {
       do {
         throwIfInterrupted();
       } while (::poll(&polled, 1, milliseconds) <= 0);
+      throwIfInterrupted();
     });
     show("\n");
     return line;
