@@ -128,9 +128,9 @@ class Extraction {
       throw;
     }
     // Before folders are closed to this process, by the permissions that they have in the archive.
-    const std::int64_t size = OXGetTotalFolderSize(folderPath_);
+    const std::uint64_t size = extractedSize();
     extractor.finish();
-    return tell(damage, static_cast<std::uint64_t>(size));
+    return tell(damage, size);
   }
 
  private:
@@ -162,12 +162,13 @@ class Extraction {
       tellOf(entry, "warning: " + entry.warning);
     }
     try {
-      extractor.extract(entry, [this] {
+      bytes_ += extractor.extract(entry, [this] {
         throwIfInterrupted();
         showProgress();
         return reader_.readData();
       });
       ++entries_;
+      longestPath_ = std::max(longestPath_, entry.path.size());
     } catch (const EntryFailure& failure) {
       tellOf(entry, failure.what());
       ++failures_;
@@ -175,11 +176,21 @@ class Extraction {
   }
 
   void tellOf(const Entry& entry, const std::string& what) {
-    console_.message(label_ + ": " + printable(entry.path) + ": " + what);
+    const std::string subject = entry.path.empty() ? "an entry" : printable(entry.path);
+    console_.message(label_ + ": " + subject + ": " + what);
   }
 
-  // `size` is what has become of the archive on disk, where a later entry may have replaced an
-  // earlier one.
+  // Of what has become of the archive on disk, where a later entry may have replaced an earlier
+  // one. The library leaves out what has a long path; the data that was written is nearer to it
+  // then.
+  std::uint64_t extractedSize() const {
+    constexpr std::size_t longestCounted = 1021;
+    if (folderPath_.size() + 1 + longestPath_ > longestCounted) {
+      return bytes_;
+    }
+    return static_cast<std::uint64_t>(OXGetTotalFolderSize(folderPath_));
+  }
+
   bool tell(const std::string& damage, std::uint64_t size) {
     const bool isComplete = damage.empty() && failures_ == 0;
     if (!isComplete) {
@@ -202,6 +213,8 @@ class Extraction {
   ArchiveReader reader_;
   std::string folderPath_;
   std::uint64_t entries_ = 0;
+  std::uint64_t bytes_ = 0;
+  std::size_t longestPath_ = 0;
   std::uint64_t failures_ = 0;
 };
 

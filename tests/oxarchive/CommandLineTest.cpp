@@ -18,6 +18,7 @@ TEST_F(CommandLine, HelpGoesToStandardOutput) {
       {"--help"},
       {"-h"},
       {"extract", "--help"},
+      {"create", "--help"},
       {"extract", "a.zip", "--help"},
       {"--help", "nonsense"},
   };

@@ -300,6 +300,21 @@ TEST_F(Extract, LaterEntriesReplaceEarlierOnes) {
   remove({"r.tar", "r"});
 }
 
+TEST_F(Extract, TheSizeIsThatOfWhatIsThereInTheEnd) {
+  writeArchive(in("r.tar"), {file("f", noise(5000)), file("f", "12345"), symbolicLink("l", "f"),
+                             hardLink("h", "f"), folder("closed", 0), file("closed/g", "123")});
+  const ProgramResult replaced = oxarchive({"extract", in("r.tar")});
+  EXPECT_EQ(replaced.output, resultLine("r.tar", "r", 6, 5 + 1 + 5 + 3));
+
+  std::string deep = "d";
+  for (int i = 0; i < 10; ++i) {
+    deep += "/" + std::string(200, 'd');
+  }
+  writeArchive(in("d.tar"), {file("f", "12345"), file(deep, "123")});
+  EXPECT_EQ(oxarchive({"extract", in("d.tar")}).output, resultLine("d.tar", "d", 2, 5 + 3));
+  remove({"r.tar", "r", "d.tar", "d"});
+}
+
 TEST_F(Extract, PermissionsAndTimesAreThoseOfTheArchive) {
   std::vector<Item> items = {
       folder("closed/", 0555), file("closed/f"), file("run"),  file("special"),
