@@ -300,6 +300,19 @@ TEST_F(Extract, LaterEntriesReplaceEarlierOnes) {
   remove({"r.tar", "r"});
 }
 
+TEST_F(Extract, AnEntryWithoutANameIsTold) {
+  // It claims to be Unicode and is not.
+  writeArchive(in("n.zip"), {file("f"), file("\xff\xfe")},
+               {.format = ::archive_write_set_format_zip});
+  const ProgramResult result = oxarchive({"extract", in("n.zip")});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_NE(result.errors.find("oxarchive: " + in("n.zip") + ": an entry: it has no name\n"),
+            std::string::npos)
+      << result.errors;
+  EXPECT_EQ(treeOf(in("n")), (Tree{{"f", "file contents"}}));
+  remove({"n.zip", "n"});
+}
+
 TEST_F(Extract, TheSizeIsThatOfWhatIsThereInTheEnd) {
   writeArchive(in("r.tar"), {file("f", noise(5000)), file("f", "12345"), symbolicLink("l", "f"),
                              hardLink("h", "f"), folder("closed", 0), file("closed/g", "123")});
