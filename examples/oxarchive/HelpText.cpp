@@ -5,7 +5,8 @@ namespace oxarchive {
 const char* const helpText =
     R"help(Usage: oxarchive extract ARCHIVE... [--into DIR] [--trash] [PASSWORD]
        oxarchive list ARCHIVE [PASSWORD]
-       oxarchive create ARCHIVE PATH... [--level LEVEL] [PASSWORD [--method METHOD]]
+       oxarchive create ARCHIVE PATH... [--level LEVEL]
+                        [PASSWORD [--method METHOD]]
        oxarchive --help
 
 extract puts what is in each archive into a new folder of its own, which is
@@ -48,10 +49,10 @@ where SIZE is that of the archive. When something cannot be read, or the format
 cannot hold its name, no archive is made. Devices, pipes and sockets are named
 and left out, and the line then ends with " (incomplete)".
 
-  --level LEVEL     fastest, normal, best, or a number: 1 to 9 for gzip and bzip2,
-                    0 to 9 for xz, ZIP and 7-Zip, 1 to 22 for zstd
-  --method METHOD   how a ZIP archive is encrypted: aes256 (the default), aes128,
-                    or zipcrypt, which is weak but known everywhere
+  --level LEVEL     fastest, normal, best, or a number: 1 to 9 for gzip and
+                    bzip2, 0 to 9 for xz, ZIP and 7-Zip, 1 to 22 for zstd
+  --method METHOD   how a ZIP archive is encrypted: aes256 (the default),
+                    aes128, or zipcrypt, which is weak but known everywhere
 
 PASSWORD is one of these. ZIP archives alone are encrypted and decrypted; the
 names in them, where links lead, and empty files stay readable, so that list
