@@ -54,9 +54,14 @@ ArchiveWriter::ArchiveWriter(const Format& format, const OXArchiveSettings& sett
   ::archive_entry_linkresolver_set_strategy(links_.get(), ::archive_format(archive_.get()));
 }
 
+// libarchive releases an unfinished archive either by finishing it, which may take long and
+// compress the zeros that are missing, or with a loss of memory. It is kept until the process ends,
+// instead.
 ArchiveWriter::~ArchiveWriter() {
-  // So that what is unfinished is not finished by libarchive.
-  ::archive_write_fail(archive_.get());
+  if (!isFinished_) {
+    [[maybe_unused]] static struct ::archive* volatile unfinished = nullptr;
+    unfinished = archive_.release();
+  }
 }
 
 void ArchiveWriter::configure(const Format& format, const OXArchiveSettings& settings) {
@@ -156,6 +161,7 @@ void ArchiveWriter::writeContents(int file, const std::string& disk, std::uint64
 
 void ArchiveWriter::finish() {
   check(::archive_write_close(archive_.get()));
+  isFinished_ = true;
 }
 
 // A warning is about a name that the locale cannot tell, which is then written as it is.

@@ -60,6 +60,7 @@ class ArchiveWriter {
   [[noreturn]] void fail();
 
   bool isUnicode_;
+  bool isFinished_ = false;
   int file_;
   Progress progress_;
   int writeError_ = 0;
