@@ -45,7 +45,7 @@ Tree detailsOf(const std::string& folder, std::int64_t precision) {
   Tree details = treeOf(folder);
   for (auto& [path, text] : details) {
     struct stat status {};
-    EXPECT_EQ(::lstat((folder + "/" + path).c_str(), &status), 0) << path;
+    EXPECT_EQ(::lstat((fs::path(folder) / path).c_str(), &status), 0) << path;
     const std::int64_t modified =
         std::int64_t{status.st_mtim.tv_sec} * wholeSecond + status.st_mtim.tv_nsec;
     text += " mode " + std::to_string(status.st_mode) + " time " +
@@ -55,7 +55,7 @@ Tree detailsOf(const std::string& folder, std::int64_t precision) {
 }
 
 class RoundTrip : public OxarchiveTest {
- protected:
+ public:
   RoundTrip() : mask_(::umask(0)) {}
   ~RoundTrip() override { ::umask(mask_); }
   RoundTrip(const RoundTrip&) = delete;
@@ -63,6 +63,7 @@ class RoundTrip : public OxarchiveTest {
   RoundTrip& operator=(const RoundTrip&) = delete;
   RoundTrip& operator=(RoundTrip&&) = delete;
 
+ protected:
   void makeFile(const std::string& path, const std::string& contents, mode_t permissions = 0644) {
     writeFile(in(path), contents);
     EXPECT_EQ(::chmod(in(path).c_str(), permissions), 0);
