@@ -15,6 +15,8 @@ namespace {
 
 constexpr std::uint64_t tarBlockSize = 512;
 
+constexpr const char* notDecryptable = "it is encrypted, and passwords are for ZIP archives alone";
+
 void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekable) {
   ::archive_read_support_format_7zip(archive);
   ::archive_read_support_format_ar(archive);
@@ -84,13 +86,14 @@ Entry toEntry(struct ::archive_entry* entry) {
 
 }  // namespace
 
-ArchiveReader::ArchiveReader(const VolumeSet& volumes) : volumes_(volumes), stream_(volumes.paths) {
+ArchiveReader::ArchiveReader(const VolumeSet& volumes, OXString password)
+    : volumes_(volumes), stream_(volumes.paths), password_(std::move(password)) {
   if (stream_.size() == 0) {
     throw ArchiveFailure("it is empty, not an archive");
   }
   for (const RarVolume& volume : volumes.rarVolumes) {
     if (volume.isEncrypted) {
-      throw EncryptedArchive();
+      throw EncryptedArchive(notDecryptable);
     }
     rarCheckSums_.insert(rarCheckSums_.end(), volume.checkSums.begin(), volume.checkSums.end());
   }
@@ -114,6 +117,9 @@ void ArchiveReader::open(std::size_t firstVolume) {
       feed_->setPadding(512);
     }
   }
+  if (password_) {
+    ::archive_read_set_passphrase_callback(archive_.get(), this, givePassword);
+  }
   if (!feed_->open(archive_.get())) {
     throw ArchiveFailure("it is not an archive of a known format, or it is damaged");
   }
@@ -130,6 +136,7 @@ const Entry* ArchiveReader::next() {
       isInEntry_ = true;
       ++entryCount_;
       checkSum_ = 0;
+      isPasswordGiven_ = false;
       entry_ = toEntry(entry);
       entry_.warning = result == ARCHIVE_WARN ? failureReason(archive_.get()) : "";
       return &entry_;
@@ -153,6 +160,9 @@ std::optional<DataBlock> ArchiveReader::readData() {
   if (result == ARCHIVE_EOF) {
     checkData();
     return std::nullopt;
+  }
+  if (isPasswordWrong_) {
+    throw EncryptedArchive("the password is wrong");
   }
   if (result == ARCHIVE_FATAL) {
     fail();
@@ -179,8 +189,28 @@ void ArchiveReader::checkData() {
   }
 }
 
-bool ArchiveReader::hasEncryptedEntries() const {
-  return ::archive_read_has_encrypted_entries(archive_.get()) == 1;
+// libarchive tries a password that was right before by itself, and asks again when what it has does
+// not fit.
+const char* ArchiveReader::givePassword(struct ::archive* /*archive*/, void* self) {
+  auto& reader = *static_cast<ArchiveReader*>(self);
+  if (reader.isPasswordGiven_) {
+    reader.isPasswordWrong_ = true;
+    return nullptr;
+  }
+  reader.isPasswordGiven_ = true;
+  return reader.password_->c_str();
+}
+
+void ArchiveReader::checkEncryption() const {
+  if (::archive_read_has_encrypted_entries(archive_.get()) != 1) {
+    return;
+  }
+  if (baseFormat() != ARCHIVE_FORMAT_ZIP) {
+    throw EncryptedArchive(notDecryptable);
+  }
+  if (!password_) {
+    throw EncryptedArchive("it is encrypted, and no password is given");
+  }
 }
 
 // An archive in volumes is read by libarchive up to the first end mark of RAR 1.5 to 4 that lies
@@ -237,9 +267,7 @@ void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
 }
 
 void ArchiveReader::fail() {
-  if (hasEncryptedEntries()) {
-    throw EncryptedArchive();
-  }
+  checkEncryption();
   throw ArchiveFailure(failureReason(archive_.get()));
 }
 

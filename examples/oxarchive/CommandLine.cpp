@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -7,124 +8,151 @@
 
 namespace oxarchive {
 
-const char* const helpText = R"help(Usage: oxarchive extract ARCHIVE... [--into DIR]
-       oxarchive list ARCHIVE
-       oxarchive --help
-
-extract puts what is in each archive into a new folder of its own, which is
-named after it and lies beside it. Nothing is ever overwritten: where the name
-is taken the folder is called "NAME (1)", "NAME (2)" and so on. Of a split
-archive any volume may be given: name.7z.001, name.part1.rar, or name.rar with
-name.r00.
-
-  --into DIR   make the folders in DIR, which is made when it is missing
-  --           what follows are archives, even if it begins with "-"
-  --help       show this text
-
-For each archive one line goes to standard output:
-
-  ARCHIVE -> FOLDER: N entries, N bytes
-
-with " (incomplete)" at its end when something in the archive could not be
-extracted; standard error then says what, and why. Entries whose names or links
-lead out of the folder, and devices, pipes and sockets, are refused. Of an
-archive of which nothing can be extracted, no folder is left behind.
-
-list shows the entries of one archive: flags ("d" for a folder, "e" for
-encrypted), the size in bytes, and the path. The archive is opened by a process
-of its own.
-
-Formats: tar, cpio, ar, ZIP, 7-Zip, RAR, CAB, LHA, XAR and ISO 9660, also
-compressed with gzip, bzip2, xz, lzma, lzip, zstd, lz4 or compress, and RPM.
-Encrypted archives are not supported.
-
-Exit status: 0 when all went well, 1 when something of some archive could not be
-extracted or listed, 2 when the command line is wrong.)help";
-
 namespace {
 
-void setInto(ExtractOptions& options, std::string folder) {
-  if (folder.empty()) {
-    throw UsageError("--into needs the name of a folder");
+using Rest = std::span<const char* const>;
+
+// The arguments, taken apart: options call `take`, which says whether it knows them, and everything
+// else is an operand. After "--" all is.
+class Arguments {
+ public:
+  explicit Arguments(Rest rest) : rest_(rest) {}
+
+  // The operands. `take` may ask for values as long as it runs.
+  template <typename Take>
+  std::vector<std::string> parse(Take take) {
+    std::vector<std::string> operands;
+    bool areOptionsOver = false;
+    while (!rest_.empty()) {
+      option_ = rest_.front();
+      rest_ = rest_.subspan(1);
+      if (areOptionsOver || !option_.starts_with('-')) {
+        operands.push_back(option_);
+      } else if (option_ == "--") {
+        areOptionsOver = true;
+      } else if (option_ == "-") {
+        throw UsageError(
+            "archives are neither read from standard input nor written to standard output");
+      } else if (!take()) {
+        throw UsageError("unknown option " + printable(option_));
+      }
+    }
+    return operands;
   }
-  if (options.into) {
-    throw UsageError("--into is given twice");
+
+  bool is(std::string_view name) const { return option_ == name; }
+
+  // Whether the option is `name`, "NAME VALUE" or "NAME=VALUE"; its value, which is `what` and not
+  // empty, is then in `value`, which has none before.
+  bool is(std::string_view name, const std::string& what, std::optional<std::string>& value) {
+    std::string given;
+    if (option_ == name) {
+      given = rest_.empty() ? "" : rest_.front();
+      rest_ = rest_.subspan(rest_.empty() ? 0 : 1);
+    } else if (option_.starts_with(name) && option_[name.size()] == '=') {
+      given = option_.substr(name.size() + 1);
+    } else {
+      return false;
+    }
+    if (given.empty()) {
+      throw UsageError(std::string(name) + " needs " + what);
+    }
+    if (value) {
+      throw UsageError(std::string(name) + " is given twice");
+    }
+    value = std::move(given);
+    return true;
   }
-  options.into = std::move(folder);
+
+ private:
+  Rest rest_;
+  std::string option_;
+};
+
+void setPassword(PasswordSource& source, PasswordSource::Kind kind, std::string name = "") {
+  if (source.kind != PasswordSource::Kind::none) {
+    throw UsageError("more than one password is given");
+  }
+  source = {kind, std::move(name)};
 }
 
-void addArchive(ExtractOptions& options, const std::string& archive) {
-  if (archive.empty()) {
+bool takePassword(Arguments& arguments, PasswordSource& source) {
+  using Kind = PasswordSource::Kind;
+  std::optional<std::string> name;
+  if (arguments.is("--password")) {
+    setPassword(source, Kind::terminal);
+    return true;
+  }
+  if (arguments.is("--password-file", "the name of a file", name)) {
+    setPassword(source, Kind::file, *name);
+    return true;
+  }
+  if (arguments.is("--password-env", "the name of an environment variable", name)) {
+    setPassword(source, Kind::environment, *name);
+    return true;
+  }
+  return false;
+}
+
+void checkArchives(const std::vector<std::string>& archives) {
+  if (archives.empty()) {
+    throw UsageError("no archive is given");
+  }
+  if (std::ranges::any_of(archives, &std::string::empty)) {
     throw UsageError("the name of an archive is empty");
   }
-  options.archives.push_back(archive);
 }
 
-// Hands every argument to one of two functions: what begins with "-", up to "--", and what does
-// not. The first one may take the arguments that follow its own.
-template <typename TakeOption, typename TakeArchive>
-void parseArguments(std::span<const char* const> arguments, TakeOption takeOption,
-                    TakeArchive takeArchive) {
-  bool areOptionsOver = false;
-  while (!arguments.empty()) {
-    const std::string argument = arguments.front();
-    arguments = arguments.subspan(1);
-    if (areOptionsOver || !argument.starts_with('-')) {
-      takeArchive(argument);
-    } else if (argument == "--") {
-      areOptionsOver = true;
-    } else if (argument == "-") {
-      throw UsageError("archives are not read from standard input");
-    } else if (!takeOption(argument, arguments)) {
-      throw UsageError("unknown option " + printable(argument));
-    }
-  }
-}
-
-ExtractOptions parseExtract(std::span<const char* const> arguments) {
+ExtractOptions parseExtract(Rest rest) {
   ExtractOptions options;
-  parseArguments(
-      arguments,
-      [&](const std::string& option, std::span<const char* const>& rest) {
-        constexpr std::string_view intoEquals = "--into=";
-        if (option == "--into") {
-          setInto(options, rest.empty() ? "" : rest.front());
-          rest = rest.subspan(rest.empty() ? 0 : 1);
-          return true;
-        }
-        if (option.starts_with(intoEquals)) {
-          setInto(options, option.substr(intoEquals.size()));
-          return true;
-        }
-        return false;
-      },
-      [&](const std::string& archive) { addArchive(options, archive); });
-  if (options.archives.empty()) {
-    throw UsageError("no archive is given");
-  }
+  Arguments arguments(rest);
+  options.archives = arguments.parse([&] {
+    options.isTrashing = options.isTrashing || arguments.is("--trash");
+    return arguments.is("--trash") ||
+           arguments.is("--into", "the name of a folder", options.into) ||
+           takePassword(arguments, options.password);
+  });
+  checkArchives(options.archives);
   return options;
 }
 
-ListOptions parseList(std::span<const char* const> arguments) {
+ListOptions parseList(Rest rest) {
   ListOptions options;
-  parseArguments(
-      arguments, [](const std::string&, std::span<const char* const>&) { return false; },
-      [&](const std::string& archive) {
-        if (archive.empty()) {
-          throw UsageError("the name of an archive is empty");
-        }
-        if (!options.archive.empty()) {
-          throw UsageError("one archive is listed at a time");
-        }
-        options.archive = archive;
-      });
-  if (options.archive.empty()) {
+  Arguments arguments(rest);
+  const std::vector<std::string> archives =
+      arguments.parse([&] { return takePassword(arguments, options.password); });
+  checkArchives(archives);
+  if (archives.size() > 1) {
+    throw UsageError("one archive is listed at a time");
+  }
+  options.archive = archives.front();
+  return options;
+}
+
+CreateOptions parseCreate(Rest rest) {
+  CreateOptions options;
+  Arguments arguments(rest);
+  options.paths = arguments.parse([&] {
+    return arguments.is("--level", "a compression level", options.level) ||
+           arguments.is("--method", "an encryption method", options.method) ||
+           takePassword(arguments, options.password);
+  });
+  if (options.paths.empty()) {
     throw UsageError("no archive is given");
+  }
+  options.archive = options.paths.front();
+  options.paths.erase(options.paths.begin());
+  checkArchives({options.archive});
+  if (options.paths.empty()) {
+    throw UsageError("nothing to pack is given");
+  }
+  if (std::ranges::any_of(options.paths, &std::string::empty)) {
+    throw UsageError("the path of an item to pack is empty");
   }
   return options;
 }
 
-bool asksForHelp(std::span<const char* const> arguments) {
+bool asksForHelp(Rest arguments) {
   for (const std::string_view argument : arguments) {
     if (argument == "--") {
       return false;
@@ -157,6 +185,9 @@ Command parseCommandLine(std::span<const char* const> arguments) {
   }
   if (command == "list") {
     return parseList(arguments.subspan(1));
+  }
+  if (command == "create") {
+    return parseCreate(arguments.subspan(1));
   }
   throw UsageError("unknown command " + printable(command));
 }

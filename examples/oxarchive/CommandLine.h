@@ -7,6 +7,8 @@
 #include <variant>
 #include <vector>
 
+#include "Password.h"
+
 namespace oxarchive {
 
 class UsageError : public std::runtime_error {
@@ -17,10 +19,21 @@ class UsageError : public std::runtime_error {
 struct ExtractOptions {
   std::vector<std::string> archives;  // at least one
   std::optional<std::string> into;    // not empty
+  bool isTrashing = false;            // of the archives that were extracted
+  PasswordSource password;
 };
 
 struct ListOptions {
   std::string archive;
+  PasswordSource password;
+};
+
+struct CreateOptions {
+  std::string archive;             // not empty
+  std::vector<std::string> paths;  // at least one, none of them empty
+  std::optional<std::string> level;
+  std::optional<std::string> method;
+  PasswordSource password;
 };
 
 // What `list` has another process do.
@@ -30,7 +43,8 @@ struct ListWorkerOptions {
 
 struct HelpOptions {};
 
-using Command = std::variant<HelpOptions, ExtractOptions, ListOptions, ListWorkerOptions>;
+using Command =
+    std::variant<HelpOptions, ExtractOptions, ListOptions, CreateOptions, ListWorkerOptions>;
 
 // What to do. Throws UsageError.
 Command parseCommandLine(std::span<const char* const> arguments);

@@ -19,8 +19,11 @@
 #include "Descriptor.h"
 #include "Failure.h"
 #include "Interruption.h"
+#include "Password.h"
 #include "Printable.h"
 #include "SafeExtractor.h"
+#include "SizeText.h"
+#include "TrashedArchives.h"
 #include "VolumeSet.h"
 
 namespace oxarchive {
@@ -96,17 +99,19 @@ std::vector<std::string> missingFolders(const std::string& destination) {
 // One archive on its way into its folder.
 class Extraction {
  public:
-  Extraction(const std::string& archive, const VolumeSet& volumes, Console& console)
-      : label_(printable(archive)), volumes_(volumes), console_(console), reader_(volumes) {}
+  Extraction(const std::string& archive, const VolumeSet& volumes, const OXString& password,
+             Console& console)
+      : label_(printable(archive)),
+        volumes_(volumes),
+        console_(console),
+        reader_(volumes, password) {}
 
   // Whether all of it was extracted. Throws ArchiveFailure when nothing was, and nothing is left of
   // it.
   bool run(const std::string& destination) {
     // Nothing is made before it is clear that there is an archive.
     const Entry* entry = reader_.next();
-    if (reader_.hasEncryptedEntries()) {
-      throw EncryptedArchive();
-    }
+    reader_.checkEncryption();
     const std::vector<std::string> newFolders = missingFolders(destination);
     ExtractionFolder folder = makeFolder(volumes_, destination);
     folderPath_ = folder.path;
@@ -122,8 +127,10 @@ class Extraction {
       }
       throw;
     }
+    // Before folders are closed to this process, by the permissions that they have in the archive.
+    const std::uint64_t size = extractedSize();
     extractor.finish();
-    return tell(damage);
+    return tell(damage, size);
   }
 
  private:
@@ -150,9 +157,7 @@ class Extraction {
   }
 
   void extractOne(const Entry& entry, SafeExtractor& extractor) {
-    if (entry.isEncrypted) {
-      throw EncryptedArchive();
-    }
+    reader_.checkEncryption();
     if (!entry.warning.empty()) {
       tellOf(entry, "warning: " + entry.warning);
     }
@@ -163,6 +168,7 @@ class Extraction {
         return reader_.readData();
       });
       ++entries_;
+      longestPath_ = std::max(longestPath_, entry.path.size());
     } catch (const EntryFailure& failure) {
       tellOf(entry, failure.what());
       ++failures_;
@@ -170,10 +176,22 @@ class Extraction {
   }
 
   void tellOf(const Entry& entry, const std::string& what) {
-    console_.message(label_ + ": " + printable(entry.path) + ": " + what);
+    const std::string subject = entry.path.empty() ? "an entry" : printable(entry.path);
+    console_.message(label_ + ": " + subject + ": " + what);
   }
 
-  bool tell(const std::string& damage) {
+  // Of what has become of the archive on disk, where a later entry may have replaced an earlier
+  // one. The library leaves out what has a long path; the data that was written is nearer to it
+  // then.
+  std::uint64_t extractedSize() const {
+    constexpr std::size_t longestCounted = 1021;
+    if (folderPath_.size() + 1 + longestPath_ > longestCounted) {
+      return bytes_;
+    }
+    return static_cast<std::uint64_t>(OXGetTotalFolderSize(folderPath_));
+  }
+
+  bool tell(const std::string& damage, std::uint64_t size) {
     const bool isComplete = damage.empty() && failures_ == 0;
     if (!isComplete) {
       const std::string why =
@@ -182,8 +200,7 @@ class Extraction {
       console_.message(label_ + ": " + why + "; the folder " + printable(folderPath_) +
                        " is incomplete");
     }
-    console_.result(label_ + " -> " + printable(folderPath_) + ": " + std::to_string(entries_) +
-                    " entries, " + std::to_string(bytes_) + " bytes" +
+    console_.result(label_ + " -> " + printable(folderPath_) + ": " + entriesText(entries_, size) +
                     (isComplete ? "" : " (incomplete)"));
     return isComplete;
   }
@@ -197,6 +214,7 @@ class Extraction {
   std::string folderPath_;
   std::uint64_t entries_ = 0;
   std::uint64_t bytes_ = 0;
+  std::size_t longestPath_ = 0;
   std::uint64_t failures_ = 0;
 };
 
@@ -218,7 +236,9 @@ class GivenArchives {
 }  // namespace
 
 bool extractArchives(const ExtractOptions& options, Console& console) {
+  const OXString password = readPassword(options.password, false);
   GivenArchives given;
+  TrashedArchives trashed;
   bool isComplete = true;
   for (const std::string& archive : options.archives) {
     if (isInterrupted()) {
@@ -230,14 +250,22 @@ bool extractArchives(const ExtractOptions& options, Console& console) {
         console.message(printable(archive) + ": a volume of an archive that was given before");
         continue;
       }
+      const std::vector<OXFileReference> references = referencesTo(volumes);
       const std::string destination = options.into.value_or(volumes.folder);
-      isComplete = Extraction(archive, volumes, console).run(destination) && isComplete;
+      if (Extraction(archive, volumes, password, console).run(destination)) {
+        trashed.add(references);
+      } else {
+        isComplete = false;
+      }
     } catch (const ArchiveFailure& failure) {
       console.message(printable(archive) + ": " + failure.what());
       isComplete = false;
     }
   }
   console.progress().clear();
+  if (options.isTrashing && !isInterrupted()) {
+    isComplete = trashed.moveToTrash(console) && isComplete;
+  }
   return isComplete && !isInterrupted();
 }
 

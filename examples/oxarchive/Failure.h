@@ -14,10 +14,10 @@ class ArchiveFailure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The archive, or a part of it, is encrypted.
+// The archive, or a part of it, is encrypted and cannot be decrypted.
 class EncryptedArchive : public ArchiveFailure {
  public:
-  EncryptedArchive() : ArchiveFailure("it is encrypted, and passwords are not supported") {}
+  using ArchiveFailure::ArchiveFailure;
 };
 
 // One entry cannot be extracted; those after it can.

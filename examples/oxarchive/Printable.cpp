@@ -75,8 +75,32 @@ std::string printable(std::string_view bytes) {
   return text;
 }
 
+bool isUtf8(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const std::size_t size = firstCharacter(bytes).size;
+    if (size == 0) {
+      return false;
+    }
+    bytes.remove_prefix(size);
+  }
+  return true;
+}
+
 std::size_t characterCount(std::string_view text) {
   return text.size() - static_cast<std::size_t>(std::ranges::count_if(text, isContinuation));
+}
+
+std::string firstCharacters(std::string_view text, std::size_t count) {
+  if (characterCount(text) <= count) {
+    return std::string(text);
+  }
+  std::size_t size = 0;
+  for (std::size_t taken = 0; size < text.size(); ++size) {
+    if (!isContinuation(text[size]) && taken++ == count - 1) {
+      break;
+    }
+  }
+  return std::string(text.substr(0, size)) + "…";
 }
 
 std::string lastCharacters(std::string_view text, std::size_t count) {

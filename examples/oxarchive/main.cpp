@@ -12,10 +12,13 @@
 
 #include "CommandLine.h"
 #include "Console.h"
+#include "CreateCommand.h"
 #include "ExtractCommand.h"
+#include "Failure.h"
 #include "Interruption.h"
 #include "ListCommand.h"
 #include "ListWorker.h"
+#include "Password.h"
 
 namespace {
 
@@ -40,12 +43,14 @@ class Runner {
     return true;
   }
   bool operator()(const oxarchive::ExtractOptions& options) {
-    oxarchive::catchInterruptions();
-    const bool isComplete = oxarchive::extractArchives(options, console_);
-    oxarchive::endIfInterrupted();
-    return isComplete;
+    return interruptible([&] { return oxarchive::extractArchives(options, console_); });
+  }
+  bool operator()(const oxarchive::CreateOptions& options) {
+    return interruptible([&] { return oxarchive::createArchive(options, console_); });
   }
   bool operator()(const oxarchive::ListOptions& options) {
+    // Names are never encrypted where they can be read; what is wrong with the option is told.
+    static_cast<void>(oxarchive::readPassword(options.password, false));
     return oxarchive::listArchive(options.archive, console_);
   }
   bool operator()(const oxarchive::ListWorkerOptions& options) {
@@ -55,6 +60,20 @@ class Runner {
   oxarchive::Console& console() { return console_; }
 
  private:
+  // Ends the program by the signal that has come meanwhile, if any.
+  template <typename Work>
+  bool interruptible(Work work) {
+    oxarchive::catchInterruptions();
+    bool isComplete = false;
+    try {
+      isComplete = work();
+    } catch (const oxarchive::ArchiveFailure& failure) {
+      console_.message(failure.what());
+    }
+    oxarchive::endIfInterrupted();
+    return isComplete;
+  }
+
   oxarchive::Console console_;
 };
 

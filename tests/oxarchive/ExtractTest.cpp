@@ -146,7 +146,7 @@ TEST_F(Extract, DataOfAHardLinkIsThatOfAllItsNames) {
                               cpioEntry("TRAILER!!!", 0, 1, ""));
   const ProgramResult result = oxarchive({"extract", in("x.cpio")});
   EXPECT_EQ(result.exitCode, 0) << result.errors;
-  EXPECT_EQ(result.output, resultLine("x.cpio", "x", 3, 9));
+  EXPECT_EQ(result.output, resultLine("x.cpio", "x", 3, 27));
   EXPECT_EQ(treeOf(in("x")),
             (Tree{{"a", "file some data"}, {"b", "file some data"}, {"c", "file some data"}}));
   struct stat status {};
@@ -193,7 +193,7 @@ TEST_F(Extract, IntoAnotherFolder) {
         oxarchive({"extract", in("a.tar"), "--into", row.into}, {.folder = work()});
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(result.output, in("a.tar") + " -> " + row.folder + ": 1 entries, 8 bytes\n");
+    EXPECT_EQ(result.output, in("a.tar") + " -> " + row.folder + ": 1 entries, 8 B\n");
     const std::string where = row.folder.starts_with('/') ? row.folder : in(row.folder);
     EXPECT_EQ(treeOf(where), (Tree{{"f", "file contents"}}));
   }
@@ -204,8 +204,7 @@ TEST_F(Extract, BesideAnArchiveInTheCurrentFolder) {
   writeArchive(in("a.tar"), {file("f")});
   const ProgramResult result = oxarchive({"extract", "a.tar", "./a.tar"}, {.folder = work()});
   EXPECT_EQ(result.exitCode, 0);
-  EXPECT_EQ(result.output,
-            "a.tar -> a: 1 entries, 8 bytes\n./a.tar -> ./a (1): 1 entries, 8 bytes\n");
+  EXPECT_EQ(result.output, "a.tar -> a: 1 entries, 8 B\n./a.tar -> ./a (1): 1 entries, 8 B\n");
   EXPECT_EQ(treeOf(in("a")), treeOf(in("a (1)")));
   remove({"a.tar", "a", "a (1)"});
 }
@@ -246,8 +245,7 @@ TEST_F(Extract, NamesAreBytes) {
                {.format = ::archive_write_set_format_gnutar});
   const ProgramResult result = oxarchive({"extract", in(archive)});
   EXPECT_EQ(result.exitCode, 0) << result.errors;
-  EXPECT_EQ(result.output,
-            in("\\xff\\xfe.tar") + " -> " + in("\\xff\\xfe") + ": 2 entries, 2 bytes\n");
+  EXPECT_EQ(result.output, in("\\xff\\xfe.tar") + " -> " + in("\\xff\\xfe") + ": 2 entries, 2 B\n");
   EXPECT_EQ(treeOf(in("\xff\xfe")),
             (Tree{{"\x80", "folder"}, {"\x80/\xc3\xa4", "file 1"}, {"e\xcc\x81", "file 2"}}));
   remove({archive, "\xff\xfe"});
@@ -277,7 +275,7 @@ TEST_F(Extract, NamesThatSteerTerminalsAreShownEscaped) {
   EXPECT_EQ(result.output.find('\x1b'), std::string::npos);
   EXPECT_EQ(result.errors.find('\x1b'), std::string::npos);
   EXPECT_EQ(result.output, in("a\\x1b[2J\\x0a.tar") + " -> " + in("a\\x1b[2J\\x0a") +
-                               ": 1 entries, 8 bytes (incomplete)\n");
+                               ": 1 entries, 8 B (incomplete)\n");
   EXPECT_NE(result.errors.find("../\\x1b]0;x\\x07: "), std::string::npos) << result.errors;
   EXPECT_EQ(treeOf(in("a\x1b[2J\n")), (Tree{{"ok", "file contents"}}));
   remove({archive, "a\x1b[2J\n"});
@@ -300,6 +298,34 @@ TEST_F(Extract, LaterEntriesReplaceEarlierOnes) {
                                    {"l", "file no link"},
                                    {"to folder", "folder"}}));
   remove({"r.tar", "r"});
+}
+
+TEST_F(Extract, AnEntryWithoutANameIsTold) {
+  // It claims to be Unicode and is not.
+  writeArchive(in("n.zip"), {file("f"), file("\xff\xfe")},
+               {.format = ::archive_write_set_format_zip});
+  const ProgramResult result = oxarchive({"extract", in("n.zip")});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_NE(result.errors.find("oxarchive: " + in("n.zip") + ": an entry: it has no name\n"),
+            std::string::npos)
+      << result.errors;
+  EXPECT_EQ(treeOf(in("n")), (Tree{{"f", "file contents"}}));
+  remove({"n.zip", "n"});
+}
+
+TEST_F(Extract, TheSizeIsThatOfWhatIsThereInTheEnd) {
+  writeArchive(in("r.tar"), {file("f", noise(5000)), file("f", "12345"), symbolicLink("l", "f"),
+                             hardLink("h", "f"), folder("closed", 0), file("closed/g", "123")});
+  const ProgramResult replaced = oxarchive({"extract", in("r.tar")});
+  EXPECT_EQ(replaced.output, resultLine("r.tar", "r", 6, 5 + 1 + 5 + 3));
+
+  std::string deep = "d";
+  for (int i = 0; i < 10; ++i) {
+    deep += "/" + std::string(200, 'd');
+  }
+  writeArchive(in("d.tar"), {file("f", "12345"), file(deep, "123")});
+  EXPECT_EQ(oxarchive({"extract", in("d.tar")}).output, resultLine("d.tar", "d", 2, 5 + 3));
+  remove({"r.tar", "r", "d.tar", "d"});
 }
 
 TEST_F(Extract, PermissionsAndTimesAreThoseOfTheArchive) {
@@ -502,8 +528,7 @@ TEST_F(Extract, AFullDisk) {
     GTEST_SKIP() << "mounting is not allowed here";
   }
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.output,
-            in("a.tar") + " -> " + in("disk/a") + ": 1 entries, 8 bytes (incomplete)\n");
+  EXPECT_EQ(result.output, in("a.tar") + " -> " + in("disk/a") + ": 1 entries, 8 B (incomplete)\n");
   EXPECT_EQ(result.errors, "oxarchive: " + in("a.tar") +
                                ": cannot write large: No space left on device; the folder " +
                                in("disk/a") + " is incomplete\n");
@@ -552,8 +577,7 @@ TEST_F(Extract, AnInterruptionIsTold) {
     const ProgramResult result =
         oxarchive({"extract", in("a.tar"), in("h.tar")}, {.whileRunning = interrupt});
     EXPECT_EQ(result.signal, signal);
-    EXPECT_EQ(result.output,
-              in("a.tar") + " -> " + in("a") + ": 1 entries, 8 bytes (incomplete)\n");
+    EXPECT_EQ(result.output, in("a.tar") + " -> " + in("a") + ": 1 entries, 8 B (incomplete)\n");
     EXPECT_EQ(result.errors, "oxarchive: " + in("a.tar") + ": interrupted; the folder " + in("a") +
                                  " is incomplete\n");
     EXPECT_EQ(treeOf(in("a")), (Tree{{"first", "file contents"}}));

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +20,14 @@ using testing::StartsWith;
 
 class List : public OxarchiveTest {
  protected:
+  // Kinds by the test's own database, if it makes one, and times in English and of one place.
+  List()
+      : dataFolders_("XDG_DATA_DIRS", in("data")),
+        dataHome_("XDG_DATA_HOME", in("none")),
+        language_("LANGUAGE", std::nullopt),
+        locale_("LC_ALL", "C"),
+        zone_("TZ", "UTC") {}
+
   ProgramResult list(const std::string& archive) const { return oxarchive({"list", in(archive)}); }
 
   // With a shell script in the worker's place.
@@ -29,20 +39,34 @@ class List : public OxarchiveTest {
     removeOne(in("worker"));
     return result;
   }
+
+ private:
+  ScopedEnvironment dataFolders_;
+  ScopedEnvironment dataHome_;
+  ScopedEnvironment language_;
+  ScopedEnvironment locale_;
+  ScopedEnvironment zone_;
 };
 
-const std::string header = "Flags          Size  Path\n";
+const std::string header =
+    "Flags      Size  Modified               Kind                      Path\n";
+
+// A row of an entry of the test's usual time.
+std::string row(const std::string& flags, const std::string& size, const std::string& kind,
+                const std::string& path) {
+  return flags + "   " + std::string(10 - size.size(), ' ') + size + "  Sep 09, 2001 01:46 AM  " +
+         kind + std::string(24 - kind.size(), ' ') + "  " + path + "\n";
+}
 
 const std::vector<Item> items{folder("docs"), file("docs/a b.txt", "12345"),
                               file("big", std::string(123456, 'x')), symbolicLink("link", "docs")};
 
-const std::string table = header +
-                          "d-                0  docs\n"
-                          "--                5  docs/a b.txt\n"
-                          "--           123456  big\n"
-                          "--                0  link\n";
+const std::string table = header + row("d-", "0 B", "Folder", "docs") +
+                          row("--", "5 B", "File", "docs/a b.txt") +
+                          row("--", "123.5 KB", "File", "big") + row("--", "0 B", "File", "link") +
+                          "Total: 4 entries, 123.5 KB\n";
 
-TEST_F(List, TellsFlagsSizesAndPaths) {
+TEST_F(List, TellsFlagsSizesTimesKindsAndPaths) {
   writeArchive(in("plain.tar"), items);
   writeArchive(in("photos.tar.gz"), items, {.filter = ::archive_write_add_filter_gzip});
   for (const std::string archive : {"plain.tar", "photos.tar.gz"}) {
@@ -53,6 +77,43 @@ TEST_F(List, TellsFlagsSizesAndPaths) {
     EXPECT_EQ(result.errors, "");
   }
   remove({"plain.tar", "photos.tar.gz"});
+}
+
+TEST_F(List, TellsKindsByTheSharedDatabase) {
+  ASSERT_TRUE(std::filesystem::create_directories(in("data/mime/application")));
+  writeFile(in("data/mime/globs2"),
+            "50:application/x-short:*.short\n50:application/x-long:*.long\n");
+  const auto addKind = [&](const std::string& name, const std::string& comment) {
+    writeFile(in("data/mime/application/" + name + ".xml"),
+              "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+              "<mime-type xmlns=\"http://www.freedesktop.org/standards/shared-mime-info\" "
+              "type=\"application/" +
+                  name + "\"><comment>" + comment + "</comment></mime-type>\n");
+  };
+  addKind("x-short", "Short kind");
+  addKind("x-long", "Kind that is longer than the column");
+  writeArchive(in("k.tar"), {file("a.short"), file("b.long"), file("c"), folder("d.short")});
+  EXPECT_EQ(list("k.tar").output,
+            header + row("--", "8 B", "Short kind", "a.short") +
+                "--          8 B  Sep 09, 2001 01:46 AM  Kind that is longer tha…  b.long\n" +
+                row("--", "8 B", "File", "c") + row("d-", "0 B", "Folder", "d.short") +
+                "Total: 4 entries, 24 B\n");
+  remove({"k.tar", "data"});
+}
+
+TEST_F(List, TellsTimesInTheZoneOfTheUser) {
+  writeArchive(in("t.tar"), {file("a")});
+  const ScopedEnvironment zone("TZ", "XYZ-2");
+  EXPECT_THAT(list("t.tar").output, HasSubstr("  Sep 09, 2001 03:46 AM  "));
+  remove({"t.tar"});
+}
+
+TEST_F(List, OfAnEmptyArchiveHasTotals) {
+  writeArchive(in("empty.tar"), {});
+  const ProgramResult result = list("empty.tar");
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.output, "Total: 0 entries, 0 B\n");
+  remove({"empty.tar"});
 }
 
 TEST_F(List, MarksWhatIsEncrypted) {
@@ -76,7 +137,8 @@ TEST_F(List, ShowsNothingThatSteersATerminal) {
 
 TEST_F(List, KeepsNamesThatAreNotUtf8Apart) {
   writeArchive(in("bytes.tar"), {file("\xff\x80")});
-  EXPECT_EQ(list("bytes.tar").output, header + "--                8  \\xff\\x80\n");
+  EXPECT_EQ(list("bytes.tar").output,
+            header + row("--", "8 B", "File", "\\xff\\x80") + "Total: 1 entries, 8 B\n");
   remove({"bytes.tar"});
 }
 
@@ -84,7 +146,8 @@ TEST_F(List, LeavesOutTheRootOfTheArchive) {
   writeArchive(in("root.tar"), {folder("/"), folder("./"), file("./a")});
   const ProgramResult result = list("root.tar");
   EXPECT_EQ(result.exitCode, 0);
-  EXPECT_EQ(result.output, header + "d-                0  .\n" + "--                8  ./a\n");
+  EXPECT_EQ(result.output, header + row("d-", "0 B", "Folder", ".") +
+                               row("--", "8 B", "File", "./a") + "Total: 2 entries, 8 B\n");
   remove({"root.tar"});
 }
 
@@ -96,8 +159,8 @@ TEST_F(List, OfManyEntriesIsWhole) {
   writeArchive(in("many.tar"), many);
   const ProgramResult result = list("many.tar");
   EXPECT_EQ(result.exitCode, 0);
-  EXPECT_EQ(std::ranges::count(result.output, '\n'), 20001);
-  EXPECT_THAT(result.output, EndsWith("  folder/file number 19999\n"));
+  EXPECT_EQ(std::ranges::count(result.output, '\n'), 20002);
+  EXPECT_THAT(result.output, EndsWith("  folder/file number 19999\nTotal: 20000 entries, 0 B\n"));
   remove({"many.tar"});
 }
 
@@ -106,7 +169,8 @@ TEST_F(List, OfADamagedArchiveIsToldToBeIncomplete) {
   std::filesystem::resize_file(in("cut.tar"), 2048 + 700);
   const ProgramResult result = list("cut.tar");
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_THAT(result.output, StartsWith(header + "d-                0  docs\n"));
+  EXPECT_THAT(result.output, AllOf(StartsWith(header + row("d-", "0 B", "Folder", "docs")),
+                                   EndsWith("\nTotal: 3 entries, 123.5 KB (incomplete)\n")));
   EXPECT_THAT(result.errors, AllOf(HasSubstr("cut.tar"), HasSubstr("the listing is incomplete")));
   remove({"cut.tar"});
 }
@@ -128,7 +192,7 @@ TEST_F(List, ReadsAnArchiveWhateverItIsCalled) {
   writeArchive(in("--help"), {file("a")});
   const ProgramResult result = oxarchive({"list", "--", "--help"}, {.folder = work()});
   EXPECT_EQ(result.exitCode, 0);
-  EXPECT_EQ(result.output, header + "--                8  a\n");
+  EXPECT_EQ(result.output, header + row("--", "8 B", "File", "a") + "Total: 1 entries, 8 B\n");
   remove({"--help"});
 }
 
@@ -167,7 +231,8 @@ TEST_F(List, SurvivesAWorkerThatDiesOrSendsRubbish) {
 
 TEST_F(List, ShowsWhatCameBeforeTheWorkerDied) {
   const ProgramResult result = listWithWorker("printf '\\241\\144path\\141a'; kill -9 $$");
-  EXPECT_EQ(result.output, header + "--                0  a\n");
+  EXPECT_EQ(result.output, header + "--          0 B  -                      File" +
+                               std::string(22, ' ') + "a\nTotal: 1 entries, 0 B (incomplete)\n");
 }
 
 TEST_F(List, FailsWhenNoWorkerCanBeStarted) {

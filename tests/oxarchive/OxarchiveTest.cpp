@@ -1,7 +1,10 @@
 #include "OxarchiveTest.h"
 
+#include <OrvexKit/OXFileUtil.h>
+
 #include <algorithm>
 #include <filesystem>
+#include <string_view>
 
 namespace ox::test {
 
@@ -45,8 +48,10 @@ Tree treeOf(const std::vector<Item>& items) {
 
 std::size_t bytesOf(const std::vector<Item>& items) {
   std::size_t sum = 0;
-  for (const Item& item : items) {
-    sum += item.contents.size();
+  for (const auto& [path, what] : treeOf(items)) {
+    for (const std::string_view kind : {"file ", "link to "}) {
+      sum += what.starts_with(kind) ? what.size() - kind.size() : 0;
+    }
   }
   return sum;
 }
@@ -70,7 +75,7 @@ void OxarchiveTest::remove(const std::vector<std::string>& names) const {
 std::string OxarchiveTest::resultLine(const std::string& archive, const std::string& folder,
                                       std::size_t entries, std::size_t bytes) const {
   return in(archive) + " -> " + in(folder) + ": " + std::to_string(entries) + " entries, " +
-         std::to_string(bytes) + " bytes\n";
+         *OXHumanReadableFileSize(static_cast<std::int64_t>(bytes)) + "\n";
 }
 
 void removeTree(const std::string& path) {

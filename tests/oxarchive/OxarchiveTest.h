@@ -21,7 +21,7 @@ Tree treeOf(const std::string& folder);
 // What `items` make; folders that no item names are there as well.
 Tree treeOf(const std::vector<Item>& items);
 
-// The number of bytes in all files of `items`.
+// The bytes of all files and links that `items` make, of a file once for each of its names.
 std::size_t bytesOf(const std::vector<Item>& items);
 
 class OxarchiveTest : public TemporaryFolderTest {
@@ -33,7 +33,7 @@ class OxarchiveTest : public TemporaryFolderTest {
   // there. What is left in the end fails the test.
   void remove(const std::vector<std::string>& names) const;
 
-  // "ARCHIVE -> FOLDER: N entries, N bytes" and a line feed, both in `work()`.
+  // "ARCHIVE -> FOLDER: N entries, SIZE" and a line feed, both in `work()`.
   std::string resultLine(const std::string& archive, const std::string& folder, std::size_t entries,
                          std::size_t bytes) const;
 };

@@ -157,6 +157,11 @@ TEST(Printable, CountsAndCutsCharacters) {
   EXPECT_EQ(lastCharacters("abcd", 3), "…cd");
   EXPECT_EQ(lastCharacters("a\xc3\xa4\xc3\xb6", 2), "…\xc3\xb6");
   EXPECT_EQ(lastCharacters("abcd", 1), "…");
+  EXPECT_EQ(firstCharacters("abc", 3), "abc");
+  EXPECT_EQ(firstCharacters("abcd", 3), "ab…");
+  EXPECT_EQ(firstCharacters("a\xc3\xa4\xc3\xb6", 2), "a…");
+  EXPECT_EQ(firstCharacters("\xc3\xa4\xc3\xb6\xc3\xbc", 2), "\xc3\xa4…");
+  EXPECT_EQ(firstCharacters("abcd", 1), "…");
 }
 
 }  // namespace

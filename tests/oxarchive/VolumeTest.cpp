@@ -179,7 +179,7 @@ TEST_F(Volumes, InTheCurrentFolder) {
   const std::vector<std::string> volumes = split("d.zip", 100'000);
   const ProgramResult result = oxarchive({"extract", "d.zip.002"}, {.folder = work()});
   EXPECT_EQ(result.exitCode, 0) << result.errors;
-  EXPECT_EQ(result.output, "d.zip.002 -> d: 5 entries, 300014 bytes\n");
+  EXPECT_EQ(result.output, "d.zip.002 -> d: 5 entries, 300 KB\n");
   EXPECT_EQ(treeOf(in("d")), treeOf(someItems()));
   remove({"d"});
   remove(volumes);
@@ -195,8 +195,8 @@ TEST_F(Volumes, AllOfASetGivenAtOnce) {
   EXPECT_EQ(result.exitCode, 0);
   // What is named twice is wanted twice; what is only another volume is not.
   EXPECT_EQ(result.output,
-            "d.zip.001 -> d: 5 entries, 300014 bytes\n"
-            "d.zip.001 -> d (1): 5 entries, 300014 bytes\n");
+            "d.zip.001 -> d: 5 entries, 300 KB\n"
+            "d.zip.001 -> d (1): 5 entries, 300 KB\n");
   EXPECT_EQ(result.errors,
             "oxarchive: d.zip.002: a volume of an archive that was given before\n"
             "oxarchive: d.zip.003: a volume of an archive that was given before\n"
