@@ -135,7 +135,7 @@ TEST(HumanReadableSize, AgreesWithTheRuleInIntegersOnAMillionSizes) {
 TEST(HumanReadableSize, AgreesWithTheRuleInIntegersOnTies) {
   std::mt19937_64 random(2);
   for (int i = 0; i < 100000; ++i) {
-    const std::int64_t unit = std::array<std::int64_t, 3>{1000, 1000000, 1000000000}[random() % 3];
+    const std::int64_t unit = i % 3 == 0 ? 1000 : i % 3 == 1 ? 1000000 : 1000000000;
     const auto tenths =
         static_cast<std::int64_t>(random() % (unit == 1000000000 ? 92233720368 : 9999));
     expectTheSame(unit / 10 * tenths + unit / 20);

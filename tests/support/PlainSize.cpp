@@ -3,21 +3,21 @@
 namespace ox::test::plain {
 namespace {
 
-// Integers of 128 bits hold all that the rule needs: a double is a whole number of 53 bits and a
-// power of two.
-__extension__ using Wide = unsigned __int128;
+// A double is a whole number of 53 bits and a power of two, so 64 bits hold all that the rule
+// needs.
+using Whole = std::uint64_t;
 
-Wide halfToEven(Wide number, unsigned bits) {
+Whole halfToEven(Whole number, unsigned bits) {
   if (bits == 0) {
     return number;
   }
-  const Wide rest = number & ((Wide{1} << bits) - 1);
-  const Wide half = Wide{1} << (bits - 1);
-  const Wide rounded = number >> bits;
+  const Whole rest = number & ((Whole{1} << bits) - 1);
+  const Whole half = Whole{1} << (bits - 1);
+  const Whole rounded = number >> bits;
   return rounded + (rest > half || (rest == half && (rounded & 1U) != 0) ? 1 : 0);
 }
 
-unsigned width(Wide number) {
+unsigned width(Whole number) {
   unsigned bits = 0;
   for (; number != 0; number >>= 1U) {
     ++bits;
@@ -26,24 +26,29 @@ unsigned width(Wide number) {
 }
 
 // To the 53 bits of a double.
-Wide asDouble(Wide number) {
+Whole asDouble(Whole number) {
   const unsigned excess = width(number) > 53 ? width(number) - 53 : 0;
   return halfToEven(number, excess) << excess;
 }
 
-// The tenths of the double that is nearest to `number` / `divisor`, rounded half to even.
-Wide tenthsOfQuotient(Wide number, Wide divisor) {
-  // Enough bits after the point for the 53 that count and some more; what is left of the division
-  // is told by the last.
-  const unsigned shift = 125 - width(number);
-  const Wide scaled = (number << shift) / divisor;
-  const bool isExact = scaled * divisor == number << shift;
-  const unsigned excess = width(scaled) > 53 ? width(scaled) - 53 : 0;
-  const Wide mantissa = excess == 0 ? scaled : halfToEven(scaled | (isExact ? 0U : 1U), excess);
-  return halfToEven(mantissa * 10, shift - excess);
+// The tenths of the double that is nearest to `number` / `divisor`, rounded half to even. The
+// quotient is 1 or more and has less than 53 bits before the point.
+Whole tenthsOfQuotient(Whole number, Whole divisor) {
+  Whole quotient = number / divisor;
+  Whole rest = number % divisor;
+  // By long division, to two bits more than a double has; the last one tells of all that follow.
+  unsigned bitsAfterPoint = 0;
+  while (width(quotient) < 53 + 2) {
+    rest *= 2;
+    quotient = quotient * 2 + rest / divisor;
+    rest %= divisor;
+    ++bitsAfterPoint;
+  }
+  const Whole mantissa = halfToEven(quotient * 2 + (rest == 0 ? 0 : 1), 3);
+  return halfToEven(mantissa * 10, bitsAfterPoint + 1 - 3);
 }
 
-std::string inDigits(Wide number) {
+std::string inDigits(Whole number) {
   std::string digits;
   do {
     digits.insert(digits.begin(), static_cast<char>('0' + static_cast<int>(number % 10)));
@@ -56,14 +61,16 @@ std::string inDigits(Wide number) {
 
 std::string humanReadableSize(std::int64_t size) {
   const bool isNegative = size < 0;
-  const Wide magnitude =
-      asDouble(isNegative ? Wide{0} - static_cast<Wide>(size) : static_cast<Wide>(size));
+  const Whole magnitude =
+      asDouble(isNegative ? Whole{0} - static_cast<Whole>(size) : static_cast<Whole>(size));
   if (size <= 1000) {
     return (isNegative ? "-" : "") + inDigits(magnitude) + " B";
   }
   const bool isKilo = size <= 1000000;
   const bool isMega = size <= 1000000000;
-  const Wide tenths = tenthsOfQuotient(magnitude, isKilo ? 1000U : isMega ? 1000000U : 1000000000U);
+  const Whole tenths = tenthsOfQuotient(magnitude, isKilo   ? 1000U
+                                                   : isMega ? 1000000U
+                                                            : 1000000000U);
   std::string text = inDigits(tenths / 10);
   if (tenths % 10 != 0) {
     text += '.' + inDigits(tenths % 10);
