@@ -5,7 +5,7 @@ or comment: a getter and its setter share one. The comment at the top of the fil
 comment "// Title -----" starts a topic, to which everything documented after it belongs. What is
 indented in a comment, such as its `input => output` rows, is kept as it is.
 
-Left out is what is private, and what nobody calls by name when it has no comment: deleted operations
+Left out is what is private, and what nobody calls by name if it has no comment: deleted operations
 and destructors.
 
 Every line stays in its place, so that a warning of Doxygen's names the line of the header.
@@ -88,7 +88,7 @@ class Filter:
         return end
 
     def put_documented(self, line, end):
-        """A comment and what it documents: one declaration, or several as a group that shares it."""
+        """A comment and what it documents: one declaration, or several that share it."""
         before = len(self.output) - 1
         self.put_texts(line, end)
         self.append("*/")

@@ -3,8 +3,8 @@
     run_examples.py PAGE COMPILER [OPTION...]
 
 A program is a block ```cpp. It has to build with the options, end well, and print exactly what the
-block ```text says, if that is the next block and no heading comes before it. Each program runs in an
-empty folder of its own, which is also its home and its temporary folder.
+block ```text says, if that is the next block and no heading comes before it. Each program runs in
+an empty folder of its own, which is also its home and its temporary folder.
 """
 
 import difflib
@@ -18,7 +18,7 @@ FENCE = re.compile(r"```(\w*)$")
 
 
 def blocks(page):
-    """Gives (language, line of the page where the block starts, its lines) and None for headings."""
+    """Gives (language, the line of the page it starts at, its lines), and None for a heading."""
     block = None
     with open(page, encoding="utf-8") as file:
         for number, line in enumerate(file.read().splitlines(), 1):

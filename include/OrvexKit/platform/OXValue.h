@@ -30,7 +30,7 @@ struct OXNull {
 //   OXNumber(-1.0).unsigned64Value()                    => 0
 class OX_EXPORT OXNumber {
  public:
-  // As what a number was boxed.
+  // What a number was boxed as.
   enum class Kind : std::uint8_t {
     boolean,          // from `bool`
     signedInteger,    // from `std::int32_t` or `std::int64_t`
@@ -49,7 +49,7 @@ class OX_EXPORT OXNumber {
       : kind_(Kind::unsignedInteger), bits_{.asUnsigned = value} {}
   explicit OXNumber(double value) noexcept : kind_(Kind::floatingPoint), bits_{.asDouble = value} {}
 
-  // As what the number was boxed.
+  // What the number was boxed as.
   Kind kind() const noexcept { return kind_; }
 
   // The number, converted to the type of the result as said above.
