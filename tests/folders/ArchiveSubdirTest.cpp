@@ -187,11 +187,19 @@ TEST_F(ArchiveSubdir, MayHaveTheLongestName) {
   const std::string withExtension = std::string(251, 'n') + ".app";
   EXPECT_EQ(OXSafelyCreateArchiveSubdir(withExtension, work(), false), in(std::string(251, 'n')));
   removeOne(in(std::string(251, 'n')));
+  // Too long only with the extension that it loses.
+  EXPECT_EQ(OXSafelyCreateArchiveSubdir(longest + ".app", work(), false), in(longest));
+  removeOne(in(longest));
 }
 
 TEST_F(ArchiveSubdir, ThatCannotBeMadeIsNamedAllTheSame) {
   const std::string tooLong(256, 'n');
   EXPECT_EQ(OXSafelyCreateArchiveSubdir(tooLong, work(), false), in(tooLong));
+  // Longer than any path.
+  const std::string muchTooLong(5000, 'n');
+  EXPECT_EQ(OXSafelyCreateArchiveSubdir(muchTooLong, work(), false), in(muchTooLong));
+  EXPECT_EQ(OXSafelyCreateArchiveSubdir(muchTooLong + ".app", work(), false), in(muchTooLong));
+  EXPECT_THAT(listing(tmp()), IsEmpty());
   writeFile(in("file"));
   EXPECT_EQ(OXSafelyCreateArchiveSubdir("notes.zip", in("file"), true), in("file/notes"));
   const std::string nul("d\0e", 3);
