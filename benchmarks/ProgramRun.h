@@ -32,6 +32,7 @@ inline double secondsOf(const timeval& time) {
 // process's environment and standard error.
 inline ProgramRun runProgram(const std::vector<std::string>& arguments) {
   std::vector<char*> words;
+  words.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) {
     words.push_back(const_cast<char*>(argument.c_str()));  // as posix_spawn leaves them
   }

@@ -21,20 +21,19 @@ bool isSafeFolderName(std::string_view name) noexcept {
 }
 
 // Tries the name out in `scratch`: a folder of that name loses one extension after the other until
-// it is no package. The last component of the result is the name that remains; no value when a move
-// fails.
-std::optional<PathBuffer> unpackagedFolder(const PathBuffer& scratch, std::string_view name) {
-  std::optional<PathBuffer> probe(std::in_place, scratch.view(), name);
-  files::createFolder(*probe);
-  while (isFilePackage(*probe)) {
-    PathBuffer shorter = *probe;
-    shorter.truncate(path::deletingExtension(probe->view()).size());
-    if (!files::moveItem(*probe, shorter)) {
+// it is no package. One that cannot be made there is none. Gives the name that remains; no value
+// when a move fails.
+std::optional<std::string_view> unpackagedName(const PathBuffer& scratch, std::string_view name) {
+  const bool isMade =
+      files::createFolder(PathBuffer(scratch.view(), name)) == files::Creation::created;
+  while (isMade && hasPackageExtension(name)) {
+    const std::string_view shorter = path::deletingExtension(name);
+    if (!files::moveItem(PathBuffer(scratch.view(), name), PathBuffer(scratch.view(), shorter))) {
       return std::nullopt;
     }
-    probe = shorter;
+    name = shorter;
   }
-  return probe;
+  return name;
 }
 
 // Exclusive creation decides: whoever is told that the name is taken goes on to the next.
@@ -60,12 +59,12 @@ OXString OXSafelyCreateArchiveSubdir(OXStringView name, OXStringView destination
   if (!scratch) {
     return std::nullopt;
   }
-  const std::optional<PathBuffer> probe = unpackagedFolder(*scratch, folderName);
-  if (!probe) {
+  const std::optional<std::string_view> finalName = unpackagedName(*scratch, folderName);
+  if (!finalName) {
     return std::nullopt;
   }
   // The folder within goes first: after it the scratch folder is empty, and need not be listed.
-  files::removeItem(*probe);
+  files::removeItem(PathBuffer(scratch->view(), *finalName));
   files::removeItem(*scratch);
-  return createFreeFolder(path::lastComponent(probe->view()), *destination);
+  return createFreeFolder(*finalName, *destination);
 }

@@ -4,7 +4,6 @@
 #include <array>
 
 #include "platform/Path.h"
-#include "platform/System.h"
 
 namespace ox {
 namespace {
@@ -66,12 +65,6 @@ bool hasPackageExtension(std::string_view name) noexcept {
   return std::ranges::any_of(packageExtensions, [extension](std::string_view known) {
     return path::equalIgnoringCase(extension, known);
   });
-}
-
-bool isFilePackage(const PathBuffer& path) noexcept {
-  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-  return hasPackageExtension(path.view()) && path.isRepresentable() &&
-         sys::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 }  // namespace ox

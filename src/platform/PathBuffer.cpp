@@ -34,9 +34,4 @@ void PathBuffer::appendComponent(std::string_view component) noexcept {
   append(tail);
 }
 
-void PathBuffer::truncate(std::size_t length) noexcept {
-  length_ = length;
-  bytes_[length_] = '\0';
-}
-
 }  // namespace ox

@@ -21,9 +21,6 @@ class PathBuffer {
   // Joins with exactly one "/", as `path::appendingComponent` does.
   void appendComponent(std::string_view component) noexcept;
 
-  // Cuts the path to its first `length` bytes.
-  void truncate(std::size_t length) noexcept;
-
   bool isRepresentable() const noexcept { return representable_; }
   // Only of a representable path.
   const char* c_str() const noexcept { return bytes_; }

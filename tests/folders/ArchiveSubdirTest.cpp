@@ -192,6 +192,13 @@ TEST_F(ArchiveSubdir, MayHaveTheLongestName) {
 TEST_F(ArchiveSubdir, ThatCannotBeMadeIsNamedAllTheSame) {
   const std::string tooLong(256, 'n');
   EXPECT_EQ(OXSafelyCreateArchiveSubdir(tooLong, work(), false), in(tooLong));
+  // Longer than any path.
+  const std::string muchTooLong(5000, 'n');
+  EXPECT_EQ(OXSafelyCreateArchiveSubdir(muchTooLong, work(), false), in(muchTooLong));
+  for (const std::string& name : {tooLong + ".app", muchTooLong + ".app"}) {
+    EXPECT_EQ(OXSafelyCreateArchiveSubdir(name, work(), false), in(name));
+  }
+  EXPECT_THAT(listing(tmp()), IsEmpty());
   writeFile(in("file"));
   EXPECT_EQ(OXSafelyCreateArchiveSubdir("notes.zip", in("file"), true), in("file/notes"));
   const std::string nul("d\0e", 3);

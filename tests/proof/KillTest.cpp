@@ -127,6 +127,7 @@ class Worker {
  public:
   explicit Worker(std::vector<std::string> arguments) {
     std::vector<char*> words;
+    words.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
       words.push_back(argument.data());
     }
