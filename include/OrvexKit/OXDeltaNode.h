@@ -78,15 +78,14 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   // added, and makes no list. There is no look whether `node` is among the children already, has a
   // name that is taken, or has this node below it.
   //
-  // Adding to a list that is being walked by `traversePathsUsingBlock` or looked through by
-  // `childNamed`, from the callback or from another thread, is a fatal error: one line on standard
-  // error, and the process is aborted. The lists on the way from where a walk started down to the
+  // Adding to a list that is being walked by `traversePathsUsingBlock`, from the callback or from
+  // another thread, is a fatal error: one line on standard error, and the process is aborted. The lists on the way from where a walk started down to the
   // node that it is at are being walked; every other list may be added to.
   void addChild(std::shared_ptr<OXDeltaNode> node);
 
   // The first child, in the order they were added, whose name is `name`, byte for byte; null when
   // there is none. A null `name` is no child's, not even a nameless one's. Takes time in proportion
-  // to the number of children.
+  // to the number of children; one that is added meanwhile may or may not be found.
   std::shared_ptr<OXDeltaNode> childNamed(OXStringView name) const;
 
   // Where the item is on disk: the physical path joined with the name. Null when either is null.

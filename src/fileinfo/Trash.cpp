@@ -282,17 +282,43 @@ class TrashMove {
   TrashName name_;
 };
 
-bool mayBeSameFolder(const FileDescriptor& a, const FileDescriptor& b) noexcept {
-  struct stat statusA;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-  struct stat statusB;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-  return sys::fstat(a.get(), &statusA) != 0 || sys::fstat(b.get(), &statusB) != 0 ||
-         (statusA.st_dev == statusB.st_dev && statusA.st_ino == statusB.st_ino);
+struct FolderIdentity {
+  dev_t device;
+  ino_t inode;
+
+  bool operator==(const FolderIdentity&) const = default;
+};
+
+std::optional<FolderIdentity> identityOf(const FileDescriptor& folder) noexcept {
+  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
+  if (sys::fstat(folder.get(), &status) != 0) {
+    return std::nullopt;
+  }
+  return FolderIdentity{.device = status.st_dev, .inode = status.st_ino};
 }
 
-// An item that moved out of one of these folders would leave half an entry behind.
-bool isPartOf(const TrashFolder& trash, const FileDescriptor& folder) noexcept {
-  return mayBeSameFolder(folder, trash.folder) || mayBeSameFolder(folder, trash.info) ||
-         mayBeSameFolder(folder, trash.files);
+// What is in the Trash at any depth has its place there, and an item that moved out of the folder
+// of the entries would leave half of one behind. False only if all folders on the way up are known
+// to be others.
+bool mayBeWithin(const TrashFolder& trash, const FileDescriptor& place) noexcept {
+  const std::array<std::optional<FolderIdentity>, 3> trashFolders{
+      identityOf(trash.folder), identityOf(trash.info), identityOf(trash.files)};
+  if (!std::ranges::all_of(trashFolders, [](const auto& folder) { return folder.has_value(); })) {
+    return true;
+  }
+  std::optional<FolderIdentity> below;
+  std::optional<FolderIdentity> current = identityOf(place);
+  FileDescriptor folder;
+  while (current && current != below) {
+    if (std::ranges::find(trashFolders, current) != trashFolders.end()) {
+      return true;
+    }
+    const int child = folder.isOpen() ? folder.get() : place.get();
+    folder = FileDescriptor(sys::openat(child, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    below = current;
+    current = folder.isOpen() ? identityOf(folder) : std::nullopt;
+  }
+  return !current;  // the root is its own parent
 }
 
 }  // namespace
@@ -307,5 +333,5 @@ bool OXMoveFileToTrashSync(OXStringView path) {
     return false;
   }
   const std::optional<TrashFolder> trash = openTrash(item.device, place->folder);
-  return trash && !isPartOf(*trash, place->descriptor) && TrashMove(item, *place, *trash).run();
+  return trash && !mayBeWithin(*trash, place->descriptor) && TrashMove(item, *place, *trash).run();
 }

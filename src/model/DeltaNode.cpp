@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <array>
 #include <mutex>
+#include <span>
 #include <utility>
 
 #include "OrvexKit/OXDeltaNode.h"
@@ -63,18 +65,28 @@ void OXDeltaNode::addChild(std::shared_ptr<OXDeltaNode> node) {
   }
 }
 
+// Looks at some children at a time, because the locks of the list and of a node may be the same
+// one.
 std::shared_ptr<OXDeltaNode> OXDeltaNode::childNamed(OXStringView name) const {
-  std::shared_ptr<ChildList> list = childList();
+  const std::shared_ptr<ChildList> list = childList();
   if (!name || list == nullptr) {
     return nullptr;
   }
-  const Visit visit(std::move(list));
-  const auto isNamed = [&](const std::shared_ptr<OXDeltaNode>& child) {
-    const std::lock_guard lock(ox::sharedLock(child.get()));
+  const auto isNamed = [&](const OXDeltaNode* child) {
+    const std::lock_guard lock(ox::sharedLock(child));
     return child->name_ == name;
   };
-  const auto found = std::ranges::find_if(visit.nodes(), isNamed);
-  return found != visit.nodes().end() ? *found : nullptr;
+  std::array<OXDeltaNode*, 64> some;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  const std::size_t size = list->size();
+  for (std::size_t start = 0; start < size; start += some.size()) {
+    const std::span<OXDeltaNode*> children(some.data(), std::min(some.size(), size - start));
+    list->copyFrom(start, children);
+    const auto found = std::ranges::find_if(children, isNamed);
+    if (found != children.end()) {
+      return list->at(start + static_cast<std::size_t>(found - children.begin()));
+    }
+  }
+  return nullptr;
 }
 
 OXString OXDeltaNode::fullPathOnDisk() const {

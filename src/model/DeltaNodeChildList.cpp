@@ -1,5 +1,6 @@
 #include "model/DeltaNodeChildList.h"
 
+#include <algorithm>
 #include <mutex>
 
 #include "platform/Atomic.h"
@@ -25,6 +26,24 @@ void OXDeltaNode::ChildList::beginVisit() noexcept {
 void OXDeltaNode::ChildList::endVisit() noexcept {
   const std::lock_guard lock(ox::sharedLock(this));
   --visits_;
+}
+
+std::size_t OXDeltaNode::ChildList::size() const noexcept {
+  const std::lock_guard lock(ox::sharedLock(this));
+  return nodes_.size();
+}
+
+void OXDeltaNode::ChildList::copyFrom(std::size_t start,
+                                      std::span<OXDeltaNode*> nodes) const noexcept {
+  const std::lock_guard lock(ox::sharedLock(this));
+  const auto first = nodes_.begin() + static_cast<std::ptrdiff_t>(start);
+  std::transform(first, first + static_cast<std::ptrdiff_t>(nodes.size()), nodes.begin(),
+                 [](const std::shared_ptr<OXDeltaNode>& node) { return node.get(); });
+}
+
+std::shared_ptr<OXDeltaNode> OXDeltaNode::ChildList::at(std::size_t index) const noexcept {
+  const std::lock_guard lock(ox::sharedLock(this));
+  return nodes_[index];
 }
 
 void OXDeltaNode::ChildList::release(ChildList* list) noexcept {

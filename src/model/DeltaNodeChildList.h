@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <utility>
 
 #include "OrvexKit/OXDeltaNode.h"
@@ -26,6 +27,11 @@ class OXDeltaNode::ChildList {
   void add(std::shared_ptr<OXDeltaNode> node);
   void beginVisit() noexcept;
   void endVisit() noexcept;
+
+  // For a look at the nodes that does not forbid adding. Those that are in the list stay in it.
+  std::size_t size() const noexcept;
+  void copyFrom(std::size_t start, std::span<OXDeltaNode*> nodes) const noexcept;
+  std::shared_ptr<OXDeltaNode> at(std::size_t index) const noexcept;
 
   const List& nodes() const noexcept { return nodes_; }
 

@@ -13,7 +13,9 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -261,6 +263,31 @@ TEST_F(Trash, KeepsItemsOfTheSameNameApart) {
   EXPECT_EQ(pathIn("x.tar.3.gz.trashinfo"), in("3/x.tar.gz"));
 }
 
+TEST_F(Trash, KeepsItemsApartThatSeveralThreadsMove) {
+  constexpr int threadCount = 4;
+  constexpr int itemCount = 40;
+  std::vector<std::thread> threads;
+  threads.reserve(threadCount);
+  for (int thread = 0; thread < threadCount; ++thread) {
+    const std::string folder = in(std::to_string(thread));
+    fs::create_directory(folder);
+    threads.emplace_back([folder] {
+      for (int i = 0; i < itemCount; ++i) {
+        writeFile(folder + "/same.txt", folder);
+        EXPECT_TRUE(OXMoveFileToTrashSync(folder + "/same.txt"));
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(items().size(), std::size_t{threadCount * itemCount});
+  EXPECT_EQ(entries().size(), items().size());
+  for (const std::string& item : items()) {
+    EXPECT_EQ(pathIn(item + ".trashinfo"), readFile(trash("files/" + item)) + "/same.txt");
+  }
+}
+
 TEST_F(Trash, WritesOverNothingThatLiesThereWithoutAnEntry) {
   fs::create_directories(trash("files"));
   writeFile(trash("files/x"), "orphan");
@@ -307,13 +334,16 @@ TEST_F(Trash, CutsNamesFurtherWhereTheFileSystemTakesNoLongerOnes) {
   const std::string name = std::string(200, 'a') + ".zip";
   writeFile(in(name), "contents");
   ObservedSystem observed;
-  observed.fail(Call::openat, ENAMETOOLONG, 3);  // after the two folders
+  // The two folders, and those on the way from the item's to the root and to what is above that.
+  const fs::path place = fs::canonical(work());
+  const int folders = 2 + static_cast<int>(std::distance(place.begin(), place.end()));
+  observed.fail(Call::openat, ENAMETOOLONG, folders + 1);
   EXPECT_TRUE(OXMoveFileToTrashSync(in(name)));
   EXPECT_THAT(items(), ElementsAre(std::string(118, 'a') + ".zip"));
   EXPECT_EQ(pathIn(std::string(118, 'a') + ".zip.trashinfo"), in(name));
   writeFile(in(name), "contents");
   observed.before(Call::openat, [&, calls = 0]() mutable {
-    if (++calls == 3) {
+    if (++calls == folders + 1) {
       observed.fail(Call::openat, ENAMETOOLONG);
     }
   });
@@ -336,8 +366,9 @@ TEST_F(Trash, IsListedAndRestoredByOtherPrograms) {
     GTEST_SKIP() << "trash-cli is not installed";
   }
   const std::string longName(255, 'n');
-  const Names names = {"plain.zip", "with spaces & \"quotes\" %41", "\xc3\xa4\xe2\x82\xac",
-                       longName};
+  const Names names = {
+      "plain.zip", "with spaces & \"quotes\" %41", "\xc3\xa4\xe2\x82\xac", "-dash", "...",
+      longName};
   for (const std::string& name : names) {
     writeFile(in(name), "contents of " + name);
     ASSERT_TRUE(OXMoveFileToTrashSync(in(name)));
@@ -402,10 +433,18 @@ TEST_F(Trash, IsNotTouchedForWhatIsNoItem) {
 TEST_F(Trash, DoesNotTakeItselfApart) {
   writeFile(in("file"), "contents");
   ASSERT_TRUE(OXMoveFileToTrashSync(in("file")));
+  fs::create_directories(in("folder/sub"));
+  writeFile(in("folder/sub/inner"), "contents");
+  ASSERT_TRUE(OXMoveFileToTrashSync(in("folder")));
   const Names before = listing(trash());
-  const Names paths = {
-      trash("files/file"), trash("info/file.trashinfo"), trash("files"), trash("info"), trash(),
-      trash("..")};
+  const Names paths = {trash("files/file"),
+                       trash("files/folder/sub"),
+                       trash("files/folder/sub/inner"),
+                       trash("info/file.trashinfo"),
+                       trash("files"),
+                       trash("info"),
+                       trash(),
+                       trash("..")};
   for (const std::string& path : paths) {
     EXPECT_FALSE(OXMoveFileToTrashSync(path)) << path;
     EXPECT_EQ(listing(trash()), before) << path;
