@@ -6,21 +6,14 @@
 #include <OrvexKit/platform/OXCBORCoder.h>
 
 #include <cstddef>
-#include <cstdio>
-#include <cstdlib>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
-namespace ox::fuzz {
+#include "Require.h"
 
-inline void require(bool condition, const char* what) {
-  if (!condition) {
-    static_cast<void>(std::fprintf(stderr, "does not hold: %s\n", what));
-    std::abort();
-  }
-}
+namespace ox::fuzz {
 
 inline bool sameTime(std::optional<OXDate> a, std::optional<OXDate> b) {
   const bool bothNotATime = a && b && *a != *a && *b != *b;

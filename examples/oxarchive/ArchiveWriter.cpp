@@ -139,7 +139,7 @@ ArchiveWriter::EntryPointer ArchiveWriter::readEntry(const std::string& path,
 // A file that grows meanwhile is packed as long as it was.
 void ArchiveWriter::writeContents(int file, const std::string& disk, std::uint64_t size) {
   while (size > 0) {
-    const std::size_t wanted = std::min<std::uint64_t>(size, buffer_.size());
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, buffer_.size()));
     const ssize_t count = ::read(file, buffer_.data(), wanted);
     if (count < 0 && errno == EINTR) {
       continue;

@@ -38,6 +38,7 @@ class OX_EXPORT OXArchiveSettings : public OXObject {
   // A new object with every field zero or null, always an `OXArchiveSettings` itself.
   static std::shared_ptr<OXArchiveSettings> defaultSettings();
 
+  // Settings with every field zero or null.
   OXArchiveSettings();
 
   // Forgets the password as `setPassword(std::nullopt)` does, and releases the dictionary.

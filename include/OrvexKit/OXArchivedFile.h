@@ -37,6 +37,7 @@
 // record.
 class OX_EXPORT OXArchivedFile : public OXObject {
  public:
+  // A record with every field zero, false or null.
   OXArchivedFile();
   ~OXArchivedFile() override;
 

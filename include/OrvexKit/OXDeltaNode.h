@@ -46,6 +46,7 @@
 // `children` gives makes sure that nobody adds to it meanwhile.
 class OX_EXPORT OXDeltaNode : public OXObject {
  public:
+  // Nodes in an order.
   using List = std::vector<std::shared_ptr<OXDeltaNode>>;
 
   // What a walk calls: the path inside the archive, the path on disk, and whether it is a folder.
@@ -53,6 +54,7 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   using TraversalCallback =
       std::function<void(std::string_view relative, std::string_view disk, bool isFolder)>;
 
+  // A node without name, physical path and children, which is no folder.
   OXDeltaNode();
   ~OXDeltaNode() override;
 

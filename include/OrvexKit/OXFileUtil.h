@@ -29,6 +29,7 @@
 // of the path do not count. A "." that is the component's first character and its only one starts
 // a hidden name, not an extension: ".gz" has none, ".tar.gz" has "gz".
 
+// What can be asked of a path or of a date: the path or the date comes first.
 namespace OXFileUtilAdditions {
 
 // The archive extension of `path`: its extension, with "tar." before it when the name without it

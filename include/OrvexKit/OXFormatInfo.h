@@ -32,11 +32,14 @@
 // not order each other.
 class OX_EXPORT OXFormatInfo : public OXObject {
  public:
+  // A list of texts, such as file extensions.
   using Strings = std::vector<std::string>;
   // Objects of kinds that the host chooses and the library never looks at: numbers, texts, its own.
   using Objects = std::vector<std::any>;
+  // Signature bytes, in the order in which they stand in a file.
   using Bytes = std::vector<std::uint8_t>;
 
+  // A descriptor with every field zero, false or null.
   OXFormatInfo();
   ~OXFormatInfo() override;
 

@@ -1,10 +1,13 @@
 # Debian packages for the scripts beside this folder. To be sourced.
 
-# Waits a little between the tries, since a mirror may be busy for a moment.
+# update_package_lists COMMAND...
+#
+# Waits a little between the tries, since a mirror may be busy for a moment. The command is apt-get
+# with what stands before and after it.
 update_package_lists() {
   local try
   for try in 1 2 3 4 5; do
-    if "$@" apt-get -o Acquire::http::Timeout=20 -o Acquire::Retries=2 update -qq; then
+    if "$@" -o Acquire::http::Timeout=20 -o Acquire::Retries=2 update -qq; then
       return 0
     fi
     echo "The package lists did not answer (try $try)." >&2
@@ -33,7 +36,7 @@ ensure_packages() {
   [ "$(id -u)" = 0 ] || as_root=(sudo)
   as_root+=(env DEBIAN_FRONTEND=noninteractive)
   echo "Installing Debian packages: ${missing[*]}"
-  update_package_lists "${as_root[@]}"
+  update_package_lists "${as_root[@]}" apt-get
   "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 

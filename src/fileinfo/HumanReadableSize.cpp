@@ -7,7 +7,7 @@
 #include "OrvexKit/OXFileUtil.h"
 
 // A quotient that is held wider than a double and rounded twice may come out as another decimal.
-static_assert(FLT_EVAL_METHOD == 0, "on 32-bit x86, compile with -msse2 -mfpmath=sse");
+static_assert(FLT_EVAL_METHOD == 0, "doubles must not be held wider than they are");
 
 namespace {
 

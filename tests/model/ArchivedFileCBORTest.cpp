@@ -198,6 +198,9 @@ const DecodingRow keyedRows[] = {
     {"a1 actualSize f9fc00", fresh},
     {"a1 compSize f97c00", recordText(makeRecord({.compressedSize = ~std::uint64_t{0}}))},
     {"a1 checksum 1b0000000100000002", recordText(makeRecord({.checksum = 2}))},
+    // A word of the sender's that is wider than ours keeps its low part.
+    {"a1 fileId 1b1122334455667788",
+     recordText(makeRecord({.fileId = static_cast<OXUnsignedWord>(0x1122334455667788)}))},
     {"a1 fileId 20", recordText(makeRecord({.fileId = ~OXUnsignedWord{0}}))},
     {"a1 isFolder 02", recordText(makeRecord({.isFolder = true}))},
     {"a1 isEncrypted f90000", fresh},

@@ -10,7 +10,7 @@
 #include "support/AllocationCount.h"
 #include "support/ManyStrings.h"
 #include "support/ObservedSystem.h"
-#include "support/PlainPath.h"
+#include "support/PlainNaming.h"
 
 namespace {
 
@@ -184,51 +184,15 @@ TEST(ArchiveExtension, ThrowsWhenThereIsNoMemory) {
 // The rules once more, in the plainest way
 // ---------------------------------------------------------
 
-enum Branch { noExtension, noInnerExtension, otherInnerExtension, afterTar, branchCount };
-
-struct PlainAnswer {
-  Branch branch;
-  std::string extension;
-};
-
-PlainAnswer plainArchiveExtension(const std::string& path) {
-  const std::string extension = test::plain::extension(path);
-  if (extension.empty()) {
-    return {noExtension, ""};
-  }
-  const std::string inner = test::plain::extension(test::plain::deletingExtension(path));
-  if (inner.empty()) {
-    return {noInnerExtension, extension};
-  }
-  const bool isTar = inner.size() == 3 && (inner[0] == 't' || inner[0] == 'T') &&
-                     (inner[1] == 'a' || inner[1] == 'A') && (inner[2] == 'r' || inner[2] == 'R');
-  if (isTar) {
-    return {afterTar, "tar." + extension};
-  }
-  return {otherInnerExtension, extension};
-}
-
-std::string plainBase(const std::string& path) {
-  const std::size_t extensionLength = plainArchiveExtension(path).extension.size();
-  const std::size_t length = path.size();
-  std::string base = path;
-  if (extensionLength != 0 && length - 1 > extensionLength) {
-    while (base.size() > length - 1 - extensionLength) {
-      base.pop_back();
-    }
-  }
-  return base;
-}
-
 // Compares, and counts which branches the strings have taken: a comparison that never gets to one
 // says nothing about it.
 class Comparison {
  public:
   void operator()(const std::string& path) {
-    const PlainAnswer plain = plainArchiveExtension(path);
+    const test::plain::ArchiveExtension plain = test::plain::archiveExtension(path);
     ++taken_.at(plain.branch);
     EXPECT_EQ(archiveExtension(path), plain.extension) << "of " << testing::PrintToString(path);
-    EXPECT_EQ(stringByDeletingArchiveExtension(path), plainBase(path))
+    EXPECT_EQ(stringByDeletingArchiveExtension(path), test::plain::deletingArchiveExtension(path))
         << "of " << testing::PrintToString(path);
   }
 
@@ -239,7 +203,7 @@ class Comparison {
   }
 
  private:
-  std::array<int, branchCount> taken_{};
+  std::array<int, test::plain::ArchiveExtension::branchCount> taken_{};
 };
 
 TEST(ArchiveExtensionAgainstPlainStatement, OfEveryShortString) {

@@ -18,7 +18,7 @@
 #include "support/AllocationCount.h"
 #include "support/ManyStrings.h"
 #include "support/ObservedSystem.h"
-#include "support/PlainPath.h"
+#include "support/PlainNaming.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
@@ -455,79 +455,6 @@ TEST(FirstVolumeExtension, ThrowsWhenThereIsNoMemory) {
 // The rule once more, in the plainest way
 // -----------------------------------------------------------
 
-enum Branch {
-  noExtension,
-  rarWithoutPart,
-  rarWithBarePart,
-  rarWithPart,
-  digitsWithoutInner,
-  digitsWithInner,
-  rAndDigits,
-  otherCharacterAndDigits,
-  noScheme,
-  branchCount
-};
-
-struct PlainCandidate {
-  Branch branch;
-  std::string path;
-};
-
-std::string plainNumber(std::size_t width) {
-  std::string number;
-  while (number.size() + 1 < width) {
-    number += '0';
-  }
-  return number + '1';
-}
-
-PlainCandidate plainPartVolume(const std::string& path) {
-  const std::string once = test::plain::deletingExtension(path);
-  const std::string inner = test::plain::extension(once);
-  const bool beginsWithPart =
-      inner.size() >= 4 && inner[0] == 'p' && inner[1] == 'a' && inner[2] == 'r' && inner[3] == 't';
-  if (!beginsWithPart) {
-    return {rarWithoutPart, path};
-  }
-  if (inner.size() < 5) {
-    return {rarWithBarePart, path};
-  }
-  const std::string base = test::plain::deletingExtension(once);
-  return {rarWithPart, base + ".part" + plainNumber(inner.size() - 4) + ".rar"};
-}
-
-PlainCandidate plainCandidate(const std::string& path) {
-  const std::string extension = test::plain::extension(path);
-  if (extension.empty()) {
-    return {noExtension, path};
-  }
-  if (extension == "rar") {
-    return plainPartVolume(path);
-  }
-  const std::string base = test::plain::deletingExtension(path);
-  std::size_t passed = 0;
-  while (passed < extension.size()) {
-    const char c = extension[extension.size() - 1 - passed];
-    if (c < '0' || c > '9') {
-      break;
-    }
-    ++passed;
-  }
-  if (passed == extension.size()) {
-    if (test::plain::extension(base).empty()) {
-      return {digitsWithoutInner, path};
-    }
-    return {digitsWithInner, base + "." + plainNumber(extension.size())};
-  }
-  if (passed + 1 == extension.size()) {
-    if (extension[0] == 'r') {
-      return {rAndDigits, base + ".rar"};
-    }
-    return {otherCharacterAndDigits, path};
-  }
-  return {noScheme, path};
-}
-
 // Compares under both of the disk's answers, and counts which branches the strings have taken: a
 // comparison that never gets to one says nothing about it.
 class Comparison {
@@ -540,7 +467,7 @@ class Comparison {
   }
 
   void operator()(const std::string& path) {
-    const PlainCandidate plain = plainCandidate(path);
+    const test::plain::FirstVolume plain = test::plain::firstVolume(path);
     ++taken_.at(plain.branch);
     const bool isRepresentable = plain.path.find('\0') == std::string::npos;
     const bool isLookedFor = plain.path != path && isRepresentable;
@@ -567,7 +494,7 @@ class Comparison {
   OXString asked_;
   bool exists_ = false;
   int expectedCalls_ = 0;
-  std::array<int, branchCount> taken_{};
+  std::array<int, test::plain::FirstVolume::branchCount> taken_{};
 };
 
 TEST(FirstVolumeAgainstPlainStatement, OfEveryShortString) {
@@ -609,7 +536,7 @@ TEST(FirstVolumeAgainstPlainStatement, OfRandomNumbersAndParts) {
 
 TEST(FirstVolumeAgainstPlainStatement, OfEveryWidth) {
   for (OXUnsignedWord digits = 1; digits <= 1000; ++digits) {
-    EXPECT_EQ(_OXFirstArchiveVolumeExtension(digits), plainNumber(digits));
+    EXPECT_EQ(_OXFirstArchiveVolumeExtension(digits), test::plain::firstNumber(digits));
   }
 }
 

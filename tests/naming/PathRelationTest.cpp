@@ -10,6 +10,7 @@
 
 #include "OrvexKit/OXFileUtil.h"
 #include "support/ObservedSystem.h"
+#include "support/PlainNaming.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
@@ -80,52 +81,6 @@ TEST(PathByRemovingAncestorPath, DoesNotTouchTheDisk) {
   EXPECT_EQ(observed.count(), 0);
 }
 
-using Components = std::vector<std::string>;
-
-Components split(const std::string& path) {
-  Components components(1);
-  for (const char c : path) {
-    if (c == '/') {
-      components.emplace_back();
-    } else {
-      components.back() += c;
-    }
-  }
-  return components;
-}
-
-std::string joinFrom(const Components& components, std::size_t first) {
-  std::string path;
-  for (std::size_t i = first; i < components.size(); ++i) {
-    path += (i == first ? "" : "/") + components[i];
-  }
-  return path;
-}
-
-bool startsWith(const Components& components, const Components& start, std::size_t count) {
-  return components.size() >= count &&
-         std::equal(start.begin(), start.begin() + static_cast<std::ptrdiff_t>(count),
-                    components.begin());
-}
-
-// The rule, component by component: between two slashes there is always one, be it empty.
-std::string belowByComponents(const std::string& path, const std::string& ancestor) {
-  const Components all = split(path);
-  const Components above = split(ancestor);
-  if (ancestor.empty()) {
-    return path;
-  }
-  if (startsWith(all, above, above.size())) {
-    return joinFrom(all, above.size());
-  }
-  // The slash at the end of the ancestor is the one that a component follows.
-  if (above.back().empty() && startsWith(all, above, above.size() - 1) &&
-      all.size() >= above.size()) {
-    return joinFrom(all, above.size() - 1);
-  }
-  return path;
-}
-
 std::vector<std::string> allStrings(std::string_view alphabet, std::size_t longest) {
   std::vector<std::string> strings{""};
   for (std::size_t i = 0; strings[i].size() < longest; ++i) {
@@ -142,7 +97,8 @@ TEST(PathByRemovingAncestorPath, AgreesWithTheRuleByComponentsOnAllShortPaths) {
   ASSERT_EQ(paths.size(), 1093U);
   for (const std::string& path : paths) {
     for (const std::string& ancestor : ancestors) {
-      ASSERT_EQ(OXPathByRemovingAncestorPath(path, ancestor), belowByComponents(path, ancestor))
+      ASSERT_EQ(OXPathByRemovingAncestorPath(path, ancestor),
+                ox::test::plain::removingAncestor(path, ancestor))
           << path << " below " << ancestor;
     }
   }

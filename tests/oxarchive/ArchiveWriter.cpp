@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <ctime>
 #include <memory>
 #include <random>
 #include <utility>
@@ -34,7 +35,7 @@ void writeItem(struct ::archive* archive, const Item& item) {
   ::archive_entry_set_mode(entry.get(), item.type | item.permissions);
   ::archive_entry_set_size(entry.get(), static_cast<la_int64_t>(item.contents.size()));
   // With a fraction, for which the pax format needs a record of its own.
-  ::archive_entry_set_mtime(entry.get(), item.modified, 500'000'000);
+  ::archive_entry_set_mtime(entry.get(), static_cast<std::time_t>(item.modified), 500'000'000);
   ::archive_entry_set_nlink(entry.get(), 1);
   if (!item.symbolicLink.empty()) {
     ::archive_entry_set_symlink(entry.get(), item.symbolicLink.c_str());

@@ -153,6 +153,7 @@ TEST_F(List, LeavesOutTheRootOfTheArchive) {
 
 TEST_F(List, OfManyEntriesIsWhole) {
   std::vector<Item> many;
+  many.reserve(20000);
   for (int i = 0; i < 20000; ++i) {
     many.push_back(file("folder/file number " + std::to_string(i), ""));
   }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
 #include <iterator>
 #include <ostream>
@@ -84,7 +85,7 @@ class RoundTrip : public OxarchiveTest {
     setTime(top, ++seconds);
   }
   void setTime(const std::string& path, std::int64_t seconds) {
-    const timespec time{seconds, 123'456'789};
+    const timespec time{static_cast<std::time_t>(seconds), 123'456'789};
     const timespec times[] = {time, time};
     EXPECT_EQ(::utimensat(AT_FDCWD, in(path).c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
   }

@@ -61,8 +61,8 @@ void forRandomStrings(const Alphabet& alphabet, std::size_t longest, std::uint64
   std::mt19937_64 random(seed);
   for (int i = 0; i < randomStringCount && !testing::Test::HasFailure(); ++i) {
     std::string text;
-    for (std::size_t left = random() % (longest + 1); left > 0; --left) {
-      text += alphabet[random() % alphabet.size()];
+    for (std::uint64_t left = random() % (longest + 1); left > 0; --left) {
+      text += alphabet[static_cast<std::size_t>(random() % alphabet.size())];
     }
     check(text);
   }

@@ -16,13 +16,13 @@ std::size_t entryCount(const char* folder) {
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
-std::size_t descriptorLimit() {
+rlim_t descriptorLimit() {
   struct rlimit limit {};
   EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
   return limit.rlim_cur;
 }
 
-void setDescriptorLimit(std::size_t count) {
+void setDescriptorLimit(rlim_t count) {
   struct rlimit limit {};
   EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
   limit.rlim_cur = count;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace ox::test {
 
@@ -20,7 +21,7 @@ class DescriptorLimit {
   DescriptorLimit& operator=(DescriptorLimit&&) = delete;
 
  private:
-  std::size_t before_;
+  std::uint64_t before_;
 };
 
 }  // namespace ox::test

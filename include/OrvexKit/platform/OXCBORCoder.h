@@ -62,7 +62,11 @@ struct Entry {
 
 }  // namespace ox::cbor
 
-enum class OXCBORMode : std::uint8_t { keyed, sequential };
+// In which of the two forms a record is coded.
+enum class OXCBORMode : std::uint8_t {
+  keyed,       // a map: each object under its key, in any order
+  sequential,  // a run of items: the objects in the order of writing, without keys
+};
 
 // Writes one record at a time. Its memory grows to the largest record and is kept for the next
 // ones, so that coding many records takes memory from the heap for the first few only.
@@ -72,6 +76,7 @@ enum class OXCBORMode : std::uint8_t { keyed, sequential };
 // Thread safety: as for every coder, one thread at a time.
 class OX_EXPORT OXCBOREncoder final : public OXCoder {
  public:
+  // An encoder that nothing has been written to yet.
   explicit OXCBOREncoder(OXCBORMode mode);
 
   bool allowsKeyedCoding() const override;
@@ -134,6 +139,7 @@ class OX_EXPORT OXCBOREncoder final : public OXCoder {
 // Thread safety: as for every coder, one thread at a time.
 class OX_EXPORT OXCBORDecoder final : public OXCoder {
  public:
+  // Looks `bytes` through, and copies none of them.
   OXCBORDecoder(std::span<const std::byte> bytes, OXCBORMode mode) noexcept;
 
   bool allowsKeyedCoding() const override;

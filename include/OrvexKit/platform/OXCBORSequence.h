@@ -45,6 +45,7 @@
 // Thread safety: one thread at a time.
 class OX_EXPORT OXCBORSequenceReader {
  public:
+  // How the stream stands: whether there may be another item, and if not, why.
   enum class State : std::uint8_t {
     reading,     // nothing has gone wrong and the stream has not ended
     wouldBlock,  // a descriptor with O_NONBLOCK has no more bytes for now: try again later
@@ -55,7 +56,8 @@ class OX_EXPORT OXCBORSequenceReader {
     unreadable,  // `read` failed, see `error()`
   };
 
-  static constexpr std::size_t defaultMaximumItemSize = std::size_t{1} << 20;  // 1 MiB
+  // The greatest size that an item may have when the caller says nothing else: 1 MiB.
+  static constexpr std::size_t defaultMaximumItemSize = std::size_t{1} << 20;
 
   // Reads from `fd`, which can be a pipe, a socket or a file. Nothing is read yet.
   explicit OXCBORSequenceReader(int fd, std::size_t maximumItemSize = defaultMaximumItemSize);
@@ -75,6 +77,7 @@ class OX_EXPORT OXCBORSequenceReader {
   //   5b ffffffffffffffff  => none (tooLarge)
   std::optional<std::span<const std::byte>> next();
 
+  // How the stream stands since the last call of `next()`.
   State state() const noexcept;
 
   // The `errno` of the `read` that failed, 0 in every state but `unreadable`.
@@ -96,6 +99,7 @@ class OX_EXPORT OXCBORSequenceReader {
 // Thread safety: one thread at a time.
 class OX_EXPORT OXCBORSequenceWriter {
  public:
+  // Writes to `fd`, which can be a pipe, a socket or a file. Nothing is written yet.
   explicit OXCBORSequenceWriter(int fd);
   // Flushes, without a word when that fails.
   ~OXCBORSequenceWriter();

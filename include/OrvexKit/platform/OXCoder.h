@@ -23,12 +23,14 @@ class OX_EXPORT OXCoder : public OXObject {
   // Whether this coder is a keyed one; never changes.
   virtual bool allowsKeyedCoding() const = 0;
 
-  // Keyed mode. `key` and the object's string are valid during the call only.
+  // Keyed mode: stores the object under `key`. The key and the object's string are valid during the
+  // call only.
   virtual void encodeObjectForKey(const OXValueView& object, std::string_view key) = 0;
   // The object under `key`, or none when there is none. A null marker is given as it is.
   virtual std::optional<OXValue> decodeObjectForKey(std::string_view key) = 0;
 
-  // Sequential mode.
+  // Sequential mode: stores the object behind those that were stored before. Its string is valid
+  // during the call only.
   virtual void encodeObject(const OXValueView& object) = 0;
   // The next object, or none after the last. A coder that takes being asked for more than there is
   // for damage may give an object that fits nowhere instead, so that no record comes of it.

@@ -2,6 +2,7 @@
 
 #pragma once
 
+// A function, class or constant that programs outside the library may use.
 #define OX_EXPORT __attribute__((visibility("default")))
 
 // A member of an exported class that is for the library's own use.

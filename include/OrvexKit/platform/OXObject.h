@@ -17,6 +17,7 @@ using OXUnsignedWord = std::uintptr_t;
 // any number of threads at once, for as long as the object lives.
 class OX_EXPORT OXObject {
  public:
+  // An object with an identity of its own.
   OXObject() = default;
   OXObject(const OXObject&) = delete;
   OXObject(OXObject&&) = delete;

@@ -26,7 +26,9 @@
 // Thread safety: a scope belongs to the thread that opened it and is used by that thread alone.
 class OX_EXPORT OXReleaseScope {
  public:
+  // Opens a scope on the calling thread.
   OXReleaseScope();
+  // Ends it, with everything that it keeps.
   ~OXReleaseScope();
   OXReleaseScope(const OXReleaseScope&) = delete;
   OXReleaseScope(OXReleaseScope&&) = delete;

@@ -13,6 +13,7 @@
 
 // The null marker: an object that stands for no object, where there has to be one.
 struct OXNull {
+  // One null marker is like the other.
   friend bool operator==(OXNull, OXNull) = default;
 };
 
@@ -29,8 +30,15 @@ struct OXNull {
 //   OXNumber(-1.0).unsigned64Value()                    => 0
 class OX_EXPORT OXNumber {
  public:
-  enum class Kind : std::uint8_t { boolean, signedInteger, unsignedInteger, floatingPoint };
+  // What a number was boxed as.
+  enum class Kind : std::uint8_t {
+    boolean,          // from `bool`
+    signedInteger,    // from `std::int32_t` or `std::int64_t`
+    unsignedInteger,  // from `std::uint32_t` or `std::uint64_t`
+    floatingPoint,    // from `double`
+  };
 
+  // Boxes `value`, as the kind that its type stands for.
   explicit OXNumber(bool value) noexcept
       : kind_(Kind::boolean), bits_{.asUnsigned = value ? 1U : 0U} {}
   explicit OXNumber(std::int32_t value) noexcept : OXNumber(std::int64_t{value}) {}
@@ -41,8 +49,10 @@ class OX_EXPORT OXNumber {
       : kind_(Kind::unsignedInteger), bits_{.asUnsigned = value} {}
   explicit OXNumber(double value) noexcept : kind_(Kind::floatingPoint), bits_{.asDouble = value} {}
 
+  // What the number was boxed as.
   Kind kind() const noexcept { return kind_; }
 
+  // The number, converted to the type of the result as said above.
   bool boolValue() const noexcept;
   std::int64_t signed64Value() const noexcept;
   std::uint64_t unsigned64Value() const noexcept;
