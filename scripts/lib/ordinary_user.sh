@@ -1,0 +1,29 @@
+# To be sourced, at the top of the tree.
+
+# run_as_ordinary_user BUILD_FOLDER [FILTER]
+#
+# Runs the tests as "nobody" when this is root: root may do what permissions forbid, so what depends
+# on them is seen by an ordinary user alone. FILTER as GoogleTest takes it.
+run_as_ordinary_user() {
+  [ "$(id -u)" = 0 ] || return 0
+  local as_nobody=(setpriv --reuid=nobody --regid=nogroup --clear-groups env HOME=/nonexistent)
+  local program folder status=0
+  if ! "${as_nobody[@]}" test -x "$1/tests" -a -r "$1/tests"; then
+    echo "This clone cannot be entered by an ordinary user: its tests are not run as one."
+    return 0
+  fi
+  echo "Once more as an ordinary user:"
+  folder=$(mktemp -d)
+  chmod 0777 "$folder"
+  while read -r program; do
+    if ! (cd "$folder" && TMPDIR=$folder "${as_nobody[@]}" "$program" --gtest_brief=1 \
+      --gtest_filter="${2:-*}" >"$folder.log" 2>&1); then
+      echo "$program failed:"
+      cat "$folder.log"
+      status=1
+    fi
+  done < <(find "$PWD/$1/tests" -name '*_test' -type f -perm -u+x ! -name '*race*' | sort)
+  rm -f "$folder.log"
+  rmdir "$folder"
+  return "$status"
+}
