@@ -79,8 +79,9 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   // name that is taken, or has this node below it.
   //
   // Adding to a list that is being walked by `traversePathsUsingBlock`, from the callback or from
-  // another thread, is a fatal error: one line on standard error, and the process is aborted. The lists on the way from where a walk started down to the
-  // node that it is at are being walked; every other list may be added to.
+  // another thread, is a fatal error: one line on standard error, and the process is aborted. The
+  // lists on the way from where a walk started down to the node that it is at are being walked;
+  // every other list may be added to.
   void addChild(std::shared_ptr<OXDeltaNode> node);
 
   // The first child, in the order they were added, whose name is `name`, byte for byte; null when

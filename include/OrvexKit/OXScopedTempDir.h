@@ -22,7 +22,8 @@ class OX_EXPORT OXScopedTempDir : public OXObject {
 
   // Removes whatever lies at `path()`, with everything in it. A link is removed itself and never
   // followed, folders in it that the user may not write are removed too, what is already gone
-  // counts as removed, and a failure is ignored. It never throws.
+  // counts as removed, and a failure is ignored. It never throws. The copy of the object that a
+  // forked process has removes nothing.
   ~OXScopedTempDir() override;
 
   // The folder's path, or null when none could be made. It stays valid as long as the object.
@@ -36,4 +37,5 @@ class OX_EXPORT OXScopedTempDir : public OXObject {
 
  private:
   OXString path_;
+  int process_;  // that made it
 };

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <memory>
 #include <utility>
 
@@ -5,10 +7,10 @@
 #include "OrvexKit/OXScopedTempDir.h"
 #include "platform/FileManager.h"
 
-OXScopedTempDir::OXScopedTempDir() : path_(OXCreateTemporaryDirectory()) {}
+OXScopedTempDir::OXScopedTempDir() : path_(OXCreateTemporaryDirectory()), process_(::getpid()) {}
 
 OXScopedTempDir::~OXScopedTempDir() {
-  if (path_) {
+  if (path_ && process_ == ::getpid()) {
     ox::files::removeItem(ox::PathBuffer(*path_));
   }
 }

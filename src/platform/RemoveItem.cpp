@@ -41,7 +41,8 @@ class FolderRemover {
   static constexpr std::size_t bufferSize = 4096;
 
   // Entries that move or arrive during a pass may be missed by it, so passes are repeated for as
-  // long as they change something.
+  // long as they change something. What is listed and yet is not there is no change: a file system
+  // that goes on listing it would never let this end.
   void removeContents(int fd, int depth) noexcept {
     for (;;) {
       const unsigned changesBefore = changes_;
@@ -57,6 +58,8 @@ class FolderRemover {
       }
     }
   }
+
+  // These three say whether they have changed anything.
 
   bool removeEntry(int dirfd, const DirectoryEntry& entry, int depth) noexcept {
     if (entry.type != DT_DIR) {
@@ -77,7 +80,7 @@ class FolderRemover {
     {
       const FileDescriptor folder(openFolder(dirfd, name));
       if (!folder.isOpen()) {
-        return errno == ENOENT;
+        return false;
       }
       removeContents(folder.get(), depth);
     }
@@ -105,19 +108,19 @@ class FolderRemover {
         sys::fchmod(dirfd, 0700);
         sys::fchmod(topFd_, 0700);
       } else {
-        return errno == ENOENT;
+        return false;
       }
     }
   }
 
-  // The error, or 0 when the entry is gone, be it removed by somebody else.
+  // The error, or 0.
   static int unlinkEntry(int dirfd, const char* name, int flags) noexcept {
-    if (sys::unlinkat(dirfd, name, flags) == 0 || errno == ENOENT) {
+    if (sys::unlinkat(dirfd, name, flags) == 0) {
       return 0;
     }
     // The folder may be read-only; its owner may change that.
     if (errno == EACCES && sys::fchmod(dirfd, 0700) == 0 &&
-        (sys::unlinkat(dirfd, name, flags) == 0 || errno == ENOENT)) {
+        sys::unlinkat(dirfd, name, flags) == 0) {
       return 0;
     }
     return errno;

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <memory>
@@ -208,6 +209,23 @@ TEST_F(ScopedTempDir, OfAScopeIsThereAsLongAsTheScope) {
     EXPECT_TRUE(isFolder(outer));
   }
   EXPECT_FALSE(exists(outer));
+}
+
+TEST_F(ScopedTempDir, IsNotRemovedByAForkedProcess) {
+  const OXReleaseScope scope;
+  const std::string ofScope = OXScopedTempDir::path(OXReleaseScope::current()).value();
+  auto folder = std::make_unique<OXScopedTempDir>();
+  const std::string path = folder->path().value();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    folder.reset();
+    scope.~OXReleaseScope();
+    ::_exit(0);
+  }
+  ASSERT_GT(child, 0);
+  EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+  EXPECT_TRUE(isFolder(path));
+  EXPECT_TRUE(isFolder(ofScope));
 }
 
 TEST_F(ScopedTempDir, OfAnOuterScopeOutlivesTheInnerOne) {

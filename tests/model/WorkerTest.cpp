@@ -3,6 +3,7 @@
 #include <OrvexKit/OXArchivedFile.h>
 #include <OrvexKit/platform/OXCBORCoder.h>
 #include <OrvexKit/platform/OXCBORSequence.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -37,7 +38,8 @@ class HangGuard {
 
 class Worker {
  public:
-  Worker(OXCBORMode mode, std::uint32_t count, const char* ending = nullptr) {
+  // `outputFlags` as `open` takes them, for the worker's end of the pipe.
+  Worker(OXCBORMode mode, std::uint32_t count, const char* ending = nullptr, int outputFlags = 0) {
     const std::string number = std::to_string(count);
     const char* const modeName = mode == OXCBORMode::keyed ? "keyed" : "sequential";
     process_ = ::fork();
@@ -47,6 +49,7 @@ class Worker {
       ::prctl(PR_SET_PDEATHSIG, SIGKILL);
       static_cast<void>(std::signal(SIGPIPE, SIG_DFL));
       ::dup2(pipe_.writing(), STDOUT_FILENO);
+      ::fcntl(STDOUT_FILENO, F_SETFL, outputFlags);
       ::execl(ORVEXKIT_RECORD_WORKER, "record_worker", modeName, number.c_str(), ending, nullptr);
       ::_exit(127);
     }
@@ -122,6 +125,17 @@ INSTANTIATE_TEST_SUITE_P(BothModes, WorkerOfMode,
 
 TEST_P(WorkerOfMode, SendsAllRecords) {
   Worker worker(GetParam(), all);
+  OXCBORSequenceReader reader(worker.output());
+  Listing listing(reader, GetParam());
+  listing.readUpTo(all + 1);
+  EXPECT_EQ(listing.count(), all);
+  EXPECT_EQ(reader.state(), State::ended);
+  EXPECT_EQ(worker.wait(), 0);
+}
+
+// It is much quicker than its reader, so it finds the pipe full.
+TEST_P(WorkerOfMode, WaitsForItsReaderWhereWritingDoesNotBlock) {
+  Worker worker(GetParam(), all, nullptr, O_NONBLOCK);
   OXCBORSequenceReader reader(worker.output());
   Listing listing(reader, GetParam());
   listing.readUpTo(all + 1);

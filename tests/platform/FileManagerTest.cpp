@@ -149,6 +149,19 @@ TEST_F(FileManager, LeavesWhatCannotBeRemovedAndNothingElse) {
   EXPECT_TRUE(files::removeItem(path("d")));
 }
 
+TEST_F(FileManager, EndsRemovalWhereWhatIsListedIsNeverThere) {
+  std::filesystem::create_directories(in("d/e"));
+  writeFile(in("d/e/file"));
+  writeFile(in("d/other"));
+  {
+    ObservedSystem system;
+    system.fail(Call::unlinkat, ENOENT);
+    EXPECT_FALSE(files::removeItem(path("d")));
+  }
+  EXPECT_THAT(listing(work()), ElementsAre("d", "d/e", "d/e/file", "d/other"));
+  EXPECT_TRUE(files::removeItem(path("d")));
+}
+
 TEST_F(FileManager, CountsWhatVanishesDuringARemovalAsRemoved) {
   std::filesystem::create_directories(in("d/e"));
   writeFile(in("d/e/file"));
