@@ -275,8 +275,9 @@ TEST_F(Create, FailsWhereAFileIsShorterThanItSaid) {
     GTEST_SKIP() << "there is no such file here";
   }
   for (const std::string archive : {"o.tar", "o.zip", "o.7z"}) {
-    expectFailure({archive, shorter}, 1,
-                  "oxarchive: " + archive + ": " + shorter + " was changed while it was packed\n");
+    std::string message = "oxarchive: ";
+    message.append(archive).append(": ").append(shorter);
+    expectFailure({archive, shorter}, 1, message + " was changed while it was packed\n");
   }
 }
 

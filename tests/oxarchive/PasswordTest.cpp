@@ -144,6 +144,7 @@ TerminalResult runOnTerminal(const std::string& folder, std::vector<std::string>
   if (child == 0) {
     arguments.insert(arguments.begin(), OXARCHIVE_PROGRAM);
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
       argv.push_back(argument.data());
     }
