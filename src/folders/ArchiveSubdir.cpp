@@ -21,14 +21,15 @@ bool isSafeFolderName(std::string_view name) noexcept {
 }
 
 // Tries the name out in `scratch`: a folder of that name loses one extension after the other until
-// it is no package. One that cannot be made there is none. Gives the name that remains; no value
-// when a move fails.
+// it is no package. One that cannot be made there loses them all the same, because the final folder
+// may well be made. Gives the name that remains; no value when a move fails.
 std::optional<std::string_view> unpackagedName(const PathBuffer& scratch, std::string_view name) {
   const bool isMade =
       files::createFolder(PathBuffer(scratch.view(), name)) == files::Creation::created;
-  while (isMade && hasPackageExtension(name)) {
+  while (hasPackageExtension(name)) {
     const std::string_view shorter = path::deletingExtension(name);
-    if (!files::moveItem(PathBuffer(scratch.view(), name), PathBuffer(scratch.view(), shorter))) {
+    if (isMade &&
+        !files::moveItem(PathBuffer(scratch.view(), name), PathBuffer(scratch.view(), shorter))) {
       return std::nullopt;
     }
     name = shorter;

@@ -28,7 +28,9 @@ using ox::test::isFolder;
 using ox::test::listing;
 using ox::test::ObservedSystem;
 using ox::test::takeLogLines;
+using testing::EndsWith;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 using Names = std::vector<std::string>;
@@ -139,6 +141,7 @@ TEST_F(FailingSystem, MakesTheFolderOfAnArchiveOrNone) {
         ++answers;
         EXPECT_THAT(*folder, StartsWith(work() + destination + "/Tool"));
         EXPECT_NE(*folder, in("Tool"));
+        EXPECT_THAT(*folder, Not(EndsWith(".app")));
         EXPECT_THAT(takeLogLines(), IsEmpty());
       } else {
         // Either there was no scratch folder, or it is left where moving in it failed.
