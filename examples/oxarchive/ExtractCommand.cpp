@@ -303,7 +303,8 @@ bool extractArchives(const ExtractOptions& options, Console& console) {
     }
   }
   console.progress().clear();
-  if (options.isTrashing && !isInterrupted()) {
+  // An archive stays where its user has not been told of its folder.
+  if (options.isTrashing && !isInterrupted() && console.areResultsWritten()) {
     isComplete = trashed.moveToTrash(console) && isComplete;
   }
   return isComplete && !isInterrupted();

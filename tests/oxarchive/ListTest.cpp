@@ -236,6 +236,11 @@ TEST_F(List, ShowsWhatCameBeforeTheWorkerDied) {
                                std::string(22, ' ') + "a\nTotal: 1 entries, 0 B (incomplete)\n");
 }
 
+TEST_F(List, AWorkerWhosePipeIsClosedIsEnded) {
+  EXPECT_THAT(listWithWorker("kill -PIPE $$; exit 0").errors,
+              HasSubstr("ended by signal 13; the listing is incomplete"));
+}
+
 TEST_F(List, FailsWhenNoWorkerCanBeStarted) {
   const ScopedEnvironment worker("OXARCHIVE_WORKER", in("missing"));
   const ProgramResult result = oxarchive({"list", in("any.zip")});
