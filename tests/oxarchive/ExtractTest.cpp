@@ -481,6 +481,12 @@ TEST_F(Extract, ADestinationThatMayNotBeWritten) {
   EXPECT_EQ(result.output, "");
   EXPECT_EQ(result.errors, "oxarchive: " + in("a.tar") + ": cannot make the folder " +
                                in("closed/a") + ": Permission denied\n");
+  const ProgramResult deeper =
+      oxarchive({"extract", in("a.tar"), "--into", in("closed/new/deeper")});
+  EXPECT_EQ(deeper.exitCode, 1);
+  EXPECT_EQ(deeper.output, "");
+  EXPECT_EQ(deeper.errors, "oxarchive: " + in("a.tar") + ": cannot make the folder " +
+                               in("closed/new") + ": Permission denied\n");
   EXPECT_TRUE(listing(in("closed")).empty());
   remove({"a.tar", "closed"});
 }
