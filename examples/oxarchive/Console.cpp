@@ -4,7 +4,8 @@
 
 #include <cerrno>
 #include <string_view>
-#include <system_error>
+
+#include "Failure.h"
 
 namespace oxarchive {
 namespace {
@@ -29,8 +30,9 @@ Console::Console() : progress_(STDERR_FILENO) {}
 
 void Console::result(const std::string& text) {
   progress_.clear();
-  if (!writeAll(STDOUT_FILENO, text + "\n")) {
-    throw std::system_error(errno, std::generic_category(), "cannot write to standard output");
+  if (areResultsWritten_ && !writeAll(STDOUT_FILENO, text + "\n")) {
+    areResultsWritten_ = false;
+    message(withSystemReason("cannot write to standard output", errno));
   }
 }
 

@@ -12,8 +12,11 @@ class Console {
  public:
   Console();
 
-  // One line of results. Throws std::system_error when it cannot be written.
+  // One line of results. When one cannot be written the reason is told, once, and the lines after
+  // it are left out, so that the work goes on to its proper end.
   void result(const std::string& text);
+
+  bool areResultsWritten() const { return areResultsWritten_; }
 
   // "oxarchive: TEXT". Does not fail: there is nowhere else to say it.
   void message(const std::string& text);
@@ -22,6 +25,7 @@ class Console {
 
  private:
   ProgressBar progress_;
+  bool areResultsWritten_ = true;
 };
 
 }  // namespace oxarchive

@@ -35,12 +35,66 @@ mode_t fileCreationMask() {
   return mask;
 }
 
-bool isEmptyFolder(int fd) {
-  const int copy = ::openat(fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+bool isFolder(const std::string& path) {
+  struct ::stat status {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// The folders that were made for an archive. They go with this object as far as they are empty,
+// unless they are to be kept.
+class NewFolders {
+ public:
+  NewFolders() = default;
+  ~NewFolders() {
+    for (; !made_.empty(); made_.pop_back()) {
+      ::rmdir(made_.back().c_str());
+    }
+  }
+  NewFolders(const NewFolders&) = delete;
+  NewFolders(NewFolders&&) = delete;
+  NewFolders& operator=(const NewFolders&) = delete;
+  NewFolders& operator=(NewFolders&&) = delete;
+
+  // Makes what is missing on the way to `destination`, itself included. Whether a folder is new is
+  // what its creation says: behind "missing/.." one that was there before looks missing too.
+  void makeWayTo(const std::string& destination) {
+    std::size_t end = 0;
+    while (end < destination.size()) {
+      end = std::min(destination.find('/', end + 1), destination.size());
+      const std::string folder = destination.substr(0, end);
+      if (::mkdir(folder.c_str(), 0777) == 0) {
+        made_.push_back(folder);
+        continue;
+      }
+      const int error = errno;
+      if (!isFolder(folder)) {
+        throw ArchiveFailure(withSystemReason("cannot make the folder " + printable(folder),
+                                              error == EEXIST ? ENOTDIR : error));
+      }
+    }
+  }
+
+  // Of a folder that was made by other means.
+  void add(const std::string& folder) { made_.push_back(folder); }
+
+  void keep() { made_.clear(); }
+
+ private:
+  std::vector<std::string> made_;  // from the outermost inwards
+};
+
+constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+[[noreturn]] void failToOpen(const std::string& folder, int error) {
+  throw ArchiveFailure(withSystemReason("cannot open the folder " + printable(folder), error));
+}
+
+bool isEmptyFolder(int fd, const std::string& path) {
+  const int copy = ::openat(fd, ".", folderFlags);
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(copy >= 0 ? ::fdopendir(copy) : nullptr,
                                                    ::closedir);
   if (!stream) {
-    return false;
+    failToOpen(path, errno);
   }
   while (const dirent* item = ::readdir(stream.get())) {
     const std::string_view name = item->d_name;
@@ -51,49 +105,37 @@ bool isEmptyFolder(int fd) {
   return true;
 }
 
-constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-
 // A new folder that is empty and open.
 struct ExtractionFolder {
   std::string path;
   Descriptor descriptor;
 };
 
-ExtractionFolder makeFolder(const VolumeSet& volumes, const std::string& destination) {
+ExtractionFolder makeFolder(const VolumeSet& volumes, const std::string& destination,
+                            NewFolders& made) {
   const OXString name = OXFileUtilAdditions::stringByDeletingArchiveExtension(volumes.name);
   const OXString path = OXSafelyCreateArchiveSubdir(name, destination, false);
   if (!path) {
     throw ArchiveFailure("no folder can be made that is called " + printable(*name));
   }
   ExtractionFolder folder{*path, Descriptor(::open(path->c_str(), folderFlags))};
-  if (!folder.descriptor.isOpen() && errno == ENOENT) {
+  int error = folder.descriptor.isOpen() ? 0 : errno;
+  if (error == ENOENT) {
     // A path is given even when no folder could be made there; another try tells why.
     if (::mkdir(path->c_str(), 0777) != 0) {
       throw ArchiveFailure(withSystemReason("cannot make the folder " + printable(*path), errno));
     }
     folder.descriptor = Descriptor(::open(path->c_str(), folderFlags));
+    error = folder.descriptor.isOpen() ? 0 : errno;
   }
-  if (!folder.descriptor.isOpen() || !isEmptyFolder(folder.descriptor.get())) {
+  made.add(*path);
+  if (error != 0) {
+    failToOpen(*path, error);
+  }
+  if (!isEmptyFolder(folder.descriptor.get(), *path)) {
     throw ArchiveFailure("no new folder could be made at " + printable(*path));
   }
   return folder;
-}
-
-// The folders on the way to `destination`, itself included, that are not there yet; the innermost
-// comes first.
-std::vector<std::string> missingFolders(const std::string& destination) {
-  std::vector<std::string> missing;
-  std::size_t end = 0;
-  while (end < destination.size()) {
-    end = std::min(destination.find('/', end + 1), destination.size());
-    const std::string folder = destination.substr(0, end);
-    struct ::stat status {};
-    if (::stat(folder.c_str(), &status) != 0) {
-      missing.push_back(folder);
-    }
-  }
-  std::ranges::reverse(missing);
-  return missing;
 }
 
 // One archive on its way into its folder.
@@ -112,8 +154,9 @@ class Extraction {
     // Nothing is made before it is clear that there is an archive.
     const Entry* entry = reader_.next();
     reader_.checkEncryption();
-    const std::vector<std::string> newFolders = missingFolders(destination);
-    ExtractionFolder folder = makeFolder(volumes_, destination);
+    NewFolders made;
+    made.makeWayTo(destination);
+    ExtractionFolder folder = makeFolder(volumes_, destination, made);
     folderPath_ = folder.path;
     SafeExtractor extractor(std::move(folder.descriptor), fileCreationMask());
     std::string damage;
@@ -121,12 +164,9 @@ class Extraction {
       damage = extractAll(entry, extractor);
     } catch (...) {
       extractor.discard();
-      ::rmdir(folderPath_.c_str());
-      for (const std::string& made : newFolders) {
-        ::rmdir(made.c_str());
-      }
       throw;
     }
+    made.keep();
     // Before folders are closed to this process, by the permissions that they have in the archive.
     const std::uint64_t size = extractedSize();
     extractor.finish();
@@ -263,7 +303,8 @@ bool extractArchives(const ExtractOptions& options, Console& console) {
     }
   }
   console.progress().clear();
-  if (options.isTrashing && !isInterrupted()) {
+  // An archive stays where its user has not been told of its folder.
+  if (options.isTrashing && !isInterrupted() && console.areResultsWritten()) {
     isComplete = trashed.moveToTrash(console) && isComplete;
   }
   return isComplete && !isInterrupted();

@@ -27,11 +27,13 @@ where SIZE is that of all files in the folder, with " (incomplete)" at its end
 when something in the archive could not be extracted; standard error then says
 what, and why. Entries whose names or links lead out of the folder, and devices,
 pipes and sockets, are refused. Of an archive of which nothing can be extracted,
-no folder is left behind.
+no folder is left behind. An extract that is interrupted keeps what it has by
+then, and says " (incomplete)"; the archives after it are left alone.
 
 list shows the entries of one archive: flags ("d" for a folder, "e" for
 encrypted), size, time of the last change, kind and path, each in its column;
-then the totals. The archive is opened by a process of its own.
+then the totals, with " (incomplete)" at their end when not all could be read.
+The archive is opened by a process of its own.
 
 create packs each PATH, with all that is in it if it is a folder, under its last
 component into a new archive. The end of the new archive's name decides its

@@ -15,9 +15,13 @@ extern "C" void rememberSignal(int signal) {
 
 }  // namespace
 
+void ignoreWriteSignals() {
+  for (const int signal : {SIGPIPE, SIGXFSZ}) {
+    static_cast<void>(::signal(signal, SIG_IGN));
+  }
+}
+
 void catchInterruptions() {
-  // A file that is larger than the process may write is a failed write like others.
-  static_cast<void>(::signal(SIGXFSZ, SIG_IGN));
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction action {};
     if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) {

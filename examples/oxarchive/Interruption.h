@@ -5,6 +5,10 @@
 
 namespace oxarchive {
 
+// Writing to a pipe that nobody reads any more, or past the largest size of a file, is from now on
+// a failed write like others, so that no work is broken off in its middle.
+void ignoreWriteSignals();
+
 // Catches the signals from now on. The second one of a kind ends the program at once, and one that
 // the program was started to ignore stays ignored.
 void catchInterruptions();

@@ -15,8 +15,9 @@ namespace {
 
 using ReaderState = OXCBORSequenceReader::State;
 
-// Whether everything that came was a record with a path.
-bool listRecords(OXCBORSequenceReader& reader, ListTable& table) {
+// Whether everything that came was a record with a path. Ends early when the table cannot be
+// written.
+bool listRecords(OXCBORSequenceReader& reader, ListTable& table, const Console& console) {
   while (const auto item = reader.next()) {
     const std::shared_ptr<OXArchivedFile> file =
         OXCBORDecodeRecord<OXArchivedFile>(*item, OXCBORMode::keyed);
@@ -24,6 +25,9 @@ bool listRecords(OXCBORSequenceReader& reader, ListTable& table) {
       return false;
     }
     table.add(*file);
+    if (!console.areResultsWritten()) {
+      return true;
+    }
   }
   const ReaderState state = reader.state();
   return state == ReaderState::ended || state == ReaderState::truncated;
@@ -48,8 +52,11 @@ bool listArchive(const std::string& archive, Console& console) {
   WorkerProcess worker("list-worker", archive);
   OXCBORSequenceReader reader(worker.output());
   ListTable table(console);
-  const bool areRecords = listRecords(reader, table);
+  const bool areRecords = listRecords(reader, table, console);
   table.flush();
+  if (!console.areResultsWritten()) {
+    return false;  // which ends the worker
+  }
   if (!areRecords) {
     worker.kill();
     table.finish(false);

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdint>
+#include <string>
 
 #include "ArchiveReader.h"
 #include "Failure.h"
@@ -21,9 +23,13 @@ std::optional<OXDate> toDate(const std::optional<timespec>& time) {
                                  static_cast<double>(time->tv_nsec) * 1e-9));
 }
 
-// An entry without a name of its own is the archive's root, or damage: neither can be listed.
-bool hasName(const Entry& entry) {
-  return entry.path.find_first_not_of('/') != std::string::npos;
+// The root of the archive has no name of its own, and is not listed.
+bool isRoot(const Entry& entry) {
+  return !entry.path.empty() && entry.path.find_first_not_of('/') == std::string::npos;
+}
+
+std::string withWarning(const std::string& reason, const Entry& entry) {
+  return entry.warning.empty() ? reason : reason + " (" + entry.warning + ")";
 }
 
 class Listing {
@@ -54,16 +60,25 @@ class Listing {
 bool sendListing(const std::string& archive, Console& console) {
   Listing listing;
   bool isComplete = true;
+  const auto fail = [&](const std::string& what) {
+    console.message(printable(archive) + ": " + what);
+    isComplete = false;
+  };
   try {
     const VolumeSet volumes = findVolumes(archive);
     ArchiveReader reader(volumes);
     bool isTaken = true;
+    std::uint64_t number = 0;
     while (const Entry* entry = isTaken ? reader.next() : nullptr) {
-      isTaken = !hasName(*entry) || listing.send(*entry);
+      ++number;
+      if (entry->path.empty()) {
+        fail(withWarning("entry " + std::to_string(number) + ": it has no name", *entry));
+      } else if (!isRoot(*entry)) {
+        isTaken = listing.send(*entry);
+      }
     }
   } catch (const ArchiveFailure& failure) {
-    console.message(printable(archive) + ": " + failure.what());
-    isComplete = false;
+    fail(failure.what());
   }
   return listing.finish() && isComplete;
 }

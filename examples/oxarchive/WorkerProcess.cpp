@@ -37,6 +37,32 @@ class OutputRedirection {
   ::posix_spawn_file_actions_t actions_{};
 };
 
+// Ends the worker, whichever program it is, when it writes to a pipe that is closed; this process
+// ignores the signal.
+class DefaultSignals {
+ public:
+  DefaultSignals() {
+    ::sigset_t signals{};
+    ::sigemptyset(&signals);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) {
+      ::sigaddset(&signals, signal);
+    }
+    ::posix_spawnattr_init(&attributes_);
+    ::posix_spawnattr_setsigdefault(&attributes_, &signals);
+    ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
+  }
+  ~DefaultSignals() { ::posix_spawnattr_destroy(&attributes_); }
+  DefaultSignals(const DefaultSignals&) = delete;
+  DefaultSignals(DefaultSignals&&) = delete;
+  DefaultSignals& operator=(const DefaultSignals&) = delete;
+  DefaultSignals& operator=(DefaultSignals&&) = delete;
+
+  const ::posix_spawnattr_t* get() const { return &attributes_; }
+
+ private:
+  ::posix_spawnattr_t attributes_{};
+};
+
 }  // namespace
 
 WorkerProcess::WorkerProcess(const std::string& command, const std::string& archive) {
@@ -48,12 +74,13 @@ WorkerProcess::WorkerProcess(const std::string& command, const std::string& arch
   // Closed at the end of this function, so that the worker alone holds the writing end.
   const Descriptor input(ends[1]);
   const OutputRedirection redirection(input.get());
+  const DefaultSignals signals;
   std::string program = workerProgram();
   std::string commandArgument = command;
   std::string archiveArgument = archive;
   const std::array<char*, 4> arguments{program.data(), commandArgument.data(),
                                        archiveArgument.data(), nullptr};
-  const int error = ::posix_spawn(&process_, program.c_str(), redirection.get(), nullptr,
+  const int error = ::posix_spawn(&process_, program.c_str(), redirection.get(), signals.get(),
                                   arguments.data(), ::environ);
   if (error != 0) {
     throw std::system_error(error, std::generic_category(), "cannot start a process");

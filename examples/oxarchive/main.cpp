@@ -80,7 +80,8 @@ class Runner {
 int run(std::span<const char* const> arguments) {
   Runner runner;
   try {
-    return std::visit(runner, oxarchive::parseCommandLine(arguments)) ? 0 : failed;
+    const bool isComplete = std::visit(runner, oxarchive::parseCommandLine(arguments));
+    return isComplete && runner.console().areResultsWritten() ? 0 : failed;
   } catch (const oxarchive::UsageError& error) {
     runner.console().message(std::string(error.what()) + "\nTry \"oxarchive --help\".");
     return badUsage;
@@ -96,6 +97,7 @@ int run(std::span<const char* const> arguments) {
 
 int main(int argc, char** argv) {
   openStandardStreams();
+  oxarchive::ignoreWriteSignals();
   // Names on disk are UTF-8, or bytes, whatever the language of the user; libarchive goes by the
   // locale when an archive has them in another form.
   if (std::setlocale(LC_CTYPE, "C.UTF-8") == nullptr) {

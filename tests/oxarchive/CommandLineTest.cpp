@@ -2,7 +2,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
 
 #include "OxarchiveTest.h"
 
@@ -27,6 +31,7 @@ TEST_F(CommandLine, HelpGoesToStandardOutput) {
     const ProgramResult result = oxarchive(arguments);
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_TRUE(result.output.starts_with("Usage: oxarchive extract ARCHIVE... [--into DIR] "));
+    EXPECT_NE(result.output.find("An extract that is interrupted keeps"), std::string::npos);
     EXPECT_NE(result.output.find("Exit status"), std::string::npos);
     EXPECT_EQ(result.errors, "");
   }
@@ -99,6 +104,58 @@ TEST_F(CommandLine, TellsWhenTheResultCannotBeWritten) {
   EXPECT_EQ(result.errors, "oxarchive: cannot write to standard output: No space left on device\n");
   EXPECT_EQ(treeOf(in("a")), (Tree{{"a", "file contents"}}));  // what was extracted is whole
   remove({"a.tar", "a"});
+}
+
+// The standard stream becomes a pipe that nobody reads any more.
+void breakStream(int stream) {
+  std::array<int, 2> ends{};
+  if (::pipe(ends.data()) != 0 || ::dup2(ends[1], stream) < 0) {
+    ::_exit(126);
+  }
+  ::close(ends[0]);
+  ::close(ends[1]);
+}
+
+TEST_F(CommandLine, ABrokenPipeBreaksNoWorkOff) {
+  writeArchive(in("a.tar"), {file("ok"), file("../bad"), folder("d", 0500), file("d/after")});
+  writeArchive(in("b.tar"), {file("b")});
+  const std::vector<int> rows[] = {
+      {STDOUT_FILENO}, {STDERR_FILENO}, {STDOUT_FILENO, STDERR_FILENO}};
+  for (const std::vector<int>& streams : rows) {
+    SCOPED_TRACE(testing::PrintToString(streams));
+    const auto breakStreams = [&] {
+      for (const int stream : streams) {
+        breakStream(stream);
+      }
+    };
+    const ProgramOptions options{.beforeExec = breakStreams};
+    const ProgramResult result = oxarchive({"extract", in("a.tar"), in("b.tar")}, options);
+    EXPECT_EQ(result.signal, 0);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(treeOf(in("a")),
+              (Tree{{"ok", "file contents"}, {"d", "folder"}, {"d/after", "file contents"}}));
+    EXPECT_EQ(std::filesystem::status(in("a/d")).permissions(), std::filesystem::perms(0500));
+    EXPECT_EQ(treeOf(in("b")), (Tree{{"b", "file contents"}}));
+    remove({"a", "b"});
+    const bool isResultLost = streams.front() == STDOUT_FILENO;
+    for (const std::vector<std::string>& arguments : {
+             std::vector<std::string>{"list", in("b.tar")},
+             {"extract", in("b.tar")},
+             {"create", in("c.tar"), in("b.tar")},
+             {"--help"},
+         }) {
+      SCOPED_TRACE(arguments.front());
+      const ProgramResult other = oxarchive(arguments, options);
+      EXPECT_EQ(other.signal, 0);
+      EXPECT_EQ(other.exitCode, isResultLost ? 1 : 0);
+      EXPECT_EQ(other.output.empty(), isResultLost);
+      EXPECT_EQ(other.errors, streams == std::vector<int>{STDOUT_FILENO}
+                                  ? "oxarchive: cannot write to standard output: Broken pipe\n"
+                                  : "");
+    }
+    remove({"b", "c.tar"});
+  }
+  remove({"a.tar", "b.tar"});
 }
 
 TEST_F(CommandLine, ClosedStandardStreamsAreNotWrittenTo) {

@@ -151,6 +151,21 @@ TEST_F(List, LeavesOutTheRootOfTheArchive) {
   remove({"root.tar"});
 }
 
+TEST_F(List, AnEntryWithoutANameIsTold) {
+  // It claims to be Unicode and is not.
+  writeArchive(in("n.zip"), {file("f"), file("\xff\xfe"), file("g")},
+               {.format = ::archive_write_set_format_zip});
+  const ProgramResult result = list("n.zip");
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.output, header + row("--", "8 B", "File", "f") + row("--", "8 B", "File", "g") +
+                               "Total: 2 entries, 16 B (incomplete)\n");
+  EXPECT_THAT(result.errors,
+              AllOf(StartsWith("oxarchive: " + in("n.zip") + ": entry 2: it has no name"),
+                    EndsWith("oxarchive: " + in("n.zip") +
+                             ": not all of it could be read; the listing is incomplete\n")));
+  remove({"n.zip"});
+}
+
 TEST_F(List, OfManyEntriesIsWhole) {
   std::vector<Item> many;
   many.reserve(20000);
@@ -234,6 +249,11 @@ TEST_F(List, ShowsWhatCameBeforeTheWorkerDied) {
   const ProgramResult result = listWithWorker("printf '\\241\\144path\\141a'; kill -9 $$");
   EXPECT_EQ(result.output, header + "--          0 B  -                      File" +
                                std::string(22, ' ') + "a\nTotal: 1 entries, 0 B (incomplete)\n");
+}
+
+TEST_F(List, AWorkerWhosePipeIsClosedIsEnded) {
+  EXPECT_THAT(listWithWorker("kill -PIPE $$; exit 0").errors,
+              HasSubstr("ended by signal 13; the listing is incomplete"));
 }
 
 TEST_F(List, FailsWhenNoWorkerCanBeStarted) {
