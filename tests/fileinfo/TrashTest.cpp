@@ -281,7 +281,7 @@ TEST_F(Trash, KeepsItemsApartThatSeveralThreadsMove) {
   for (std::thread& thread : threads) {
     thread.join();
   }
-  EXPECT_EQ(items().size(), std::size_t{threadCount * itemCount});
+  EXPECT_EQ(items().size(), std::size_t{threadCount} * itemCount);
   EXPECT_EQ(entries().size(), items().size());
   for (const std::string& item : items()) {
     EXPECT_EQ(pathIn(item + ".trashinfo"), readFile(trash("files/" + item)) + "/same.txt");
