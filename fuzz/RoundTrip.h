@@ -5,6 +5,7 @@
 #include <OrvexKit/OXArchivedFile.h>
 #include <OrvexKit/platform/OXCBORCoder.h>
 
+#include <cmath>
 #include <cstddef>
 #include <optional>
 #include <span>
@@ -15,9 +16,12 @@
 
 namespace ox::fuzz {
 
+inline bool isNotATime(std::optional<OXDate> date) {
+  return date && std::isnan(date->time_since_epoch().count());
+}
+
 inline bool sameTime(std::optional<OXDate> a, std::optional<OXDate> b) {
-  const bool bothNotATime = a && b && *a != *a && *b != *b;
-  return a == b || bothNotATime;
+  return a == b || (isNotATime(a) && isNotATime(b));
 }
 
 // Setting a path takes one slash off its end, and reading a record sets its path.

@@ -2,7 +2,6 @@
 
 #include <archive.h>
 #include <archive_entry.h>
-#define ZLIB_CONST  // input is not written to
 #include <zlib.h>
 
 #include <algorithm>

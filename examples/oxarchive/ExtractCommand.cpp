@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <map>
-#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
@@ -18,6 +17,7 @@
 #include "ArchiveReader.h"
 #include "Descriptor.h"
 #include "Failure.h"
+#include "FolderStream.h"
 #include "Interruption.h"
 #include "Password.h"
 #include "Printable.h"
@@ -83,16 +83,12 @@ class NewFolders {
   std::vector<std::string> made_;  // from the outermost inwards
 };
 
-constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-
 [[noreturn]] void failToOpen(const std::string& folder, int error) {
   throw ArchiveFailure(withSystemReason("cannot open the folder " + printable(folder), error));
 }
 
 bool isEmptyFolder(int fd, const std::string& path) {
-  const int copy = ::openat(fd, ".", folderFlags);
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(copy >= 0 ? ::fdopendir(copy) : nullptr,
-                                                   ::closedir);
+  const FolderStream stream = listFolder(fd);
   if (!stream) {
     failToOpen(path, errno);
   }

@@ -167,7 +167,7 @@ std::string creatableExtensions() {
   return text;
 }
 
-std::string nameOf(const Format& format) {
+std::string titleOf(const Format& format) {
   return format.info->name().value();
 }
 
@@ -195,7 +195,7 @@ OXUnsignedWord levelIndex(const Format& format, const Objects& levels, const std
   });
   if (found == levels.end()) {
     throw UsageError("--level takes fastest, normal, best, or " + rangeOf(levels) + " for " +
-                     nameOf(format) + ", not " + printable(level));
+                     titleOf(format) + ", not " + printable(level));
   }
   return static_cast<OXUnsignedWord>(found - levels.begin());
 }
@@ -210,7 +210,7 @@ OXUnsignedWord methodIndex(const Format& format, const Objects& methods,
     }
     offered += (offered.empty() ? "" : ", ") + name;
   }
-  throw UsageError("--method takes " + offered + " for " + nameOf(format) + ", not " +
+  throw UsageError("--method takes " + offered + " for " + titleOf(format) + ", not " +
                    printable(method));
 }
 
@@ -238,7 +238,7 @@ const Format& formatFor(const std::string& archive) {
                      creatableExtensions());
   }
   if (!format->info->isCreationSupported()) {
-    throw UsageError(printable(archive) + ": " + nameOf(*format) +
+    throw UsageError(printable(archive) + ": " + titleOf(*format) +
                      " archives are read, but not created");
   }
   return *format;
@@ -252,11 +252,11 @@ std::shared_ptr<OXArchiveSettings> settingsFor(const Format& format,
   if (const auto levels = format.info->compressionLevels()) {
     settings->setCompressionLevelIndex(levelIndex(format, *levels, level.value_or("normal")));
   } else if (level) {
-    throw UsageError(nameOf(format) + " archives are not compressed: --level is for others");
+    throw UsageError(titleOf(format) + " archives are not compressed: --level is for others");
   }
   const auto methods = format.info->encryptionMethods();
   if ((isEncrypted || method) && !methods) {
-    throw UsageError(nameOf(format) + " archives cannot be encrypted; ZIP archives can");
+    throw UsageError(titleOf(format) + " archives cannot be encrypted; ZIP archives can");
   }
   if (method) {
     if (!isEncrypted) {

@@ -9,17 +9,15 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "EntryPath.h"
 #include "Failure.h"
+#include "FolderStream.h"
 #include "Printable.h"
 
 namespace oxarchive {
 namespace {
-
-constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // A failed system call is either the fault of this one name or link, or one that everything else
 // would meet too.
@@ -130,9 +128,7 @@ void putSymbolicLink(int parent, const std::string& path, const std::string& tar
 }
 
 void removeFiles(int folder) {
-  const int copy = ::openat(folder, ".", folderFlags);
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(copy >= 0 ? ::fdopendir(copy) : nullptr,
-                                                   ::closedir);
+  const FolderStream stream = listFolder(folder);
   if (!stream) {
     return;
   }

@@ -13,7 +13,7 @@
 namespace oxarchive {
 namespace {
 
-constexpr std::size_t bufferSize = std::size_t{256} * 1024;
+constexpr std::size_t blockSize = std::size_t{256} * 1024;
 
 std::uint64_t unsignedSize(const struct ::stat& status) {
   return static_cast<std::uint64_t>(status.st_size);
@@ -37,7 +37,7 @@ Descriptor openRegularFile(const std::string& path, const std::string& subject,
 }
 
 VolumeStream::VolumeStream(const std::vector<std::string>& paths)
-    : openVolume_(paths.size()), buffer_(bufferSize) {
+    : openVolume_(paths.size()), buffer_(blockSize) {
   volumes_.reserve(paths.size());
   for (const std::string& path : paths) {
     struct ::stat status {};

@@ -11,27 +11,6 @@
 #include "platform/FatalError.h"
 #include "platform/Path.h"
 
-namespace {
-
-// What has to be known of a path to come back to it after components were appended to it, which
-// takes slashes off its end.
-class Prefix {
- public:
-  explicit Prefix(const std::string& path)
-      : end_(path.find_last_not_of('/') + 1), slashes_(path.size() - end_) {}
-
-  void restore(std::string& path) const {
-    path.resize(end_);
-    path.append(slashes_, '/');
-  }
-
- private:
-  std::size_t end_;  // 0 when there is nothing but slashes
-  std::size_t slashes_;
-};
-
-}  // namespace
-
 // A walk in progress: the levels from its start down to where it is, instead of calls that call
 // themselves, and the two paths, which are made longer and shorter in place.
 class OXDeltaNode::Walk {
@@ -52,6 +31,23 @@ class OXDeltaNode::Walk {
   }
 
  private:
+  // What has to be known of a path to come back to it after components were appended to it, which
+  // takes slashes off its end.
+  class Prefix {
+   public:
+    explicit Prefix(const std::string& path)
+        : end_(path.find_last_not_of('/') + 1), slashes_(path.size() - end_) {}
+
+    void restore(std::string& path) const {
+      path.resize(end_);
+      path.append(slashes_, '/');
+    }
+
+   private:
+    std::size_t end_;  // 0 when there is nothing but slashes
+    std::size_t slashes_;
+  };
+
   struct Level {
     Visit visit;
     std::size_t next;

@@ -16,7 +16,7 @@ namespace {
 using ox::cbor::Token;
 using ox::cbor::TokenKind;
 
-constexpr std::size_t firstCapacity = std::size_t{1} << 16;
+constexpr std::size_t firstBufferSize = std::size_t{1} << 16;
 
 // Whether an item can still be complete within `room` bytes when `token` is the next one in it.
 // Everything that a container holds takes a byte at least.
@@ -38,7 +38,7 @@ class OXCBORSequenceReader::Buffer {
  public:
   Buffer(int fd, std::size_t maximumItemSize)
       : fd_(fd),
-        bytes_(firstCapacity),
+        bytes_(firstBufferSize),
         maximumItemSize_(std::clamp(maximumItemSize, std::size_t{1}, bytes_.max_size())) {}
 
   std::optional<std::span<const std::byte>> next() {

@@ -32,7 +32,7 @@ struct SubdirRow {
   std::string folder;
 };
 
-const SubdirRow rows[] = {
+const SubdirRow subdirRows[] = {
     {"notes.zip", true, "notes"},
     {"notes.zip", false, "notes.zip"},
     {"notes", true, "notes"},
@@ -65,7 +65,7 @@ const SubdirRow rows[] = {
 };
 
 TEST_F(ArchiveSubdir, IsNamedAfterTheArchive) {
-  for (const SubdirRow& row : rows) {
+  for (const SubdirRow& row : subdirRows) {
     SCOPED_TRACE(testing::PrintToString(row.name));
     EXPECT_EQ(OXSafelyCreateArchiveSubdir(row.name, work(), row.deletePathExtension),
               in(row.folder));

@@ -37,7 +37,7 @@ struct UniqueNameRow {
 
 const std::string notUtf8 = "\xff\x80";
 
-const UniqueNameRow rows[] = {
+const UniqueNameRow uniqueNameRows[] = {
     {{}, "x.zip", false, "x.zip"},
     {{"x.zip"}, "x.zip", false, "x (1).zip"},
     {{"x.zip", "x (1).zip"}, "x.zip", false, "x (2).zip"},
@@ -65,7 +65,7 @@ const UniqueNameRow rows[] = {
 };
 
 TEST_F(UniqueName, IsTheFirstThatIsFree) {
-  for (const UniqueNameRow& row : rows) {
+  for (const UniqueNameRow& row : uniqueNameRows) {
     SCOPED_TRACE(testing::PrintToString(row.name) + " beside " + testing::PrintToString(row.taken));
     EXPECT_EQ(uniqueNameBeside(row.taken, row.name, row.isFolder), in(row.expected));
   }

@@ -27,7 +27,7 @@ static_assert(std::is_same_v<decltype(OXArchiveSettings().encryptionIndex()), st
 static_assert(
     std::is_same_v<decltype(OXArchiveSettings().compressionLevelIndex()), std::uintptr_t>);
 
-constexpr OXUnsignedWord greatestWord = std::numeric_limits<OXUnsignedWord>::max();
+constexpr OXUnsignedWord greatestIndex = std::numeric_limits<OXUnsignedWord>::max();
 
 void expectFresh(const OXArchiveSettings& settings) {
   EXPECT_EQ(settings.password(), std::nullopt);
@@ -52,12 +52,12 @@ TEST(ArchiveSettings, KeepsWhatIsSet) {
   const auto aux = std::make_shared<AuxSettings>();
   OXArchiveSettings settings;
   settings.setPassword("secret");
-  settings.setEncryptionIndex(greatestWord);
+  settings.setEncryptionIndex(greatestIndex);
   settings.setCompressionLevelIndex(7);
   settings.setVolumeSize((std::uint64_t{1} << 32U) + 1);
   settings.setAuxSettings(aux);
   EXPECT_EQ(settings.password(), "secret");
-  EXPECT_EQ(settings.encryptionIndex(), greatestWord);
+  EXPECT_EQ(settings.encryptionIndex(), greatestIndex);
   EXPECT_EQ(settings.compressionLevelIndex(), 7U);
   EXPECT_EQ(settings.volumeSize(), 4294967297U);
   EXPECT_EQ(settings.auxSettings(), aux);

@@ -24,7 +24,7 @@ using Mode = RecordingCoder::Mode;
 
 constexpr Mode bothModes[] = {Mode::keyed, Mode::sequential};
 constexpr OXUnsignedWord greatestWord = std::numeric_limits<OXUnsignedWord>::max();
-const std::string longPath = "docs/" + std::string(100, 'x') + ".txt";
+const std::string longDocument = "docs/" + std::string(100, 'x') + ".txt";
 
 // In the order of writing and reading.
 const std::string keys[] = {"path",     "mtime",  "actualSize", "compSize",
@@ -402,7 +402,7 @@ TEST(ArchivedFileCoding, WritesWithoutTheHeap) {
   for (const bool keyed : {false, true}) {
     OXArchivedFile file;
     fill(file);
-    file.setPath(longPath);
+    file.setPath(longDocument);
     Sink coder(keyed);
     const ox::test::AllocationCount allocations;
     file.encodeWithCoder(coder);
@@ -414,13 +414,13 @@ TEST(ArchivedFileCoding, WritesWithoutTheHeap) {
 TEST(ArchivedFileCoding, ReadsWithoutCopyingThePath) {
   for (const bool keyed : {false, true}) {
     Sink coder(keyed);
-    coder.next = longPath + "/";
+    coder.next = longDocument + "/";
     const void* const bytes = std::get<std::string>(*coder.next).data();
     const ox::test::AllocationCount allocations;
     const auto file = OXArchivedFile::initWithCoder(coder);
     EXPECT_EQ(allocations.count(), 1U) << "the record";
     ASSERT_NE(file, nullptr);
-    EXPECT_EQ(file->path(), longPath);
+    EXPECT_EQ(file->path(), longDocument);
     EXPECT_EQ(file->path()->data(), bytes);
   }
 }

@@ -10,22 +10,18 @@
 #include <utility>
 #include <vector>
 
+#include "model/Nodes.h"
 #include "support/AllocationCount.h"
 
 namespace {
+
+using ox::test::node;
 
 // A tree of a million nodes is a million of these.
 static_assert(sizeof(OXDeltaNode) == (sizeof(void*) == 8 ? 112 : 72));
 static_assert(!std::is_copy_constructible_v<OXDeltaNode>);
 static_assert(std::is_same_v<decltype(OXDeltaNode().children()),
                              std::shared_ptr<const std::vector<std::shared_ptr<OXDeltaNode>>>>);
-
-std::shared_ptr<OXDeltaNode> node(OXStringView name, OXStringView physicalPath = std::nullopt) {
-  auto made = std::make_shared<OXDeltaNode>();
-  made->setName(name);
-  made->setPhysicalPath(physicalPath);
-  return made;
-}
 
 TEST(DeltaNode, StartsEmpty) {
   const OXDeltaNode fresh;
@@ -138,14 +134,14 @@ TEST(DeltaNode, FindsTheFirstChildOfAName) {
   EXPECT_NE(root.childNamed("added after a search"), nullptr);
 }
 
-struct PathRow {
+struct NodePathRow {
   OXString physicalPath;
   OXString name;
   OXString full;
 };
 
 TEST(DeltaNode, JoinsItsFullPathOnDisk) {
-  const PathRow rows[] = {
+  const NodePathRow rows[] = {
       {"/d", "f", "/d/f"},
       {"/d/", "f", "/d/f"},
       {"/d//", "f", "/d/f"},
@@ -162,7 +158,7 @@ TEST(DeltaNode, JoinsItsFullPathOnDisk) {
       {"/d", std::nullopt, std::nullopt},
       {std::nullopt, std::nullopt, std::nullopt},
   };
-  for (const PathRow& row : rows) {
+  for (const NodePathRow& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.physicalPath) + " " + testing::PrintToString(row.name));
     EXPECT_EQ(node(row.name, row.physicalPath)->fullPathOnDisk(), row.full);
   }

@@ -15,22 +15,13 @@
 #include <vector>
 
 #include "OrvexKit/OXDeltaNode.h"
+#include "model/Nodes.h"
 #include "support/AllocationCount.h"
 
 namespace {
 
-using Node = std::shared_ptr<OXDeltaNode>;
-
-Node node(OXStringView name, OXStringView physicalPath = std::nullopt,
-          const std::vector<Node>& children = {}) {
-  auto made = std::make_shared<OXDeltaNode>();
-  made->setName(name);
-  made->setPhysicalPath(physicalPath);
-  for (const Node& child : children) {
-    made->addChild(child);
-  }
-  return made;
-}
+using ox::test::Node;
+using ox::test::node;
 
 Node folder(OXStringView name, OXStringView physicalPath, const std::vector<Node>& children) {
   Node made = node(name, physicalPath, children);

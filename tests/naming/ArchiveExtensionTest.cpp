@@ -19,7 +19,7 @@ using namespace std::string_literals;
 using OXFileUtilAdditions::archiveExtension;
 using OXFileUtilAdditions::stringByDeletingArchiveExtension;
 
-struct Row {
+struct ExtensionRow {
   OXString path;
   OXString extension;
   OXString base;
@@ -29,7 +29,7 @@ struct Row {
 const std::string longStem(200, 's');
 const std::string longExtension(55, 'e');
 
-const auto rows = std::to_array<Row>({
+const auto extensionRows = std::to_array<ExtensionRow>({
     {std::nullopt, std::nullopt, std::nullopt},
     {"", "", ""},
 
@@ -129,7 +129,7 @@ const auto rows = std::to_array<Row>({
 });
 
 TEST(ArchiveExtension, IsFoundAndDeleted) {
-  for (const Row& row : rows) {
+  for (const ExtensionRow& row : extensionRows) {
     SCOPED_TRACE(testing::PrintToString(row.path));
     EXPECT_EQ(archiveExtension(row.path), row.extension);
     EXPECT_EQ(stringByDeletingArchiveExtension(row.path), row.base);
@@ -138,7 +138,7 @@ TEST(ArchiveExtension, IsFoundAndDeleted) {
 
 // An argument is a view, which does not have to end in NUL or anything else.
 TEST(ArchiveExtension, ReadsNothingBeyondThePath) {
-  for (const Row& row : rows) {
+  for (const ExtensionRow& row : extensionRows) {
     if (row.path) {
       SCOPED_TRACE(testing::PrintToString(row.path));
       const std::vector<char> exact(row.path->begin(), row.path->end());
@@ -154,7 +154,7 @@ TEST(ArchiveExtension, ReadsNothingBeyondThePath) {
 
 TEST(ArchiveExtension, LeavesTheDiskAlone) {
   const test::ObservedSystem system;
-  for (const Row& row : rows) {
+  for (const ExtensionRow& row : extensionRows) {
     archiveExtension(row.path);
     stringByDeletingArchiveExtension(row.path);
   }
@@ -162,7 +162,7 @@ TEST(ArchiveExtension, LeavesTheDiskAlone) {
 }
 
 TEST(ArchiveExtension, AllocatesItsResultAlone) {
-  for (const Row& row : rows) {
+  for (const ExtensionRow& row : extensionRows) {
     SCOPED_TRACE(testing::PrintToString(row.path));
     const std::size_t inPlace = std::string().capacity();
     const test::AllocationCount forExtension;
@@ -186,7 +186,7 @@ TEST(ArchiveExtension, ThrowsWhenThereIsNoMemory) {
 
 // Compares, and counts which branches the strings have taken: a comparison that never gets to one
 // says nothing about it.
-class Comparison {
+class ExtensionComparison {
  public:
   void operator()(const std::string& path) {
     const test::plain::ArchiveExtension plain = test::plain::archiveExtension(path);
@@ -207,13 +207,13 @@ class Comparison {
 };
 
 TEST(ArchiveExtensionAgainstPlainStatement, OfEveryShortString) {
-  Comparison compare;
+  ExtensionComparison compare;
   test::forEveryString(test::letters(), test::mostLetters,
                        [&](const std::string& path) { compare(path); });
 }
 
 TEST(ArchiveExtensionAgainstPlainStatement, OfEveryShortRunOfParts) {
-  Comparison compare;
+  ExtensionComparison compare;
   test::forEveryString({"tar", "TaR", "gz", ".", "/", "a"}, test::mostLetters,
                        [&](const std::string& path) { compare(path); });
   compare.expectEveryBranchTaken();
@@ -224,7 +224,7 @@ TEST(ArchiveExtensionAgainstPlainStatement, OfRandomStrings) {
                                 ".",    ".",   ".",   "/",   "r",    "R",   "0",        "1",  "29",
                                 "a",    " ",   "t",   "T",   "\xff", "\n",  "\xc3\xa4", "\0"s};
   for (const char* const start : {"", "tar", ".tar", "part", "rar", "x.tar.", "x.TAR."}) {
-    Comparison compare;
+    ExtensionComparison compare;
     test::forRandomStrings(alphabet, 10, 2,
                            [&](const std::string& path) { compare(start + path); });
     compare.expectEveryBranchTaken();

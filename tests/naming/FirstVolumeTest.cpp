@@ -29,15 +29,15 @@ using test::Call;
 
 // A volume, and where its first one should be: empty when that is the volume itself, or the name is
 // no volume's. Both are in one folder.
-struct Row {
+struct VolumeRow {
   std::string volume;
   std::string first;
 };
 
 // Too long for a string to keep without the heap.
-const std::string longStem(200, 's');
+const std::string longName(200, 's');
 
-const auto rows = std::to_array<Row>({
+const auto volumeRows = std::to_array<VolumeRow>({
     // "name.partN.rar"
     {"movie.part03.rar", "movie.part01.rar"},
     {"movie.part3.rar", "movie.part1.rar"},
@@ -164,15 +164,15 @@ const auto rows = std::to_array<Row>({
     {"\xff.\xfe.002", "\xff.\xfe.001"},
     {"\xff.r00", "\xff.rar"},
     {"\xc3\xa9.part2.rar", "\xc3\xa9.part1.rar"},
-    {longStem + ".part" + std::string(40, '7') + ".rar",
-     longStem + ".part" + std::string(39, '0') + "1.rar"},
-    {longStem + ".7z." + std::string(40, '7'), longStem + ".7z." + std::string(39, '0') + "1"},
-    {longStem + ".r00", longStem + ".rar"},
-    {longStem + ".r", longStem + ".rar"},
-    {longStem + ".7z.002//", longStem + ".7z.001"},
-    {longStem + ".r" + std::string(40, '7'), longStem + ".rar"},
-    {longStem + ".7z.001", ""},
-    {longStem + ".zip", ""},
+    {longName + ".part" + std::string(40, '7') + ".rar",
+     longName + ".part" + std::string(39, '0') + "1.rar"},
+    {longName + ".7z." + std::string(40, '7'), longName + ".7z." + std::string(39, '0') + "1"},
+    {longName + ".r00", longName + ".rar"},
+    {longName + ".r", longName + ".rar"},
+    {longName + ".7z.002//", longName + ".7z.001"},
+    {longName + ".r" + std::string(40, '7'), longName + ".rar"},
+    {longName + ".7z.001", ""},
+    {longName + ".zip", ""},
     {std::string(246, 'n') + ".7z.0002", std::string(246, 'n') + ".7z.0001"},
 });
 
@@ -183,7 +183,7 @@ const auto folders =
 template <typename Check>
 void forEachRowInEachFolder(Check check) {
   for (const std::string& folder : folders) {
-    for (const Row& row : rows) {
+    for (const VolumeRow& row : volumeRows) {
       SCOPED_TRACE(testing::PrintToString(folder + row.volume));
       check(folder + row.volume, row.first.empty() ? OXString() : folder + row.first);
     }
@@ -317,8 +317,8 @@ TEST(FirstVolume, ThrowsWhenThereIsNoMemory) {
     test::ObservedSystem system;
     system.answerExistence([exists](std::string_view) { return exists; });
     const auto paths =
-        std::to_array<std::string>({longStem, longStem + ".r00", longStem + ".part2.rar",
-                                    longStem + ".7z.002", longStem + ".7z.001"});
+        std::to_array<std::string>({longName, longName + ".r00", longName + ".part2.rar",
+                                    longName + ".7z.002", longName + ".7z.001"});
     const test::AllocationFailure noMemory;
     for (const std::string& path : paths) {
       EXPECT_THROW(OXGetFirstArchiveVolumePath(path), std::bad_alloc);
@@ -332,7 +332,7 @@ TEST(FirstVolume, ThrowsWhenThereIsNoMemory) {
 using FirstVolumeOnDisk = test::TemporaryFolderTest;
 
 TEST_F(FirstVolumeOnDisk, IsNamedWhenItExistsAlone) {
-  for (const Row& row : rows) {
+  for (const VolumeRow& row : volumeRows) {
     SCOPED_TRACE(testing::PrintToString(row.volume));
     EXPECT_EQ(OXGetFirstArchiveVolumePath(in(row.volume)), in(row.volume));
     if (!row.first.empty()) {
@@ -457,9 +457,9 @@ TEST(FirstVolumeExtension, ThrowsWhenThereIsNoMemory) {
 
 // Compares under both of the disk's answers, and counts which branches the strings have taken: a
 // comparison that never gets to one says nothing about it.
-class Comparison {
+class VolumeComparison {
  public:
-  Comparison() {
+  VolumeComparison() {
     system_.answerExistence([this](std::string_view path) {
       asked_ = path;
       return exists_;
@@ -498,13 +498,13 @@ class Comparison {
 };
 
 TEST(FirstVolumeAgainstPlainStatement, OfEveryShortString) {
-  Comparison compare;
+  VolumeComparison compare;
   test::forEveryString(test::letters(), test::mostLetters,
                        [&](const std::string& path) { compare(path); });
 }
 
 TEST(FirstVolumeAgainstPlainStatement, OfEveryShortRunOfParts) {
-  Comparison compare;
+  VolumeComparison compare;
   test::forEveryString({"part", "rar", "r", "1", "0", ".", "/", "a"}, test::mostLetters,
                        [&](const std::string& path) { compare(path); });
   compare.expectEveryBranchTaken();
@@ -516,7 +516,7 @@ TEST(FirstVolumeAgainstPlainStatement, OfRandomStrings) {
       ".",    "/",    "a",   " ",   "x",   "p", ":", "-", "\n", "7z", "\xff", "\xc3\xa4", "\0"s};
   for (const char* const start :
        {"", "part", "tar", "rar", "x.part", "x.7z.", "x.r", "/v/x.tar."}) {
-    Comparison compare;
+    VolumeComparison compare;
     test::forRandomStrings(alphabet, 10, 3,
                            [&](const std::string& path) { compare(start + path); });
     compare.expectEveryBranchTaken();
@@ -525,7 +525,7 @@ TEST(FirstVolumeAgainstPlainStatement, OfRandomStrings) {
 
 TEST(FirstVolumeAgainstPlainStatement, OfRandomNumbersAndParts) {
   const test::Alphabet alphabet{"0", "1", "2", "9", "r", "a", "."};
-  Comparison compare;
+  VolumeComparison compare;
   test::forRandomStrings(alphabet, 8, 4, [&](const std::string& number) {
     compare("/v/movie.part" + number + ".rar");
     compare("/v/movie.7z." + number);

@@ -30,9 +30,11 @@ Item hardLink(std::string path, std::string target);
 using ArchiveFormat = int (*)(struct ::archive*);
 using ArchiveFilter = int (*)(struct ::archive*);
 
+constexpr ArchiveFilter noFilter = ::archive_write_add_filter_none;
+
 struct ArchiveOptions {
   ArchiveFormat format = ::archive_write_set_format_pax_restricted;
-  ArchiveFilter filter = ::archive_write_add_filter_none;
+  ArchiveFilter filter = noFilter;
   std::string options{};     // in libarchive's own words
   std::string passphrase{};  // none when empty
 };

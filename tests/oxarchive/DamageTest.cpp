@@ -48,7 +48,7 @@ class Damage : public OxarchiveTest {
   bool isContentsChecked_ = true;
 };
 
-struct FormatRow {
+struct DamageRow {
   std::string archive;
   ArchiveFormat format;
   ArchiveFilter filter;
@@ -58,18 +58,16 @@ struct FormatRow {
 const std::vector<Item> smallItems = {folder("f/"), file("f/a.txt", "hello\n"),
                                       file("b.bin", noise(1500)), file("f/c.txt", "the end\n")};
 
-constexpr ArchiveFilter none = ::archive_write_add_filter_none;
-
 // Each has check sums over all of its contents.
-const FormatRow checkedRows[] = {
+const DamageRow checkedRows[] = {
     {"d.tar.gz", ::archive_write_set_format_ustar, ::archive_write_add_filter_gzip, ""},
     {"d.tar.bz2", ::archive_write_set_format_ustar, ::archive_write_add_filter_bzip2, ""},
     {"d.tar.xz", ::archive_write_set_format_ustar, ::archive_write_add_filter_xz, ""},
-    {"d.7z", ::archive_write_set_format_7zip, none, ""},
-    {"d.zip", ::archive_write_set_format_zip, none, ""},
+    {"d.7z", ::archive_write_set_format_7zip, noFilter, ""},
+    {"d.zip", ::archive_write_set_format_zip, noFilter, ""},
 };
 
-std::string bytesOf(const std::string& path, const FormatRow& row) {
+std::string bytesOf(const std::string& path, const DamageRow& row) {
   writeArchive(path, smallItems,
                {.format = row.format, .filter = row.filter, .options = row.options});
   std::string bytes = readFile(path);
@@ -79,7 +77,7 @@ std::string bytesOf(const std::string& path, const FormatRow& row) {
 
 TEST_F(Damage, EveryCutIsTold) {
   const Tree whole = treeOf(smallItems);
-  for (const FormatRow& row : checkedRows) {
+  for (const DamageRow& row : checkedRows) {
     SCOPED_TRACE(row.archive);
     const std::string bytes = bytesOf(in(row.archive), row);
     EXPECT_EQ(extractDamaged(row.archive, bytes, whole), 0);
@@ -113,7 +111,7 @@ TEST_F(Damage, EveryCutOfRarIsTold) {
 TEST_F(Damage, EveryCutOfATarArchiveIsTold) {
   const Tree whole = treeOf(smallItems);
   const std::string bytes =
-      bytesOf(in("d.tar"), {"d.tar", ::archive_write_set_format_ustar, none, ""});
+      bytesOf(in("d.tar"), {"d.tar", ::archive_write_set_format_ustar, noFilter, ""});
   const std::size_t end = 512 + 1024 + 512 + 1536 + 1024;
   for (std::size_t size = 0; size < bytes.size(); size += 256) {
     SCOPED_TRACE(size);
@@ -128,7 +126,7 @@ TEST_F(Damage, EveryCutOfATarArchiveIsTold) {
 
 TEST_F(Damage, EveryChangedByteIsToldOrHarmless) {
   const Tree whole = treeOf(smallItems);
-  for (const FormatRow& row : checkedRows) {
+  for (const DamageRow& row : checkedRows) {
     if (row.archive == "d.zip") {
       continue;  // has its names twice, and no check sum over them
     }
@@ -164,7 +162,7 @@ TEST_F(Damage, ContentsOfRarFiles) {
 }
 
 TEST_F(Damage, ContentsOfAZipFile) {
-  const FormatRow row{"d.zip", ::archive_write_set_format_zip, none, "compression=store"};
+  const DamageRow row{"d.zip", ::archive_write_set_format_zip, noFilter, "compression=store"};
   std::string bytes = bytesOf(in("d.zip"), row);
   bytes[bytes.find("hello")] = 'j';
   writeFile(in("d.zip"), bytes);

@@ -40,10 +40,9 @@ struct FormatRow {
 };
 
 constexpr ArchiveFormat pax = ::archive_write_set_format_pax_restricted;
-constexpr ArchiveFilter none = ::archive_write_add_filter_none;
 
 const FormatRow formatRows[] = {
-    {"photos.tar", "photos", pax, none},
+    {"photos.tar", "photos", pax, noFilter},
     {"photos.tar.gz", "photos", pax, ::archive_write_add_filter_gzip},
     {"X.TAR.GZ", "X", pax, ::archive_write_add_filter_gzip},
     {"photos.Tar.bz2", "photos", pax, ::archive_write_add_filter_bzip2},
@@ -54,22 +53,22 @@ const FormatRow formatRows[] = {
     {"photos.tar.zst", "photos", pax, ::archive_write_add_filter_zstd},
     {"photos.tar.lz4", "photos", pax, ::archive_write_add_filter_lz4},
     {"photos.tar.Z", "photos", pax, ::archive_write_add_filter_compress},
-    {"photos.cpio", "photos", ::archive_write_set_format_cpio_newc, none},
+    {"photos.cpio", "photos", ::archive_write_set_format_cpio_newc, noFilter},
     {"photos.cpio.gz", "photos.cpio", ::archive_write_set_format_cpio_newc,
      ::archive_write_add_filter_gzip},
-    {"photos.zip", "photos", ::archive_write_set_format_zip, none},
-    {"photos.7z", "photos", ::archive_write_set_format_7zip, none},
-    {"photos.xar", "photos", ::archive_write_set_format_xar, none},
-    {"my.photos.2024.zip", "my.photos.2024", ::archive_write_set_format_zip, none},
-    {"Tool.app.zip", "Tool", ::archive_write_set_format_zip, none},
+    {"photos.zip", "photos", ::archive_write_set_format_zip, noFilter},
+    {"photos.7z", "photos", ::archive_write_set_format_7zip, noFilter},
+    {"photos.xar", "photos", ::archive_write_set_format_xar, noFilter},
+    {"my.photos.2024.zip", "my.photos.2024", ::archive_write_set_format_zip, noFilter},
+    {"Tool.app.zip", "Tool", ::archive_write_set_format_zip, noFilter},
     {"Tool.app.tar.gz", "Tool", pax, ::archive_write_add_filter_gzip},
-    {"Tool.app.pkg.zip", "Tool", ::archive_write_set_format_zip, none},
-    {"Tool.APP", "Tool", ::archive_write_set_format_zip, none},
+    {"Tool.app.pkg.zip", "Tool", ::archive_write_set_format_zip, noFilter},
+    {"Tool.APP", "Tool", ::archive_write_set_format_zip, noFilter},
     {"tar.gz", "tar", pax, ::archive_write_add_filter_gzip},
-    {"a b\xc3\xa4.zip", "a b\xc3\xa4", ::archive_write_set_format_zip, none},
+    {"a b\xc3\xa4.zip", "a b\xc3\xa4", ::archive_write_set_format_zip, noFilter},
     // The name that is left is the archive's own, and so it is taken.
-    {"photos", "photos (1)", pax, none},
-    {".zip", ".zip (1)", ::archive_write_set_format_zip, none},
+    {"photos", "photos (1)", pax, noFilter},
+    {".zip", ".zip (1)", ::archive_write_set_format_zip, noFilter},
 };
 
 TEST_F(Extract, EveryFormatIntoAFolderOfItsName) {

@@ -58,8 +58,9 @@ std::string row(const std::string& flags, const std::string& size, const std::st
          kind + std::string(24 - kind.size(), ' ') + "  " + path + "\n";
 }
 
-const std::vector<Item> items{folder("docs"), file("docs/a b.txt", "12345"),
-                              file("big", std::string(123456, 'x')), symbolicLink("link", "docs")};
+const std::vector<Item> listedItems{folder("docs"), file("docs/a b.txt", "12345"),
+                                    file("big", std::string(123456, 'x')),
+                                    symbolicLink("link", "docs")};
 
 const std::string table = header + row("d-", "0 B", "Folder", "docs") +
                           row("--", "5 B", "File", "docs/a b.txt") +
@@ -67,8 +68,8 @@ const std::string table = header + row("d-", "0 B", "Folder", "docs") +
                           "Total: 4 entries, 123.5 KB\n";
 
 TEST_F(List, TellsFlagsSizesTimesKindsAndPaths) {
-  writeArchive(in("plain.tar"), items);
-  writeArchive(in("photos.tar.gz"), items, {.filter = ::archive_write_add_filter_gzip});
+  writeArchive(in("plain.tar"), listedItems);
+  writeArchive(in("photos.tar.gz"), listedItems, {.filter = ::archive_write_add_filter_gzip});
   for (const std::string archive : {"plain.tar", "photos.tar.gz"}) {
     SCOPED_TRACE(archive);
     const ProgramResult result = list(archive);
@@ -181,7 +182,7 @@ TEST_F(List, OfManyEntriesIsWhole) {
 }
 
 TEST_F(List, OfADamagedArchiveIsToldToBeIncomplete) {
-  writeArchive(in("cut.tar"), items);
+  writeArchive(in("cut.tar"), listedItems);
   std::filesystem::resize_file(in("cut.tar"), 2048 + 700);
   const ProgramResult result = list("cut.tar");
   EXPECT_EQ(result.exitCode, 1);

@@ -25,18 +25,18 @@ namespace fs = std::filesystem;
 
 constexpr std::int64_t wholeSecond = 1'000'000'000;
 
-struct FormatRow {
+struct RoundTripRow {
   std::string archive;
   std::int64_t precision;  // of its times, in nanoseconds
   std::vector<int> levels = {};
 };
 
-const FormatRow formatRows[] = {{"o.tar.gz", 1, {1, 2, 9}},   {"o.tar.xz", 1, {0, 1, 6}},
-                                {"o.tar.zst", 1, {1, 2, 12}}, {"o.zip", wholeSecond, {0, 1, 9}},
-                                {"o.7z", 100, {0, 1, 6}},     {"o.tar", 1},
-                                {"o.tar.bz2", 1, {1, 2, 9}}};
+const RoundTripRow roundTripRows[] = {
+    {"o.tar.gz", 1, {1, 2, 9}},        {"o.tar.xz", 1, {0, 1, 6}}, {"o.tar.zst", 1, {1, 2, 12}},
+    {"o.zip", wholeSecond, {0, 1, 9}}, {"o.7z", 100, {0, 1, 6}},   {"o.tar", 1},
+    {"o.tar.bz2", 1, {1, 2, 9}}};
 
-void PrintTo(const FormatRow& row, std::ostream* stream) {
+void PrintTo(const RoundTripRow& row, std::ostream* stream) {
   *stream << row.archive;
 }
 
@@ -137,7 +137,7 @@ class RoundTrip : public OxarchiveTest {
   mode_t mask_;
 };
 
-class RoundTripIn : public RoundTrip, public testing::WithParamInterface<FormatRow> {};
+class RoundTripIn : public RoundTrip, public testing::WithParamInterface<RoundTripRow> {};
 
 std::string testName(const std::string& text) {
   std::string name;
@@ -145,11 +145,11 @@ std::string testName(const std::string& text) {
   return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, RoundTripIn, testing::ValuesIn(formatRows),
+INSTANTIATE_TEST_SUITE_P(Formats, RoundTripIn, testing::ValuesIn(roundTripRows),
                          [](const auto& each) { return testName(each.param.archive.substr(2)); });
 
 TEST_P(RoundTripIn, GivesBackTheSameTree) {
-  const FormatRow& row = GetParam();
+  const RoundTripRow& row = GetParam();
   makeTree();
   pack({row.archive, "t"});
   unpack({row.archive});
@@ -187,7 +187,7 @@ TEST_P(EncryptedRoundTrip, GivesBackTheSameTree) {
 }
 
 TEST_P(RoundTripIn, AtLevelsFromTheFirstOn) {
-  const FormatRow& row = GetParam();
+  const RoundTripRow& row = GetParam();
   makeFile("f", std::string(10'000, 'x') + noise(1000));
   for (const int level : row.levels) {
     SCOPED_TRACE(level);
@@ -204,7 +204,7 @@ TEST_F(RoundTrip, LinksThatLeadOutArePackedButNotExtracted) {
   makeFile("t/f", "x");
   makeLink("t/absolute", "/etc/passwd");
   makeLink("t/out", "../../f");
-  for (const FormatRow& row : formatRows) {
+  for (const RoundTripRow& row : roundTripRows) {
     SCOPED_TRACE(row.archive);
     pack({row.archive, "t"});
     const ProgramResult result = oxarchive({"extract", row.archive}, {.folder = work()});
@@ -223,7 +223,7 @@ TEST_F(RoundTrip, NamesOfOneFileStayTogetherInTar) {
   makeFolder("t");
   makeFile("t/a", noise(1000));
   EXPECT_EQ(::link(in("t/a").c_str(), in("t/b").c_str()), 0);
-  for (const FormatRow& row : formatRows) {
+  for (const RoundTripRow& row : roundTripRows) {
     SCOPED_TRACE(row.archive);
     pack({row.archive, "t"});
     unpack({row.archive});

@@ -99,14 +99,13 @@ TEST_F(Volumes, NumberedOnesOfAnyArchive) {
     ArchiveFilter filter;
     std::size_t width;
   };
-  constexpr ArchiveFilter none = ::archive_write_add_filter_none;
   const Row rows[] = {
-      {"disk.7z", "disk", ::archive_write_set_format_7zip, none, 3},
-      {"disk.zip", "disk", ::archive_write_set_format_zip, none, 3},
-      {"disk.zip", "disk", ::archive_write_set_format_zip, none, 1},
-      {"disk.tar", "disk", ::archive_write_set_format_ustar, none, 2},
+      {"disk.7z", "disk", ::archive_write_set_format_7zip, noFilter, 3},
+      {"disk.zip", "disk", ::archive_write_set_format_zip, noFilter, 3},
+      {"disk.zip", "disk", ::archive_write_set_format_zip, noFilter, 1},
+      {"disk.tar", "disk", ::archive_write_set_format_ustar, noFilter, 2},
       {"disk.tar.gz", "disk", ::archive_write_set_format_ustar, ::archive_write_add_filter_gzip, 3},
-      {"Tool.app.7z", "Tool", ::archive_write_set_format_7zip, none, 4},
+      {"Tool.app.7z", "Tool", ::archive_write_set_format_7zip, noFilter, 4},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.archive);
