@@ -24,12 +24,6 @@ void takeReal(void* token, Real real) {
   takeNumber<TokenKind::floatingPoint>(token, std::bit_cast<std::uint64_t>(double{real}));
 }
 
-template <TokenKind kind>
-void takeString(void* token, cbor_data bytes, std::size_t length) {
-  takeNumber<kind>(token, length);
-  static_cast<Token*>(token)->bytes = reinterpret_cast<const char*>(bytes);
-}
-
 constexpr cbor_callbacks callbacks = {
     .uint8 = takeNumber<TokenKind::unsignedInteger>,
     .uint16 = takeNumber<TokenKind::unsignedInteger>,
@@ -40,8 +34,9 @@ constexpr cbor_callbacks callbacks = {
     .negint16 = takeNumber<TokenKind::negativeInteger>,
     .negint8 = takeNumber<TokenKind::negativeInteger>,
     .byte_string_start = takeKind<TokenKind::chunkedByteString>,
-    .byte_string = takeString<TokenKind::byteString>,
-    .string = takeString<TokenKind::textString>,
+    // Whole strings are read in place, so these two are never called.
+    .byte_string = cbor_null_byte_string_callback,
+    .string = cbor_null_string_callback,
     .string_start = takeKind<TokenKind::chunkedTextString>,
     .indef_array_start = takeKind<TokenKind::indefiniteArray>,
     .array_start = takeNumber<TokenKind::array>,
@@ -70,34 +65,31 @@ std::uint64_t argumentOf(std::span<const std::byte> head) noexcept {
   return argument;
 }
 
-// Whether the token is read here, for one of three reasons: the library cuts lengths to a word,
-// adds to them without a look at the overflow, and takes simple values for an error.
-bool readHere(std::span<const std::byte> bytes, Token& token) noexcept {
+// Not left to the library, which cuts lengths to a word, adds to them without a look at the
+// overflow, and takes simple values for an error.
+void readHere(std::span<const std::byte> bytes, Token& token) noexcept {
   const auto first = std::to_integer<unsigned>(bytes[0]);
   const std::size_t headSize = first == 0xF8 ? 2 : (first & 0x1F) == 0x1A ? 5 : 9;
   if (bytes.size() < headSize) {
     setIncomplete(token, headSize);
-    return true;
+    return;
   }
   token.number = argumentOf(bytes.first(headSize));
   token.size = headSize;
   if (first == 0xF8) {
     // Those below 32 have a form of one byte, or none.
     token.kind = token.number < 32 ? TokenKind::malformed : TokenKind::otherSimple;
-    return true;
+    return;
   }
   if (first >= 0x80) {
     token.kind = first < 0xA0 ? TokenKind::array : TokenKind::map;
-    return true;
+    return;
   }
-  if (token.number <= bytes.size() - headSize) {
-    return false;
-  }
+  // A string that is cut short.
   constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
   setIncomplete(token, token.number > most - headSize
                            ? most
                            : headSize + static_cast<std::size_t>(token.number));
-  return true;
 }
 
 }  // namespace
@@ -118,10 +110,8 @@ Token readLongToken(std::span<const std::byte> bytes) noexcept {
     case 0x9B:
     case 0xBB:
     case 0xF8:
-      if (readHere(bytes, token)) {
-        return token;
-      }
-      break;
+      readHere(bytes, token);
+      return token;
     default:
       break;
   }

@@ -43,7 +43,7 @@ struct Token {
   std::string_view string() const noexcept { return {bytes, static_cast<std::size_t>(number)}; }
 };
 
-// The token at the start of `bytes`, whatever it is.
+// The token at the start of `bytes`, unless it is a whole string of known length.
 Token readLongToken(std::span<const std::byte> bytes) noexcept;
 
 // The number that starts at `bytes`, most significant byte first.

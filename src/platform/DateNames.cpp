@@ -30,33 +30,28 @@ const char* userLocaleName() noexcept {
   return "C";
 }
 
-// One name of a locale, from its encoding to UTF-8; no value when it cannot be converted.
-std::optional<std::string> nameIn(locale_t locale, nl_item item) {
-  const char* const name = ::nl_langinfo_l(item, locale);
+// Sets one name of a locale, from its encoding to UTF-8; false when it cannot be converted.
+bool setName(std::string& name, locale_t locale, nl_item item) {
   const char* const encoding = ::nl_langinfo_l(CODESET, locale);
   const std::unique_ptr<char, decltype(&g_free)> converted(
-      g_convert(name, -1, "UTF-8", encoding, nullptr, nullptr, nullptr), g_free);
-  return converted ? std::optional<std::string>(converted.get()) : std::nullopt;
+      g_convert(::nl_langinfo_l(item, locale), -1, "UTF-8", encoding, nullptr, nullptr, nullptr),
+      g_free);
+  if (converted) {
+    name = converted.get();
+  }
+  return converted != nullptr;
 }
 
 // All of them, or no value.
 std::optional<DateNames> namesIn(locale_t locale) {
   DateNames names;
+  bool hasAll = true;
   for (std::size_t i = 0; i < monthItems.size(); ++i) {
-    std::optional<std::string> month = nameIn(locale, monthItems[i]);
-    if (!month) {
-      return std::nullopt;
-    }
-    names.months[i] = *std::move(month);
+    hasAll &= setName(names.months[i], locale, monthItems[i]);
   }
-  std::optional<std::string> am = nameIn(locale, AM_STR);
-  std::optional<std::string> pm = nameIn(locale, PM_STR);
-  if (!am || !pm) {
-    return std::nullopt;
-  }
-  names.am = *std::move(am);
-  names.pm = *std::move(pm);
-  return names;
+  hasAll &= setName(names.am, locale, AM_STR);
+  hasAll &= setName(names.pm, locale, PM_STR);
+  return hasAll ? std::optional(std::move(names)) : std::nullopt;
 }
 
 }  // namespace

@@ -22,17 +22,21 @@ namespace ox {
 class DynamicLibrary {
  public:
   explicit DynamicLibrary(const char* name) noexcept
-      : handle_(sys::dlopen(name, RTLD_NOW | RTLD_LOCAL)) {}
+      : handle_(sys::dlopen(name, RTLD_NOW | RTLD_LOCAL)), hasAll_(handle_ != nullptr) {}
 
-  // False when there is no such library or no such function in it.
   template <typename Function>
-  bool find(const char* name, Function*& function) const noexcept {
+  void find(const char* name, Function*& function) noexcept {
+    // Without a library the handle would stand for the program itself.
     function = handle_ == nullptr ? nullptr : reinterpret_cast<Function*>(::dlsym(handle_, name));
-    return function != nullptr;
+    hasAll_ &= function != nullptr;
   }
+
+  // Whether the library is there, with all functions that were looked for.
+  bool hasAll() const noexcept { return hasAll_; }
 
  private:
   void* handle_;
+  bool hasAll_;
 };
 
 // A value that is made when it is first asked for and kept until the process ends. Unlike a local

@@ -19,13 +19,14 @@ struct Gio {
   decltype(&::g_unix_mount_free) freeMount;
 
   bool load() noexcept {
-    const DynamicLibrary library("libgio-2.0.so.0");
-    return library.find("g_content_type_guess", guessContentType) &&
-           library.find("g_content_type_is_unknown", isUnknown) &&
-           library.find("g_content_type_get_description", description) &&
-           library.find("g_unix_mount_at", mountAt) &&
-           library.find("g_unix_mount_is_system_internal", isSystemInternal) &&
-           library.find("g_unix_mount_free", freeMount);
+    DynamicLibrary library("libgio-2.0.so.0");
+    library.find("g_content_type_guess", guessContentType);
+    library.find("g_content_type_is_unknown", isUnknown);
+    library.find("g_content_type_get_description", description);
+    library.find("g_unix_mount_at", mountAt);
+    library.find("g_unix_mount_is_system_internal", isSystemInternal);
+    library.find("g_unix_mount_free", freeMount);
+    return library.hasAll();
   }
 };
 

@@ -31,18 +31,21 @@ struct Crypto {
   decltype(&::EVP_DigestFinal_ex) finish;
 
   bool load() noexcept {
-    const DynamicLibrary library(libraryName);
-    return library.find("OSSL_LIB_CTX_new", newLibraryContext) &&
-           library.find("OSSL_LIB_CTX_free", freeLibraryContext) &&
-           library.find("OSSL_PROVIDER_load", loadProvider) &&
-           library.find("OSSL_PROVIDER_unload", unloadProvider) &&
-           library.find("ERR_set_mark", setErrorMark) &&
-           library.find("ERR_pop_to_mark", popErrorsToMark) &&
-           library.find("EVP_MD_fetch", fetch) && library.find("EVP_MD_free", free) &&
-           library.find("EVP_MD_CTX_new", newContext) &&
-           library.find("EVP_MD_CTX_free", freeContext) &&
-           library.find("EVP_DigestInit_ex2", initialise) &&
-           library.find("EVP_DigestUpdate", update) && library.find("EVP_DigestFinal_ex", finish);
+    DynamicLibrary library(libraryName);
+    library.find("OSSL_LIB_CTX_new", newLibraryContext);
+    library.find("OSSL_LIB_CTX_free", freeLibraryContext);
+    library.find("OSSL_PROVIDER_load", loadProvider);
+    library.find("OSSL_PROVIDER_unload", unloadProvider);
+    library.find("ERR_set_mark", setErrorMark);
+    library.find("ERR_pop_to_mark", popErrorsToMark);
+    library.find("EVP_MD_fetch", fetch);
+    library.find("EVP_MD_free", free);
+    library.find("EVP_MD_CTX_new", newContext);
+    library.find("EVP_MD_CTX_free", freeContext);
+    library.find("EVP_DigestInit_ex2", initialise);
+    library.find("EVP_DigestUpdate", update);
+    library.find("EVP_DigestFinal_ex", finish);
+    return library.hasAll();
   }
 };
 

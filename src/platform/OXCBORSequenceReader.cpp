@@ -114,7 +114,7 @@ void OXCBORSequenceReader::Buffer::readMore() {
     end_ += static_cast<std::size_t>(count);
   } else if (count == 0) {
     state_ = start_ == end_ ? State::ended : State::truncated;
-  } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+  } else if (errno == EAGAIN) {
     state_ = State::wouldBlock;
   } else {
     error_ = errno;

@@ -27,7 +27,7 @@ int writeAll(int fd, Bytes bytes) noexcept {
       continue;
     }
     int error = count == 0 ? EIO : errno;
-    if (error == EAGAIN || error == EWOULDBLOCK) {
+    if (error == EAGAIN) {
       error = waitUntilWritable(fd);
     }
     if (error != 0 && error != EINTR) {

@@ -197,6 +197,11 @@ class DateLocale : public ox::test::TemporaryFolderTest {
     TemporaryFolderTest::TearDown();
   }
 
+  bool makeLocale(const std::string& language, const std::string& encoding,
+                  const std::string& charmap) const {
+    return locales_.make(language, encoding, charmap);
+  }
+
   Lines probe(const Lines& steps, const ox::test::Locales::Environment& changes) const {
     auto environment = locales_.environment("");
     environment.emplace_back("TZ", "UTC0");
@@ -231,6 +236,22 @@ TEST_F(DateLocale, IsNamedByTheEnvironment) {
     SCOPED_TRACE(testing::PrintToString(environment));
     EXPECT_EQ(probe({dateOfTheAfternoon}, environment), Lines{text});
   }
+}
+
+TEST_F(DateLocale, IsEnglishWhereNobodyKnowsTheEncoding) {
+  // As the system's own, but for its name.
+  const std::string charmap = in("NOWHERE");
+  ASSERT_EQ(ox::test::run({.program = "sh",
+                           .arguments = {"-c",
+                                         "zcat /usr/share/i18n/charmaps/ISO-8859-1.gz |"
+                                         " sed 's/^<code_set_name> .*/<code_set_name> NOWHERE/'"
+                                         " >\"$0\"",
+                                         charmap}})
+                .exitCode,
+            0);
+  ASSERT_TRUE(makeLocale("de_DE", "NOWHERE", charmap));
+  EXPECT_EQ(probe({dateOfTheAfternoon}, {{"LANG", "de_DE.NOWHERE"}}), Lines{inEnglish});
+  ox::test::removeOne(charmap);
 }
 
 TEST_F(DateLocale, IsKeptFromTheFirstCall) {

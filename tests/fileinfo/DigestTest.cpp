@@ -317,6 +317,29 @@ TEST_F(Digest, IsNullWithoutLibcryptoAndFoundOnceItIsThere) {
   removeOne(in("file"));
 }
 
+TEST_F(Digest, IsNullWhereLibcryptoFails) {
+  ox::test::writeFile(in("file"), "abc");
+  const auto digestBy = [&](const std::string& library, const std::string& failing) {
+    return ox::test::outputOf(
+        {.program = OX_PROBE,
+         .arguments = {"digest:" + in("file")},
+         .environment = {{"LD_LIBRARY_PATH", library}, {"OX_FAILING_CRYPTO", failing}}});
+  };
+  const std::string fromFailing = digestBy(OX_FAILING_CRYPTO, "");
+  if (fromFailing == abcDigest + "\n") {
+    removeOne(in("file"));
+    GTEST_SKIP() << "the probe was built to look for libcrypto in one place only";
+  }
+  EXPECT_EQ(fromFailing, std::string(32, '0') + "\n");
+  for (const char* const function :
+       {"OSSL_LIB_CTX_new", "OSSL_PROVIDER_load", "EVP_MD_fetch", "EVP_MD_CTX_new",
+        "EVP_DigestInit_ex2", "EVP_DigestUpdate", "EVP_DigestFinal_ex"}) {
+    EXPECT_EQ(digestBy(OX_FAILING_CRYPTO, function), "(null)\n") << function;
+  }
+  EXPECT_EQ(digestBy(OX_PARTIAL_CRYPTO, ""), "(null)\n");
+  removeOne(in("file"));
+}
+
 TEST_F(Digest, DoesNotDependOnWhatTheSystemAllowsForSecurity) {
   ox::test::writeFile(in("openssl.cnf"),
                       "openssl_conf = init\n"

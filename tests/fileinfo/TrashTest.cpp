@@ -188,6 +188,25 @@ TEST_F(Trash, TakesAFolderThatMayNotBeWrittenAsItIs) {
   EXPECT_EQ(readFile(trash("files/folder/file")), "contents");
 }
 
+TEST_F(Trash, LeavesAFolderThatMayNotBeWrittenAsItIs) {
+  fs::create_directory(in("folder"));
+  ASSERT_EQ(::chmod(in("folder").c_str(), 0555), 0);
+  for (const bool mayBeChanged : {false, true}) {
+    ObservedSystem observed;
+    observed.fail(Call::renameat2, EACCES);
+    if (!mayBeChanged) {
+      observed.fail(Call::fchmodat, EPERM);
+    }
+    EXPECT_FALSE(OXMoveFileToTrashSync(in("folder")));
+    EXPECT_EQ(observed.count(Call::renameat2), mayBeChanged ? 2 : 1);
+    struct stat status {};
+    ASSERT_EQ(::stat(in("folder").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0555U);
+    EXPECT_THAT(items(), IsEmpty());
+    EXPECT_THAT(entries(), IsEmpty());
+  }
+}
+
 TEST_F(Trash, DoesNotTakeWhatMayNotBeMoved) {
   OX_SKIP_AS_ROOT();
   fs::create_directory(in("folder"));
@@ -510,6 +529,35 @@ TEST_F(Trash, MovesWhereTheFileSystemCannotLookAndRenameAtOnce) {
   }
 }
 
+TEST_F(Trash, LeavesTheItemWhereTheFileSystemCanDoNeither) {
+  writeFile(in("file"), "contents");
+  ObservedSystem observed;
+  observed.fail(Call::renameat2, EINVAL);
+  observed.fail(Call::fstatat, EIO, 2);
+  EXPECT_FALSE(OXMoveFileToTrashSync(in("file")));
+  EXPECT_EQ(readFile(in("file")), "contents");
+  EXPECT_THAT(items(), IsEmpty());
+  EXPECT_THAT(entries(), IsEmpty());
+}
+
+TEST_F(Trash, IsNoneOfAUserWithoutAHome) {
+  OX_SKIP_UNLESS_ROOT("only root can become a user that the password database does not know");
+  fs::create_directory(in("open"));
+  for (const std::string& folder : {fs::path(work()).parent_path().string(), work(), in("open")}) {
+    ASSERT_EQ(::chmod(folder.c_str(), 0777), 0);
+  }
+  writeFile(in("open/file"), "contents");
+  const auto moveWith = [&](const OXString& dataHome) {
+    return linesOf({.program = OX_PROBE,
+                    .arguments = {"user:54321", "trash:" + in("open/file")},
+                    .environment = {{"XDG_DATA_HOME", dataHome}, {"HOME", std::nullopt}}});
+  };
+  EXPECT_EQ(moveWith(std::nullopt), Names{"0"});
+  EXPECT_EQ(listing(in("open")), Names{"file"});
+  EXPECT_EQ(moveWith(in("open/data")), Names{"1"});
+  EXPECT_EQ(readFile(in("open/data/Trash/files/file")), "contents");
+}
+
 // The item is either in its place, with nothing of it in the Trash, or in the Trash, with an entry.
 void expectAllOrNothing(bool answer, const std::string& path, const Names& items,
                         const Names& entries) {
@@ -643,6 +691,38 @@ TEST_F(Trash, IsAtTheTopOfADiskOfItsOwn) {
   ASSERT_EQ(::chown(own.c_str(), 65534, 65534), 0);
   EXPECT_FALSE(OXMoveFileToTrashSync(disk + "/fifth"));
   EXPECT_EQ(readFile(disk + "/fifth"), "contents");
+}
+
+TEST_F(Trash, OfADiskTakesAllOrNothingWhicheverCallFails) {
+  OX_SKIP_UNLESS_ROOT("only root may mount a disk");
+  if (work().starts_with("/dev/")) {
+    GTEST_SKIP() << "a disk that is mounted there is taken for one of the system's own";
+  }
+  const std::string disk = in("disk");
+  fs::create_directory(disk);
+  const auto mount = ox::test::Mount::onDisk(disk, in("image"));
+  if (!mount) {
+    GTEST_SKIP() << "no disk can be mounted here";
+  }
+  const std::string own = disk + "/.Trash-0";
+  fs::create_directory(disk + "/.Trash");
+  ASSERT_EQ(::chmod((disk + "/.Trash").c_str(), 01777), 0);
+  const std::string shared = disk + "/.Trash/0";
+  for (const int error : {EACCES, EMFILE}) {
+    bool wasReached = true;
+    for (int nth = 1; wasReached; ++nth) {
+      SCOPED_TRACE(std::to_string(nth) + ": " + std::strerror(error));
+      fs::remove_all(own);
+      fs::remove_all(shared);
+      writeFile(disk + "/file", "contents");
+      ObservedSystem observed;
+      observed.failNth(nth, error);
+      const bool answer = OXMoveFileToTrashSync(disk + "/file");
+      wasReached = nth <= observed.count();
+      const std::string used = exists(shared + "/files/file") ? shared : own;
+      expectAllOrNothing(answer, disk + "/file", namesIn(used + "/files"), namesIn(used + "/info"));
+    }
+  }
 }
 
 TEST_F(Trash, NeedsNoThreadAndNoDaemon) {

@@ -159,6 +159,34 @@ TEST_F(SupportLocations, AreInThePasswordDatabasesHomeWithoutAnyInTheEnvironment
   EXPECT_FALSE(exists("/nonexistent"));
 }
 
+TEST_F(SupportLocations, TakeTheHomeOfAnEntryOfAnyLengthUnlessItIsRelative) {
+  OX_SKIP_UNLESS_ROOT("only root can have a password database of its own");
+  const std::string password = in("passwd");
+  const std::string longHome = "/nonexistent" + std::string(5000, 'n');
+  const std::vector<std::pair<std::string, std::string>> rows = {
+      {"/nonexistent", "/nonexistent/.local/share/Orvex"},
+      {longHome, longHome + "/.local/share/Orvex"},
+      {"", "(null)"},
+      {"relative", "(null)"},
+  };
+  for (const auto& [home, support] : rows) {
+    SCOPED_TRACE(home.substr(0, 20));
+    const std::string name(3000, 'n');  // longer than what is reserved for an entry at first
+    ox::test::writeFile(password, "someone:x:54321:54321:" + name + ":" + home + ":/bin/sh\n");
+    const ox::test::ChildResult result = run(ChildProcess{
+        .program = "unshare",
+        .arguments = {"--mount", "sh", "-c",
+                      "mount --bind \"$0\" /etc/passwd && exec \"$1\" user:54321 support", password,
+                      OX_PROBE},
+        .environment = {{"XDG_DATA_HOME", std::nullopt}, {"HOME", std::nullopt}}});
+    removeOne(password);
+    if (result.output.empty()) {
+      GTEST_SKIP() << "nothing can be mounted here";
+    }
+    EXPECT_EQ(result.output, support + "\n");
+  }
+}
+
 TEST_F(SupportLocations, AreNullForGoodWithoutAnyHome) {
   OX_SKIP_UNLESS_ROOT("only root can become a user that the password database does not know");
   const Environment homeless = {{"XDG_DATA_HOME", std::nullopt}, {"HOME", std::nullopt}};

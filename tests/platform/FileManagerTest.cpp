@@ -149,6 +149,43 @@ TEST_F(FileManager, LeavesWhatCannotBeRemovedAndNothingElse) {
   EXPECT_TRUE(files::removeItem(path("d")));
 }
 
+TEST_F(FileManager, LeavesAFileThatMayNotBeRemoved) {
+  writeFile(in("file"));
+  ObservedSystem system;
+  system.fail(Call::unlink, EACCES);
+  EXPECT_FALSE(files::removeItem(path("file")));
+  EXPECT_TRUE(exists(in("file")));
+  // Somebody else was quicker.
+  system.before(Call::unlink, [&] { removeOne(in("file")); });
+  system.fail(Call::unlink, ENOENT);
+  EXPECT_TRUE(files::removeItem(path("file")));
+}
+
+TEST_F(FileManager, LeavesAFolderThatMayNeitherBeReadNorChanged) {
+  std::filesystem::create_directories(in("d/e"));
+  writeFile(in("d/e/file"));
+  {
+    ObservedSystem system;
+    system.fail(Call::openat, EACCES);
+    EXPECT_FALSE(files::removeItem(path("d")));
+    EXPECT_EQ(system.count(Call::fchmodat), 1);
+    system.fail(Call::fchmodat, EPERM);
+    EXPECT_FALSE(files::removeItem(path("d")));
+  }
+  EXPECT_THAT(listing(work()), ElementsAre("d", "d/e", "d/e/file"));
+  EXPECT_TRUE(files::removeItem(path("d")));
+}
+
+TEST_F(FileManager, RemovesItemsWhoseKindIsNotListed) {
+  std::filesystem::create_directories(in("d/e/empty"));
+  std::filesystem::create_directory_symlink("e", in("d/link"));
+  writeFile(in("d/e/file"));
+  ObservedSystem system;
+  system.hideEntryTypes();
+  EXPECT_TRUE(files::removeItem(path("d")));
+  EXPECT_FALSE(exists(in("d")));
+}
+
 TEST_F(FileManager, EndsRemovalWhereWhatIsListedIsNeverThere) {
   std::filesystem::create_directories(in("d/e"));
   writeFile(in("d/e/file"));

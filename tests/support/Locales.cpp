@@ -13,12 +13,17 @@ Locales::~Locales() {
 }
 
 bool Locales::make(const std::string& language, const std::string& encoding) const {
+  return make(language, encoding, encoding);
+}
+
+bool Locales::make(const std::string& language, const std::string& encoding,
+                   const std::string& charmap) const {
   std::error_code ignored;
   std::filesystem::create_directory(folder_, ignored);
   const std::string name = language + "." + encoding;
   // It warns of much, and ends with 1 then.
   run({.program = "localedef",
-       .arguments = {"--no-archive", "--quiet", "-c", "-i", language, "-f", encoding,
+       .arguments = {"--no-archive", "--quiet", "-c", "-i", language, "-f", charmap,
                      folder_ + "/" + name}});
   return std::filesystem::exists(folder_ + "/" + name + "/LC_TIME");
 }

@@ -21,8 +21,11 @@ class Locales {
   Locales& operator=(const Locales&) = delete;
   Locales& operator=(Locales&&) = delete;
 
-  // Makes "language.encoding" of the system's sources; false when it has none.
+  // Makes "language.encoding" of the system's sources, or with a table of characters of the test's
+  // own; false when it has none.
   bool make(const std::string& language, const std::string& encoding) const;
+  bool make(const std::string& language, const std::string& encoding,
+            const std::string& charmap) const;
 
   // What a child process needs to find them, with all categories in the locale `name`.
   Environment environment(const std::string& name) const;
