@@ -11,6 +11,7 @@
 
 #include "OrvexKit/OXFileUtil.h"
 #include "platform/FileDescriptor.h"
+#include "platform/FileManager.h"
 #include "platform/PathBuffer.h"
 #include "platform/System.h"
 
@@ -25,9 +26,8 @@ constexpr std::size_t bufferSize = 65536;
 // wait for its writer, so neither is.
 FileDescriptor openRegularFile(std::string_view path) noexcept {
   const PathBuffer bytes(path);
-  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-  if (!bytes.isRepresentable() || sys::stat(bytes.c_str(), &status) != 0 ||
-      !S_ISREG(status.st_mode)) {
+  const auto status = files::statusOf(bytes);
+  if (!status || !S_ISREG(status->st_mode)) {
     return {};
   }
   int fd = -1;

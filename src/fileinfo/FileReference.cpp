@@ -2,8 +2,7 @@
 #include <string_view>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/PathBuffer.h"
-#include "platform/System.h"
+#include "platform/FileManager.h"
 
 namespace {
 
@@ -22,11 +21,10 @@ bool OXReferenceFromPath(OXFileReference& refOut, OXStringView path) {
     return false;
   }
   const std::string_view item = withoutTrailingSlashes(*path);
-  const ox::PathBuffer bytes(item);
-  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-  if (!bytes.isRepresentable() || ox::sys::lstat(bytes.c_str(), &status) != 0) {
+  const auto status = ox::files::statusOfLink(ox::PathBuffer(item));
+  if (!status) {
     return false;
   }
-  refOut = {.device = status.st_dev, .inode = status.st_ino, .path = std::string(item)};
+  refOut = {.device = status->st_dev, .inode = status->st_ino, .path = std::string(item)};
   return true;
 }

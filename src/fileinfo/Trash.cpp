@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <ctime>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -27,6 +28,7 @@
 #include "platform/FileManager.h"
 #include "platform/Path.h"
 #include "platform/System.h"
+#include "platform/UTF8.h"
 
 namespace {
 
@@ -138,24 +140,9 @@ class TrashName {
       end += '.';
       end += extension;
     }
-    entry_ = cut(start, room_ - end.size());
+    entry_ = utf8::cut(start, room_ - end.size());
     entry_ += end;
     entry_ += entryExtension;
-  }
-
-  // Not within a character of UTF-8.
-  static std::string_view cut(std::string_view text, std::size_t length) noexcept {
-    constexpr auto continues = [](char c) {
-      return (static_cast<unsigned char>(c) & 0xC0U) == 0x80;
-    };
-    if (text.size() <= length) {
-      return text;
-    }
-    std::size_t end = length;
-    while (end > 0 && length - end < 3 && continues(text[end])) {
-      --end;
-    }
-    return text.substr(0, continues(text[end]) || end == 0 ? length : end);
   }
 
   std::string_view name_;
@@ -163,17 +150,6 @@ class TrashName {
   unsigned number_ = 0;
   std::string entry_;
 };
-
-bool writeAll(int fd, std::string_view text) noexcept {
-  while (!text.empty()) {
-    const ssize_t count = sys::write(fd, text.data(), text.size());
-    if (count < 0 && errno != EINTR) {
-      return false;
-    }
-    text.remove_prefix(count < 0 ? 0 : static_cast<std::size_t>(count));
-  }
-  return true;
-}
 
 class TrashMove {
  public:
@@ -216,11 +192,14 @@ class TrashMove {
     const FileDescriptor file(fd);
     // An item must not be in the Trash before its entry is on the disk: nobody would know any more
     // where it came from.
-    if (writeAll(file.get(), text) && sys::fsync(file.get()) == 0) {
-      return 0;
+    int error = writeAll(file.get(), std::as_bytes(std::span(text)));
+    if (error == 0 && sys::fsync(file.get()) != 0) {
+      error = errno;
     }
-    sys::unlinkat(trash_.info.get(), name_.entry().c_str(), 0);
-    return EIO;
+    if (error != 0) {
+      sys::unlinkat(trash_.info.get(), name_.entry().c_str(), 0);
+    }
+    return error;
   }
 
   int moveItem() {

@@ -18,12 +18,8 @@ namespace {
 constexpr int openFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 std::optional<dev_t> deviceOf(const std::string& path) noexcept {
-  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-  const PathBuffer bytes(path);
-  if (!bytes.isRepresentable() || sys::stat(bytes.c_str(), &status) != 0) {
-    return std::nullopt;
-  }
-  return status.st_dev;
+  const auto status = files::statusOf(PathBuffer(path));
+  return status ? std::optional(status->st_dev) : std::nullopt;
 }
 
 // That on which the folder at an absolute path lies, or would lie once it is made.

@@ -29,10 +29,7 @@ std::shared_ptr<OXArchiveSettings> OXArchiveSettings::defaultSettings() {
 
 OXArchiveSettings::OXArchiveSettings() = default;
 
-OXArchiveSettings::~OXArchiveSettings() {
-  OXArchiveSettings::setPassword(std::nullopt);
-  OXArchiveSettings::setAuxSettings(nullptr);
-}
+OXArchiveSettings::~OXArchiveSettings() = default;
 
 std::shared_ptr<OXArchiveSettings> OXArchiveSettings::copyWithZone() const {
   auto copy = std::make_shared<OXArchiveSettings>();

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <cstddef>
+#include <span>
 #include <utility>
 
 #include "platform/System.h"
@@ -32,5 +34,9 @@ class FileDescriptor {
  private:
   int fd_ = -1;
 };
+
+// Writes all of it, however often that takes; a descriptor with O_NONBLOCK is waited for. The
+// `errno` of what went wrong, or 0.
+int writeAll(int fd, std::span<const std::byte> bytes) noexcept;
 
 }  // namespace ox

@@ -14,14 +14,33 @@ std::string_view temporaryFolder() noexcept {
   return folder != nullptr && *folder != '\0' ? folder : "/tmp/";
 }
 
+namespace {
+
+template <typename Ask>
+std::optional<struct ::stat> statusBy(Ask ask, const PathBuffer& path) noexcept {
+  std::optional<struct ::stat> status(std::in_place);
+  if (!path.isRepresentable() || ask(path.c_str(), &*status) != 0) {
+    status.reset();
+  }
+  return status;
+}
+
+}  // namespace
+
+std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept {
+  return statusBy(sys::stat, path);
+}
+
+std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept {
+  return statusBy(sys::lstat, path);
+}
+
 bool itemExists(const PathBuffer& path) noexcept {
-  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-  return path.isRepresentable() && sys::stat(path.c_str(), &status) == 0;
+  return statusOf(path).has_value();
 }
 
 bool isNameTaken(const PathBuffer& path) noexcept {
-  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-  return path.isRepresentable() && sys::lstat(path.c_str(), &status) == 0;
+  return statusOfLink(path).has_value();
 }
 
 namespace {

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include <sys/types.h>
+#include <sys/stat.h>
 
 #include <array>
 #include <climits>
@@ -17,6 +17,11 @@ namespace ox::files {
 // The user's temporary folder: TMPDIR if set and not empty, else "/tmp/". Read at every call; the
 // view is into the environment.
 std::string_view temporaryFolder() noexcept;
+
+// What the system says of the item that a path leads to, or of the link itself that is there. No
+// value when there is none, or that cannot be told.
+std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept;
+std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept;
 
 // Whether something is there to be opened: a link is followed, and one that leads nowhere is not.
 bool itemExists(const PathBuffer& path) noexcept;

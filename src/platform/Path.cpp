@@ -81,15 +81,6 @@ std::string appendingComponent(std::string_view path, std::string_view component
   return joined;
 }
 
-std::string appendingExtension(std::string_view path, std::string_view extension) {
-  std::string extended;
-  extended.reserve(path.size() + 1 + extension.size());
-  extended = path;
-  extended += '.';
-  extended += extension;
-  return extended;
-}
-
 bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept {
   return std::ranges::equal(a, b, {}, lowercase, lowercase);
 }

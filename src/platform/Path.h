@@ -42,10 +42,6 @@ std::string_view deletingLastComponent(std::string_view path) noexcept;
 std::string appendingComponent(std::string_view path, std::string_view component);
 void appendComponent(std::string& path, std::string_view component);
 
-// The path, ".", the extension.
-//   ("a", "zip") => "a.zip"   ("a/", "zip") => "a/.zip"
-std::string appendingExtension(std::string_view path, std::string_view extension);
-
 // Makes a path that is not empty end in exactly one "/", ready for a component to follow.
 void endWithSeparator(std::string& path);
 

@@ -1,8 +1,8 @@
+#include "platform/SharedLock.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
-
-#include "platform/Atomic.h"
 
 namespace ox {
 namespace {

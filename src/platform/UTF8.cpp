@@ -110,4 +110,16 @@ bool isValid(std::string_view bytes) noexcept {
   return true;
 }
 
+std::string_view cut(std::string_view text, std::size_t length) noexcept {
+  if (text.size() <= length) {
+    return text;
+  }
+  constexpr std::size_t mostContinuations = 3;
+  std::size_t end = length;
+  while (end > 0 && length - end < mostContinuations && isContinuation(text[end])) {
+    --end;
+  }
+  return text.substr(0, isContinuation(text[end]) || end == 0 ? length : end);
+}
+
 }  // namespace ox::utf8

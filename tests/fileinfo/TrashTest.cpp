@@ -14,6 +14,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -646,18 +647,34 @@ TEST_F(Trash, LeavesTheItemOnAFileSystemWithoutATrash) {
   fs::remove_all(folder);
 }
 
-TEST_F(Trash, IsAtTheTopOfADiskOfItsOwn) {
-  OX_SKIP_UNLESS_ROOT("only root may mount a disk");
-  if (work().starts_with("/dev/")) {
-    GTEST_SKIP() << "a disk that is mounted there is taken for one of the system's own";
+// A disk of its own, in `disk`, and the user's Trash there, which is not made yet.
+class TrashOnADisk : public Trash {
+ protected:
+  void SetUp() override {
+    OX_SKIP_UNLESS_ROOT("only root may mount a disk");
+    if (work().starts_with("/dev/")) {
+      GTEST_SKIP() << "a disk that is mounted there is taken for one of the system's own";
+    }
+    fs::create_directory(disk);
+    mount_.emplace(ox::test::Mount::onDisk(disk, in("image")));
+    if (!*mount_) {
+      GTEST_SKIP() << "no disk can be mounted here";
+    }
   }
+
+  void TearDown() override {
+    mount_.reset();
+    Trash::TearDown();
+  }
+
   const std::string disk = in("disk");
-  fs::create_directory(disk);
-  const auto mount = ox::test::Mount::onDisk(disk, in("image"));
-  if (!mount) {
-    GTEST_SKIP() << "no disk can be mounted here";
-  }
   const std::string own = disk + "/.Trash-0";
+
+ private:
+  std::optional<ox::test::Mount> mount_;
+};
+
+TEST_F(TrashOnADisk, IsAtItsTop) {
   fs::create_directories(disk + "/folder/sub");
   const auto moves = [&](const std::string& name, const std::string& into) {
     writeFile(disk + "/folder/sub/" + name, "contents");
@@ -693,18 +710,7 @@ TEST_F(Trash, IsAtTheTopOfADiskOfItsOwn) {
   EXPECT_EQ(readFile(disk + "/fifth"), "contents");
 }
 
-TEST_F(Trash, OfADiskTakesAllOrNothingWhicheverCallFails) {
-  OX_SKIP_UNLESS_ROOT("only root may mount a disk");
-  if (work().starts_with("/dev/")) {
-    GTEST_SKIP() << "a disk that is mounted there is taken for one of the system's own";
-  }
-  const std::string disk = in("disk");
-  fs::create_directory(disk);
-  const auto mount = ox::test::Mount::onDisk(disk, in("image"));
-  if (!mount) {
-    GTEST_SKIP() << "no disk can be mounted here";
-  }
-  const std::string own = disk + "/.Trash-0";
+TEST_F(TrashOnADisk, TakesAllOrNothingWhicheverCallFails) {
   fs::create_directory(disk + "/.Trash");
   ASSERT_EQ(::chmod((disk + "/.Trash").c_str(), 01777), 0);
   const std::string shared = disk + "/.Trash/0";

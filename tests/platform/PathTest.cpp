@@ -129,22 +129,11 @@ TEST(Path, AppendsAComponent) {
   }
 }
 
-TEST(Path, AppendsAnExtension) {
-  EXPECT_EQ(path::appendingExtension("a", "zip"), "a.zip");
-  EXPECT_EQ(path::appendingExtension("a/", "zip"), "a/.zip");
-  EXPECT_EQ(path::appendingExtension("", "zip"), ".zip");
-  EXPECT_EQ(path::appendingExtension("a", ""), "a.");
-  EXPECT_EQ(path::appendingExtension("a", "tar.gz"), "a.tar.gz");
-}
-
 TEST(Path, JoinsWithOneAllocation) {
   const std::string folder(100, 'f');
   const test::AllocationCount component;
   const std::string joined = path::appendingComponent(folder, "component");
   EXPECT_EQ(component.count(), 1U);
-  const test::AllocationCount extension;
-  const std::string extended = path::appendingExtension(folder, "extension");
-  EXPECT_EQ(extension.count(), 1U);
 }
 
 TEST(Path, ComparesIgnoringTheCaseOfAsciiAlone) {

@@ -44,7 +44,6 @@ TEST(PathAgainstPlainStatement, JoinsEveryPairOfShortStrings) {
       const std::string joined = test::plain::appendingComponent(text, tail);
       ASSERT_EQ(path::appendingComponent(text, tail), joined);
       ASSERT_EQ(PathBuffer(text, tail).view(), joined);
-      ASSERT_EQ(path::appendingExtension(text, tail), test::plain::appendingExtension(text, tail));
     }
   }
 }

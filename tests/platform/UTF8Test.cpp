@@ -58,6 +58,39 @@ TEST(UTF8, TellsTextFromOtherBytes) {
   }
 }
 
+struct CutRow {
+  std::string text;
+  std::size_t length;
+  std::string start;
+};
+
+const CutRow cutRows[] = {
+    {"photos", 9, "photos"},
+    {"photos", 6, "photos"},
+    {"photos", 2, "ph"},
+    {"photos", 0, ""},
+    {"", 0, ""},
+    {"a\xc3\xa4", 3, "a\xc3\xa4"},
+    {"a\xc3\xa4", 2, "a"},
+    {"a\xc3\xa4z", 3, "a\xc3\xa4"},
+    {"a\xe2\x82\xac", 3, "a"},
+    {"a\xe2\x82\xac", 2, "a"},
+    {"a\xf0\x9f\x93\xa6", 4, "a"},
+    {"a\xf0\x9f\x93\xa6", 2, "a"},
+    {"a\xf0\x9f\x93\xa6z", 5, "a\xf0\x9f\x93\xa6"},
+    // No text: there is no character to keep whole.
+    {"a\x80\x80\x80\x80\x80", 5, "a\x80\x80\x80\x80"},
+    {"\x80\x80\x80", 2, "\x80\x80"},
+    {"\xc3\xa4", 1, "\xc3"},
+};
+
+TEST(UTF8, IsCutBetweenCharacters) {
+  for (const CutRow& row : cutRows) {
+    SCOPED_TRACE(testing::PrintToString(row.text) + ", " + std::to_string(row.length));
+    EXPECT_EQ(ox::utf8::cut(row.text, row.length), row.start);
+  }
+}
+
 TEST(UTF8, FindsABadByteAnywhere) {
   for (std::size_t length = 1; length <= 100; ++length) {
     for (std::size_t i = 0; i < length; ++i) {

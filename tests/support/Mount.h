@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 namespace ox::test {
 
@@ -17,7 +18,8 @@ class Mount {
 
   ~Mount();
   Mount(const Mount&) = delete;
-  Mount(Mount&&) = delete;
+  Mount(Mount&& other) noexcept
+      : folder_(std::move(other.folder_)), isMounted_(std::exchange(other.isMounted_, false)) {}
   Mount& operator=(const Mount&) = delete;
   Mount& operator=(Mount&&) = delete;
 

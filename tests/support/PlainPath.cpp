@@ -90,8 +90,4 @@ std::string appendingComponent(const std::string& path, const std::string& compo
   return head + "/" + tail;
 }
 
-std::string appendingExtension(const std::string& path, const std::string& extension) {
-  return path + "." + extension;
-}
-
 }  // namespace ox::test::plain

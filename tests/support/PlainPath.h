@@ -13,6 +13,5 @@ std::string extension(const std::string& path);
 std::string deletingExtension(const std::string& path);
 std::string deletingLastComponent(const std::string& path);
 std::string appendingComponent(const std::string& path, const std::string& component);
-std::string appendingExtension(const std::string& path, const std::string& extension);
 
 }  // namespace ox::test::plain
