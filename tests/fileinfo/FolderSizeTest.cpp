@@ -477,6 +477,21 @@ TEST_F(FolderSize, TakesItemsForWhatTheyAreWhenTheyAreReached) {
   EXPECT_EQ(OXGetTotalFolderSize(work()), 1000);
 }
 
+TEST_F(FolderSize, CountsWhatTookTheFurtherPlaceOfAFolder) {
+  const std::string place = in("a/b/folder");
+  makeFolder(in("a"));
+  makeFolder(in("a/b"));
+  makeFolder(place);
+  ObservedSystem observed;
+  observed.before(Call::openat, [&] {
+    if (ox::test::isFolder(place) && observed.count(Call::openat) == 2) {
+      removeOne(place);
+      ox::test::writeFile(place, bytes(1000));
+    }
+  });
+  EXPECT_EQ(OXGetTotalFolderSize(work()), 1000);
+}
+
 TEST_F(FolderSize, LeavesOutWhatTheSystemRefuses) {
   makeFolder(in("a"));
   makeFolder(in("a/b"));

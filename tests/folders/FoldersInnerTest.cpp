@@ -39,6 +39,24 @@ TEST_F(FoldersInner, UniqueNameAsksOncePerName) {
   removeOne(in("x (1)"));
 }
 
+TEST_F(FoldersInner, UniqueNameAsksForFewWhereManyAreTaken) {
+  constexpr int takenCount = 300;
+  const auto taken = [&](int counter) { return in("x (" + std::to_string(counter) + ").zip"); };
+  writeFile(in("x.zip"));
+  for (int i = 1; i <= takenCount; ++i) {
+    writeFile(taken(i));
+  }
+  {
+    const ObservedSystem system;
+    EXPECT_EQ(OXSequentiallyUniqueName("x.zip", work(), false), taken(takenCount + 1));
+    EXPECT_LT(system.count(), takenCount / 10);
+  }
+  removeOne(in("x.zip"));
+  for (int i = 1; i <= takenCount; ++i) {
+    removeOne(taken(i));
+  }
+}
+
 TEST_F(FoldersInner, UniqueNameGoesOnWhereTheListingIsNotWhole) {
   std::vector<std::string> taken{"x"};
   for (int i = 1; i <= 60; ++i) {

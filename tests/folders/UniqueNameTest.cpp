@@ -40,6 +40,7 @@ const std::string notUtf8 = "\xff\x80";
 const UniqueNameRow uniqueNameRows[] = {
     {{}, "x.zip", false, "x.zip"},
     {{"x.zip"}, "x.zip", false, "x (1).zip"},
+    {{"x.z"}, "x.z", false, "x (1).z"},
     {{"x.zip", "x (1).zip"}, "x.zip", false, "x (2).zip"},
     {{"x.zip", "x (2).zip"}, "x.zip", false, "x (1).zip"},
     {{"x (1).zip"}, "x.zip", false, "x.zip"},
@@ -137,9 +138,9 @@ TEST_F(UniqueName, OfNothingIsNothing) {
 // From some number on the folder is listed instead of asked name by name.
 TEST_F(UniqueName, IsTheFirstThatIsFreeAmongMany) {
   std::vector<std::string> taken{
-      "x.tar.gz",     "x (07).tar.gz",     "x (+7).tar.gz",          "x (-7).tar.gz",
-      "x ().tar.gz",  "x (300).tar.gz.gz", "x (99999999999).tar.gz", "x (0).tar.gz",
-      "x (-0).tar.gz"};
+      "x.tar.gz",      "x (07).tar.gz",     "x (+7).tar.gz",          "x (-7).tar.gz",
+      "x ().tar.gz",   "x (300).tar.gz.gz", "x (99999999999).tar.gz", "x (0).tar.gz",
+      "x (-0).tar.gz", "x (300]_tar.gz",    "y (300).tar.gz",         "x (300"};
   for (int i = 1; i <= 299; ++i) {
     taken.push_back("x (" + std::to_string(i) + ").tar.gz");
   }
