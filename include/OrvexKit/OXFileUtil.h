@@ -5,6 +5,7 @@
 // - A path is a string of bytes; a null path gives null, false or 0.
 // - Nothing fails loudly: what cannot be done gives null, false, 0 or the given path, as each
 //   declaration says, and only `std::bad_alloc` is ever thrown.
+// - A relative path starts in the current folder, and an empty folder is the current one.
 // - A path that holds a NUL byte names nothing on disk: it is treated as a missing item.
 // - Results belong to the caller, and arguments are read only until the call returns.
 // - Every function may be called from any number of threads at once. Some of them read the
@@ -147,6 +148,7 @@ OX_EXPORT OXString canonicalPath(OXStringView path);
 //
 //   "/var/tmp"    => "/var/tmp/.orvx.k3Xw9a"
 //   "/var/tmp/"   => "/var/tmp/.orvx.Zq01Lm"
+//   ""            => ".orvx.t6Rp2e"
 //   "/missing"    => null
 //   null          => "/tmp/.orvx.8dGf2x"
 OX_EXPORT OXString OXCreateTemporaryDirectoryInDir(OXStringView baseDir);
@@ -177,9 +179,12 @@ OX_EXPORT OXString OXCreateUniqueTempDir();
 // has to do so exclusively (`O_EXCL`, `mkdir`) and ask again when told that it exists.
 // `OXSafelyCreateArchiveSubdir` does that for folders.
 //
-// Null when `name` or `directory` is null.
+// Null when `name` or `directory` is null. In a folder that is missing, or that may not be
+// searched, every name is free.
 //
 //   ("x.zip", "/d", false), nothing there             => "/d/x.zip"
+//   ("x.zip", "", false), nothing there               => "x.zip"
+//   ("x.zip", "/missing", false)                      => "/missing/x.zip"
 //   the same with "/d/x.zip" there                    => "/d/x (1).zip"
 //   the same with "/d/x (1).zip" there too            => "/d/x (2).zip"
 //   ("photos.tar.gz", "/d", false), taken             => "/d/photos (1).tar.gz"
@@ -299,7 +304,8 @@ OX_EXPORT OXString OXGenerateMD5DigestForFile(OXStringView path);
 // A byte count as text: a number with one decimal, or none where that would be a zero, and a unit.
 // Units are powers of 1000 up to "GB"; a size of exactly one unit is told in the smaller. The unit
 // is chosen before the number is rounded: the double nearest to the quotient, half to even. The
-// decimal point is "." whatever the user's locale. Never null; touches nothing.
+// decimal point is "." whatever the user's locale. A negative size is told in bytes. Never null;
+// touches nothing.
 //
 //   0             => "0 B"
 //   1000          => "1000 B"
@@ -312,6 +318,7 @@ OX_EXPORT OXString OXGenerateMD5DigestForFile(OXStringView path);
 //   1048576       => "1 MB"
 //   2500000000    => "2.5 GB"
 //   -5            => "-5 B"
+//   -2500000000   => "-2500000000 B"
 OX_EXPORT OXString OXHumanReadableFileSize(std::int64_t size);
 
 namespace OXFileUtilAdditions {

@@ -42,6 +42,8 @@
 // it), and the end of the stream wakes it up: a worker that dies closes its end of the pipe. So the
 // reading process has to close its own copy of the writing end, or the stream never ends.
 //
+// Only `std::bad_alloc` is thrown, and what has arrived is kept: the next call goes on from there.
+//
 // Thread safety: one thread at a time.
 class OX_EXPORT OXCBORSequenceReader {
  public:
@@ -59,7 +61,9 @@ class OX_EXPORT OXCBORSequenceReader {
   // The greatest size that an item may have when the caller says nothing else: 1 MiB.
   static constexpr std::size_t defaultMaximumItemSize = std::size_t{1} << 20;
 
-  // Reads from `fd`, which can be a pipe, a socket or a file. Nothing is read yet.
+  // Reads from `fd`, which can be a pipe, a socket or a file, and which the caller closes. Nothing
+  // is read yet. `maximumItemSize` is in bytes and 1 at the least: 0 counts as 1. 64 KiB are taken
+  // at once, and more only for an item that is larger.
   explicit OXCBORSequenceReader(int fd, std::size_t maximumItemSize = defaultMaximumItemSize);
   ~OXCBORSequenceReader();
   OXCBORSequenceReader(const OXCBORSequenceReader&) = delete;
@@ -99,7 +103,9 @@ class OX_EXPORT OXCBORSequenceReader {
 // Thread safety: one thread at a time.
 class OX_EXPORT OXCBORSequenceWriter {
  public:
-  // Writes to `fd`, which can be a pipe, a socket or a file. Nothing is written yet.
+  // Writes to `fd`, which can be a pipe, a socket or a file, and which the caller closes after the
+  // writer is gone. Nothing is written yet. Throws only `std::bad_alloc`; nothing else of it
+  // throws.
   explicit OXCBORSequenceWriter(int fd);
   // Flushes, without a word when that fails.
   ~OXCBORSequenceWriter();
