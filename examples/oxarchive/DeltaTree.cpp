@@ -1,7 +1,6 @@
 #include "DeltaTree.h"
 
 #include <OrvexKit/OXFileUtil.h>
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,32 +12,21 @@
 #include "CommandLine.h"
 #include "EntryPath.h"
 #include "Failure.h"
+#include "FolderStream.h"
 #include "Interruption.h"
 #include "Printable.h"
 
 namespace oxarchive {
 namespace {
 
-struct DirectoryCloser {
-  void operator()(DIR* directory) const { ::closedir(directory); }
-};
-
 // The names in a folder, sorted; 0 or the error that hinders reading them.
 int namesIn(const std::string& folder, std::vector<std::string>& names) {
-  const std::unique_ptr<DIR, DirectoryCloser> directory(::opendir(folder.c_str()));
-  if (!directory) {
+  const FolderStream stream = openFolderStream(folder.c_str());
+  if (!stream) {
     return errno;
   }
-  for (;;) {
-    errno = 0;
-    const dirent* const item = ::readdir(directory.get());
-    if (item == nullptr) {
-      break;
-    }
-    std::string name = item->d_name;
-    if (name != "." && name != "..") {
-      names.push_back(std::move(name));
-    }
+  while (const char* const name = nextName(stream)) {
+    names.emplace_back(name);
   }
   const int error = errno;
   std::ranges::sort(names);

@@ -1,7 +1,6 @@
 #include "ExtractCommand.h"
 
 #include <OrvexKit/OXFileUtil.h>
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,7 +10,6 @@
 #include <map>
 #include <set>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "ArchiveReader.h"
@@ -92,13 +90,7 @@ bool isEmptyFolder(int fd, const std::string& path) {
   if (!stream) {
     failToOpen(path, errno);
   }
-  while (const dirent* item = ::readdir(stream.get())) {
-    const std::string_view name = item->d_name;
-    if (name != "." && name != "..") {
-      return false;
-    }
-  }
-  return true;
+  return nextName(stream) == nullptr;
 }
 
 // A new folder that is empty and open.

@@ -37,9 +37,9 @@ The archive is opened by a process of its own.
 
 create packs each PATH, with all that is in it if it is a folder, under its last
 component into a new archive. The end of the new archive's name decides its
-format, in any case: .tar, .tar.gz or .tgz, .tar.bz2 or .tbz2, .tar.xz or .txz,
-.tar.zst or .tzst, .zip, .7z. Where the name is taken the archive is called
-"NAME (1).EXT" and so on. It appears only when it is whole, and otherwise
+format, in any case: .tar, .tar.gz or .tgz, .tar.bz2, .tbz2 or .tbz, .tar.xz or
+.txz, .tar.zst or .tzst, .zip, .7z. Where the name is taken the archive is
+called "NAME (1).EXT" and so on. It appears only when it is whole, and otherwise
 nothing is left of it. Links are packed as links, "." and ".." under the
 folder's own name; two PATHs may not have the same last component. Permissions
 and times are kept; owners in the formats that have them. One line goes to
@@ -65,11 +65,15 @@ needs no password.
   --password-env NAME    the environment variable NAME
 
   --           what follows are archives and paths, even if it begins with "-"
-  --help       show this text
+  -h, --help   show this text
 
 Formats of extract and list: tar, cpio, ar, ZIP, 7-Zip, RAR, CAB, LHA, XAR and
 ISO 9660, also compressed with gzip, bzip2, xz, lzma, lzip, zstd, lz4 or
 compress, and RPM.
+
+Environment: temporary files are made in TMPDIR, else in /tmp; the Trash is in
+XDG_DATA_HOME, else in ~/.local/share; OXARCHIVE_WORKER is the path of a program
+that opens the archive for list in place of oxarchive itself.
 
 Exit status: 0 when all went well, 1 when something could not be extracted,
 listed, packed or moved to the Trash, 2 when the command line is wrong.)help";

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
-
-#include "Failure.h"
 
 namespace oxarchive {
 namespace {
@@ -116,10 +113,6 @@ std::string lastCharacters(std::string_view text, std::size_t count) {
     text.remove_prefix(1);
   }
   return "…" + std::string(text);
-}
-
-std::string withSystemReason(const std::string& reason, int error) {
-  return reason + ": " + std::strerror(error);
 }
 
 }  // namespace oxarchive

@@ -12,7 +12,7 @@
 #include "Descriptor.h"
 #include "Failure.h"
 #include "Interruption.h"
-#include "VolumeStream.h"
+#include "RegularFile.h"
 
 namespace oxarchive {
 namespace {

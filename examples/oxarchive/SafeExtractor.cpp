@@ -1,6 +1,5 @@
 #include "SafeExtractor.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -132,8 +131,8 @@ void removeFiles(int folder) {
   if (!stream) {
     return;
   }
-  while (const dirent* item = ::readdir(stream.get())) {
-    ::unlinkat(folder, item->d_name, 0);
+  while (const char* const name = nextName(stream)) {
+    ::unlinkat(folder, name, 0);
   }
 }
 

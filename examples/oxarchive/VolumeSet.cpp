@@ -1,23 +1,22 @@
 #include "VolumeSet.h"
 
 #include <OrvexKit/OXFileUtil.h>
-#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string_view>
 
 #include "Descriptor.h"
 #include "Failure.h"
+#include "FolderStream.h"
 #include "Printable.h"
 #include "RarVolume.h"
-#include "VolumeStream.h"
+#include "RegularFile.h"
 
 namespace oxarchive {
 namespace {
@@ -215,16 +214,14 @@ bool findFirst(Numbering& numbering, const std::string& folder, const std::strin
 // without a gap when it cannot be listed.
 std::set<unsigned> presentVolumes(const Numbering& numbering, const std::string& folder) {
   std::set<unsigned> present{0};
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(folder.empty() ? "." : folder.c_str()),
-                                                   ::closedir);
+  const FolderStream stream = openFolderStream(folder.empty() ? "." : folder.c_str());
   if (!stream) {
     for (unsigned i = 1; exists(join(folder, numbering.nameOf(i))); ++i) {
       present.insert(i);
     }
     return present;
   }
-  while (const dirent* item = ::readdir(stream.get())) {
-    const char* const name = item->d_name;
+  while (const char* const name = nextName(stream)) {
     if (const std::optional<unsigned> index = numbering.indexOf(name)) {
       present.insert(*index);
     }
@@ -252,12 +249,17 @@ std::string nameOfMissingFirst(Numbering numbering, const std::string& folder) {
   return name;
 }
 
+bool isRarVolume(const std::string& path) {
+  const std::optional<RarVolume> volume = inspectRarVolume(path);
+  return volume && volume->isVolume;
+}
+
 // RAR volumes know whether another one follows; the end of a set is visible in no other way.
-void checkRarChain(const VolumeSet& set, const std::string& nextName) {
+void checkRarChain(const VolumeSet& set, const std::string& nameAfterLast) {
   for (std::size_t i = 0; i < set.paths.size(); ++i) {
     const bool isLast = i + 1 == set.paths.size();
     if (set.rarVolumes[i].ending == RarVolume::Ending::continued && isLast) {
-      failForMissing(nextName, "the next volume");
+      failForMissing(nameAfterLast, "the next volume");
     }
     if (set.rarVolumes[i].ending == RarVolume::Ending::last && !isLast) {
       throw ArchiveFailure(printable(set.paths[i]) +
@@ -302,6 +304,52 @@ VolumeSet singleFile(const std::string& path, const std::string& folder, const s
   return result;
 }
 
+// How the set is numbered that the file is a volume of; no value when the file stands alone. Throws
+// when the first volume is missing.
+std::optional<Numbering> numberingOfSet(const std::string& path, const std::string& folder,
+                                        const std::string& name) {
+  std::optional<Numbering> numbering = Numbering::of(name);
+  if (!numbering) {
+    return std::nullopt;
+  }
+  if (!findFirst(*numbering, folder, name)) {
+    if (numbering->isNumberedZero() || (numbering->isRar() && !isRarVolume(path))) {
+      return std::nullopt;
+    }
+    failForMissing(nameOfMissingFirst(*numbering, folder), "the first volume of it");
+  }
+  const std::string first = join(folder, numbering->nameOf(0));
+  const std::string other = first == path ? join(folder, numbering->nameOf(1)) : path;
+  const bool standsAlone = numbering->isRar() ? !isRarVolume(first) : startAlike(first, other);
+  return standsAlone ? std::nullopt : numbering;
+}
+
+// All volumes in the folder, the first of which is known to be there. Throws when one is missing
+// between them.
+VolumeSet listVolumes(const Numbering& numbering, const std::string& folder) {
+  VolumeSet set{{}, numbering.archiveName(), folder, {}};
+  const std::set<unsigned> present = presentVolumes(numbering, folder);
+  for (unsigned index = 0; index <= *present.rbegin(); ++index) {
+    if (!present.contains(index)) {
+      failForMissing(numbering.nameOf(index), "one of the volumes");
+    }
+    set.paths.push_back(join(folder, numbering.nameOf(index)));
+  }
+  return set;
+}
+
+// Adds what each volume says of itself. `nameAfterLast` would be that of the volume after the last.
+void inspectRarVolumes(VolumeSet& set, const std::string& nameAfterLast) {
+  for (const std::string& path : set.paths) {
+    std::optional<RarVolume> volume = inspectRarVolume(path);
+    if (!volume) {
+      throw ArchiveFailure(printable(path) + " is not a RAR volume");
+    }
+    set.rarVolumes.push_back(*std::move(volume));
+  }
+  checkRarChain(set, nameAfterLast);
+}
+
 }  // namespace
 
 VolumeSet findVolumes(const std::string& path) {
@@ -310,42 +358,13 @@ VolumeSet findVolumes(const std::string& path) {
   const std::string folder = slash == std::string::npos ? "" : path.substr(0, slash + 1);
   struct ::stat status {};
   openRegularFile(path, "it", status);
-  std::optional<Numbering> numbering = Numbering::of(name);
+  const std::optional<Numbering> numbering = numberingOfSet(path, folder, name);
   if (!numbering) {
     return singleFile(path, folder, name);
   }
-  const auto isRarVolume = [](const std::string& file) {
-    const std::optional<RarVolume> volume = inspectRarVolume(file);
-    return volume && volume->isVolume;
-  };
-  if (!findFirst(*numbering, folder, name)) {
-    if (numbering->isNumberedZero() || (numbering->isRar() && !isRarVolume(path))) {
-      return singleFile(path, folder, name);
-    }
-    failForMissing(nameOfMissingFirst(*numbering, folder), "the first volume of it");
-  }
-  const std::string first = join(folder, numbering->nameOf(0));
-  const std::string other = first == path ? join(folder, numbering->nameOf(1)) : path;
-  if (numbering->isRar() ? !isRarVolume(first) : startAlike(first, other)) {
-    return singleFile(path, folder, name);
-  }
-  VolumeSet result{{}, numbering->archiveName(), folder, {}};
-  const std::set<unsigned> present = presentVolumes(*numbering, folder);
-  for (unsigned index = 0; index <= *present.rbegin(); ++index) {
-    if (!present.contains(index)) {
-      failForMissing(numbering->nameOf(index), "one of the volumes");
-    }
-    result.paths.push_back(join(folder, numbering->nameOf(index)));
-  }
+  VolumeSet result = listVolumes(*numbering, folder);
   if (numbering->isRar()) {
-    for (const std::string& volumePath : result.paths) {
-      std::optional<RarVolume> volume = inspectRarVolume(volumePath);
-      if (!volume) {
-        throw ArchiveFailure(printable(volumePath) + " is not a RAR volume");
-      }
-      result.rarVolumes.push_back(*std::move(volume));
-    }
-    checkRarChain(result, numbering->nameOf(*present.rbegin() + 1));
+    inspectRarVolumes(result, numbering->nameOf(static_cast<unsigned>(result.paths.size())));
   }
   return result;
 }

@@ -1,6 +1,7 @@
 #include "VolumeStream.h"
 
-#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -9,6 +10,7 @@
 #include "Failure.h"
 #include "Interruption.h"
 #include "Printable.h"
+#include "RegularFile.h"
 
 namespace oxarchive {
 namespace {
@@ -20,21 +22,6 @@ std::uint64_t unsignedSize(const struct ::stat& status) {
 }
 
 }  // namespace
-
-Descriptor openRegularFile(const std::string& path, const std::string& subject,
-                           struct ::stat& status) {
-  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
-    throw ArchiveFailure(withSystemReason(subject + " cannot be opened", errno));
-  }
-  if (S_ISDIR(status.st_mode)) {
-    throw ArchiveFailure(subject + " is a folder, not an archive");
-  }
-  if (!S_ISREG(status.st_mode)) {
-    throw ArchiveFailure(subject + " is not a regular file");
-  }
-  return file;
-}
 
 VolumeStream::VolumeStream(const std::vector<std::string>& paths)
     : openVolume_(paths.size()), buffer_(blockSize) {

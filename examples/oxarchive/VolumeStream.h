@@ -1,6 +1,6 @@
 #pragma once
 
-#include <sys/stat.h>
+#include <sys/types.h>
 
 #include <cstdint>
 #include <string>
@@ -48,10 +48,5 @@ class VolumeStream final : public ByteSource {
   Descriptor file_;
   std::vector<std::byte> buffer_;
 };
-
-// Opens a regular file for reading; ArchiveFailure says why when it cannot, and calls the file
-// `subject`. Never waits for another process, as opening a pipe would.
-Descriptor openRegularFile(const std::string& path, const std::string& subject,
-                           struct ::stat& status);
 
 }  // namespace oxarchive

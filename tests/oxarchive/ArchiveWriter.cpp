@@ -3,7 +3,9 @@
 #include <archive_entry.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <clocale>
+#include <cstdio>
 #include <ctime>
 #include <memory>
 #include <random>
@@ -92,6 +94,18 @@ void writeArchive(const std::string& path, const std::vector<Item>& items,
   }
   ASSERT_EQ(::archive_write_close(archive.get()), ARCHIVE_OK)
       << ::archive_error_string(archive.get());
+}
+
+void setTarCheckSum(std::string& header) {
+  constexpr std::size_t start = 148;
+  header.replace(start, 8, 8, ' ');
+  unsigned sum = 0;
+  for (const char byte : header) {
+    sum += static_cast<unsigned char>(byte);
+  }
+  std::array<char, 7> digits{};
+  static_cast<void>(std::snprintf(digits.data(), digits.size(), "%06o", sum));
+  header.replace(start, digits.size(), digits.data(), digits.size());
 }
 
 std::string noise(std::size_t size, unsigned seed) {

@@ -43,6 +43,9 @@ struct ArchiveOptions {
 void writeArchive(const std::string& path, const std::vector<Item>& items,
                   const ArchiveOptions& options = {});
 
+// Makes the check sum in `header`, a whole one of the tar formats, that of its other fields.
+void setTarCheckSum(std::string& header);
+
 // Some kilobytes that cannot be compressed, the same at every run.
 std::string noise(std::size_t size, unsigned seed = 1);
 

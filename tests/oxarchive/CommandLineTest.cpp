@@ -32,6 +32,7 @@ TEST_F(CommandLine, HelpGoesToStandardOutput) {
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_TRUE(result.output.starts_with("Usage: oxarchive extract ARCHIVE... [--into DIR] "));
     EXPECT_NE(result.output.find("An extract that is interrupted keeps"), std::string::npos);
+    EXPECT_NE(result.output.find("\n  -h, --help "), std::string::npos);
     EXPECT_NE(result.output.find("Exit status"), std::string::npos);
     EXPECT_EQ(result.errors, "");
   }

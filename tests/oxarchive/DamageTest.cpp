@@ -88,15 +88,26 @@ TEST_F(Damage, EveryCutIsTold) {
   }
 }
 
-TEST_F(Damage, EveryCutOfRarIsTold) {
+struct WholeRar {
+  std::string bytes;
+  Tree contents;
+};
+
+// Three files in a RAR archive of one volume.
+WholeRar wholeRar(bool isNewFormat) {
   const std::vector<RarFile> files = {
       {"a.txt", "hello\n"}, {"b.bin", noise(1500)}, {"c.txt", "the end\n"}};
-  const Tree whole = {{"a.txt", "file hello\n"},
-                      {"b.bin", "file " + files[1].contents},
-                      {"c.txt", "file the end\n"}};
+  Tree contents;
+  for (const RarFile& each : files) {
+    contents[each.path] = "file " + each.contents;
+  }
+  return {makeRarVolumes(files, {.isNewFormat = isNewFormat, .dataPerVolume = 100'000}).front(),
+          contents};
+}
+
+TEST_F(Damage, EveryCutOfRarIsTold) {
   for (const bool isNewFormat : {false, true}) {
-    const std::string bytes =
-        makeRarVolumes(files, {.isNewFormat = isNewFormat, .dataPerVolume = 100'000}).front();
+    const auto& [bytes, whole] = wholeRar(isNewFormat);
     EXPECT_EQ(extractDamaged("d.rar", bytes, whole), 0);
     for (std::size_t size = 0; size < bytes.size(); size += size + 40 < bytes.size() ? 61U : 1U) {
       SCOPED_TRACE(size);
@@ -144,14 +155,8 @@ TEST_F(Damage, EveryChangedByteIsToldOrHarmless) {
 }
 
 TEST_F(Damage, ContentsOfRarFiles) {
-  const std::vector<RarFile> files = {
-      {"a.txt", "hello\n"}, {"b.bin", noise(1500)}, {"c.txt", "the end\n"}};
-  const Tree whole = {{"a.txt", "file hello\n"},
-                      {"b.bin", "file " + files[1].contents},
-                      {"c.txt", "file the end\n"}};
   for (const bool isNewFormat : {false, true}) {
-    const std::string bytes =
-        makeRarVolumes(files, {.isNewFormat = isNewFormat, .dataPerVolume = 100'000}).front();
+    const auto& [bytes, whole] = wholeRar(isNewFormat);
     for (std::size_t i = 0; i < bytes.size(); i += 29) {
       SCOPED_TRACE(i);
       std::string changed = bytes;

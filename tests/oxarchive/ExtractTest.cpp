@@ -605,14 +605,7 @@ TEST_F(Extract, AnInterruptionIsTold) {
   std::string header = readFile(in("h.tar")).substr(0, 512);
   const std::string size = "77777777777";  // octal: 8 GiB
   header.replace(124, size.size(), size);
-  header.replace(148, 8, 8, ' ');
-  unsigned sum = 0;
-  for (const char byte : header) {
-    sum += static_cast<unsigned char>(byte);
-  }
-  std::array<char, 8> digits{};
-  static_cast<void>(std::snprintf(digits.data(), digits.size(), "%06o", sum));
-  header.replace(148, 7, digits.data(), 7);
+  setTarCheckSum(header);
   writeFile(in("a.tar"), readFile(in("a.tar")).substr(0, 1024) + header);
   ASSERT_EQ(::truncate(in("a.tar").c_str(), 8'589'940'000), 0);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {

@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <filesystem>
 
 #include "OxarchiveTest.h"
@@ -195,14 +193,7 @@ void turnIntoHardLink(const std::string& archive, const std::string& path,
     }
     header[156] = '1';
     header.replace(157, 100, target + std::string(100 - target.size(), '\0'));
-    header.replace(148, 8, 8, ' ');
-    unsigned sum = 0;
-    for (const char byte : header) {
-      sum += static_cast<unsigned char>(byte);
-    }
-    std::array<char, 8> digits{};
-    static_cast<void>(std::snprintf(digits.data(), digits.size(), "%06o", sum));
-    header.replace(148, 7, digits.data(), 7);
+    setTarCheckSum(header);
     bytes.replace(start, 512, header);
     writeFile(archive, bytes);
     return;
