@@ -333,6 +333,9 @@ TEST_F(Trash, TakesNamesOfEveryLength) {
       {std::string(255, 'c'), std::string(245, 'c')},
       {std::string(251, 'd') + ".zip", std::string(241, 'd') + ".zip"},
       {"e." + std::string(253, 'e'), "e." + std::string(243, 'e')},
+      // An extension that just leaves room for one byte before it, and one that leaves none.
+      {"fg." + std::string(243, 'f'), "f." + std::string(243, 'f')},
+      {"g." + std::string(244, 'g'), "g." + std::string(243, 'g')},
       {umlauts, umlauts.substr(0, 244)},  // no half of a character
       {std::string(255, '\x80'), std::string(245, '\x80')},
   };

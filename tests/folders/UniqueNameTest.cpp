@@ -138,10 +138,10 @@ TEST_F(UniqueName, OfNothingIsNothing) {
 // From some number on the folder is listed instead of asked name by name.
 TEST_F(UniqueName, IsTheFirstThatIsFreeAmongMany) {
   std::vector<std::string> taken{
-      "x.tar.gz",       "x (07).tar.gz",     "x (+7).tar.gz",          "x (-7).tar.gz",
-      "x ().tar.gz",    "x (300).tar.gz.gz", "x (99999999999).tar.gz", "x (0).tar.gz",
-      "x (-0).tar.gz",  "x (300]_tar.gz",    "y (300).tar.gz",         "x (300",
-      "x (0300).tar.gz"};
+      "x.tar.gz",        "x (07).tar.gz",     "x (+7).tar.gz",          "x (-7).tar.gz",
+      "x ().tar.gz",     "x (300).tar.gz.gz", "x (99999999999).tar.gz", "x (0).tar.gz",
+      "x (-0).tar.gz",   "x (300]_tar.gz",    "y (300).tar.gz",         "x (300",
+      "x (300a).tar.gz", "x (0300).tar.gz"};
   for (int i = 1; i <= 299; ++i) {
     taken.push_back("x (" + std::to_string(i) + ").tar.gz");
   }
