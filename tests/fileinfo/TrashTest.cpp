@@ -596,6 +596,7 @@ TEST_F(Trash, MovesAllOrNothingWhicheverCallFails) {
         observed.failNth(nth, error);
         const bool answer = OXMoveFileToTrashSync(in("file"));
         expectAllOrNothing(answer, in("file"), items(), entries());
+        EXPECT_TRUE(!answer || pathIn("file.trashinfo") == in("file"));
         failures += answer ? 0 : 1;
         wasReached = nth <= observed.count();
       }
@@ -730,6 +731,8 @@ TEST_F(TrashOnADisk, TakesAllOrNothingWhicheverCallFails) {
       wasReached = nth <= observed.count();
       const std::string used = exists(shared + "/files/file") ? shared : own;
       expectAllOrNothing(answer, disk + "/file", namesIn(used + "/files"), namesIn(used + "/info"));
+      EXPECT_TRUE(!answer || readFile(used + "/info/file.trashinfo").find("\nPath=file\n") !=
+                                 std::string::npos);
     }
   }
 }
