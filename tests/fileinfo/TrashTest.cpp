@@ -208,6 +208,23 @@ TEST_F(Trash, LeavesAFolderThatMayNotBeWrittenAsItIs) {
   }
 }
 
+TEST_F(Trash, ChangesNoPermissionsInVain) {
+  writeFile(in("file"), "contents");
+  ASSERT_EQ(::chmod(in("file").c_str(), 0444), 0);
+  fs::create_directory(in("folder"));
+  fs::create_directory(in("closed"));
+  ASSERT_EQ(::chmod(in("closed").c_str(), 0555), 0);
+  const std::vector<std::pair<std::string, int>> rows = {
+      {"file", EACCES}, {"folder", EACCES}, {"closed", EIO}};
+  for (const auto& [name, error] : rows) {
+    ObservedSystem observed;
+    observed.fail(Call::renameat2, error);
+    EXPECT_FALSE(OXMoveFileToTrashSync(in(name))) << name;
+    EXPECT_EQ(observed.count(Call::fchmodat), 0) << name;
+  }
+  EXPECT_THAT(entries(), IsEmpty());
+}
+
 TEST_F(Trash, DoesNotTakeWhatMayNotBeMoved) {
   OX_SKIP_AS_ROOT();
   fs::create_directory(in("folder"));
@@ -472,6 +489,17 @@ TEST_F(Trash, DoesNotTakeItselfApart) {
     EXPECT_FALSE(OXMoveFileToTrashSync(path)) << path;
     EXPECT_EQ(listing(trash()), before) << path;
   }
+}
+
+TEST_F(Trash, DoesNotTakeWhatMayLieInIt) {
+  writeFile(in("file"), "contents");
+  for (int nth = 1; nth <= 4; ++nth) {
+    ObservedSystem observed;
+    observed.fail(Call::fstat, EIO, nth);  // one of the folders is not known
+    EXPECT_FALSE(OXMoveFileToTrashSync(in("file"))) << nth;
+  }
+  EXPECT_THAT(items(), IsEmpty());
+  EXPECT_EQ(readFile(in("file")), "contents");
 }
 
 TEST_F(Trash, LeavesTheItemWhereTheTrashCannotBeMade) {
