@@ -171,8 +171,10 @@ TEST_F(SupportLocations, TakeTheHomeOfAnEntryOfAnyLengthUnlessItIsRelative) {
   };
   for (const auto& [home, support] : rows) {
     SCOPED_TRACE(home.substr(0, 20));
-    const std::string name(3000, 'n');  // longer than what is reserved for an entry at first
-    ox::test::writeFile(password, "someone:x:54321:54321:" + name + ":" + home + ":/bin/sh\n");
+    std::string entry("someone:x:54321:54321:");
+    entry.append(3000, 'n');  // longer than what is reserved for an entry at first
+    entry.append(":").append(home).append(":/bin/sh\n");
+    ox::test::writeFile(password, entry);
     const ox::test::ChildResult result = run(ChildProcess{
         .program = "unshare",
         .arguments = {"--mount", "sh", "-c",
