@@ -5,7 +5,8 @@
 // - A path is a string of bytes; a null path gives null, false or 0.
 // - Nothing fails loudly: what cannot be done gives null, false, 0 or the given path, as each
 //   declaration says, and only `std::bad_alloc` is ever thrown.
-// - A relative path starts in the current folder, and an empty folder is the current one.
+// - A relative path starts in the current folder; an empty `baseDir`, `directory` or
+//   `destination` is that folder.
 // - A path that holds a NUL byte names nothing on disk: it is treated as a missing item.
 // - Results belong to the caller, and arguments are read only until the call returns.
 // - Every function may be called from any number of threads at once. Some of them read the
