@@ -6,7 +6,7 @@
 #include <string>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/DateNames.h"
+#include "platform/desktop/DateNames.h"
 
 namespace {
 

@@ -10,10 +10,10 @@
 #include <string>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/FileDescriptor.h"
-#include "platform/FileManager.h"
-#include "platform/PathBuffer.h"
-#include "platform/System.h"
+#include "platform/files/FileDescriptor.h"
+#include "platform/files/Files.h"
+#include "platform/files/PathBuffer.h"
+#include "platform/files/System.h"
 
 namespace {
 

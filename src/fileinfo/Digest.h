@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "platform/Md5.h"
+#include "platform/desktop/Md5.h"
 
 namespace ox {
 

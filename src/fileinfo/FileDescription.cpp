@@ -1,6 +1,6 @@
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/Gio.h"
-#include "platform/Path.h"
+#include "platform/desktop/Gio.h"
+#include "platform/files/Path.h"
 
 OXString OXFileUtilAdditions::fileDescription(OXStringView path) {
   if (!path) {

@@ -2,7 +2,7 @@
 #include <string_view>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/FileManager.h"
+#include "platform/files/Files.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <string>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/FileManager.h"
-#include "platform/Log.h"
+#include "platform/desktop/Log.h"
+#include "platform/files/Files.h"
 
 std::int64_t OXGetFileSize(OXStringView path) {
   if (path) {

@@ -21,10 +21,10 @@
 #include <vector>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/DirectoryReader.h"
-#include "platform/FileDescriptor.h"
-#include "platform/PathBuffer.h"
-#include "platform/System.h"
+#include "platform/files/DirectoryReader.h"
+#include "platform/files/FileDescriptor.h"
+#include "platform/files/PathBuffer.h"
+#include "platform/files/System.h"
 
 namespace {
 

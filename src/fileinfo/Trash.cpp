@@ -24,11 +24,11 @@
 
 #include "OrvexKit/OXFileUtil.h"
 #include "fileinfo/TrashFolder.h"
-#include "platform/FileDescriptor.h"
-#include "platform/FileManager.h"
-#include "platform/Path.h"
-#include "platform/System.h"
-#include "platform/UTF8.h"
+#include "platform/coding/UTF8.h"
+#include "platform/files/FileDescriptor.h"
+#include "platform/files/Files.h"
+#include "platform/files/Path.h"
+#include "platform/files/System.h"
 
 namespace {
 

@@ -4,12 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/FileManager.h"
-#include "platform/Gio.h"
-#include "platform/Path.h"
-#include "platform/PathBuffer.h"
-#include "platform/System.h"
-#include "platform/UserFolders.h"
+#include "platform/desktop/Gio.h"
+#include "platform/files/Files.h"
+#include "platform/files/Path.h"
+#include "platform/files/PathBuffer.h"
+#include "platform/files/System.h"
+#include "platform/files/UserFolders.h"
 
 namespace ox {
 namespace {

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/FileDescriptor.h"
+#include "platform/files/FileDescriptor.h"
 
 namespace ox {
 

@@ -3,9 +3,9 @@
 #include "OrvexKit/OXFileUtil.h"
 #include "folders/FreeName.h"
 #include "folders/TemporaryDirectories.h"
-#include "platform/FileManager.h"
-#include "platform/FilePackage.h"
-#include "platform/Path.h"
+#include "platform/desktop/FilePackage.h"
+#include "platform/files/Files.h"
+#include "platform/files/Path.h"
 
 namespace {
 

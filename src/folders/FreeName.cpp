@@ -4,10 +4,10 @@
 #include <charconv>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/DirectoryReader.h"
-#include "platform/FileDescriptor.h"
-#include "platform/FileManager.h"
-#include "platform/Path.h"
+#include "platform/files/DirectoryReader.h"
+#include "platform/files/FileDescriptor.h"
+#include "platform/files/Files.h"
+#include "platform/files/Path.h"
 
 namespace ox {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "OrvexKit/OXFileUtil.h"
 #include "OrvexKit/OXScopedTempDir.h"
-#include "platform/FileManager.h"
+#include "platform/files/Files.h"
 
 OXScopedTempDir::OXScopedTempDir() : path_(OXCreateTemporaryDirectory()), process_(::getpid()) {}
 

@@ -2,9 +2,9 @@
 #include <string_view>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/FileManager.h"
-#include "platform/Path.h"
-#include "platform/UserFolders.h"
+#include "platform/files/Files.h"
+#include "platform/files/Path.h"
+#include "platform/files/UserFolders.h"
 
 namespace {
 

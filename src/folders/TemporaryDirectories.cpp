@@ -4,9 +4,9 @@
 #include <string>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/FileManager.h"
-#include "platform/Log.h"
-#include "platform/Path.h"
+#include "platform/desktop/Log.h"
+#include "platform/files/Files.h"
+#include "platform/files/Path.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <optional>
 
-#include "platform/PathBuffer.h"
+#include "platform/files/PathBuffer.h"
 
 namespace ox {
 

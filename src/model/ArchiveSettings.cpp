@@ -1,8 +1,8 @@
 #include <utility>
 
 #include "OrvexKit/OXArchiveSettings.h"
-#include "platform/AtomicString.h"
-#include "platform/Wipe.h"
+#include "platform/objects/AtomicString.h"
+#include "platform/objects/Wipe.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include "OrvexKit/OXDeltaNode.h"
 #include "model/DeltaNodeChildList.h"
-#include "platform/Path.h"
-#include "platform/SharedLock.h"
+#include "platform/files/Path.h"
+#include "platform/objects/SharedLock.h"
 
 OXDeltaNode::OXDeltaNode() = default;
 OXDeltaNode::~OXDeltaNode() = default;

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <mutex>
 
-#include "platform/FatalError.h"
-#include "platform/SharedLock.h"
+#include "platform/objects/FatalError.h"
+#include "platform/objects/SharedLock.h"
 
 std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::ChildList::make() {
   return {new ChildList, release};

@@ -7,9 +7,9 @@
 
 #include "OrvexKit/OXDeltaNode.h"
 #include "model/DeltaNodeChildList.h"
-#include "platform/FatalError.h"
-#include "platform/Path.h"
-#include "platform/SharedLock.h"
+#include "platform/files/Path.h"
+#include "platform/objects/FatalError.h"
+#include "platform/objects/SharedLock.h"
 
 // A walk in progress: the levels from its start down to where it is, instead of calls that call
 // themselves, and the two paths, which are made longer and shorter in place.

@@ -2,8 +2,8 @@
 #include <utility>
 
 #include "OrvexKit/OXFormatInfo.h"
-#include "platform/AtomicString.h"
-#include "platform/DynamicClass.h"
+#include "platform/objects/AtomicString.h"
+#include "platform/objects/DynamicClass.h"
 
 OXFormatInfo::OXFormatInfo() = default;
 OXFormatInfo::~OXFormatInfo() = default;

@@ -1,7 +1,7 @@
 #include "naming/ArchiveExtension.h"
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/Path.h"
+#include "platform/files/Path.h"
 
 namespace ox {
 

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/FileManager.h"
-#include "platform/Path.h"
+#include "platform/files/Files.h"
+#include "platform/files/Path.h"
 
 namespace {
 

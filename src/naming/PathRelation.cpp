@@ -3,7 +3,7 @@
 #include <string>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/FileManager.h"
+#include "platform/files/Files.h"
 
 namespace {
 

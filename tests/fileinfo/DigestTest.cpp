@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/FileDescriptor.h"
+#include "platform/files/FileDescriptor.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/ObservedSystem.h"

@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/FileManager.h"
+#include "platform/files/Files.h"
 #include "support/AllocationCount.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"

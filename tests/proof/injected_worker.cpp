@@ -22,7 +22,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/FileManager.h"
+#include "platform/files/Files.h"
 
 namespace {
 

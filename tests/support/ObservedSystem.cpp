@@ -13,7 +13,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "platform/System.h"
+#include "platform/files/System.h"
 
 namespace {
 

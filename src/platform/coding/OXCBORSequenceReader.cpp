@@ -1,0 +1,157 @@
+#include <OrvexKit/platform/OXCBORSequence.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "platform/coding/CBORItemScanner.h"
+#include "platform/coding/CBORToken.h"
+#include "platform/files/System.h"
+
+using State = OXCBORSequenceReader::State;
+
+namespace {
+
+using ox::cbor::Token;
+using ox::cbor::TokenKind;
+
+constexpr std::size_t firstBufferSize = std::size_t{1} << 16;
+
+// Whether an item can still be complete within `room` bytes when `token` is the next one in it.
+// Everything that a container holds takes a byte at least.
+bool canFit(const Token& token, std::size_t room) noexcept {
+  if (token.size > room) {
+    return false;
+  }
+  const std::size_t rest = room - token.size;
+  return token.kind == TokenKind::array ? token.number <= rest
+         : token.kind == TokenKind::map ? token.number <= rest / 2
+                                        : true;
+}
+
+}  // namespace
+
+// What has been read and not yet been given out: `start_` is where the current item begins,
+// `scanned_` how much of it has been looked at.
+class OXCBORSequenceReader::Buffer {
+ public:
+  Buffer(int fd, std::size_t maximumItemSize)
+      : fd_(fd),
+        bytes_(firstBufferSize),
+        maximumItemSize_(std::clamp(maximumItemSize, std::size_t{1}, bytes_.max_size())) {}
+
+  std::optional<std::span<const std::byte>> next() {
+    if (state_ == State::wouldBlock) {
+      state_ = State::reading;
+    }
+    start_ += std::exchange(given_, 0);
+    while (state_ == State::reading) {
+      if (scan()) {
+        given_ = std::exchange(scanned_, 0);
+        return std::span<const std::byte>(bytes_.data() + start_, given_);
+      }
+      if (state_ == State::reading) {
+        readMore();
+      }
+    }
+    return std::nullopt;
+  }
+
+  State state() const noexcept { return state_; }
+  int error() const noexcept { return error_; }
+
+ private:
+  bool scan() noexcept;
+  void readMore();
+  void makeRoom();
+
+  int fd_;
+  State state_ = State::reading;
+  int error_ = 0;
+  std::vector<std::byte> bytes_;
+  std::size_t maximumItemSize_;
+  std::size_t start_ = 0;
+  std::size_t end_ = 0;
+  std::size_t given_ = 0;  // size of the item that was given last
+  std::size_t scanned_ = 0;
+  ox::cbor::ItemScanner scanner_;
+};
+
+// Goes on to the end of the item, as far as there are bytes; true when it is there.
+bool OXCBORSequenceReader::Buffer::scan() noexcept {
+  using Progress = ox::cbor::ItemScanner::Progress;
+  while (true) {
+    const std::span<const std::byte> rest(bytes_.data() + start_ + scanned_,
+                                          end_ - start_ - scanned_);
+    const Token token = ox::cbor::readToken(rest);
+    if (!canFit(token, maximumItemSize_ - scanned_)) {
+      state_ = State::tooLarge;
+      return false;
+    }
+    if (token.kind == TokenKind::incomplete) {
+      return false;
+    }
+    const Progress progress = scanner_.take(token);
+    if (progress == Progress::malformed) {
+      state_ = State::malformed;
+      return false;
+    }
+    scanned_ += token.size;
+    if (progress == Progress::complete) {
+      return true;
+    }
+  }
+}
+
+void OXCBORSequenceReader::Buffer::readMore() {
+  makeRoom();
+  ssize_t count = 0;
+  do {
+    count = ox::sys::read(fd_, bytes_.data() + end_, bytes_.size() - end_);
+  } while (count < 0 && errno == EINTR);
+  if (count > 0) {
+    end_ += static_cast<std::size_t>(count);
+  } else if (count == 0) {
+    state_ = start_ == end_ ? State::ended : State::truncated;
+  } else if (errno == EAGAIN) {
+    state_ = State::wouldBlock;
+  } else {
+    error_ = errno;
+    state_ = State::unreadable;
+  }
+}
+
+// An item is moved to the front at most once, before the buffer grows for it: the work stays in
+// proportion to the bytes, in however small pieces they arrive. A full buffer is smaller than the
+// greatest item, because the item in it can still be complete within that size.
+void OXCBORSequenceReader::Buffer::makeRoom() {
+  const std::size_t size = end_ - start_;
+  if (size != 0 && end_ < bytes_.size()) {
+    return;
+  }
+  if (size == bytes_.size()) {
+    bytes_.resize(std::min(size * 2, maximumItemSize_));
+  } else {
+    std::memmove(bytes_.data(), bytes_.data() + start_, size);
+  }
+  start_ = 0;
+  end_ = size;
+}
+
+OXCBORSequenceReader::OXCBORSequenceReader(int fd, std::size_t maximumItemSize)
+    : buffer_(std::make_unique<Buffer>(fd, maximumItemSize)) {}
+
+OXCBORSequenceReader::~OXCBORSequenceReader() = default;
+
+std::optional<std::span<const std::byte>> OXCBORSequenceReader::next() {
+  return buffer_->next();
+}
+
+State OXCBORSequenceReader::state() const noexcept {
+  return buffer_->state();
+}
+
+int OXCBORSequenceReader::error() const noexcept {
+  return buffer_->error();
+}

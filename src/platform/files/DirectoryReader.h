@@ -1,0 +1,61 @@
+// The entries of an open folder, one after the other, with nothing allocated.
+
+#pragma once
+
+#include <dirent.h>
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+#include "platform/files/System.h"
+
+namespace ox {
+
+struct DirectoryEntry {
+  const char* name;    // NUL-terminated; valid until the next call of `next`
+  unsigned char type;  // DT_DIR, DT_REG, … or DT_UNKNOWN where the file system does not tell
+};
+
+// Reads a descriptor from where it stands; "." and ".." are left out. The descriptor stays the
+// caller's. `bufferSize` is the memory it takes, and with that the number of entries per call.
+template <std::size_t bufferSize>
+class DirectoryReader {
+ public:
+  explicit DirectoryReader(int fd) noexcept : fd_(fd) {}
+
+  // No value at the end and on an error, which `failed` tells apart.
+  std::optional<DirectoryEntry> next() noexcept {
+    for (;;) {
+      if (position_ == filled_ && !fill()) {
+        return std::nullopt;
+      }
+      const auto* entry = reinterpret_cast<const ::dirent64*>(buffer_.data() + position_);
+      position_ += entry->d_reclen;
+      const std::string_view name(static_cast<const char*>(entry->d_name));
+      if (name != "." && name != "..") {
+        return DirectoryEntry{static_cast<const char*>(entry->d_name), entry->d_type};
+      }
+    }
+  }
+
+  bool failed() const noexcept { return failed_; }
+
+ private:
+  bool fill() noexcept {
+    const ssize_t count = sys::getdents(fd_, buffer_.data(), buffer_.size());
+    failed_ = count < 0;
+    position_ = 0;
+    filled_ = count > 0 ? static_cast<std::size_t>(count) : 0;
+    return count > 0;
+  }
+
+  int fd_;
+  bool failed_ = false;
+  std::size_t position_ = 0;
+  std::size_t filled_ = 0;
+  alignas(::dirent64) std::array<char, bufferSize> buffer_;
+};
+
+}  // namespace ox

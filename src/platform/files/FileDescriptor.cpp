@@ -1,0 +1,36 @@
+#include "platform/files/FileDescriptor.h"
+
+#include <poll.h>
+
+#include <cerrno>
+
+namespace ox {
+namespace {
+
+// Waits until `fd` takes bytes again. An end that is gone counts as taking them: the write tells.
+int waitUntilWritable(int fd) noexcept {
+  pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
+  return sys::poll(&waiting, 1, -1) >= 0 || errno == EINTR ? 0 : errno;
+}
+
+}  // namespace
+
+int writeAll(int fd, std::span<const std::byte> bytes) noexcept {
+  while (!bytes.empty()) {
+    const ssize_t count = sys::write(fd, bytes.data(), bytes.size());
+    if (count > 0) {
+      bytes = bytes.subspan(static_cast<std::size_t>(count));
+      continue;
+    }
+    int error = count == 0 ? EIO : errno;
+    if (error == EAGAIN) {
+      error = waitUntilWritable(fd);
+    }
+    if (error != 0 && error != EINTR) {
+      return error;
+    }
+  }
+  return 0;
+}
+
+}  // namespace ox

@@ -1,0 +1,42 @@
+// An open file descriptor that closes itself.
+
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <utility>
+
+#include "platform/files/System.h"
+
+namespace ox {
+
+class FileDescriptor {
+ public:
+  FileDescriptor() noexcept = default;
+  // Takes over what `open` gave; a negative number is no descriptor.
+  explicit FileDescriptor(int fd) noexcept : fd_(fd) {}
+  FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  ~FileDescriptor() {
+    if (isOpen()) {
+      sys::close(fd_);
+    }
+  }
+
+  bool isOpen() const noexcept { return fd_ >= 0; }
+  int get() const noexcept { return fd_; }
+
+ private:
+  int fd_ = -1;
+};
+
+// Writes all of it, however often that takes; a descriptor with O_NONBLOCK is waited for. The
+// `errno` of what went wrong, or 0.
+int writeAll(int fd, std::span<const std::byte> bytes) noexcept;
+
+}  // namespace ox

@@ -1,0 +1,102 @@
+#include "platform/files/Files.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "platform/files/System.h"
+
+namespace ox::files {
+
+std::string_view temporaryFolder() noexcept {
+  const char* const folder = std::getenv("TMPDIR");
+  return folder != nullptr && *folder != '\0' ? folder : "/tmp/";
+}
+
+namespace {
+
+template <typename Ask>
+std::optional<struct ::stat> statusBy(Ask ask, const PathBuffer& path) noexcept {
+  std::optional<struct ::stat> status(std::in_place);
+  if (!path.isRepresentable() || ask(path.c_str(), &*status) != 0) {
+    status.reset();
+  }
+  return status;
+}
+
+}  // namespace
+
+std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept {
+  return statusBy(sys::stat, path);
+}
+
+std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept {
+  return statusBy(sys::lstat, path);
+}
+
+bool itemExists(const PathBuffer& path) noexcept {
+  return statusOf(path).has_value();
+}
+
+bool isNameTaken(const PathBuffer& path) noexcept {
+  return statusOfLink(path).has_value();
+}
+
+namespace {
+
+Creation createOneFolder(const char* path, mode_t mode) noexcept {
+  if (sys::mkdir(path, mode) == 0) {
+    return Creation::created;
+  }
+  return errno == EEXIST ? Creation::nameTaken : Creation::failed;
+}
+
+void createFoldersAbove(const PathBuffer& path, mode_t mode) noexcept {
+  PathBuffer parent = path;
+  char* const bytes = parent.data();
+  for (std::size_t i = 1; i < path.view().size(); ++i) {
+    if (bytes[i] == '/' && bytes[i - 1] != '/') {
+      bytes[i] = '\0';
+      sys::mkdir(bytes, mode);
+      bytes[i] = '/';
+    }
+  }
+}
+
+}  // namespace
+
+Creation createFolder(const PathBuffer& path, mode_t mode) noexcept {
+  if (!path.isRepresentable()) {
+    return Creation::failed;
+  }
+  const Creation outcome = createOneFolder(path.c_str(), mode);
+  if (outcome != Creation::failed || errno != ENOENT) {
+    return outcome;
+  }
+  createFoldersAbove(path, mode);
+  return createOneFolder(path.c_str(), mode);
+}
+
+std::optional<std::string_view> resolvePath(const PathBuffer& path,
+                                            std::array<char, PATH_MAX>& resolved) noexcept {
+  if (!path.isRepresentable() || sys::realpath(path.c_str(), resolved.data()) == nullptr) {
+    return std::nullopt;
+  }
+  return resolved.data();
+}
+
+bool createUniqueFolder(char* pattern) noexcept {
+  return sys::mkdtemp(pattern) != nullptr;
+}
+
+int openFolder(const PathBuffer& path) noexcept {
+  return path.isRepresentable() ? sys::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+}
+
+bool moveItem(const PathBuffer& from, const PathBuffer& to) noexcept {
+  return from.isRepresentable() && to.isRepresentable() &&
+         sys::rename(from.c_str(), to.c_str()) == 0;
+}
+
+}  // namespace ox::files

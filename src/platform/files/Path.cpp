@@ -1,0 +1,88 @@
+#include "platform/files/Path.h"
+
+#include <algorithm>
+
+namespace ox::path {
+namespace {
+
+constexpr std::size_t npos = std::string_view::npos;
+
+std::string_view withoutTrailingSlashes(std::string_view path) noexcept {
+  const std::size_t last = path.find_last_not_of('/');
+  return path.substr(0, last == npos ? 0 : last + 1);
+}
+
+}  // namespace
+
+std::string_view withoutLeadingSlashes(std::string_view component) noexcept {
+  return component.substr(std::min(component.find_first_not_of('/'), component.size()));
+}
+
+std::string_view lastComponent(std::string_view path) noexcept {
+  const std::string_view trimmed = withoutTrailingSlashes(path);
+  const std::size_t slash = trimmed.rfind('/');
+  return trimmed.substr(slash == npos ? 0 : slash + 1);
+}
+
+ExtensionSplit splitExtension(std::string_view path) noexcept {
+  const std::size_t end = withoutTrailingSlashes(path).size();
+  // Extensions are short: a plain walk from the end is done before a search has got going.
+  for (std::size_t i = end; i > 0 && path[i - 1] != '/'; --i) {
+    if (path[i - 1] == '.') {
+      const bool startsComponent = i == 1 || path[i - 2] == '/';
+      const bool endsComponent = i == end;
+      if (startsComponent || endsComponent) {
+        break;
+      }
+      return {path.substr(0, i - 1), path.substr(i, end - i)};
+    }
+  }
+  return {path, {}};
+}
+
+std::string_view extension(std::string_view path) noexcept {
+  return splitExtension(path).extension;
+}
+
+std::string_view deletingExtension(std::string_view path) noexcept {
+  return splitExtension(path).rest;
+}
+
+std::string_view deletingLastComponent(std::string_view path) noexcept {
+  const std::size_t slash = withoutTrailingSlashes(path).rfind('/');
+  if (slash == npos) {
+    // A root is its own parent; a lone relative component has the empty path for one.
+    return path.starts_with('/') ? path.substr(0, 1) : std::string_view();
+  }
+  const std::string_view parent = withoutTrailingSlashes(path.substr(0, slash));
+  return parent.empty() ? path.substr(0, 1) : parent;
+}
+
+void endWithSeparator(std::string& path) {
+  if (!path.empty()) {
+    path.resize(withoutTrailingSlashes(path).size());
+    path += '/';
+  }
+}
+
+void appendComponent(std::string& path, std::string_view component) {
+  const std::string_view tail = path.empty() ? component : withoutLeadingSlashes(component);
+  if (!tail.empty()) {
+    endWithSeparator(path);
+    path += tail;
+  }
+}
+
+std::string appendingComponent(std::string_view path, std::string_view component) {
+  std::string joined;
+  joined.reserve(path.size() + 1 + component.size());
+  joined = path;
+  appendComponent(joined, component);
+  return joined;
+}
+
+bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept {
+  return std::ranges::equal(a, b, {}, lowercase, lowercase);
+}
+
+}  // namespace ox::path

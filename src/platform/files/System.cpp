@@ -1,0 +1,119 @@
+#include "platform/files/System.h"
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace ox::sys {
+
+int stat(const char* path, struct ::stat* status) noexcept {
+  return ::stat(path, status);
+}
+
+int lstat(const char* path, struct ::stat* status) noexcept {
+  return ::lstat(path, status);
+}
+
+int fstat(int fd, struct ::stat* status) noexcept {
+  return ::fstat(fd, status);
+}
+
+int fstatat(int dirfd, const char* name, struct ::stat* status, int flags) noexcept {
+  return ::fstatat(dirfd, name, status, flags);
+}
+
+int mkdir(const char* path, mode_t mode) noexcept {
+  return ::mkdir(path, mode);
+}
+
+int mkdirat(int dirfd, const char* name, mode_t mode) noexcept {
+  return ::mkdirat(dirfd, name, mode);
+}
+
+char* mkdtemp(char* pattern) noexcept {
+  return ::mkdtemp(pattern);
+}
+
+int rmdir(const char* path) noexcept {
+  return ::rmdir(path);
+}
+
+int unlink(const char* path) noexcept {
+  return ::unlink(path);
+}
+
+int rename(const char* from, const char* to) noexcept {
+  return ::rename(from, to);
+}
+
+char* realpath(const char* path, char* resolved) noexcept {
+  return ::realpath(path, resolved);
+}
+
+int open(const char* path, int flags) noexcept {
+  return ::open(path, flags);
+}
+
+int openat(int dirfd, const char* name, int flags, mode_t mode) noexcept {
+  return ::openat(dirfd, name, flags, mode);
+}
+
+int close(int fd) noexcept {
+  return ::close(fd);
+}
+
+ssize_t read(int fd, void* buffer, std::size_t size) noexcept {
+  return ::read(fd, buffer, size);
+}
+
+ssize_t write(int fd, const void* bytes, std::size_t size) noexcept {
+  return ::write(fd, bytes, size);
+}
+
+int poll(struct ::pollfd* waiting, nfds_t count, int timeout) noexcept {
+  return ::poll(waiting, count, timeout);
+}
+
+ssize_t getdents(int fd, void* buffer, std::size_t size) noexcept {
+  return ::getdents64(fd, buffer, size);
+}
+
+int fsync(int fd) noexcept {
+  return ::fsync(fd);
+}
+
+off_t lseek(int fd, off_t offset, int whence) noexcept {
+  return ::lseek(fd, offset, whence);
+}
+
+int unlinkat(int dirfd, const char* name, int flags) noexcept {
+  return ::unlinkat(dirfd, name, flags);
+}
+
+int renameat(int fromDirfd, const char* from, int toDirfd, const char* to) noexcept {
+  return ::renameat(fromDirfd, from, toDirfd, to);
+}
+
+int renameat2(int fromDirfd, const char* from, int toDirfd, const char* to,
+              unsigned flags) noexcept {
+  return ::renameat2(fromDirfd, from, toDirfd, to, flags);
+}
+
+int fchmod(int fd, mode_t mode) noexcept {
+  return ::fchmod(fd, mode);
+}
+
+int fchmodat(int dirfd, const char* name, mode_t mode, int flags) noexcept {
+  return ::fchmodat(dirfd, name, mode, flags);
+}
+
+void* dlopen(const char* file, int flags) noexcept {
+  return ::dlopen(file, flags);
+}
+
+}  // namespace ox::sys

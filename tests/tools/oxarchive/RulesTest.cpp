@@ -1,0 +1,167 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+
+#include "console/Failure.h"
+#include "console/Printable.h"
+#include "reading/EntryPath.h"
+
+namespace {
+
+using namespace oxarchive;
+
+struct PathRow {
+  std::string path;
+  std::optional<std::string> expected;  // none: refused
+};
+
+const PathRow pathRows[] = {
+    {"a", "a"},
+    {"a/b", "a/b"},
+    {"a/", "a"},
+    {"./a", "a"},
+    {"a//b", "a/b"},
+    {"./a/./b/.", "a/b"},
+    {".", ""},
+    {"./", ""},
+    {"././/.", ""},
+    {"...", "..."},
+    {"..a", "..a"},
+    {"a..", "a.."},
+    {".a", ".a"},
+    {" ", " "},
+    {"a\\..\\b", "a\\..\\b"},
+    {"C:/a", "C:/a"},
+    {"~/a", "~/a"},
+    {"\xff\n", "\xff\n"},
+    {std::string(4095, 'a'), std::string(4095, 'a')},
+    {"", std::nullopt},
+    {"/", std::nullopt},
+    {"/a", std::nullopt},
+    {"//a", std::nullopt},
+    {"..", std::nullopt},
+    {"../a", std::nullopt},
+    {"a/..", std::nullopt},
+    {"a/../b", std::nullopt},
+    {"a/../", std::nullopt},
+    {"./..", std::nullopt},
+    {"a//..//b", std::nullopt},
+    {std::string(4096, 'a'), std::nullopt},
+};
+
+TEST(EntryPath, StaysInTheFolder) {
+  for (const PathRow& row : pathRows) {
+    SCOPED_TRACE(testing::PrintToString(row.path));
+    if (row.expected) {
+      EXPECT_EQ(pathInFolder(row.path), *row.expected);
+    } else {
+      EXPECT_THROW(pathInFolder(row.path), EntryFailure);
+    }
+  }
+}
+
+TEST(EntryPath, IsTakenApart) {
+  EXPECT_EQ(parentOf("a/b/c"), "a/b");
+  EXPECT_EQ(nameOf("a/b/c"), "c");
+  EXPECT_EQ(parentOf("a"), "");
+  EXPECT_EQ(nameOf("a"), "a");
+  EXPECT_EQ(parentOf(""), "");
+  EXPECT_EQ(nameOf(""), "");
+}
+
+struct LinkRow {
+  std::string path;
+  std::string target;
+  bool stays;
+};
+
+const LinkRow linkRows[] = {
+    {"l", "a", true},
+    {"l", "a/b", true},
+    {"l", ".", true},
+    {"l", "./a/.", true},
+    {"l", "a//b/", true},
+    {"l", "...", true},
+    {"d/l", "..", true},
+    {"d/l", "../", true},
+    {"d/l", "../a", true},
+    {"d/l", "./../a", true},
+    {"d/e/l", "../../a/b", true},
+    {"l", "", false},
+    {"l", "/", false},
+    {"l", "/etc/passwd", false},
+    {"l", "..", false},
+    {"l", "../a", false},
+    {"l", "./..", false},
+    {"d/l", "../..", false},
+    {"d/l", "../../d", false},
+    {"d/e/l", "../../../a", false},
+    // What ".." means after a name is up to where that name leads.
+    {"l", "a/..", false},
+    {"l", "a/../b", false},
+    {"d/l", "a/../b", false},
+    {"d/l", "../a/..", false},
+    {"d/l", "p/p/../..", false},
+};
+
+TEST(EntryPath, LinksStayInTheFolder) {
+  for (const LinkRow& row : linkRows) {
+    SCOPED_TRACE(row.path + " -> " + row.target);
+    EXPECT_EQ(linkStaysInFolder(row.path, row.target), row.stays);
+  }
+}
+
+struct PrintableRow {
+  std::string bytes;
+  std::string expected;
+};
+
+// Turns the direction of writing; spelled in bytes so that this text stays readable.
+const std::string rightToLeft = {'\xe2', '\x80', '\xae'};
+
+const PrintableRow printableRows[] = {
+    {"", ""},
+    {"a b.txt", "a b.txt"},
+    {"\\", R"(\)"},
+    {"\xc3\xa4\xe2\x82\xac\xf0\x9f\x93\xa6", "\xc3\xa4\xe2\x82\xac\xf0\x9f\x93\xa6"},
+    {"a\nb", R"(a\x0ab)"},
+    {"\x1b[2J", R"(\x1b[2J)"},
+    {"\t\r\x7f", R"(\x09\x0d\x7f)"},
+    {std::string("\0", 1), R"(\x00)"},
+    {"\xc2\x9b", R"(\xc2\x9b)"},  // the terminal's 8-bit ESC [
+    {"\x9b", R"(\x9b)"},          // the same, not UTF-8
+    {"\xff.zip", R"(\xff.zip)"},
+    {"\xc3", R"(\xc3)"},  // cut short
+    {"\xe2\x82", R"(\xe2\x82)"},
+    {"\xc3(", R"(\xc3()"},
+    {"\xc0\xaf", R"(\xc0\xaf)"},  // longer than needed
+    {"\xe0\x80\xaf", R"(\xe0\x80\xaf)"},
+    {"\xed\xa0\x80", R"(\xed\xa0\x80)"},                         // half of a pair
+    {"\xf4\x90\x80\x80", R"(\xf4\x90\x80\x80)"},                 // beyond the last character
+    {"a" + rightToLeft + "gpj.exe", R"(a\xe2\x80\xaegpj.exe)"},  // turns the writing round
+    {"\xe2\x80\xa8", R"(\xe2\x80\xa8)"},                         // line separator
+};
+
+TEST(Printable, LeavesNothingThatSteersATerminal) {
+  for (const PrintableRow& row : printableRows) {
+    SCOPED_TRACE(row.expected);
+    EXPECT_EQ(printable(row.bytes), row.expected);
+  }
+}
+
+TEST(Printable, CountsAndCutsCharacters) {
+  EXPECT_EQ(characterCount(""), 0U);
+  EXPECT_EQ(characterCount("a\xc3\xa4\xe2\x82\xac"), 3U);
+  EXPECT_EQ(lastCharacters("abc", 3), "abc");
+  EXPECT_EQ(lastCharacters("abcd", 3), "…cd");
+  EXPECT_EQ(lastCharacters("a\xc3\xa4\xc3\xb6", 2), "…\xc3\xb6");
+  EXPECT_EQ(lastCharacters("abcd", 1), "…");
+  EXPECT_EQ(firstCharacters("abc", 3), "abc");
+  EXPECT_EQ(firstCharacters("abcd", 3), "ab…");
+  EXPECT_EQ(firstCharacters("a\xc3\xa4\xc3\xb6", 2), "a…");
+  EXPECT_EQ(firstCharacters("\xc3\xa4\xc3\xb6\xc3\xbc", 2), "\xc3\xa4…");
+  EXPECT_EQ(firstCharacters("abcd", 1), "…");
+}
+
+}  // namespace

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "console/Password.h"
+
+namespace oxarchive {
+
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct ExtractOptions {
+  std::vector<std::string> archives;  // at least one
+  std::optional<std::string> into;    // not empty
+  bool isTrashing = false;            // of the archives that were extracted
+  PasswordSource password;
+};
+
+struct ListOptions {
+  std::string archive;
+  PasswordSource password;
+};
+
+struct CreateOptions {
+  std::string archive;             // not empty
+  std::vector<std::string> paths;  // at least one, none of them empty
+  std::optional<std::string> level;
+  std::optional<std::string> method;
+  PasswordSource password;
+};
+
+// What `list` has another process do.
+struct ListWorkerOptions {
+  std::string archive;
+};
+
+struct HelpOptions {};
+
+using Command =
+    std::variant<HelpOptions, ExtractOptions, ListOptions, CreateOptions, ListWorkerOptions>;
+
+// What to do. Throws UsageError.
+Command parseCommandLine(std::span<const char* const> arguments);
+
+extern const char* const helpText;
+
+}  // namespace oxarchive

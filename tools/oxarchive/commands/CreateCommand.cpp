@@ -1,0 +1,106 @@
+#include "commands/CreateCommand.h"
+
+#include <OrvexKit/OXFileUtil.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "console/Failure.h"
+#include "console/Password.h"
+#include "console/Printable.h"
+#include "console/SizeText.h"
+#include "reading/EntryPath.h"
+#include "system/Interruption.h"
+#include "writing/ArchiveWriter.h"
+#include "writing/DeltaTree.h"
+#include "writing/Formats.h"
+#include "writing/NewFile.h"
+
+namespace oxarchive {
+namespace {
+
+// What hinders, and what is left out. Throws ArchiveFailure when there is nothing to be done.
+void tellProblems(const DeltaTree& tree, Console& console) {
+  for (const std::string& message : tree.leftOut) {
+    console.message(message);
+  }
+  for (const std::string& message : tree.unreadable) {
+    console.message(message);
+  }
+  if (!tree.unreadable.empty()) {
+    throw ArchiveFailure("no archive is made, since not everything can be read");
+  }
+  if (tree.entries == 0) {
+    throw ArchiveFailure("no archive is made, since nothing is left to be packed");
+  }
+}
+
+void writeTree(const DeltaTree& tree, ArchiveWriter& writer) {
+  tree.root->traversePathsUsingBlock(
+      [&](std::string_view path, std::string_view disk, bool isFolder) {
+        writer.add(std::string(path), std::string(disk), isFolder);
+      });
+  writer.finish();
+}
+
+// The path of the new archive.
+std::string pack(const CreateOptions& options, const DeltaTree& tree, const Format& format,
+                 const OXArchiveSettings& settings, Console& console) {
+  const std::string name(nameOf(options.archive));
+  const std::string label = printable(options.archive);
+  NewFile file(options.archive.substr(0, options.archive.size() - name.size()));
+  std::uint64_t done = 0;
+  ArchiveWriter writer(format, settings, file.descriptor(), [&](std::uint64_t count) {
+    throwIfInterrupted();
+    done += count;
+    console.progress().show(label, done, tree.bytes);
+  });
+  writeTree(tree, writer);
+  throwIfInterrupted();
+  return file.publish(name);
+}
+
+// Whether all could be told.
+bool tell(const std::string& path, const DeltaTree& tree, Console& console) {
+  const OXString digest = OXGenerateMD5DigestForFile(path);
+  const auto size = static_cast<std::uint64_t>(OXGetFileSize(path));
+  console.result(printable(path) + ": " + entriesText(tree.entries, size) +
+                 (digest ? ", MD5 " + *digest : "") +
+                 (tree.leftOut.empty() ? "" : " (incomplete)"));
+  if (!digest) {
+    console.message(printable(path) + ": its MD5 digest cannot be told");
+  }
+  return digest && tree.leftOut.empty();
+}
+
+void checkName(const std::string& archive) {
+  const std::string_view name = nameOf(archive);
+  if (name.empty()) {
+    throw UsageError(printable(archive) + " is the name of a folder, not of a new archive");
+  }
+}
+
+}  // namespace
+
+bool createArchive(const CreateOptions& options, Console& console) {
+  checkName(options.archive);
+  const Format& format = formatFor(options.archive);
+  const bool isEncrypted = options.password.kind != PasswordSource::Kind::none;
+  const std::shared_ptr<OXArchiveSettings> settings =
+      settingsFor(format, options.level, options.method, isEncrypted);
+  settings->setPassword(readPassword(options.password, true));
+  try {
+    const DeltaTree tree = treeOfItems(options.paths);
+    tellProblems(tree, console);
+    const std::string path = pack(options, tree, format, *settings, console);
+    console.progress().clear();
+    return tell(path, tree, console);
+  } catch (const ArchiveFailure& failure) {
+    console.message(printable(options.archive) + ": " + failure.what());
+    return false;
+  }
+}
+
+}  // namespace oxarchive

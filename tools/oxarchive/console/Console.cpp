@@ -1,0 +1,44 @@
+#include "console/Console.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+
+#include "console/Failure.h"
+
+namespace oxarchive {
+namespace {
+
+bool writeAll(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = ::write(fd, text.data(), text.size());
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count < 0) {
+      return false;
+    }
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+}  // namespace
+
+Console::Console() : progress_(STDERR_FILENO) {}
+
+void Console::result(const std::string& text) {
+  progress_.clear();
+  if (areResultsWritten_ && !writeAll(STDOUT_FILENO, text + "\n")) {
+    areResultsWritten_ = false;
+    message(withSystemReason("cannot write to standard output", errno));
+  }
+}
+
+void Console::message(const std::string& text) {
+  progress_.clear();
+  writeAll(STDERR_FILENO, "oxarchive: " + text + "\n");
+}
+
+}  // namespace oxarchive

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+
+#include "console/ProgressBar.h"
+
+namespace oxarchive {
+
+// What the program says: results on standard output, everything else on standard error. All texts
+// are printable already.
+class Console {
+ public:
+  Console();
+
+  // One line of results. When one cannot be written the reason is told, once, and the lines after
+  // it are left out, so that the work goes on to its proper end.
+  void result(const std::string& text);
+
+  bool areResultsWritten() const { return areResultsWritten_; }
+
+  // "oxarchive: TEXT". Does not fail: there is nowhere else to say it.
+  void message(const std::string& text);
+
+  ProgressBar& progress() { return progress_; }
+
+ private:
+  ProgressBar progress_;
+  bool areResultsWritten_ = true;
+};
+
+}  // namespace oxarchive

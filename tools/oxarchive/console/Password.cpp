@@ -1,0 +1,145 @@
+#include "console/Password.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <stdexcept>
+#include <string_view>
+
+#include "console/Failure.h"
+#include "console/Printable.h"
+#include "system/Descriptor.h"
+#include "system/Interruption.h"
+
+namespace oxarchive {
+namespace {
+
+constexpr std::size_t longestPassword = 1024;
+
+[[noreturn]] void fail(const std::string& reason) {
+  throw std::runtime_error(reason);
+}
+
+// Up to the end of the line, or of the file, and not a byte further. `wait` is called before each.
+template <typename Wait>
+std::string readLine(int fd, const std::string& subject, Wait wait) {
+  std::string line;
+  for (;;) {
+    wait();
+    char byte = 0;
+    const ssize_t count = ::read(fd, &byte, 1);
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count < 0) {
+      fail(withSystemReason(subject + " cannot be read", errno));
+    }
+    if (count == 0 || byte == '\n') {
+      return line;
+    }
+    if (byte == '\0' || line.size() == longestPassword) {
+      fail(subject + " does not hold a password");
+    }
+    line += byte;
+  }
+}
+
+std::string passwordInFile(const std::string& name) {
+  const auto dontWait = [] {};
+  if (name == "-") {
+    return readLine(STDIN_FILENO, "standard input", dontWait);
+  }
+  const std::string subject = "the password file " + printable(name);
+  const Descriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.isOpen()) {
+    fail(withSystemReason(subject + " cannot be opened", errno));
+  }
+  return readLine(file.get(), subject, dontWait);
+}
+
+std::string passwordInEnvironment(const std::string& name) {
+  const char* const value = std::getenv(name.c_str());
+  if (value == nullptr) {
+    fail("the environment variable " + printable(name) + " is not set");
+  }
+  return value;
+}
+
+// A terminal that does not show what is typed, as long as the object lives.
+class SilentTerminal {
+ public:
+  SilentTerminal() : terminal_(::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    if (!terminal_.isOpen() || ::tcgetattr(terminal_.get(), &before_) != 0) {
+      fail("there is no terminal to ask for a password on");
+    }
+    termios silent = before_;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    ::tcsetattr(terminal_.get(), TCSAFLUSH, &silent);
+  }
+  ~SilentTerminal() { ::tcsetattr(terminal_.get(), TCSAFLUSH, &before_); }
+  SilentTerminal(const SilentTerminal&) = delete;
+  SilentTerminal(SilentTerminal&&) = delete;
+  SilentTerminal& operator=(const SilentTerminal&) = delete;
+  SilentTerminal& operator=(SilentTerminal&&) = delete;
+
+  std::string ask(std::string_view prompt) {
+    show(prompt);
+    // A signal would not end the reading. One that comes just before the wait is seen soon.
+    std::string line = readLine(terminal_.get(), "the terminal", [this] {
+      constexpr int milliseconds = 200;
+      pollfd polled{terminal_.get(), POLLIN, 0};
+      do {
+        throwIfInterrupted();
+      } while (::poll(&polled, 1, milliseconds) <= 0);
+      throwIfInterrupted();
+    });
+    show("\n");
+    return line;
+  }
+
+ private:
+  void show(std::string_view text) {
+    static_cast<void>(::write(terminal_.get(), text.data(), text.size()));
+  }
+
+  Descriptor terminal_;
+  termios before_{};
+};
+
+std::string passwordOnTerminal(bool isNew) {
+  SilentTerminal terminal;
+  std::string password = terminal.ask("Password: ");
+  if (isNew && terminal.ask("The same again: ") != password) {
+    fail("the two passwords differ");
+  }
+  return password;
+}
+
+}  // namespace
+
+OXString readPassword(const PasswordSource& source, bool isNew) {
+  std::string password;
+  switch (source.kind) {
+    case PasswordSource::Kind::none:
+      return std::nullopt;
+    case PasswordSource::Kind::terminal:
+      password = passwordOnTerminal(isNew);
+      break;
+    case PasswordSource::Kind::file:
+      password = passwordInFile(source.name);
+      break;
+    case PasswordSource::Kind::environment:
+      password = passwordInEnvironment(source.name);
+      break;
+  }
+  if (password.empty()) {
+    fail("the password is empty");
+  }
+  return password;
+}
+
+}  // namespace oxarchive

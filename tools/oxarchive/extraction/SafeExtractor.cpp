@@ -1,0 +1,359 @@
+#include "extraction/SafeExtractor.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <vector>
+
+#include "console/Failure.h"
+#include "console/Printable.h"
+#include "reading/EntryPath.h"
+#include "system/FolderStream.h"
+
+namespace oxarchive {
+namespace {
+
+// A failed system call is either the fault of this one name or link, or one that everything else
+// would meet too.
+[[noreturn]] void fail(std::string_view path, int error) {
+  switch (error) {
+    case EISDIR:
+      throw EntryFailure("a folder of this name is there already");
+    case ENAMETOOLONG:
+    case EINVAL:
+    case EILSEQ:
+    case EFBIG:
+    case EMLINK:
+    case EPERM:
+    case ENOTSUP:
+      throw EntryFailure(withSystemReason("cannot be made", error));
+    default:
+      throw ArchiveFailure(withSystemReason("cannot write " + printable(path), error));
+  }
+}
+
+void restoreTimes(int folder, const char* name, const std::optional<timespec>& accessed,
+                  const std::optional<timespec>& modified) {
+  if (!accessed && !modified) {
+    return;
+  }
+  const timespec unchanged{.tv_sec = 0, .tv_nsec = UTIME_OMIT};
+  const std::array<timespec, 2> times{accessed.value_or(unchanged), modified.value_or(unchanged)};
+  if (name != nullptr) {
+    ::utimensat(folder, name, times.data(), AT_SYMLINK_NOFOLLOW);
+  } else {
+    ::futimens(folder, times.data());
+  }
+}
+
+// Removes a file or link; a folder stays, and is an error.
+void removeEarlier(int parent, const std::string& name, std::string_view path) {
+  if (::unlinkat(parent, name.c_str(), 0) != 0 && errno != ENOENT) {
+    fail(path, errno);
+  }
+}
+
+// Calls `make`, which makes an item exclusively and gives a negative number when it fails, once
+// more after the earlier item of the name has been removed.
+template <typename Make>
+int replaceEarlier(int parent, const std::string& name, std::string_view path, Make make) {
+  int result = make();
+  if (result < 0 && errno == EEXIST) {
+    removeEarlier(parent, name, path);
+    result = make();
+  }
+  if (result < 0) {
+    fail(path, errno);
+  }
+  return result;
+}
+
+std::string readLink(int parent, const std::string& name, std::string_view path) {
+  std::string target(PATH_MAX, '\0');
+  const ssize_t size = ::readlinkat(parent, name.c_str(), target.data(), target.size());
+  if (size < 0) {
+    fail(path, errno);
+  }
+  target.resize(static_cast<std::size_t>(size));
+  return target;
+}
+
+void writeAt(int file, Bytes bytes, std::uint64_t offset, std::string_view path) {
+  while (!bytes.empty()) {
+    if (offset > static_cast<std::uint64_t>(INT64_MAX) - bytes.size()) {
+      fail(path, EFBIG);
+    }
+    const ssize_t count = ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (count < 0) {
+      if (errno == EINTR) {
+        continue;
+      }
+      fail(path, errno);
+    }
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+    offset += static_cast<std::uint64_t>(count);
+  }
+}
+
+// The path of the entry that a hard link is another name of.
+std::string pathOfLinked(const Entry& entry) {
+  std::string path;
+  try {
+    path = pathInFolder(entry.linkTarget);
+  } catch (const EntryFailure&) {
+    // Told below.
+  }
+  if (path.empty()) {
+    throw EntryFailure("it is a link that leads out of the folder: " + printable(entry.linkTarget));
+  }
+  return path;
+}
+
+void checkLink(std::string_view path, std::string_view target) {
+  if (!linkStaysInFolder(path, target)) {
+    throw EntryFailure("it is a link that leads out of the folder: " + printable(target));
+  }
+}
+
+void putSymbolicLink(int parent, const std::string& path, const std::string& target) {
+  const std::string name(nameOf(path));
+  replaceEarlier(parent, name, path,
+                 [&] { return ::symlinkat(target.c_str(), parent, name.c_str()); });
+}
+
+void removeFiles(int folder) {
+  const FolderStream stream = listFolder(folder);
+  if (!stream) {
+    return;
+  }
+  while (const char* const name = nextName(stream)) {
+    ::unlinkat(folder, name, 0);
+  }
+}
+
+// Writes the entry's data from `block` on, and gives its size. A hole at the end is made as well.
+std::uint64_t writeData(int file, std::optional<DataBlock> block, const Entry& entry,
+                        const SafeExtractor::ReadData& readData) {
+  std::uint64_t end = 0;
+  for (; block; block = readData()) {
+    if (block->offset < end) {
+      throw EntryFailure("its data overlaps");
+    }
+    writeAt(file, block->bytes, block->offset, entry.path);
+    end = block->offset + block->bytes.size();
+  }
+  if (entry.size && *entry.size != end) {
+    if (!entry.isSparse || *entry.size < end) {
+      throw EntryFailure("its data has another size than the archive says");
+    }
+    end = *entry.size;
+    if (::ftruncate(file, static_cast<off_t>(end)) != 0) {
+      fail(entry.path, errno);
+    }
+  }
+  return end;
+}
+
+}  // namespace
+
+std::uint64_t SafeExtractor::extract(const Entry& entry, const ReadData& readData) {
+  const std::string path = pathInFolder(entry.path);
+  if (path.empty() && entry.kind != EntryKind::folder) {
+    throw EntryFailure("it has no name");
+  }
+  switch (entry.kind) {
+    case EntryKind::folder:
+      makeFolder(path, entry);
+      return 0;
+    case EntryKind::file:
+      return makeFile(path, entry, readData);
+    case EntryKind::hardLink:
+      return makeHardLink(path, entry, readData);
+    case EntryKind::symbolicLink:
+      makeSymbolicLink(path, entry);
+      return 0;
+    case EntryKind::other:
+      break;
+  }
+  throw EntryFailure("devices, pipes and sockets are not extracted");
+}
+
+int SafeExtractor::openParent(std::string_view path, Missing missing) {
+  return openFolder(parentOf(path), missing);
+}
+
+int SafeExtractor::openFolder(std::string_view path, Missing missing) {
+  if (path.empty()) {
+    return top_.get();
+  }
+  if (last_.isOpen() && path == lastPath_) {
+    return last_.get();
+  }
+  // From the last folder when that is on the way.
+  const bool isBelowLast =
+      last_.isOpen() && path.starts_with(lastPath_) && path[lastPath_.size()] == '/';
+  std::size_t end = isBelowLast ? lastPath_.size() : 0;
+  Descriptor folder;
+  while (end < path.size()) {
+    end = std::min(path.find('/', end + 1), path.size());
+    const int parent = folder.isOpen() ? folder.get() : isBelowLast ? last_.get() : top_.get();
+    folder = openChild(parent, path.substr(0, end), missing);
+  }
+  last_ = std::move(folder);
+  lastPath_ = path;
+  return last_.get();
+}
+
+Descriptor SafeExtractor::openChild(int parent, std::string_view path, Missing missing) {
+  const std::string name(nameOf(path));
+  Descriptor folder(::openat(parent, name.c_str(), folderFlags));
+  if (!folder.isOpen() && errno == ENOENT && missing == Missing::make) {
+    if (::mkdirat(parent, name.c_str(), 0700) != 0 && errno != EEXIST) {
+      fail(path, errno);
+    }
+    folders_.emplace(path, FolderAttributes());
+    folder = Descriptor(::openat(parent, name.c_str(), folderFlags));
+  }
+  if (!folder.isOpen() && (errno == ENOTDIR || errno == ELOOP || errno == ENOENT)) {
+    throw EntryFailure("the way to it leads through " + printable(path) +
+                       ", which is not a folder");
+  }
+  if (!folder.isOpen()) {
+    fail(path, errno);
+  }
+  return folder;
+}
+
+void SafeExtractor::makeFolder(const std::string& path, const Entry& entry) {
+  if (path.empty()) {
+    return;  // its attributes are the user's, not the archive's
+  }
+  const int parent = openParent(path, Missing::make);
+  const std::string name(nameOf(path));
+  struct ::stat status {};
+  if (::fstatat(parent, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+      !S_ISDIR(status.st_mode)) {
+    removeEarlier(parent, name, path);
+  }
+  openFolder(path, Missing::make);
+  folders_[path] = {entry.permissions, entry.accessed, entry.modified};
+}
+
+std::uint64_t SafeExtractor::makeFile(const std::string& path, const Entry& entry,
+                                      const ReadData& readData) {
+  const int parent = openParent(path, Missing::make);
+  const std::string name(nameOf(path));
+  Descriptor file(replaceEarlier(parent, name, path, [&] {
+    return ::openat(parent, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                    0600);
+  }));
+  try {
+    const std::uint64_t size = writeData(file.get(), readData(), entry, readData);
+    finishFile(file, path, entry);
+    return size;
+  } catch (...) {
+    // A part of a file looks like a whole one.
+    ::unlinkat(parent, name.c_str(), 0);
+    throw;
+  }
+}
+
+void SafeExtractor::finishFile(Descriptor& file, const std::string& path,
+                               const Entry& entry) const {
+  ::fchmod(file.get(), entry.permissions & ~mask_);
+  restoreTimes(file.get(), nullptr, entry.accessed, entry.modified);
+  if (!file.close()) {
+    fail(path, errno);
+  }
+}
+
+std::uint64_t SafeExtractor::makeHardLink(const std::string& path, const Entry& entry,
+                                          const ReadData& readData) {
+  const std::string target = pathOfLinked(entry);
+  const std::string targetName(nameOf(target));
+  // A copy, since the new name's folder is opened next.
+  const Descriptor targetFolder(::fcntl(openParent(target, Missing::refuse), F_DUPFD_CLOEXEC, 0));
+  struct ::stat status {};
+  if (::fstatat(targetFolder.get(), targetName.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+      S_ISDIR(status.st_mode)) {
+    throw EntryFailure("it is a link to " + printable(target) + ", which was not extracted");
+  }
+  const int parent = openParent(path, Missing::make);
+  const std::string name(nameOf(path));
+  if (S_ISLNK(status.st_mode)) {
+    // The same target may lead elsewhere from another folder.
+    const std::string linkTarget = readLink(targetFolder.get(), targetName, target);
+    checkLink(path, linkTarget);
+    putSymbolicLink(parent, path, linkTarget);
+    return 0;
+  }
+  if (path != target) {
+    replaceEarlier(parent, name, path, [&] {
+      return ::linkat(targetFolder.get(), targetName.c_str(), parent, name.c_str(), 0);
+    });
+  }
+  return fillLinkedFile(parent, path, entry, readData);
+}
+
+// Some formats store a file's data with the last of its names.
+std::uint64_t SafeExtractor::fillLinkedFile(int parent, const std::string& path, const Entry& entry,
+                                            const ReadData& readData) {
+  std::optional<DataBlock> first = readData();
+  if (!first) {
+    return 0;
+  }
+  const std::string name(nameOf(path));
+  ::fchmodat(parent, name.c_str(), 0600, 0);
+  Descriptor file(::openat(parent, name.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
+  if (!file.isOpen()) {
+    fail(path, errno);
+  }
+  try {
+    const std::uint64_t size = writeData(file.get(), first, entry, readData);
+    finishFile(file, path, entry);
+    return size;
+  } catch (...) {
+    static_cast<void>(::ftruncate(file.get(), 0));
+    ::unlinkat(parent, name.c_str(), 0);
+    throw;
+  }
+}
+
+void SafeExtractor::makeSymbolicLink(const std::string& path, const Entry& entry) {
+  checkLink(path, entry.linkTarget);
+  const int parent = openParent(path, Missing::make);
+  putSymbolicLink(parent, path, entry.linkTarget);
+  restoreTimes(parent, std::string(nameOf(path)).c_str(), entry.accessed, entry.modified);
+}
+
+void SafeExtractor::finish() {
+  for (const auto& [path, attributes] : folders_) {
+    try {
+      const int folder = openFolder(path, Missing::refuse);
+      restoreTimes(folder, nullptr, attributes.accessed, attributes.modified);
+      ::fchmod(folder, attributes.permissions & ~mask_);
+    } catch (const std::runtime_error&) {
+      // Somebody else has taken the folder away.
+    }
+  }
+}
+
+void SafeExtractor::discard() {
+  for (const auto& [path, attributes] : folders_) {
+    try {
+      removeFiles(openFolder(path, Missing::refuse));
+      ::unlinkat(openParent(path, Missing::refuse), std::string(nameOf(path)).c_str(),
+                 AT_REMOVEDIR);
+    } catch (const std::runtime_error&) {
+      // It is gone already.
+    }
+  }
+  removeFiles(top_.get());
+}
+
+}  // namespace oxarchive

@@ -1,0 +1,282 @@
+#include "reading/ArchiveReader.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <zlib.h>
+
+#include <utility>
+
+#include "console/Failure.h"
+#include "console/Printable.h"
+#include "reading/DecompressedStream.h"
+
+namespace oxarchive {
+namespace {
+
+constexpr std::uint64_t tarBlockSize = 512;
+
+constexpr const char* notDecryptable = "it is encrypted, and passwords are for ZIP archives alone";
+
+void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekable) {
+  ::archive_read_support_format_7zip(archive);
+  ::archive_read_support_format_ar(archive);
+  ::archive_read_support_format_cab(archive);
+  ::archive_read_support_format_cpio(archive);
+  ::archive_read_support_format_iso9660(archive);
+  ::archive_read_support_format_lha(archive);
+  ::archive_read_support_format_rar(archive);
+  ::archive_read_support_format_rar5(archive);
+  ::archive_read_support_format_tar(archive);
+  ::archive_read_support_format_xar(archive);
+  // The ZIP reader that goes by the directory at the archive's end: the other one, which reads from
+  // the start, takes an archive that is cut short for a whole one. It alone knows a ZIP archive
+  // that is nothing but its end, though.
+  const Bytes start = source.peek();
+  const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
+  if (text.starts_with("PK\5\6")) {
+    ::archive_read_support_format_zip_streamable(archive);
+  } else if (isSeekable) {
+    ::archive_read_support_format_zip_seekable(archive);
+  }
+}
+
+std::string textOf(const char* text) {
+  return text != nullptr ? text : "";
+}
+
+EntryKind kindOf(struct ::archive_entry* entry) {
+  if (::archive_entry_hardlink(entry) != nullptr) {
+    return EntryKind::hardLink;
+  }
+  switch (::archive_entry_filetype(entry)) {
+    case AE_IFREG:
+      return EntryKind::file;
+    case AE_IFDIR:
+      return EntryKind::folder;
+    case AE_IFLNK:
+      return EntryKind::symbolicLink;
+    default:
+      return EntryKind::other;
+  }
+}
+
+Entry toEntry(struct ::archive_entry* entry) {
+  Entry result;
+  result.path = textOf(::archive_entry_pathname(entry));
+  result.kind = kindOf(entry);
+  if (result.kind == EntryKind::hardLink) {
+    result.linkTarget = textOf(::archive_entry_hardlink(entry));
+  } else if (result.kind == EntryKind::symbolicLink) {
+    result.linkTarget = textOf(::archive_entry_symlink(entry));
+  }
+  if (::archive_entry_size_is_set(entry) != 0 && ::archive_entry_size(entry) >= 0) {
+    result.size = static_cast<std::uint64_t>(::archive_entry_size(entry));
+  }
+  result.isSparse = ::archive_entry_sparse_count(entry) > 0;
+  result.isEncrypted = ::archive_entry_is_encrypted(entry) != 0;
+  result.permissions = ::archive_entry_perm(entry) & 0777U;
+  if (::archive_entry_atime_is_set(entry) != 0) {
+    result.accessed = {::archive_entry_atime(entry), ::archive_entry_atime_nsec(entry)};
+  }
+  if (::archive_entry_mtime_is_set(entry) != 0) {
+    result.modified = {::archive_entry_mtime(entry), ::archive_entry_mtime_nsec(entry)};
+  }
+  return result;
+}
+
+}  // namespace
+
+ArchiveReader::ArchiveReader(const VolumeSet& volumes, OXString password)
+    : volumes_(volumes), stream_(volumes.paths), password_(std::move(password)) {
+  if (stream_.size() == 0) {
+    throw ArchiveFailure("it is empty, not an archive");
+  }
+  for (const RarVolume& volume : volumes.rarVolumes) {
+    if (volume.isEncrypted) {
+      throw EncryptedArchive(notDecryptable);
+    }
+    rarCheckSums_.insert(rarCheckSums_.end(), volume.checkSums.begin(), volume.checkSums.end());
+  }
+  decompressed_ = decompressed(stream_);
+  open(0);
+}
+
+void ArchiveReader::open(std::size_t firstVolume) {
+  archive_ = newReadArchive();
+  firstVolume_ = firstVolume;
+  isInEntry_ = false;
+  if (decompressed_) {
+    feed_.emplace(*decompressed_);
+    supportFormats(archive_.get(), *decompressed_, false);
+  } else {
+    feed_.emplace(stream_, firstVolume);
+    supportFormats(archive_.get(), stream_, true);
+    // libarchive looks for the next volume of RAR 5 in whole blocks of 512 bytes, so that it would
+    // not see a last volume that is shorter.
+    if (volumes_.rarVolumes.size() > 1 && volumes_.rarVolumes.front().isNewFormat) {
+      feed_->setPadding(512);
+    }
+  }
+  if (password_) {
+    ::archive_read_set_passphrase_callback(archive_.get(), this, givePassword);
+  }
+  if (!feed_->open(archive_.get())) {
+    throw ArchiveFailure("it is not an archive of a known format, or it is damaged");
+  }
+}
+
+const Entry* ArchiveReader::next() {
+  for (;;) {
+    skipData();
+    const std::uint64_t lastEntryEnd = consumed();
+    struct ::archive_entry* entry = nullptr;
+    const int result = ::archive_read_next_header(archive_.get(), &entry);
+    feed_->rethrow();
+    if (result == ARCHIVE_OK || result == ARCHIVE_WARN) {
+      isInEntry_ = true;
+      ++entryCount_;
+      checkSum_ = 0;
+      isPasswordGiven_ = false;
+      entry_ = toEntry(entry);
+      entry_.warning = result == ARCHIVE_WARN ? failureReason(archive_.get()) : "";
+      return &entry_;
+    }
+    if (result != ARCHIVE_EOF) {
+      fail();
+    }
+    if (!openFollowingVolume()) {
+      checkEnd(lastEntryEnd);
+      return nullptr;
+    }
+  }
+}
+
+std::optional<DataBlock> ArchiveReader::readData() {
+  const void* block = nullptr;
+  std::size_t size = 0;
+  la_int64_t offset = 0;
+  const int result = ::archive_read_data_block(archive_.get(), &block, &size, &offset);
+  feed_->rethrow();
+  if (result == ARCHIVE_EOF) {
+    checkData();
+    return std::nullopt;
+  }
+  if (isPasswordWrong_) {
+    throw EncryptedArchive("the password is wrong");
+  }
+  if (result == ARCHIVE_FATAL) {
+    fail();
+  }
+  if (result != ARCHIVE_OK || offset < 0) {
+    throw EntryFailure(failureReason(archive_.get()));
+  }
+  if (!rarCheckSums_.empty()) {
+    checkSum_ =
+        static_cast<std::uint32_t>(::crc32_z(checkSum_, static_cast<const Bytef*>(block), size));
+  }
+  return DataBlock{Bytes(static_cast<const std::byte*>(block), size),
+                   static_cast<std::uint64_t>(offset)};
+}
+
+// libarchive leaves out the check sums of RAR files that are stored without compression.
+void ArchiveReader::checkData() {
+  if (entry_.kind != EntryKind::file || entryCount_ > rarCheckSums_.size()) {
+    return;
+  }
+  const std::optional<std::uint32_t> expected = rarCheckSums_[entryCount_ - 1];
+  if (expected && *expected != checkSum_) {
+    throw EntryFailure("its data is damaged: the check sum is wrong");
+  }
+}
+
+// libarchive tries a password that was right before by itself, and asks again when what it has does
+// not fit.
+const char* ArchiveReader::givePassword(struct ::archive* /*archive*/, void* self) {
+  auto& reader = *static_cast<ArchiveReader*>(self);
+  if (reader.isPasswordGiven_) {
+    reader.isPasswordWrong_ = true;
+    return nullptr;
+  }
+  reader.isPasswordGiven_ = true;
+  return reader.password_->c_str();
+}
+
+void ArchiveReader::checkEncryption() const {
+  if (::archive_read_has_encrypted_entries(archive_.get()) != 1) {
+    return;
+  }
+  if (baseFormat() != ARCHIVE_FORMAT_ZIP) {
+    throw EncryptedArchive(notDecryptable);
+  }
+  if (!password_) {
+    throw EncryptedArchive("it is encrypted, and no password is given");
+  }
+}
+
+// An archive in volumes is read by libarchive up to the first end mark of RAR 1.5 to 4 that lies
+// between two files; the volumes after it are then read as an archive of their own.
+bool ArchiveReader::openFollowingVolume() {
+  if (decompressed_ || baseFormat() != ARCHIVE_FORMAT_RAR) {
+    return false;
+  }
+  const std::uint64_t end = stream_.startOf(firstVolume_) + consumed();
+  for (std::size_t volume = firstVolume_ + 1; volume < stream_.volumeCount(); ++volume) {
+    if (stream_.startOf(volume) >= end) {
+      open(volume);
+      return true;
+    }
+  }
+  return false;
+}
+
+// Where the data ends has to be known, so that an end mark that is missing is noticed.
+void ArchiveReader::skipData() {
+  if (!isInEntry_) {
+    return;
+  }
+  isInEntry_ = false;
+  const int result = ::archive_read_data_skip(archive_.get());
+  feed_->rethrow();
+  if (result < ARCHIVE_WARN) {
+    fail();
+  }
+}
+
+void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
+  const int format = baseFormat();
+  const std::uint64_t end = consumed();
+  if (format == ARCHIVE_FORMAT_TAR && end - lastEntryEnd < tarBlockSize) {
+    throw ArchiveFailure("it has no end mark, so it may have been cut short");
+  }
+  for (std::size_t i = 0; i < volumes_.rarVolumes.size(); ++i) {
+    if (volumes_.rarVolumes[i].ending == RarVolume::Ending::cutShort) {
+      throw ArchiveFailure(printable(volumes_.paths[i]) + " is cut short");
+    }
+  }
+  if (format == ARCHIVE_FORMAT_RAR_V5 &&
+      end <= stream_.startOf(stream_.volumeCount() - 1) - stream_.startOf(firstVolume_)) {
+    throw ArchiveFailure("not all of its volumes can be read");
+  }
+  const bool isReadInOneGo = format == ARCHIVE_FORMAT_TAR || format == ARCHIVE_FORMAT_CPIO;
+  if (decompressed_ || isReadInOneGo) {
+    feed_->drain();
+  }
+  if (isReadInOneGo && feed_->trailingZerosStart() > end) {
+    throw ArchiveFailure("more data follows its end mark");
+  }
+}
+
+void ArchiveReader::fail() {
+  checkEncryption();
+  throw ArchiveFailure(failureReason(archive_.get()));
+}
+
+std::uint64_t ArchiveReader::consumed() const {
+  return static_cast<std::uint64_t>(::archive_filter_bytes(archive_.get(), 0));
+}
+
+int ArchiveReader::baseFormat() const {
+  return ::archive_format(archive_.get()) & ARCHIVE_FORMAT_BASE_MASK;
+}
+
+}  // namespace oxarchive

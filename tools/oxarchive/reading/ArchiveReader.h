@@ -1,0 +1,77 @@
+#pragma once
+
+#include <OrvexKit/platform/OXString.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "reading/Entry.h"
+#include "reading/LibarchiveFeed.h"
+#include "volumes/ByteSource.h"
+#include "volumes/VolumeSet.h"
+#include "volumes/VolumeStream.h"
+
+namespace oxarchive {
+
+// Reads an archive from its first entry to its last one, and then makes sure that it was whole.
+//
+// Formats that read other files of this machine, and compressions that need another program, are
+// left out; so is taking a file that is no archive for one with a single entry.
+class ArchiveReader {
+ public:
+  // `volumes` must outlive the reader. A `password` is for ZIP archives. Throws ArchiveFailure.
+  explicit ArchiveReader(const VolumeSet& volumes, OXString password = std::nullopt);
+  ~ArchiveReader() = default;
+  ArchiveReader(const ArchiveReader&) = delete;  // libarchive knows where it is
+  ArchiveReader(ArchiveReader&&) = delete;
+  ArchiveReader& operator=(const ArchiveReader&) = delete;
+  ArchiveReader& operator=(ArchiveReader&&) = delete;
+
+  // The next entry, valid until the next call; null after the last one of a whole archive. Throws
+  // ArchiveFailure when the archive is damaged, cut short, or none that is known.
+  const Entry* next();
+
+  // The next block of the entry's data; none at its end. Throws EntryFailure when this data is
+  // damaged or packed in an unknown way, and ArchiveFailure when nothing more can be read.
+  std::optional<DataBlock> readData();
+
+  // Throws EncryptedArchive when something encrypted has been seen so far that cannot be decrypted;
+  // some formats tell it of the whole archive with their first entry. Whether the password is the
+  // right one turns out when data is read.
+  void checkEncryption() const;
+
+  // How far the volumes have been read, of how much, in bytes.
+  std::uint64_t position() const { return stream_.position(); }
+  std::uint64_t size() const { return stream_.size(); }
+
+ private:
+  static const char* givePassword(struct ::archive* archive, void* self);
+
+  void open(std::size_t firstVolume);
+  bool openFollowingVolume();
+  void skipData();
+  void checkData();
+  void checkEnd(std::uint64_t lastEntryEnd);
+  [[noreturn]] void fail();
+  std::uint64_t consumed() const;
+  int baseFormat() const;
+
+  const VolumeSet& volumes_;
+  VolumeStream stream_;
+  std::unique_ptr<ByteSource> decompressed_;
+  std::size_t firstVolume_ = 0;
+  std::optional<LibarchiveFeed> feed_;
+  ReadArchive archive_;
+  OXString password_;
+  bool isPasswordGiven_ = false;  // to libarchive, for the data of this entry
+  bool isPasswordWrong_ = false;
+  Entry entry_;
+  bool isInEntry_ = false;
+  std::vector<std::optional<std::uint32_t>> rarCheckSums_;  // of all entries in their order
+  std::size_t entryCount_ = 0;
+  std::uint32_t checkSum_ = 0;  // of the entry's data so far
+};
+
+}  // namespace oxarchive

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
+
+#include "volumes/ByteSource.h"
+
+namespace oxarchive {
+
+enum class EntryKind { file, folder, symbolicLink, hardLink, other };
+
+// One entry of an archive, as the archive has it: names are not checked in any way.
+struct Entry {
+  std::string path;
+  EntryKind kind = EntryKind::other;
+  std::string linkTarget;  // of a link; of a hard link the path of another entry
+  std::optional<std::uint64_t> size;
+  bool isSparse = false;
+  bool isEncrypted = false;
+  mode_t permissions = 0;  // nine bits
+  std::optional<timespec> accessed;
+  std::optional<timespec> modified;
+  std::string warning;  // what was odd about the entry, printable; it can be used all the same
+};
+
+// A run of a file's contents. Between two blocks are zeros.
+struct DataBlock {
+  Bytes bytes;
+  std::uint64_t offset;
+};
+
+}  // namespace oxarchive

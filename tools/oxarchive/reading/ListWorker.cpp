@@ -1,0 +1,86 @@
+#include "reading/ListWorker.h"
+
+#include <OrvexKit/OrvexKit.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "console/Failure.h"
+#include "console/Printable.h"
+#include "reading/ArchiveReader.h"
+#include "volumes/VolumeSet.h"
+
+namespace oxarchive {
+namespace {
+
+std::optional<OXDate> toDate(const std::optional<timespec>& time) {
+  if (!time) {
+    return std::nullopt;
+  }
+  return OXDate(OXDate::duration(static_cast<double>(time->tv_sec) +
+                                 static_cast<double>(time->tv_nsec) * 1e-9));
+}
+
+// The root of the archive has no name of its own, and is not listed.
+bool isRoot(const Entry& entry) {
+  return !entry.path.empty() && entry.path.find_first_not_of('/') == std::string::npos;
+}
+
+std::string withWarning(const std::string& reason, const Entry& entry) {
+  return entry.warning.empty() ? reason : reason + " (" + entry.warning + ")";
+}
+
+class Listing {
+ public:
+  bool send(const Entry& entry) {
+    OXArchivedFile file;
+    file.setPath(entry.path);
+    file.setFileId(++count_);
+    file.setActualSize(entry.size.value_or(0));
+    file.setModificationTime(toDate(entry.modified));
+    file.setIsFolder(entry.kind == EntryKind::folder);
+    file.setIsEncrypted(entry.isEncrypted);
+    encoder_.reset();
+    file.encodeWithCoder(encoder_);
+    return writer_.write(encoder_.item());
+  }
+
+  bool finish() { return writer_.flush(); }
+
+ private:
+  OXCBOREncoder encoder_{OXCBORMode::keyed};
+  OXCBORSequenceWriter writer_{STDOUT_FILENO};
+  OXUnsignedWord count_ = 0;
+};
+
+}  // namespace
+
+bool sendListing(const std::string& archive, Console& console) {
+  Listing listing;
+  bool isComplete = true;
+  const auto fail = [&](const std::string& what) {
+    console.message(printable(archive) + ": " + what);
+    isComplete = false;
+  };
+  try {
+    const VolumeSet volumes = findVolumes(archive);
+    ArchiveReader reader(volumes);
+    bool isTaken = true;
+    std::uint64_t number = 0;
+    while (const Entry* entry = isTaken ? reader.next() : nullptr) {
+      ++number;
+      if (entry->path.empty()) {
+        fail(withWarning("entry " + std::to_string(number) + ": it has no name", *entry));
+      } else if (!isRoot(*entry)) {
+        isTaken = listing.send(*entry);
+      }
+    }
+  } catch (const ArchiveFailure& failure) {
+    fail(failure.what());
+  }
+  return listing.finish() && isComplete;
+}
+
+}  // namespace oxarchive

@@ -1,0 +1,26 @@
+#include "system/RegularFile.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+
+#include "console/Failure.h"
+
+namespace oxarchive {
+
+Descriptor openRegularFile(const std::string& path, const std::string& subject,
+                           struct ::stat& status) {
+  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
+    throw ArchiveFailure(withSystemReason(subject + " cannot be opened", errno));
+  }
+  if (S_ISDIR(status.st_mode)) {
+    throw ArchiveFailure(subject + " is a folder, not an archive");
+  }
+  if (!S_ISREG(status.st_mode)) {
+    throw ArchiveFailure(subject + " is not a regular file");
+  }
+  return file;
+}
+
+}  // namespace oxarchive

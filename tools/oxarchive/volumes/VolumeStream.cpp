@@ -1,0 +1,92 @@
+#include "volumes/VolumeStream.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+
+#include "console/Failure.h"
+#include "console/Printable.h"
+#include "system/Interruption.h"
+#include "system/RegularFile.h"
+
+namespace oxarchive {
+namespace {
+
+constexpr std::size_t blockSize = std::size_t{256} * 1024;
+
+std::uint64_t unsignedSize(const struct ::stat& status) {
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
+}  // namespace
+
+VolumeStream::VolumeStream(const std::vector<std::string>& paths)
+    : openVolume_(paths.size()), buffer_(blockSize) {
+  volumes_.reserve(paths.size());
+  for (const std::string& path : paths) {
+    struct ::stat status {};
+    openRegularFile(path, printable(path), status);
+    const std::uint64_t size = unsignedSize(status);
+    volumes_.push_back({path, size_, size, status.st_dev, status.st_ino});
+    size_ += size;
+  }
+}
+
+void VolumeStream::seek(std::uint64_t position) {
+  dropPeeked();
+  position_ = std::min(position, size_);
+}
+
+Bytes VolumeStream::produce() {
+  throwIfInterrupted();
+  // Blocks run across the volumes' ends: a stream of very small volumes is not slower to read, and
+  // an archive's first bytes are in the first block.
+  std::size_t filled = 0;
+  while (filled < buffer_.size() && position_ < size_) {
+    const std::size_t index = volumeAt(position_);
+    open(index);
+    const Volume& volume = volumes_[index];
+    const std::uint64_t offset = position_ - volume.start;
+    const auto wanted = static_cast<std::size_t>(
+        std::min<std::uint64_t>(buffer_.size() - filled, volume.size - offset));
+    const ssize_t count =
+        ::pread(file_.get(), buffer_.data() + filled, wanted, static_cast<off_t>(offset));
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count < 0) {
+      throw ArchiveFailure(withSystemReason("cannot read " + printable(volume.path), errno));
+    }
+    if (count == 0) {
+      throw ArchiveFailure(printable(volume.path) + " was changed while it was read");
+    }
+    filled += static_cast<std::size_t>(count);
+    position_ += static_cast<std::uint64_t>(count);
+  }
+  return {buffer_.data(), filled};
+}
+
+// The one that holds the byte at `position`, which is before the end.
+std::size_t VolumeStream::volumeAt(std::uint64_t position) const {
+  const auto after = std::ranges::upper_bound(volumes_, position, {}, &Volume::start);
+  return static_cast<std::size_t>(std::distance(volumes_.begin(), after)) - 1;
+}
+
+void VolumeStream::open(std::size_t volume) {
+  if (openVolume_ == volume) {
+    return;
+  }
+  const Volume& wanted = volumes_[volume];
+  struct ::stat status {};
+  file_ = openRegularFile(wanted.path, printable(wanted.path), status);
+  openVolume_ = volume;
+  if (status.st_dev != wanted.device || status.st_ino != wanted.inode ||
+      unsignedSize(status) != wanted.size) {
+    throw ArchiveFailure(printable(wanted.path) + " was changed while it was read");
+  }
+}
+
+}  // namespace oxarchive

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "system/Descriptor.h"
+#include "volumes/ByteSource.h"
+
+namespace oxarchive {
+
+// An archive's volumes, one after the other, as one stream that can be sought in. One of them is
+// open at a time.
+class VolumeStream final : public ByteSource {
+ public:
+  // `paths` are the volumes in order, at least one.
+  explicit VolumeStream(const std::vector<std::string>& paths);
+
+  std::size_t volumeCount() const { return volumes_.size(); }
+  std::uint64_t startOf(std::size_t volume) const { return volumes_[volume].start; }
+  std::uint64_t size() const { return size_; }
+
+  // Where the next block starts.
+  std::uint64_t position() const { return position_ - peekedSize(); }
+
+  // Up to the end of the stream.
+  void seek(std::uint64_t position);
+
+ private:
+  struct Volume {
+    std::string path;
+    std::uint64_t start;
+    std::uint64_t size;
+    dev_t device;
+    ino_t inode;
+  };
+
+  Bytes produce() override;
+  std::size_t volumeAt(std::uint64_t position) const;
+  void open(std::size_t volume);
+
+  std::vector<Volume> volumes_;
+  std::uint64_t size_ = 0;
+  std::uint64_t position_ = 0;
+  std::size_t openVolume_;
+  Descriptor file_;
+  std::vector<std::byte> buffer_;
+};
+
+}  // namespace oxarchive

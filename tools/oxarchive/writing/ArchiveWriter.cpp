@@ -1,0 +1,197 @@
+#include "writing/ArchiveWriter.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+#include <utility>
+
+#include "console/Failure.h"
+#include "console/Printable.h"
+#include "reading/LibarchiveFeed.h"
+
+namespace oxarchive {
+namespace {
+
+constexpr std::size_t bufferSize = 128 * std::size_t{1024};
+
+template <typename Pointer>
+auto orThrow(Pointer* pointer) {
+  if (pointer == nullptr) {
+    throw std::bad_alloc();
+  }
+  return pointer;
+}
+
+[[noreturn]] void failToRead(const std::string& disk, int error) {
+  throw ArchiveFailure(withSystemReason(printable(disk) + " cannot be read", error));
+}
+
+[[noreturn]] void failAsChanged(const std::string& disk) {
+  throw ArchiveFailure(printable(disk) + " was changed while it was packed");
+}
+
+}  // namespace
+
+ArchiveWriter::ArchiveWriter(const Format& format, const OXArchiveSettings& settings, int file,
+                             Progress progress)
+    : isUnicode_(format.isUnicode),
+      file_(file),
+      progress_(std::move(progress)),
+      links_(orThrow(::archive_entry_linkresolver_new())),
+      disk_(orThrow(::archive_read_disk_new())),
+      buffer_(bufferSize),
+      archive_(orThrow(::archive_write_new())) {
+  ::archive_read_disk_set_symlink_physical(disk_.get());
+  ::archive_read_disk_set_standard_lookup(disk_.get());
+  ::archive_read_disk_set_behavior(disk_.get(), ARCHIVE_READDISK_NO_ACL |
+                                                    ARCHIVE_READDISK_NO_XATTR |
+                                                    ARCHIVE_READDISK_NO_FFLAGS);
+  configure(format, settings);
+  ::archive_entry_linkresolver_set_strategy(links_.get(), ::archive_format(archive_.get()));
+}
+
+// libarchive releases an unfinished archive either by finishing it, which may take long and
+// compress the zeros that are missing, or with a loss of memory. It is kept until the process ends,
+// instead.
+ArchiveWriter::~ArchiveWriter() {
+  if (!isFinished_) {
+    [[maybe_unused]] static struct ::archive* volatile unfinished = nullptr;
+    unfinished = archive_.release();
+  }
+}
+
+void ArchiveWriter::configure(const Format& format, const OXArchiveSettings& settings) {
+  check(format.setFormat(archive_.get()));
+  check(format.addFilter(archive_.get()));
+  for (const std::string& option : format.options) {
+    setOption(option);
+  }
+  if (const std::optional<int> level = format.level(settings)) {
+    setOption(format.compressor + ":compression-level=" + std::to_string(*level));
+  }
+  if (const OXString password = settings.password()) {
+    setOption(format.compressor + ":encryption=" + format.encryptionMethod(settings).value());
+    check(::archive_write_set_passphrase(archive_.get(), password->c_str()));
+  }
+  ::archive_write_set_bytes_in_last_block(archive_.get(), 1);
+  check(::archive_write_open2(archive_.get(), this, nullptr, write, nullptr, nullptr));
+}
+
+void ArchiveWriter::setOption(const std::string& option) {
+  check(::archive_write_set_options(archive_.get(), option.c_str()));
+}
+
+void ArchiveWriter::add(const std::string& path, const std::string& disk, bool isFolder) {
+  progress_(0);
+  if (isUnicode_ && !isUtf8(path)) {
+    throw ArchiveFailure(printable(disk) +
+                         ": names in this format are Unicode, and this one is not");
+  }
+  struct ::stat status {};
+  if (::lstat(disk.c_str(), &status) != 0) {
+    failToRead(disk, errno);
+  }
+  Descriptor file;
+  if (S_ISREG(status.st_mode)) {
+    // If it is a pipe by now, nobody is waited for.
+    file = Descriptor(::open(disk.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
+      failToRead(disk, errno);
+    }
+  }
+  const bool isFile = S_ISREG(status.st_mode);
+  const bool isFolderNow = S_ISDIR(status.st_mode);
+  const bool isKnown = isFile || isFolderNow || S_ISLNK(status.st_mode);
+  if (!isKnown || isFolder != isFolderNow || isFile != file.isOpen()) {
+    failAsChanged(disk);
+  }
+  const EntryPointer entry = readEntry(path, disk, file.get(), status);
+  check(::archive_write_header(archive_.get(), entry.get()));
+  if (file.isOpen() && ::archive_entry_hardlink(entry.get()) == nullptr) {
+    writeContents(file.get(), disk, static_cast<std::uint64_t>(status.st_size));
+  }
+  check(::archive_write_finish_entry(archive_.get()));
+}
+
+ArchiveWriter::EntryPointer ArchiveWriter::readEntry(const std::string& path,
+                                                     const std::string& disk, int file,
+                                                     const struct ::stat& status) {
+  EntryPointer entry(orThrow(::archive_entry_new()));
+  ::archive_entry_copy_pathname(entry.get(), path.c_str());
+  ::archive_entry_copy_sourcepath(entry.get(), disk.c_str());
+  if (::archive_read_disk_entry_from_file(disk_.get(), entry.get(), file, &status) < ARCHIVE_WARN) {
+    failToRead(disk, ::archive_errno(disk_.get()));
+  }
+  // When it was read last is nobody's business, and would make each archive another one.
+  ::archive_entry_unset_atime(entry.get());
+  ::archive_entry_unset_ctime(entry.get());
+  ::archive_entry_unset_birthtime(entry.get());
+  struct ::archive_entry* linked = entry.release();
+  struct ::archive_entry* none = nullptr;
+  ::archive_entry_linkify(links_.get(), &linked, &none);
+  return EntryPointer(linked);
+}
+
+// A file that grows meanwhile is packed as long as it was.
+void ArchiveWriter::writeContents(int file, const std::string& disk, std::uint64_t size) {
+  while (size > 0) {
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, buffer_.size()));
+    const ssize_t count = ::read(file, buffer_.data(), wanted);
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count < 0) {
+      failToRead(disk, errno);
+    }
+    if (count == 0) {
+      failAsChanged(disk);
+    }
+    const auto length = static_cast<std::size_t>(count);
+    progress_(length);
+    if (::archive_write_data(archive_.get(), buffer_.data(), length) != count) {
+      fail();
+    }
+    size -= length;
+  }
+}
+
+void ArchiveWriter::finish() {
+  check(::archive_write_close(archive_.get()));
+  isFinished_ = true;
+}
+
+// A warning is about a name that the locale cannot tell, which is then written as it is.
+void ArchiveWriter::check(int result) {
+  if (result < ARCHIVE_WARN) {
+    fail();
+  }
+}
+
+void ArchiveWriter::fail() {
+  if (writeError_ != 0) {
+    throw ArchiveFailure(withSystemReason("it cannot be written", writeError_));
+  }
+  throw ArchiveFailure(failureReason(archive_.get()));
+}
+
+la_ssize_t ArchiveWriter::write(struct ::archive* archive, void* self, const void* bytes,
+                                std::size_t size) {
+  auto& writer = *static_cast<ArchiveWriter*>(self);
+  for (;;) {
+    const ssize_t count = ::write(writer.file_, bytes, size);
+    if (count >= 0) {
+      return count;
+    }
+    if (errno != EINTR) {
+      writer.writeError_ = errno;
+      ::archive_set_error(archive, errno, "the archive cannot be written");
+      return ARCHIVE_FATAL;
+    }
+  }
+}
+
+}  // namespace oxarchive

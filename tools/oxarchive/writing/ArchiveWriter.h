@@ -1,0 +1,73 @@
+#pragma once
+
+#include <OrvexKit/OXArchiveSettings.h>
+#include <archive.h>
+#include <archive_entry.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "system/Descriptor.h"
+#include "writing/Formats.h"
+
+namespace oxarchive {
+
+// Writes one archive to an open file. Whatever goes wrong throws ArchiveFailure, and the archive is
+// then of no use.
+class ArchiveWriter {
+ public:
+  // Told of bytes that were read from the items; may throw to end the work.
+  using Progress = std::function<void(std::uint64_t)>;
+
+  ArchiveWriter(const Format& format, const OXArchiveSettings& settings, int file,
+                Progress progress);
+  ~ArchiveWriter();
+  ArchiveWriter(const ArchiveWriter&) = delete;
+  ArchiveWriter(ArchiveWriter&&) = delete;
+  ArchiveWriter& operator=(const ArchiveWriter&) = delete;
+  ArchiveWriter& operator=(ArchiveWriter&&) = delete;
+
+  // Adds the file, folder or link at `disk`, without what is in it, as `path`. A file with several
+  // names is one file in the formats that know such.
+  void add(const std::string& path, const std::string& disk, bool isFolder);
+
+  // To be called once, last of all.
+  void finish();
+
+ private:
+  struct Closer {
+    void operator()(struct ::archive* archive) const { ::archive_free(archive); }
+    void operator()(struct ::archive_entry* entry) const { ::archive_entry_free(entry); }
+    void operator()(struct ::archive_entry_linkresolver* links) const {
+      ::archive_entry_linkresolver_free(links);
+    }
+  };
+  using EntryPointer = std::unique_ptr<struct ::archive_entry, Closer>;
+
+  static la_ssize_t write(struct ::archive* archive, void* self, const void* bytes,
+                          std::size_t size);
+
+  void configure(const Format& format, const OXArchiveSettings& settings);
+  void setOption(const std::string& option);
+  EntryPointer readEntry(const std::string& path, const std::string& disk, int file,
+                         const struct ::stat& status);
+  void writeContents(int file, const std::string& disk, std::uint64_t size);
+  void check(int result);
+  [[noreturn]] void fail();
+
+  bool isUnicode_;
+  bool isFinished_ = false;
+  int file_;
+  Progress progress_;
+  int writeError_ = 0;
+  std::unique_ptr<struct ::archive_entry_linkresolver, Closer> links_;
+  std::unique_ptr<struct ::archive, Closer> disk_;
+  std::vector<std::byte> buffer_;
+  std::unique_ptr<struct ::archive, Closer> archive_;
+};
+
+}  // namespace oxarchive
