@@ -1,15 +1,14 @@
+#include "OrvexKit/OXDeltaNode.h"
+
 #include <bit>
 #include <cstddef>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "OrvexKit/OXDeltaNode.h"
 #include "model/DeltaNodeChildList.h"
 #include "platform/files/Path.h"
 #include "platform/objects/FatalError.h"
-#include "platform/objects/SharedLock.h"
 
 // A walk in progress: the levels from its start down to where it is, instead of calls that call
 // themselves, and the two paths, which are made longer and shorter in place.
@@ -55,25 +54,17 @@ class OXDeltaNode::Walk {
   };
 
   void report(const OXDeltaNode& node) {
-    std::shared_ptr<ChildList> kids;
-    bool isReported = false;
-    {
-      const std::lock_guard lock(ox::sharedLock(&node));
-      kids = node.children_;
-      if (node.name_) {
-        ox::path::appendComponent(relative_, *node.name_);
-      }
-      if (node.name_ && node.physicalPath_) {
-        isReported = true;
-        disk_ = *node.physicalPath_;
-        ox::path::appendComponent(disk_, *node.name_);
-      }
+    Contents contents = node.contents();
+    if (contents.name != nullptr) {
+      ox::path::appendComponent(relative_, *contents.name);
     }
-    if (isReported) {
+    if (contents.name != nullptr && contents.physicalPath != nullptr) {
+      disk_ = *contents.physicalPath;
+      ox::path::appendComponent(disk_, *contents.name);
       callback_(relative_, disk_, node.isFolder());
     }
-    if (kids != nullptr) {
-      enter(std::move(kids));
+    if (contents.children != nullptr) {
+      enter(std::move(contents.children));
     }
   }
 

@@ -21,7 +21,7 @@ using Strings = OXFormatInfo::Strings;
 using Objects = OXFormatInfo::Objects;
 using Bytes = OXFormatInfo::Bytes;
 
-static_assert(sizeof(OXFormatInfo) == (sizeof(void*) == 8 ? 112 : 64));
+static_assert(sizeof(OXFormatInfo) == (sizeof(void*) == 8 ? 112 : 72));
 static_assert(!std::is_copy_constructible_v<OXFormatInfo>);
 static_assert(std::is_same_v<decltype(OXFormatInfo().formatId()), std::uintptr_t>);
 
