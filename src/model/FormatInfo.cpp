@@ -54,11 +54,16 @@ OXString OXFormatInfo::description() const {
 }
 
 bool OXFormatInfo::isEqual(const OXObject* other) const {
-  const auto* const format = dynamic_cast<const OXFormatInfo*>(other);
-  if (format == this) {
+  if (other == nullptr) {
+    return false;
+  }
+  // The same object, by whichever of its roots it is handed in.
+  if (dynamic_cast<const void*>(other) == dynamic_cast<const void*>(this)) {
     return true;
   }
-  if (format == nullptr || !ox::isInstanceOfClassOf(*other, *this)) {
+  const auto* const format =
+      ox::isInstanceOfClassOf(*other, *this) ? dynamic_cast<const OXFormatInfo*>(other) : nullptr;
+  if (format == nullptr) {
     return false;
   }
   const ox::SharedString own = ox::getGuarded(lock_, name_);
