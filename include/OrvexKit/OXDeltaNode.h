@@ -126,7 +126,7 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   // walked stays alive, even if the callback lets go of the tree.
   //
   // A node that is below itself would have the walk go on for ever: that is a fatal error as well,
-  // found after at most a few rounds.
+  // found after at most two rounds.
   void traversePathsUsingBlock(const TraversalCallback& callback) const;
 
  private:

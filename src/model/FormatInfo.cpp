@@ -77,5 +77,5 @@ bool OXFormatInfo::isConfigurable() const noexcept {
 
 bool OXFormatInfo::supportsExtension(OXStringView extension) const noexcept {
   const std::shared_ptr<const Strings> known = extensions();
-  return extension && known && std::ranges::find(*known, *extension) != known->end();
+  return extension && known && std::find(known->begin(), known->end(), *extension) != known->end();
 }
