@@ -4,6 +4,7 @@
 
 #include "model/DeltaNodeChildList.h"
 #include "platform/files/Path.h"
+#include "platform/objects/BadAlloc.h"
 #include "platform/objects/RecordLock.h"
 
 OXDeltaNode::OXDeltaNode() = default;
@@ -79,5 +80,7 @@ OXString OXDeltaNode::fullPathOnDisk() const {
   if (physicalPath == nullptr || name == nullptr) {
     return std::nullopt;
   }
-  return ox::path::appendingComponent(*physicalPath, *name);
+  return ox::orBadAlloc([&folder = *physicalPath, &item = *name] {
+    return ox::path::appendingComponent(folder, item);
+  });
 }

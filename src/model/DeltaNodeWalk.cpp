@@ -7,6 +7,7 @@
 
 #include "model/DeltaNodeChildList.h"
 #include "platform/files/Path.h"
+#include "platform/objects/BadAlloc.h"
 #include "platform/objects/FatalError.h"
 
 // A walk in progress: the levels from its start down to where it is, instead of calls that call
@@ -54,17 +55,27 @@ class OXDeltaNode::Walk {
 
   void report(const OXDeltaNode& node) {
     Contents contents = node.contents();
-    if (contents.name != nullptr) {
-      ox::path::appendComponent(relative_, *contents.name);
-    }
-    if (contents.name != nullptr && contents.physicalPath != nullptr) {
-      disk_ = *contents.physicalPath;
-      ox::path::appendComponent(disk_, *contents.name);
+    const bool isReported = ox::orBadAlloc([&] { return appendToPaths(contents); });
+    if (isReported) {
       callback_(relative_, disk_, node.isFolder());
     }
     if (contents.children != nullptr) {
       enter(std::move(contents.children));
     }
+  }
+
+  // Whether the node has a place of its own on disk.
+  bool appendToPaths(const Contents& contents) {
+    if (contents.name == nullptr) {
+      return false;
+    }
+    ox::path::appendComponent(relative_, *contents.name);
+    if (contents.physicalPath == nullptr) {
+      return false;
+    }
+    disk_ = *contents.physicalPath;
+    ox::path::appendComponent(disk_, *contents.name);
+    return true;
   }
 
   void enter(std::shared_ptr<ChildList> list) {

@@ -2,6 +2,7 @@
 
 #include "OrvexKit/OXFileUtil.h"
 #include "platform/files/Path.h"
+#include "platform/objects/BadAlloc.h"
 
 namespace ox {
 namespace {
@@ -39,15 +40,11 @@ std::string_view deletingArchiveExtension(std::string_view path) noexcept {
 OXString OXFileUtilAdditions::archiveExtension(OXStringView path) {
   OXString text;
   if (path) {
-    ox::archiveExtension(*path).appendTo(text.emplace());
+    ox::orBadAlloc([&] { ox::archiveExtension(*path).appendTo(text.emplace()); });
   }
   return text;
 }
 
 OXString OXFileUtilAdditions::stringByDeletingArchiveExtension(OXStringView path) {
-  OXString text;
-  if (path) {
-    text.emplace(ox::deletingArchiveExtension(*path));
-  }
-  return text;
+  return OXString(path ? OXStringView(ox::deletingArchiveExtension(*path)) : path);
 }

@@ -235,6 +235,27 @@ TEST_P(ArchiveSettingsPassword, IsOverwrittenOnTheWayIntoACopy) {
   EXPECT_EQ(watch.found(), 0U);
 }
 
+// A host's password whose memory had a longer one before.
+class ShortenedPassword : public OXArchiveSettings {
+ public:
+  explicit ShortenedPassword(std::string_view longer) : longer_(longer) {}
+  OXString password() const override {
+    std::string text(longer_);
+    text.resize(1);
+    return text;
+  }
+
+ private:
+  std::string_view longer_;
+};
+
+TEST(ArchiveSettings, OverwritesWhatALongerPasswordLeftBehindInAString) {
+  const ShortenedPassword settings(longPassword);
+  const FreedMemoryWatch watch(end(longPassword));
+  EXPECT_EQ(settings.copyWithZone()->password(), std::string(longPassword.substr(0, 1)));
+  EXPECT_EQ(watch.found(), 0U);
+}
+
 TEST_P(ArchiveSettingsPassword, IsOverwrittenWhenMemoryRunsOut) {
   OXArchiveSettings settings;
   settings.setPassword(GetParam());

@@ -11,6 +11,8 @@
 
 #pragma once
 
+#include <OrvexKit/platform/OXExport.h>
+
 #include <concepts>
 #include <optional>
 #include <string>
@@ -89,9 +91,7 @@ class OXStringView {
   }
 
   // A copy of the string, or null.
-  explicit operator OXString() const {
-    return has_value() ? OXString(std::in_place, text_) : std::nullopt;
-  }
+  OX_EXPORT explicit operator OXString() const;
 
   // Whether both are null, or strings of the same bytes.
   template <typename Text>

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "OrvexKit/platform/OXString.h"
+#include "platform/objects/BadAlloc.h"
 
 namespace ox {
 
@@ -66,7 +67,7 @@ void setGuarded(std::atomic<std::uint32_t>& lock, std::shared_ptr<T>& reference,
 using SharedString = std::shared_ptr<const std::string>;
 
 inline SharedString sharedString(OXStringView text) {
-  return text ? std::make_shared<const std::string>(*text) : nullptr;
+  return orBadAlloc([&] { return text ? std::make_shared<const std::string>(*text) : nullptr; });
 }
 
 inline OXString copyOf(const SharedString& text) {

@@ -3,6 +3,8 @@
 
 #include <concepts>
 #include <filesystem>
+#include <limits>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -208,6 +210,21 @@ TEST(StringView, LetsANullPointerBeGivenToEverySetter) {
   node.setPhysicalPath(none);
   EXPECT_EQ(node.physicalPath(), std::nullopt);
   EXPECT_EQ(node.childNamed(none), nullptr);
+}
+
+// Nothing of it is read: its length alone is more than there can be room for.
+TEST(StringView, ThatIsTooLongIsTooMuchForTheMemory) {
+  const std::string_view tooLong("text", std::numeric_limits<std::size_t>::max());
+  OXFormatInfo format;
+  OXArchiveSettings settings;
+  OXDeltaNode node;
+  format.setName("name");
+  EXPECT_THROW(static_cast<void>(OXString(OXStringView(tooLong))), std::bad_alloc);
+  EXPECT_THROW(format.setName(tooLong), std::bad_alloc);
+  EXPECT_THROW(settings.setPassword(tooLong), std::bad_alloc);
+  EXPECT_THROW(node.setName(tooLong), std::bad_alloc);
+  EXPECT_THROW(node.setPhysicalPath(tooLong), std::bad_alloc);
+  EXPECT_EQ(format.name(), "name");
 }
 
 TEST(StringView, TakesPathsAsTheyAre) {
