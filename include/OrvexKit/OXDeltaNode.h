@@ -87,8 +87,8 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   void addChild(std::shared_ptr<OXDeltaNode> node);
 
   // The first child, in the order they were added, whose name is `name`, byte for byte; null when
-  // there is none. A null `name` is no child's, not even a nameless one's. Takes time in proportion
-  // to the number of children; one that is added meanwhile may or may not be found.
+  // there is none. A null `name` is no child's, not even a nameless one's. A linear scan; a child
+  // that is added meanwhile may or may not be found.
   std::shared_ptr<OXDeltaNode> childNamed(OXStringView name) const;
 
   // Where the item is on disk: the physical path joined with the name. Null when either is null.

@@ -90,11 +90,12 @@ class OX_EXPORT OXFormatInfo : public OXObject {
   OXString description() const override;
 
   // Whether `other` describes the same format: it is this very object, or it is an instance of this
-  // object's own class or of one derived from that, both have names, the names are equal byte for
-  // byte, and the identifiers are equal.
+  // object's own class or of one derived publicly from that, both have names, the names are equal
+  // byte for byte, and the identifiers are equal.
   //
   // The class that counts is the one this object has at run time, a host's class too, so two
-  // objects may answer differently about each other:
+  // objects may answer differently about each other. An object of a class that was compiled without
+  // run-time type information (-fno-rtti) is equal to itself alone.
   //
   //   plain "Zip" 1, plain "Zip" 1      => true
   //   plain "Zip" 1, plain "Zip" 2      => false

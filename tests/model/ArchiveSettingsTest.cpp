@@ -235,6 +235,15 @@ TEST_P(ArchiveSettingsPassword, IsOverwrittenOnTheWayIntoACopy) {
   EXPECT_EQ(watch.found(), 0U);
 }
 
+TEST(ArchiveSettings, HandsOutObjectsThatNobodyElseHolds) {
+  const std::shared_ptr<OXArchiveSettings> defaults = OXArchiveSettings::defaultSettings();
+  const std::shared_ptr<OXArchiveSettings> copy = defaults->copyWithZone();
+  EXPECT_EQ(defaults.use_count(), 1);
+  EXPECT_EQ(copy.use_count(), 1);
+  EXPECT_NE(copy, defaults);
+  EXPECT_NE(OXArchiveSettings::defaultSettings(), defaults);
+}
+
 // A host's password whose memory had a longer one before.
 class ShortenedPassword : public OXArchiveSettings {
  public:
