@@ -22,7 +22,6 @@
 #include <vector>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/files/Files.h"
 #include "support/AllocationCount.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
@@ -76,8 +75,7 @@ std::string bytes(std::size_t count) {
 class FolderSize : public ox::test::TemporaryFolderTest {
  protected:
   void TearDown() override {
-    // Trees too deep for a path are emptied by descriptors.
-    EXPECT_TRUE(ox::files::removeItem(ox::PathBuffer(work())));
+    ox::test::removeTree(work());
     ASSERT_EQ(::mkdir(work().c_str(), 0700), 0);
     TemporaryFolderTest::TearDown();
   }
@@ -198,7 +196,7 @@ TEST_F(FolderSize, IsTheLargestValueWhenThereIsMore) {
   std::string folder = "/dev/shm/orvexkit-test.XXXXXX";
   const bool isMade = ::mkdtemp(folder.data()) != nullptr && makeHugeFiles(folder);
   const std::int64_t total = isMade ? OXGetTotalFolderSize(folder) : 0;
-  ox::files::removeItem(ox::PathBuffer(folder));
+  ox::test::removeTree(folder);
   if (!isMade) {
     GTEST_SKIP() << "no file system takes files of this size";
   }
@@ -355,7 +353,7 @@ TEST_F(FolderSize, CutsPathsAsABufferOf1024BytesDoes) {
     EXPECT_EQ(total == 0, length >= 1022) << total;
     EXPECT_EQ(OXGetTotalFolderSize(folder + "/"), plainTotal(folder + "/"));
     EXPECT_EQ(OXGetTotalFolderSize(work()), plainTotal(work()));
-    ASSERT_TRUE(ox::files::removeItem(ox::PathBuffer(work())));
+    ox::test::removeTree(work());
     makeFolder(work());
   }
 }

@@ -173,6 +173,7 @@ TerminalResult runOnTerminal(const std::string& folder, std::vector<std::string>
 }
 
 TEST_F(Passwords, AreAskedForOnTheTerminalAndNotShown) {
+  OX_SKIP_WITHOUT_TERMINAL();
   const ScopedEnvironment terminal("TERM", "dumb");
   writeFile(in("f"), "contents");
   const TerminalResult created =
@@ -188,6 +189,7 @@ TEST_F(Passwords, AreAskedForOnTheTerminalAndNotShown) {
 }
 
 TEST_F(Passwords, HaveToBeTypedTwiceAlike) {
+  OX_SKIP_WITHOUT_TERMINAL();
   writeFile(in("f"), "contents");
   const TerminalResult result =
       runOnTerminal(work(), {"create", "o.zip", "f", "--password"}, {"secret", "secrte"});
@@ -198,6 +200,7 @@ TEST_F(Passwords, HaveToBeTypedTwiceAlike) {
 }
 
 TEST_F(Passwords, MayBeInterruptedWhileTheyAreAskedFor) {
+  OX_SKIP_WITHOUT_TERMINAL();
   writeFile(in("f"), "contents");
   const TerminalResult result =
       runOnTerminal(work(), {"create", "o.zip", "f", "--password"}, {"\x03"});

@@ -121,6 +121,13 @@ ProgramResult oxarchive(const std::vector<std::string>& arguments, const Program
   return runProgram(OXARCHIVE_PROGRAM, arguments, withSanitizers);
 }
 
+bool canOpenTerminal() {
+  const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  const bool isOpen = terminal >= 0 && ::unlockpt(terminal) == 0;
+  ::close(terminal);
+  return isOpen;
+}
+
 std::string findProgram(const std::vector<std::string>& names) {
   const char* const path = std::getenv("PATH");
   for (const std::string& name : names) {

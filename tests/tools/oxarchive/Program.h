@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -29,7 +31,15 @@ ProgramResult runProgram(const std::string& program, const std::vector<std::stri
 ProgramResult oxarchive(const std::vector<std::string>& arguments,
                         const ProgramOptions& options = {});
 
+// Whether this system has terminals to offer: a container may be without /dev/pts.
+bool canOpenTerminal();
+
 // The first of these programs that is in PATH; "" when none is.
 std::string findProgram(const std::vector<std::string>& names);
 
 }  // namespace ox::test
+
+#define OX_SKIP_WITHOUT_TERMINAL()                    \
+  if (!ox::test::canOpenTerminal()) {                 \
+    GTEST_SKIP() << "no terminal can be opened here"; \
+  }
