@@ -329,6 +329,18 @@ const RarRow rarRows[] = {
      part1,
      "movie",
      {.isNewFormat = true, .startFilesInNewVolumes = true}},
+    {"RAR 5, packed",
+     part1,
+     "movie",
+     {.isNewFormat = true, .isPacked = true, .dataPerVolume = 700}},
+    {"RAR 5, packed, solid",
+     part1,
+     "movie",
+     {.isNewFormat = true, .isPacked = true, .isSolid = true, .dataPerVolume = 700}},
+    {"RAR 5, packed, files in volumes of their own",
+     part1,
+     "movie",
+     {.isNewFormat = true, .isPacked = true, .startFilesInNewVolumes = true}},
 };
 
 TEST_F(Volumes, OfRar) {
@@ -428,9 +440,13 @@ TEST_F(Volumes, OfRarUnderNamesThatTellNothing) {
 }
 
 TEST_F(Volumes, ASingleRarFile) {
-  for (const bool isNewFormat : {false, true}) {
-    writeRar(makeRarVolumes(rarFiles, {.isNewFormat = isNewFormat, .dataPerVolume = 100'000}),
-             letters);
+  for (const RarOptions& options :
+       {RarOptions{.dataPerVolume = 100'000},
+        RarOptions{.isNewFormat = true, .dataPerVolume = 100'000},
+        RarOptions{.isNewFormat = true, .isPacked = true, .dataPerVolume = 100'000},
+        RarOptions{
+            .isNewFormat = true, .isPacked = true, .isSolid = true, .dataPerVolume = 100'000}}) {
+    writeRar(makeRarVolumes(rarFiles, options), letters);
     // Whatever else is called like a volume of it.
     writeFile(in("movie.r00"), "something else");
     writeFile(in("movie.part2.rar"), "something else");

@@ -170,7 +170,8 @@ std::optional<DataBlock> ArchiveReader::readData() {
   if (result != ARCHIVE_OK || offset < 0) {
     throw EntryFailure(failureReason(archive_.get()));
   }
-  if (!rarCheckSums_.empty()) {
+  // An empty block has no address, which would set the check sum back.
+  if (!rarCheckSums_.empty() && size > 0) {
     checkSum_ =
         static_cast<std::uint32_t>(::crc32_z(checkSum_, static_cast<const Bytef*>(block), size));
   }
