@@ -142,6 +142,7 @@ TerminalResult runOnTerminal(const std::string& folder, std::vector<std::string>
   int terminal = -1;
   const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
   if (child == 0) {
+    resetSignals();
     arguments.insert(arguments.begin(), OXARCHIVE_PROGRAM);
     std::vector<char*> argv;
     argv.reserve(arguments.size() + 1);

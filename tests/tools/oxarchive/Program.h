@@ -22,12 +22,16 @@ struct ProgramOptions {
   std::function<void(int)> whileRunning{};  // in the test, with the child's id
 };
 
+// Whatever signals the test ignores, the program does not.
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
                          const ProgramOptions& options = {});
 
 // `oxarchive` as it was built.
 ProgramResult oxarchive(const std::vector<std::string>& arguments,
                         const ProgramOptions& options = {});
+
+// Gives every signal its default disposition, and blocks none, in a child process.
+void resetSignals();
 
 // The first of these programs that is in PATH; "" when none is.
 std::string findProgram(const std::vector<std::string>& names);
