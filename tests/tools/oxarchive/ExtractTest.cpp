@@ -521,18 +521,28 @@ TEST_F(Extract, AFailureRemovesTheFoldersThatWereMadeForItAlone) {
   remove({"bad.tar", "mine"});
 }
 
+void limitDescriptors(rlim_t count) {
+  const rlimit limit{count, count};
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+bool startsWithDescriptors(rlim_t count) {
+  return oxarchive({"--help"}, {.beforeExec = [count] { limitDescriptors(count); }}).exitCode == 0;
+}
+
 TEST_F(Extract, WithTooFewDescriptorsNoFolderIsLeftBehind) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizers need descriptors of their own";
 #endif
   writeArchive(in("a.tar"), {file("f"), file("d/g")});
-  for (const rlim_t count : {5U, 6U, 7U, 8U}) {
+  for (const rlim_t count : {4U, 5U, 6U, 7U, 8U}) {
     SCOPED_TRACE(count);
-    const ProgramResult result =
-        oxarchive({"extract", in("a.tar"), "--into", in("lim")}, {.beforeExec = [count] {
-                    const rlimit limit{count, count};
-                    ::setrlimit(RLIMIT_NOFILE, &limit);
-                  }});
+    // Some loaders need a descriptor more.
+    if (count == 4 && !startsWithDescriptors(count)) {
+      continue;
+    }
+    const ProgramResult result = oxarchive({"extract", in("a.tar"), "--into", in("lim")},
+                                           {.beforeExec = [count] { limitDescriptors(count); }});
     // What was extracted before is told and kept.
     if (result.output.empty()) {
       EXPECT_NE(result.exitCode, 0);

@@ -174,6 +174,7 @@ TerminalResult runOnTerminal(const std::string& folder, std::vector<std::string>
 }
 
 TEST_F(Passwords, AreAskedForOnTheTerminalAndNotShown) {
+  OX_SKIP_WITHOUT_TERMINALS();
   const ScopedEnvironment terminal("TERM", "dumb");
   writeFile(in("f"), "contents");
   const TerminalResult created =
@@ -189,6 +190,7 @@ TEST_F(Passwords, AreAskedForOnTheTerminalAndNotShown) {
 }
 
 TEST_F(Passwords, HaveToBeTypedTwiceAlike) {
+  OX_SKIP_WITHOUT_TERMINALS();
   writeFile(in("f"), "contents");
   const TerminalResult result =
       runOnTerminal(work(), {"create", "o.zip", "f", "--password"}, {"secret", "secrte"});
@@ -199,6 +201,7 @@ TEST_F(Passwords, HaveToBeTypedTwiceAlike) {
 }
 
 TEST_F(Passwords, MayBeInterruptedWhileTheyAreAskedFor) {
+  OX_SKIP_WITHOUT_TERMINALS();
   writeFile(in("f"), "contents");
   const TerminalResult result =
       runOnTerminal(work(), {"create", "o.zip", "f", "--password"}, {"\x03"});

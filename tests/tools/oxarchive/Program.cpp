@@ -133,6 +133,16 @@ ProgramResult oxarchive(const std::vector<std::string>& arguments, const Program
   return runProgram(OXARCHIVE_PROGRAM, arguments, withSanitizers);
 }
 
+bool hasTerminals() {
+  Channel terminal;
+  if (::openpty(&terminal.readEnd, &terminal.writeEnd, nullptr, nullptr, nullptr) != 0) {
+    return false;
+  }
+  ::close(terminal.readEnd);
+  ::close(terminal.writeEnd);
+  return true;
+}
+
 std::string findProgram(const std::vector<std::string>& names) {
   const char* const path = std::getenv("PATH");
   for (const std::string& name : names) {

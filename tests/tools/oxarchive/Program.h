@@ -33,7 +33,15 @@ ProgramResult oxarchive(const std::vector<std::string>& arguments,
 // Gives every signal its default disposition, and blocks none, in a child process.
 void resetSignals();
 
+// Whether a terminal can be opened, which some containers do not allow.
+bool hasTerminals();
+
 // The first of these programs that is in PATH; "" when none is.
 std::string findProgram(const std::vector<std::string>& names);
 
 }  // namespace ox::test
+
+#define OX_SKIP_WITHOUT_TERMINALS()                   \
+  if (!ox::test::hasTerminals()) {                    \
+    GTEST_SKIP() << "no terminal can be opened here"; \
+  }
