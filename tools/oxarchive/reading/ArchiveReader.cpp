@@ -17,6 +17,13 @@ constexpr std::uint64_t tarBlockSize = 512;
 
 constexpr const char* notDecryptable = "it is encrypted, and passwords are for ZIP archives alone";
 
+// What their readers bid is less than what the ZIP reader bids for the end of a ZIP archive, which
+// may be that of one that is stored in them.
+bool startsAsRarOrLha(std::string_view text) {
+  const bool isLha = text.size() >= 7 && text.substr(2, 2) == "-l" && text[6] == '-';
+  return isLha || text.starts_with("Rar!\x1A\x07");
+}
+
 void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekable) {
   ::archive_read_support_format_7zip(archive);
   ::archive_read_support_format_ar(archive);
@@ -35,7 +42,7 @@ void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekab
   const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
   if (text.starts_with("PK\5\6")) {
     ::archive_read_support_format_zip_streamable(archive);
-  } else if (isSeekable) {
+  } else if (isSeekable && !startsAsRarOrLha(text)) {
     ::archive_read_support_format_zip_seekable(archive);
   }
 }
