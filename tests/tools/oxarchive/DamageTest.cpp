@@ -261,6 +261,50 @@ TEST_F(Damage, WhatFollowsTheEnd) {
   }
 }
 
+TEST_F(Damage, WhatWasGoodComesFirstAtEverySize) {
+  for (const std::size_t size : {std::size_t{10}, std::size_t{20'000}, std::size_t{600'064}}) {
+    SCOPED_TRACE(size);
+    const std::vector<Item> items = {file("a", noise(size)), file("b", noise(size + 2000, 2))};
+    writeArchive(in("whole.gz"), items,
+                 {.format = ::archive_write_set_format_ustar,
+                  .filter = ::archive_write_add_filter_gzip,
+                  .options = "gzip:compression-level=1"});
+    const std::string gz = readFile(in("whole.gz"));
+    struct Row {
+      std::string bytes;
+      std::string reason;
+      std::size_t entries;
+    };
+    const Row rows[] = {
+        {gz + "garbage", "something else follows its gzip data", 2},
+        {gz.substr(0, gz.size() - 1), "its gzip data is cut short", 2},
+        {gz.substr(0, gz.size() - 8) + std::string(8, '\xAA'),
+         "its gzip data is damaged: incorrect data check", 2},
+        // In the second file.
+        {gz.substr(0, gz.size() - 1000 - size / 2), "its gzip data is cut short", 1},
+    };
+    for (const Row& row : rows) {
+      SCOPED_TRACE(row.reason);
+      writeFile(in("d.tar.gz"), row.bytes);
+      const ProgramResult result = oxarchive({"extract", in("d.tar.gz")});
+      EXPECT_EQ(result.exitCode, 1);
+      EXPECT_EQ(result.errors, "oxarchive: " + in("d.tar.gz") + ": " + row.reason +
+                                   "; the folder " + in("d") + " is incomplete\n");
+      Tree tree = treeOf(items);
+      if (row.entries == 1) {
+        tree.erase("b");
+      }
+      EXPECT_TRUE(treeOf(in("d")) == tree);
+      const ProgramResult listed = oxarchive({"list", in("d.tar.gz")});
+      EXPECT_EQ(listed.exitCode, 1);
+      EXPECT_NE(listed.output.find("\nTotal: 2 entries, "), std::string::npos) << listed.output;
+      EXPECT_NE(listed.errors.find(": " + row.reason + "\n"), std::string::npos) << listed.errors;
+      remove({"d", "d.tar.gz"});
+    }
+    remove({"whole.gz"});
+  }
+}
+
 TEST_F(Damage, GzipInSeveralMembers) {
   writeArchive(in("d.tar"), smallItems, {.format = ::archive_write_set_format_ustar});
   const ProgramResult packed = runProgram(

@@ -128,6 +128,7 @@ void ArchiveReader::open(std::size_t firstVolume) {
     ::archive_read_set_passphrase_callback(archive_.get(), this, givePassword);
   }
   if (!feed_->open(archive_.get())) {
+    feed_->rethrowDamage();
     throw ArchiveFailure("it is not an archive of a known format, or it is damaged");
   }
 }
@@ -251,6 +252,7 @@ void ArchiveReader::skipData() {
 }
 
 void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
+  feed_->rethrowDamage();
   const int format = baseFormat();
   const std::uint64_t end = consumed();
   if (format == ARCHIVE_FORMAT_TAR && end - lastEntryEnd < tarBlockSize) {
@@ -275,6 +277,7 @@ void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
 }
 
 void ArchiveReader::fail() {
+  feed_->rethrowDamage();
   checkEncryption();
   throw ArchiveFailure(failureReason(archive_.get()));
 }

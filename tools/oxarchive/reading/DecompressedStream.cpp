@@ -159,6 +159,7 @@ class FilteredStream final : public ByteSource {
     isAtEnd_ = !isOpen || ::archive_read_next_header(archive_.get(), &entry) != ARCHIVE_OK;
     feed_.rethrow();
     if (isAtEnd_ && isFiltered_) {
+      feed_.rethrowDamage();
       throw ArchiveFailure("its compressed data is empty or damaged");
     }
   }
@@ -173,6 +174,9 @@ class FilteredStream final : public ByteSource {
     while (!isAtEnd_ && size == 0) {
       const int result = ::archive_read_data_block(archive_.get(), &block, &size, &offset);
       feed_.rethrow();
+      if (result != ARCHIVE_OK) {
+        feed_.rethrowDamage();
+      }
       if (result == ARCHIVE_EOF) {
         isAtEnd_ = true;
       } else if (result != ARCHIVE_OK) {

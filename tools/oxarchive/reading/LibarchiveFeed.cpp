@@ -6,6 +6,7 @@
 #include <iterator>
 #include <new>
 
+#include "console/Failure.h"
 #include "console/Printable.h"
 
 namespace oxarchive {
@@ -41,7 +42,14 @@ void LibarchiveFeed::rethrow() {
   }
 }
 
+void LibarchiveFeed::rethrowDamage() const {
+  if (damage_) {
+    std::rethrow_exception(damage_);
+  }
+}
+
 void LibarchiveFeed::drain() {
+  rethrowDamage();
   while (!next().empty()) {
   }
 }
@@ -68,6 +76,9 @@ la_ssize_t LibarchiveFeed::read(struct ::archive* archive, void* self, const voi
     const Bytes next = feed.next();
     *block = next.data();
     return static_cast<la_ssize_t>(next.size());
+  } catch (const ArchiveFailure&) {
+    feed.damage_ = std::current_exception();
+    return 0;
   } catch (...) {
     feed.failure_ = std::current_exception();
     ::archive_set_error(archive, EIO, "the archive cannot be read");

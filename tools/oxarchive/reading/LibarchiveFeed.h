@@ -23,7 +23,8 @@ ReadArchive newReadArchive();
 // What libarchive has to say about its last failure.
 std::string failureReason(struct ::archive* archive);
 
-// Gives a stream to libarchive, and keeps the exceptions of the stream out of its C code.
+// Gives a stream to libarchive, and keeps the exceptions of the stream out of its C code. Where the
+// stream is damaged it ends for libarchive, which uses what came before; the damage is told last.
 class LibarchiveFeed {
  public:
   // A stream that is read from where it stands to its end.
@@ -41,8 +42,13 @@ class LibarchiveFeed {
   // Opens `archive` on the stream; whether it has found what it can read.
   bool open(struct ::archive* archive);
 
-  // Throws on what the stream has thrown during the last call of libarchive, if anything.
+  // Throws on what the stream has thrown during the last call of libarchive, if anything but an
+  // ArchiveFailure.
   void rethrow();
+
+  // Throws the ArchiveFailure that has ended the stream before its time, if any. To be called once
+  // libarchive has used all that was good.
+  void rethrowDamage() const;
 
   // Reads on to the end of the stream, beyond what libarchive needed, so that every check within it
   // is made.
@@ -66,6 +72,7 @@ class LibarchiveFeed {
   std::vector<std::byte> padding_;
   bool isPaddingGiven_ = false;
   std::exception_ptr failure_;
+  std::exception_ptr damage_;
 };
 
 }  // namespace oxarchive
