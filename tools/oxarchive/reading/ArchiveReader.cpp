@@ -24,6 +24,16 @@ bool startsAsRarOrLha(std::string_view text) {
   return isLha || text.starts_with("Rar!\x1A\x07");
 }
 
+// An end with nothing before it, and nothing but the comment after it.
+bool isEmptyZip(std::string_view text) {
+  constexpr std::size_t endSize = 22;
+  if (!text.starts_with("PK\5\6") || text.size() < endSize) {
+    return false;
+  }
+  const auto byteAt = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  return text.size() == endSize + byteAt(20) + byteAt(21) * std::size_t{256};
+}
+
 void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekable) {
   ::archive_read_support_format_7zip(archive);
   ::archive_read_support_format_ar(archive);
@@ -40,7 +50,7 @@ void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekab
   // that is nothing but its end, though.
   const Bytes start = source.peek();
   const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
-  if (text.starts_with("PK\5\6")) {
+  if (isEmptyZip(text)) {
     ::archive_read_support_format_zip_streamable(archive);
   } else if (isSeekable && !startsAsRarOrLha(text)) {
     ::archive_read_support_format_zip_seekable(archive);
@@ -146,6 +156,8 @@ const Entry* ArchiveReader::next() {
       checkSum_ = 0;
       isPasswordGiven_ = false;
       entry_ = toEntry(entry);
+      // What is missing at the end of a file that is packed block by block is zeros.
+      entry_.hasHoleAtEnd = entry_.isSparse || baseFormat() == ARCHIVE_FORMAT_ISO9660;
       entry_.warning = result == ARCHIVE_WARN ? failureReason(archive_.get()) : "";
       return &entry_;
     }
@@ -244,7 +256,17 @@ void ArchiveReader::skipData() {
     return;
   }
   isInEntry_ = false;
-  const int result = ::archive_read_data_skip(archive_.get());
+  // libarchive skips too little of what Solaris writes for a file with holes.
+  int result = ARCHIVE_OK;
+  while (entry_.isSparse && result == ARCHIVE_OK) {
+    const void* block = nullptr;
+    std::size_t size = 0;
+    la_int64_t offset = 0;
+    result = ::archive_read_data_block(archive_.get(), &block, &size, &offset);
+  }
+  if (!entry_.isSparse) {
+    result = ::archive_read_data_skip(archive_.get());
+  }
   feed_->rethrow();
   if (result < ARCHIVE_WARN) {
     fail();
@@ -255,7 +277,14 @@ void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
   feed_->rethrowDamage();
   const int format = baseFormat();
   const std::uint64_t end = consumed();
-  if (format == ARCHIVE_FORMAT_TAR && end - lastEntryEnd < tarBlockSize) {
+  const bool isReadInOneGo = format == ARCHIVE_FORMAT_TAR || format == ARCHIVE_FORMAT_CPIO;
+  if (decompressed_ || isReadInOneGo) {
+    feed_->drain();
+  }
+  // Some programs end an archive with a line feed, as if it were text.
+  const bool isBlank = feed_->blankEndStart() <= end;
+  const bool hasLineFeed = isBlank && feed_->endsWithLineFeed();
+  if (format == ARCHIVE_FORMAT_TAR && end - lastEntryEnd < tarBlockSize && !hasLineFeed) {
     throw ArchiveFailure("it has no end mark, so it may have been cut short");
   }
   for (std::size_t i = 0; i < volumes_.rarVolumes.size(); ++i) {
@@ -267,11 +296,7 @@ void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
       end <= stream_.startOf(stream_.volumeCount() - 1) - stream_.startOf(firstVolume_)) {
     throw ArchiveFailure("not all of its volumes can be read");
   }
-  const bool isReadInOneGo = format == ARCHIVE_FORMAT_TAR || format == ARCHIVE_FORMAT_CPIO;
-  if (decompressed_ || isReadInOneGo) {
-    feed_->drain();
-  }
-  if (isReadInOneGo && feed_->trailingZerosStart() > end) {
+  if (isReadInOneGo && !isBlank) {
     throw ArchiveFailure("more data follows its end mark");
   }
 }

@@ -24,8 +24,9 @@ namespace {
 constexpr int mostLayers = 4;
 
 bool startsAsGzip(Bytes bytes) {
-  return bytes.size() >= 3 && bytes[0] == std::byte{0x1F} && bytes[1] == std::byte{0x8B} &&
-         bytes[2] == std::byte{8};
+  constexpr std::byte reservedFlags{0xE0};
+  return bytes.size() >= 4 && bytes[0] == std::byte{0x1F} && bytes[1] == std::byte{0x8B} &&
+         bytes[2] == std::byte{8} && (bytes[3] & reservedFlags) == std::byte{0};
 }
 
 // RFC 1952. libarchive reads it as well, but passes over the check sum and the length at its end,

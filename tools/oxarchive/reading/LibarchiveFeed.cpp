@@ -60,11 +60,15 @@ Bytes LibarchiveFeed::next() {
     isPaddingGiven_ = true;
     block = padding_;
   }
-  const auto lastNonZero =
-      std::find_if(block.rbegin(), block.rend(), [](std::byte b) { return b != std::byte{0}; });
-  if (lastNonZero != block.rend()) {
-    const auto length = static_cast<std::uint64_t>(std::distance(lastNonZero, block.rend()));
-    trailingZerosStart_ = std::max(trailingZerosStart_, offset_ + length);
+  const auto lastOther = std::find_if(block.rbegin(), block.rend(), [](std::byte b) {
+    return b != std::byte{0} && b != std::byte{'\n'};
+  });
+  if (lastOther != block.rend()) {
+    const auto length = static_cast<std::uint64_t>(std::distance(lastOther, block.rend()));
+    blankEndStart_ = std::max(blankEndStart_, offset_ + length);
+  }
+  if (!block.empty()) {
+    lastByte_ = block.back();
   }
   offset_ += block.size();
   return block;

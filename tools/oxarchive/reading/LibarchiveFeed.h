@@ -54,8 +54,11 @@ class LibarchiveFeed {
   // is made.
   void drain();
 
-  // Where the zeros begin that run to the end of what was read, counted from the start of the feed.
-  std::uint64_t trailingZerosStart() const { return trailingZerosStart_; }
+  // Where the zeros and line feeds begin that run to the end of what was read, counted from the
+  // start of the feed.
+  std::uint64_t blankEndStart() const { return blankEndStart_; }
+
+  bool endsWithLineFeed() const { return lastByte_ == std::byte{'\n'}; }
 
  private:
   static la_ssize_t read(struct ::archive* archive, void* self, const void** block);
@@ -68,7 +71,8 @@ class LibarchiveFeed {
   VolumeStream* seekable_ = nullptr;
   std::uint64_t start_ = 0;
   std::uint64_t offset_ = 0;
-  std::uint64_t trailingZerosStart_ = 0;
+  std::uint64_t blankEndStart_ = 0;
+  std::byte lastByte_{};
   std::vector<std::byte> padding_;
   bool isPaddingGiven_ = false;
   std::exception_ptr failure_;
