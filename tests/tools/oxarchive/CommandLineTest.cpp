@@ -183,7 +183,7 @@ TEST_F(CommandLine, DrawsNoProgressBarInAPipe) {
 }
 
 TEST_F(CommandLine, DrawsAProgressBarOnATerminal) {
-  OX_SKIP_WITHOUT_TERMINAL();
+  OX_SKIP_WITHOUT_TERMINALS();
   writeArchive(in("a.tar"), someItems());
   const auto runIn = [&](const char* terminal) {
     return oxarchive({"extract", "a.tar"},
@@ -207,7 +207,7 @@ TEST_F(CommandLine, DrawsAProgressBarOnATerminal) {
 }
 
 TEST_F(CommandLine, MessagesDoNotMixWithTheProgressBar) {
-  OX_SKIP_WITHOUT_TERMINAL();
+  OX_SKIP_WITHOUT_TERMINALS();
   writeArchive(in("a.tar"), {file("ok"), file("../bad")});
   const ProgramResult result = oxarchive(
       {"extract", "a.tar"}, {.folder = work(), .errorsOnTerminal = true, .beforeExec = [] {

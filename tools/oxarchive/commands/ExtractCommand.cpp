@@ -161,6 +161,8 @@ class Extraction {
     return tell(damage, size);
   }
 
+  bool hasEntries() const { return entries_ > 0; }
+
  private:
   // Extracts from `entry` on, and gives the reason why it had to stop before the end, or "".
   std::string extractAll(const Entry* entry, SafeExtractor& extractor) {
@@ -280,9 +282,13 @@ bool extractArchives(const ExtractOptions& options, Console& console) {
       }
       const std::vector<OXFileReference> references = referencesTo(volumes);
       const std::string destination = options.into.value_or(volumes.folder);
-      if (Extraction(archive, volumes, password, console).run(destination)) {
+      Extraction extraction(archive, volumes, password, console);
+      if (!extraction.run(destination)) {
+        isComplete = false;
+      } else if (extraction.hasEntries()) {
         trashed.add(references);
-      } else {
+      } else if (options.isTrashing) {
+        console.message(printable(archive) + " stays where it is: there was nothing in it");
         isComplete = false;
       }
     } catch (const ArchiveFailure& failure) {

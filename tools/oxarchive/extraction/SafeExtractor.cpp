@@ -148,7 +148,7 @@ std::uint64_t writeData(int file, std::optional<DataBlock> block, const Entry& e
     end = block->offset + block->bytes.size();
   }
   if (entry.size && *entry.size != end) {
-    if (!entry.isSparse || *entry.size < end) {
+    if (!entry.hasHoleAtEnd || *entry.size < end) {
       throw EntryFailure("its data has another size than the archive says");
     }
     end = *entry.size;

@@ -17,6 +17,23 @@ constexpr std::uint64_t tarBlockSize = 512;
 
 constexpr const char* notDecryptable = "it is encrypted, and passwords are for ZIP archives alone";
 
+// What their readers bid is less than what the ZIP reader bids for the end of a ZIP archive, which
+// may be that of one that is stored in them.
+bool startsAsRarOrLha(std::string_view text) {
+  const bool isLha = text.size() >= 7 && text.substr(2, 2) == "-l" && text[6] == '-';
+  return isLha || text.starts_with("Rar!\x1A\x07");
+}
+
+// An end with nothing before it, and nothing but the comment after it.
+bool isEmptyZip(std::string_view text) {
+  constexpr std::size_t endSize = 22;
+  if (!text.starts_with("PK\5\6") || text.size() < endSize) {
+    return false;
+  }
+  const auto byteAt = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  return text.size() == endSize + byteAt(20) + byteAt(21) * std::size_t{256};
+}
+
 void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekable) {
   ::archive_read_support_format_7zip(archive);
   ::archive_read_support_format_ar(archive);
@@ -33,9 +50,9 @@ void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekab
   // that is nothing but its end, though.
   const Bytes start = source.peek();
   const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
-  if (text.starts_with("PK\5\6")) {
+  if (isEmptyZip(text)) {
     ::archive_read_support_format_zip_streamable(archive);
-  } else if (isSeekable) {
+  } else if (isSeekable && !startsAsRarOrLha(text)) {
     ::archive_read_support_format_zip_seekable(archive);
   }
 }
@@ -121,6 +138,7 @@ void ArchiveReader::open(std::size_t firstVolume) {
     ::archive_read_set_passphrase_callback(archive_.get(), this, givePassword);
   }
   if (!feed_->open(archive_.get())) {
+    feed_->rethrowDamage();
     throw ArchiveFailure("it is not an archive of a known format, or it is damaged");
   }
 }
@@ -138,6 +156,8 @@ const Entry* ArchiveReader::next() {
       checkSum_ = 0;
       isPasswordGiven_ = false;
       entry_ = toEntry(entry);
+      // What is missing at the end of a file that is packed block by block is zeros.
+      entry_.hasHoleAtEnd = entry_.isSparse || baseFormat() == ARCHIVE_FORMAT_ISO9660;
       entry_.warning = result == ARCHIVE_WARN ? failureReason(archive_.get()) : "";
       return &entry_;
     }
@@ -170,7 +190,8 @@ std::optional<DataBlock> ArchiveReader::readData() {
   if (result != ARCHIVE_OK || offset < 0) {
     throw EntryFailure(failureReason(archive_.get()));
   }
-  if (!rarCheckSums_.empty()) {
+  // An empty block has no address, which would set the check sum back.
+  if (!rarCheckSums_.empty() && size > 0) {
     checkSum_ =
         static_cast<std::uint32_t>(::crc32_z(checkSum_, static_cast<const Bytef*>(block), size));
   }
@@ -235,7 +256,17 @@ void ArchiveReader::skipData() {
     return;
   }
   isInEntry_ = false;
-  const int result = ::archive_read_data_skip(archive_.get());
+  // libarchive skips too little of what Solaris writes for a file with holes.
+  int result = ARCHIVE_OK;
+  while (entry_.isSparse && result == ARCHIVE_OK) {
+    const void* block = nullptr;
+    std::size_t size = 0;
+    la_int64_t offset = 0;
+    result = ::archive_read_data_block(archive_.get(), &block, &size, &offset);
+  }
+  if (!entry_.isSparse) {
+    result = ::archive_read_data_skip(archive_.get());
+  }
   feed_->rethrow();
   if (result < ARCHIVE_WARN) {
     fail();
@@ -243,9 +274,17 @@ void ArchiveReader::skipData() {
 }
 
 void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
+  feed_->rethrowDamage();
   const int format = baseFormat();
   const std::uint64_t end = consumed();
-  if (format == ARCHIVE_FORMAT_TAR && end - lastEntryEnd < tarBlockSize) {
+  const bool isReadInOneGo = format == ARCHIVE_FORMAT_TAR || format == ARCHIVE_FORMAT_CPIO;
+  if (decompressed_ || isReadInOneGo) {
+    feed_->drain();
+  }
+  // Some programs end an archive with a line feed, as if it were text.
+  const bool isBlank = feed_->blankEndStart() <= end;
+  const bool hasLineFeed = isBlank && feed_->endsWithLineFeed();
+  if (format == ARCHIVE_FORMAT_TAR && end - lastEntryEnd < tarBlockSize && !hasLineFeed) {
     throw ArchiveFailure("it has no end mark, so it may have been cut short");
   }
   for (std::size_t i = 0; i < volumes_.rarVolumes.size(); ++i) {
@@ -257,16 +296,13 @@ void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
       end <= stream_.startOf(stream_.volumeCount() - 1) - stream_.startOf(firstVolume_)) {
     throw ArchiveFailure("not all of its volumes can be read");
   }
-  const bool isReadInOneGo = format == ARCHIVE_FORMAT_TAR || format == ARCHIVE_FORMAT_CPIO;
-  if (decompressed_ || isReadInOneGo) {
-    feed_->drain();
-  }
-  if (isReadInOneGo && feed_->trailingZerosStart() > end) {
+  if (isReadInOneGo && !isBlank) {
     throw ArchiveFailure("more data follows its end mark");
   }
 }
 
 void ArchiveReader::fail() {
+  feed_->rethrowDamage();
   checkEncryption();
   throw ArchiveFailure(failureReason(archive_.get()));
 }

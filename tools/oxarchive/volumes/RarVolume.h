@@ -21,7 +21,8 @@ struct RarVolume {
 
   bool isNewFormat = false;  // that of RAR 5
   bool isVolume = false;
-  bool isEncrypted = false;  // all of it or a part
+  bool isContinuation = false;  // of an earlier volume
+  bool isEncrypted = false;     // all of it or a part
   Ending ending = Ending::unknown;
   // CRC-32 of the contents of each entry that ends in this volume, in their order; RAR 5 may leave
   // it out.

@@ -249,6 +249,9 @@ std::string nameOfMissingFirst(Numbering numbering, const std::string& folder) {
   return name;
 }
 
+constexpr const char* notTheFirst =
+    "it continues an earlier volume, and its name does not tell which";
+
 bool isRarVolume(const std::string& path) {
   const std::optional<RarVolume> volume = inspectRarVolume(path);
   return volume && volume->isVolume;
@@ -256,6 +259,9 @@ bool isRarVolume(const std::string& path) {
 
 // RAR volumes know whether another one follows; the end of a set is visible in no other way.
 void checkRarChain(const VolumeSet& set, const std::string& nameAfterLast) {
+  if (set.rarVolumes.front().isContinuation) {
+    throw ArchiveFailure(notTheFirst);
+  }
   for (std::size_t i = 0; i < set.paths.size(); ++i) {
     const bool isLast = i + 1 == set.paths.size();
     if (set.rarVolumes[i].ending == RarVolume::Ending::continued && isLast) {
@@ -296,6 +302,9 @@ VolumeSet singleFile(const std::string& path, const std::string& folder, const s
   const std::optional<RarVolume> volume = inspectRarVolume(path);
   if (volume && volume->ending == RarVolume::Ending::continued) {
     throw ArchiveFailure("it is one of several volumes, and its name does not tell the others");
+  }
+  if (volume && volume->isContinuation) {
+    throw ArchiveFailure(notTheFirst);
   }
   VolumeSet result{{path}, name, folder, {}};
   if (volume) {
