@@ -97,7 +97,7 @@ class FolderWalk {
     const OpenFolder& base = open_[std::min<std::size_t>(folder.depth, maxOpen) - 1];
     const std::size_t start = base.pathLength == 0 ? 0 : base.pathLength + 1;
     FileDescriptor descriptor(
-        sys::openat(base.descriptor.get(), path_.c_str() + start, openFlags | O_NOFOLLOW));
+        sys::openat(base.descriptor.get(), path_.c_str() + start, openFlags | O_NOFOLLOW, 0));
     if (!descriptor.isOpen()) {
       if (errno == ENOTDIR) {
         // No folder after all, or no longer.

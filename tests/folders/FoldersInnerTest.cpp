@@ -144,7 +144,7 @@ TEST_F(FoldersInner, ArchiveSubdirThatIsRefusedDoesNotAskTheDisk) {
 
 TEST_F(FoldersInner, ArchiveSubdirWithoutItsMoveIsNullAndLeavesTheScratchFolder) {
   ObservedSystem system;
-  system.fail(Call::rename, EACCES);
+  system.fail(Call::renameat, EACCES);
   EXPECT_EQ(OXSafelyCreateArchiveSubdir("Tool.app.zip", work(), true), std::nullopt);
   EXPECT_THAT(listing(work()), IsEmpty());
   const std::vector<std::string> left = listing(tmp());

@@ -9,7 +9,6 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -131,7 +130,7 @@ void ObservedSystem::answerExistence(std::function<bool(std::string_view)> exist
 
 }  // namespace ox::test
 
-namespace ox::sys {
+namespace ox::kernel {
 
 int stat(const char* path, struct ::stat* status) noexcept {
   return observed(Call::stat, -1, [&] { return diskOrAnswer(path, status); });
@@ -167,10 +166,6 @@ int rmdir(const char* path) noexcept {
 
 int unlink(const char* path) noexcept {
   return observed(Call::unlink, -1, [&] { return ::unlink(path); });
-}
-
-int rename(const char* from, const char* to) noexcept {
-  return observed(Call::rename, -1, [&] { return ::rename(from, to); });
 }
 
 char* realpath(const char* path, char* resolved) noexcept {
@@ -246,4 +241,4 @@ void* dlopen(const char* file, int flags) noexcept {
   return observed(Call::dlopen, static_cast<void*>(nullptr), [&] { return ::dlopen(file, flags); });
 }
 
-}  // namespace ox::sys
+}  // namespace ox::kernel

@@ -18,7 +18,6 @@ enum class Call {
   mkdtemp,
   rmdir,
   unlink,
-  rename,
   realpath,
   open,
   openat,

@@ -10,7 +10,7 @@ namespace {
 // Waits until `fd` takes bytes again. An end that is gone counts as taking them: the write tells.
 int waitUntilWritable(int fd) noexcept {
   pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
-  return sys::poll(&waiting, 1, -1) >= 0 || errno == EINTR ? 0 : errno;
+  return sys::poll(&waiting, 1, -1) >= 0 ? 0 : errno;
 }
 
 }  // namespace
@@ -26,7 +26,7 @@ int writeAll(int fd, std::span<const std::byte> bytes) noexcept {
     if (error == EAGAIN) {
       error = waitUntilWritable(fd);
     }
-    if (error != 0 && error != EINTR) {
+    if (error != 0) {
       return error;
     }
   }

@@ -96,7 +96,7 @@ int openFolder(const PathBuffer& path) noexcept {
 
 bool moveItem(const PathBuffer& from, const PathBuffer& to) noexcept {
   return from.isRepresentable() && to.isRepresentable() &&
-         sys::rename(from.c_str(), to.c_str()) == 0;
+         sys::renameat(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str()) == 0;
 }
 
 }  // namespace ox::files

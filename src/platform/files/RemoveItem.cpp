@@ -24,7 +24,7 @@ class FolderRemover {
   void removeContents() noexcept { removeContents(topFd_, 0); }
 
   static int openFolder(int dirfd, const char* name) noexcept {
-    const int fd = sys::openat(dirfd, name, openFolderFlags);
+    const int fd = sys::openat(dirfd, name, openFolderFlags, 0);
     if (fd >= 0 || errno != EACCES) {
       return fd;
     }
@@ -32,7 +32,7 @@ class FolderRemover {
     if (sys::fchmodat(dirfd, name, 0700, AT_SYMLINK_NOFOLLOW) != 0) {
       return -1;
     }
-    return sys::openat(dirfd, name, openFolderFlags);
+    return sys::openat(dirfd, name, openFolderFlags, 0);
   }
 
  private:

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace ox::sys {
+namespace ox::kernel {
 
 int stat(const char* path, struct ::stat* status) noexcept {
   return ::stat(path, status);
@@ -45,10 +45,6 @@ int rmdir(const char* path) noexcept {
 
 int unlink(const char* path) noexcept {
   return ::unlink(path);
-}
-
-int rename(const char* from, const char* to) noexcept {
-  return ::rename(from, to);
 }
 
 char* realpath(const char* path, char* resolved) noexcept {
@@ -116,4 +112,4 @@ void* dlopen(const char* file, int flags) noexcept {
   return ::dlopen(file, flags);
 }
 
-}  // namespace ox::sys
+}  // namespace ox::kernel
