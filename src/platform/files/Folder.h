@@ -10,8 +10,6 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
-#include <utility>
-
 #include "platform/files/FileDescriptor.h"
 
 namespace ox {
@@ -56,6 +54,8 @@ class Folder {
   int status(struct ::stat& status) const noexcept;  // of the folder itself
   int statusOf(const char* name, struct ::stat& status) const noexcept;
 
+  int rewind() const noexcept;  // so that its entries are read from the first one on
+
   int unlink(const char* name) const noexcept;        // anything but a folder
   int removeFolder(const char* name) const noexcept;  // an empty one
 
@@ -65,15 +65,19 @@ class Folder {
   int rename(const char* name, const Folder& to, const char* newName,
              Replacing replacing) const noexcept;
 
-  int setPermissions(
-      mode_t mode) const noexcept;  // of the folder itself, opened with `Access::list`
+  // Of the folder itself, opened with `Access::list`.
+  int setPermissions(mode_t mode) const noexcept;
+
+  // Of the folder `name`. EACCES where that cannot be done without the danger of following a
+  // link: before Linux 6.6 without /proc, for a folder that may not be searched, when somebody else
+  // could replace it by a link meanwhile.
   int setPermissionsOf(const char* name, mode_t mode) const noexcept;
 
   // Returns when the entries made and removed so far are on the disk.
   int sync() const noexcept;
 
  private:
-  explicit Folder(FileDescriptor descriptor) noexcept : descriptor_(std::move(descriptor)) {}
+  int setPermissionsWithoutProc(const char* name, mode_t mode) const noexcept;
 
   FileDescriptor descriptor_;
 };
