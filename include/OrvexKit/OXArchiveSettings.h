@@ -8,6 +8,7 @@
 #include <OrvexKit/platform/OXString.h>
 
 #include <any>
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -74,9 +75,10 @@ class OX_EXPORT OXArchiveSettings : public OXObject {
   virtual void setAuxSettings(std::shared_ptr<AuxSettings> auxSettings) noexcept;
 
  private:
-  ox::AtomicReference<const std::string> password_;
-  ox::AtomicReference<AuxSettings> auxSettings_;
+  std::shared_ptr<const std::string> password_;
+  std::shared_ptr<AuxSettings> auxSettings_;
   ox::AtomicScalar<std::uint64_t> volumeSize_{0};
   ox::AtomicScalar<OXUnsignedWord> encryptionIndex_{0};
   ox::AtomicScalar<OXUnsignedWord> compressionLevelIndex_{0};
+  mutable std::atomic<std::uint32_t> lock_{0};  // guards the references
 };

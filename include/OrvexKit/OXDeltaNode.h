@@ -7,6 +7,8 @@
 #include <OrvexKit/platform/OXObject.h>
 #include <OrvexKit/platform/OXString.h>
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -124,7 +126,7 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   // walked stays alive, even if the callback lets go of the tree.
   //
   // A node that is below itself would have the walk go on for ever: that is a fatal error as well,
-  // found after at most a few rounds.
+  // found after at most two rounds.
   void traversePathsUsingBlock(const TraversalCallback& callback) const;
 
  private:
@@ -132,12 +134,18 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   class OX_INTERNAL Visit;
   class OX_INTERNAL Walk;
 
+  // What the lock guards, all as it is at one moment.
+  struct Contents {
+    std::shared_ptr<const std::string> name;
+    std::shared_ptr<const std::string> physicalPath;
+    std::shared_ptr<ChildList> children;  // never changed once it is there
+  };
+
+  OX_INTERNAL Contents contents() const noexcept;
   OX_INTERNAL std::shared_ptr<ChildList> childList() const noexcept;
   OX_INTERNAL std::shared_ptr<ChildList> makeChildList();
 
-  // The node's shared lock guards these three, so that a walk takes one lock for a node.
-  OXString name_;
-  OXString physicalPath_;
-  std::shared_ptr<ChildList> children_;  // never changed once it is there
+  Contents contents_;
   ox::AtomicScalar<bool> isFolder_{false};
+  mutable std::atomic<std::uint32_t> lock_{0};
 };

@@ -8,6 +8,7 @@
 #include <OrvexKit/platform/OXString.h>
 
 #include <any>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -122,11 +123,12 @@ class OX_EXPORT OXFormatInfo : public OXObject {
  private:
   ox::AtomicScalar<double> maxSupportedVersion_{0.0};
   ox::AtomicScalar<OXUnsignedWord> formatId_{0};
-  ox::AtomicReference<const std::string> name_;
-  ox::AtomicReference<const Strings> extensions_;
-  ox::AtomicReference<const Objects> compressionLevels_;
-  ox::AtomicReference<const Bytes> signature_;
-  ox::AtomicReference<const Objects> encryptionMethods_;
+  std::shared_ptr<const std::string> name_;
+  std::shared_ptr<const Strings> extensions_;
+  std::shared_ptr<const Objects> compressionLevels_;
+  std::shared_ptr<const Bytes> signature_;
+  std::shared_ptr<const Objects> encryptionMethods_;
   ox::AtomicScalar<bool> isCreationSupported_{false};
   ox::AtomicScalar<bool> isSplittingSupported_{false};
+  mutable std::atomic<std::uint32_t> lock_{0};  // guards the references
 };

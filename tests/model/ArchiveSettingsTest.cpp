@@ -21,7 +21,7 @@ namespace {
 using AuxSettings = OXArchiveSettings::AuxSettings;
 using ox::test::FreedMemoryWatch;
 
-static_assert(sizeof(OXArchiveSettings) == (sizeof(void*) == 8 ? 64 : 40));
+static_assert(sizeof(OXArchiveSettings) == (sizeof(void*) == 8 ? 72 : 48));
 static_assert(!std::is_copy_constructible_v<OXArchiveSettings>);
 static_assert(std::is_same_v<decltype(OXArchiveSettings().encryptionIndex()), std::uintptr_t>);
 static_assert(
