@@ -34,5 +34,8 @@ ensure_i386_root() {
     dpkg-deb --extract "$package" "$root"
   done
   rm -rf "$work"
+  # Relative, since no pkg-config takes a path with a space for a sysroot.
+  # shellcheck disable=SC2016
+  sed -i 's|^prefix=/usr$|prefix=${pcfiledir}/../../..|' "$root"/usr/lib/i386-linux-gnu/pkgconfig/*.pc
   echo "$stamp" >"$root/.complete"
 }
