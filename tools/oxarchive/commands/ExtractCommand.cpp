@@ -7,9 +7,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "commands/TrashedArchives.h"
@@ -126,6 +128,17 @@ ExtractionFolder makeFolder(const VolumeSet& volumes, const std::string& destina
   return folder;
 }
 
+// Whether the link at `path` in the folder leads out of it, over other links too.
+bool leadsOut(const std::string& folder, const std::string& path) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::path top = fs::weakly_canonical(folder, error);
+  const fs::path link = top / path;
+  const fs::path target =
+      fs::weakly_canonical(link.parent_path() / fs::read_symlink(link, error), error);
+  return error || !(target.string() + "/").starts_with(top.string() + "/");
+}
+
 // One archive on its way into its folder.
 class Extraction {
  public:
@@ -155,6 +168,7 @@ class Extraction {
       throw;
     }
     made.keep();
+    makeDelayedLinks(extractor);
     // Before folders are closed to this process, by the permissions that they have in the archive.
     const std::uint64_t size = extractedSize();
     extractor.finish();
@@ -186,10 +200,29 @@ class Extraction {
     return "";
   }
 
+  void makeDelayedLinks(SafeExtractor& extractor) {
+    try {
+      std::uint64_t count = 0;
+      for (const std::string& path : extractor.makeDelayedLinks()) {
+        count += leadsOut(folderPath_, path) ? 1U : 0U;
+      }
+      if (count > 0) {
+        console_.message(label_ + ": " + std::to_string(count) +
+                         " of the links in it lead out of the folder " + printable(folderPath_));
+      }
+    } catch (const std::runtime_error& failure) {
+      console_.message(label_ + ": a link: " + failure.what());
+      ++failures_;
+    }
+  }
+
   void extractOne(const Entry& entry, SafeExtractor& extractor) {
     reader_.checkEncryption();
     if (!entry.warning.empty()) {
       tellOf(entry, "warning: " + entry.warning);
+    }
+    if (entry.path.starts_with('/') && !std::exchange(areAbsoluteTold_, true)) {
+      console_.message(label_ + ": its absolute names are taken to start at the new folder");
     }
     try {
       bytes_ += extractor.extract(entry, [this] {
@@ -246,6 +279,7 @@ class Extraction {
   std::uint64_t bytes_ = 0;
   std::size_t longestPath_ = 0;
   std::uint64_t failures_ = 0;
+  bool areAbsoluteTold_ = false;
 };
 
 // Which archives were given by which of their volumes, so that one which is named by several of
