@@ -154,7 +154,6 @@ class Extraction {
   bool run(const std::string& destination) {
     // Nothing is made before it is clear that there is an archive.
     const Entry* entry = reader_.next();
-    reader_.checkEncryption();
     NewFolders made;
     made.makeWayTo(destination);
     ExtractionFolder folder = makeFolder(volumes_, destination, made);
@@ -186,13 +185,15 @@ class Extraction {
         showProgress();
         extractOne(*entry, extractor);
       }
-    } catch (const EncryptedArchive&) {
-      throw;
     } catch (const ArchiveFailure& failure) {
       if (entries_ == 0) {
         throw;
       }
       return failure.what();
+    }
+    // Folders and empty files alone are of no use.
+    if (encrypted_ > 0 && bytes_ == 0) {
+      throw EncryptedArchive(whyEncrypted_);
     }
     if (entries_ == 0 && failures_ > 0) {
       throw ArchiveFailure("nothing in it could be extracted");
@@ -217,7 +218,6 @@ class Extraction {
   }
 
   void extractOne(const Entry& entry, SafeExtractor& extractor) {
-    reader_.checkEncryption();
     if (!entry.warning.empty()) {
       tellOf(entry, "warning: " + entry.warning);
     }
@@ -232,6 +232,10 @@ class Extraction {
       });
       ++entries_;
       longestPath_ = std::max(longestPath_, entry.path.size());
+    } catch (const EncryptedEntry& failure) {
+      whyEncrypted_ = failure.what();
+      ++encrypted_;
+      ++failures_;
     } catch (const EntryFailure& failure) {
       tellOf(entry, failure.what());
       ++failures_;
@@ -256,6 +260,10 @@ class Extraction {
 
   bool tell(const std::string& damage, std::uint64_t size) {
     const bool isComplete = damage.empty() && failures_ == 0;
+    if (encrypted_ > 0) {
+      console_.message(label_ + ": " + std::to_string(encrypted_) +
+                       " of its entries cannot be read: " + whyEncrypted_);
+    }
     if (!isComplete) {
       const std::string why =
           damage.empty() ? std::to_string(failures_) + " of its entries could not be extracted"
@@ -279,6 +287,8 @@ class Extraction {
   std::uint64_t bytes_ = 0;
   std::size_t longestPath_ = 0;
   std::uint64_t failures_ = 0;
+  std::uint64_t encrypted_ = 0;  // among the failures
+  std::string whyEncrypted_;
   bool areAbsoluteTold_ = false;
 };
 

@@ -27,9 +27,10 @@ where SIZE is that of all files in the folder, with " (incomplete)" at its end
 when something in the archive could not be extracted; standard error then says
 what, and why. Names with ".." in them, and devices, pipes and sockets, are
 refused; absolute names are taken to start at the folder. Links that lead out of
-the folder are made last of all, and their number is told. Of an archive of which nothing can be extracted,
-no folder is left behind. An extract that is interrupted keeps what it has by
-then, and says " (incomplete)"; the archives after it are left alone.
+the folder are made last of all, and their number is told. Of an archive of
+which nothing can be extracted, no folder is left behind.
+An extract that is interrupted keeps what it has by then, and says
+" (incomplete)"; the archives after it are left alone.
 
 list shows the entries of one archive: flags ("d" for a folder, "e" for
 encrypted), size, time of the last change, kind and path, each in its column;

@@ -34,13 +34,9 @@ class ArchiveReader {
   const Entry* next();
 
   // The next block of the entry's data; none at its end. Throws EntryFailure when this data is
-  // damaged or packed in an unknown way, and ArchiveFailure when nothing more can be read.
+  // damaged, encrypted or packed in an unknown way, and ArchiveFailure when nothing more can be
+  // read.
   std::optional<DataBlock> readData();
-
-  // Throws EncryptedArchive when something encrypted has been seen so far that cannot be decrypted;
-  // some formats tell it of the whole archive with their first entry. Whether the password is the
-  // right one turns out when data is read.
-  void checkEncryption() const;
 
   // How far the volumes have been read, of how much, in bytes.
   std::uint64_t position() const { return stream_.position(); }
@@ -51,6 +47,8 @@ class ArchiveReader {
 
   void open(std::size_t firstVolume);
   bool openFollowingVolume();
+  void describe(struct ::archive_entry* entry);
+  void checkEncryption() const;
   void skipData();
   void checkData();
   void checkEnd(std::uint64_t lastEntryEnd);
@@ -69,7 +67,7 @@ class ArchiveReader {
   bool isPasswordWrong_ = false;
   Entry entry_;
   bool isInEntry_ = false;
-  std::vector<std::optional<std::uint32_t>> rarCheckSums_;  // of all entries in their order
+  std::vector<RarEntry> rarEntries_;  // all in their order
   std::size_t entryCount_ = 0;
   std::uint32_t checkSum_ = 0;  // of the entry's data so far
 };
