@@ -361,6 +361,11 @@ void SafeExtractor::finish() {
   }
 }
 
+void SafeExtractor::removeFile(const std::string& path) {
+  const std::string inFolder = pathInFolder(path);
+  removeEarlier(openParent(inFolder, Missing::refuse), inFolder);
+}
+
 void SafeExtractor::discard() {
   for (const auto& [path, attributes] : folders_) {
     try {

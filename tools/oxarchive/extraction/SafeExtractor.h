@@ -45,6 +45,9 @@ class SafeExtractor {
   // made. To be called once, last of all.
   void finish();
 
+  // Removes the file or link at `path`, an entry's own path.
+  void removeFile(const std::string& path);
+
   // Removes everything in the folder instead.
   void discard();
 

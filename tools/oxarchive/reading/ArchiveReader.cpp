@@ -103,16 +103,21 @@ Entry toEntry(struct ::archive_entry* entry) {
 
 }  // namespace
 
-ArchiveReader::ArchiveReader(const VolumeSet& volumes, OXString password)
-    : volumes_(volumes), stream_(volumes.paths), password_(std::move(password)) {
+ArchiveReader::ArchiveReader(const std::vector<std::string>& paths, OXString password)
+    : paths_(paths), stream_(paths), password_(std::move(password)) {
   if (stream_.size() == 0) {
     throw ArchiveFailure("it is empty, not an archive");
   }
-  for (const RarVolume& volume : volumes.rarVolumes) {
-    if (volume.hasEncryptedNames) {
+  for (const std::string& path : paths) {
+    const std::optional<RarVolume> volume = inspectRarVolume(path);
+    if (!volume) {
+      break;
+    }
+    if (volume->hasEncryptedNames) {
       throw EncryptedArchive(notDecryptable);
     }
-    rarEntries_.insert(rarEntries_.end(), volume.entries.begin(), volume.entries.end());
+    rarEntries_.insert(rarEntries_.end(), volume->entries.begin(), volume->entries.end());
+    rarVolumes_.push_back(*volume);
   }
   decompressed_ = decompressed(stream_);
   open(0);
@@ -130,7 +135,7 @@ void ArchiveReader::open(std::size_t firstVolume) {
     supportFormats(archive_.get(), stream_, true);
     // libarchive looks for the next volume of RAR 5 in whole blocks of 512 bytes, so that it would
     // not see a last volume that is shorter.
-    if (volumes_.rarVolumes.size() > 1 && volumes_.rarVolumes.front().isNewFormat) {
+    if (rarVolumes_.size() > 1 && rarVolumes_.front().isNewFormat) {
       feed_->setPadding(512);
     }
   }
@@ -297,9 +302,9 @@ void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
   if (format == ARCHIVE_FORMAT_TAR && end - lastEntryEnd < tarBlockSize && !hasLineFeed) {
     throw ArchiveFailure("it has no end mark, so it may have been cut short");
   }
-  for (std::size_t i = 0; i < volumes_.rarVolumes.size(); ++i) {
-    if (volumes_.rarVolumes[i].ending == RarVolume::Ending::cutShort) {
-      throw ArchiveFailure(printable(volumes_.paths[i]) + " is cut short");
+  for (std::size_t i = 0; i < rarVolumes_.size(); ++i) {
+    if (rarVolumes_[i].ending == RarVolume::Ending::cutShort) {
+      throw ArchiveFailure(printable(paths_[i]) + " is cut short");
     }
   }
   if (format == ARCHIVE_FORMAT_RAR_V5 &&

@@ -5,12 +5,13 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "reading/Entry.h"
 #include "reading/LibarchiveFeed.h"
 #include "volumes/ByteSource.h"
-#include "volumes/VolumeSet.h"
+#include "volumes/RarVolume.h"
 #include "volumes/VolumeStream.h"
 
 namespace oxarchive {
@@ -21,8 +22,9 @@ namespace oxarchive {
 // left out; so is taking a file that is no archive for one with a single entry.
 class ArchiveReader {
  public:
-  // `volumes` must outlive the reader. A `password` is for ZIP archives. Throws ArchiveFailure.
-  explicit ArchiveReader(const VolumeSet& volumes, OXString password = std::nullopt);
+  // Reads the volumes at `paths`, in order. A `password` is for ZIP archives. Throws
+  // ArchiveFailure.
+  explicit ArchiveReader(const std::vector<std::string>& paths, OXString password = std::nullopt);
   ~ArchiveReader() = default;
   ArchiveReader(const ArchiveReader&) = delete;  // libarchive knows where it is
   ArchiveReader(ArchiveReader&&) = delete;
@@ -56,8 +58,9 @@ class ArchiveReader {
   std::uint64_t consumed() const;
   int baseFormat() const;
 
-  const VolumeSet& volumes_;
+  std::vector<std::string> paths_;
   VolumeStream stream_;
+  std::vector<RarVolume> rarVolumes_;  // none when it is another archive
   std::unique_ptr<ByteSource> decompressed_;
   std::size_t firstVolume_ = 0;
   std::optional<LibarchiveFeed> feed_;
