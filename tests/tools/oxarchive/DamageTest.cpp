@@ -418,7 +418,47 @@ class Encrypted : public Damage {
               "oxarchive: " + in(archive) + ": it is encrypted, and " + reason + "\n");
     EXPECT_EQ(names(), before);
   }
+
+  // One entry is encrypted, and all others are extracted to `folder`.
+  void expectRest(const std::string& archive, const std::string& folder, const Tree& rest,
+                  const std::string& reason = "passwords are for ZIP archives alone") {
+    const ProgramResult result = oxarchive({"extract", in(archive)});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.errors, "oxarchive: " + in(archive) +
+                                 ": 1 of its entries cannot be read: it is encrypted, and " +
+                                 reason + "\noxarchive: " + in(archive) +
+                                 ": 1 of its entries could not be extracted; the folder " +
+                                 in(folder) + " is incomplete\n");
+    EXPECT_EQ(treeOf(in(folder)), rest);
+    remove({folder});
+  }
 };
+
+TEST_F(Encrypted, OneWrongPasswordHidesNoOtherEntry) {
+  const std::string sevenZip = findProgram({"7zz", "7z", "7za"});
+  if (sevenZip.empty()) {
+    GTEST_SKIP() << "7-Zip is not installed";
+  }
+  for (const std::string name : {"one", "two", "three"}) {
+    writeFile(in(name), "contents");
+    EXPECT_EQ(runProgram(sevenZip, {"a", "-bso0", "-bsp0", "-p" + name, "e.zip", name},
+                         {.folder = work()})
+                  .exitCode,
+              0);
+  }
+  const ScopedEnvironment password("OX_TEST_PASSWORD", "two");
+  const ProgramResult result =
+      oxarchive({"extract", in("e.zip"), "--password-env", "OX_TEST_PASSWORD"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.errors, "oxarchive: " + in("e.zip") +
+                               ": 2 of its entries cannot be read: the password is wrong\n"
+                               "oxarchive: " +
+                               in("e.zip") +
+                               ": 2 of its entries could not be extracted; the folder " + in("e") +
+                               " is incomplete\n");
+  EXPECT_EQ(treeOf(in("e")), (Tree{{"two", "file contents"}}));
+  remove({"one", "two", "three", "e.zip", "e"});
+}
 
 TEST_F(Encrypted, Zip) {
   for (const std::string method : {"traditional", "aes128", "aes256"}) {
@@ -452,26 +492,38 @@ TEST_F(Encrypted, SevenZip) {
   pack({"-psecret", "some.7z", "secret"});
   pack({"some.zip", "p"});
   pack({"-psecret", "some.zip", "secret"});
-  for (const std::string archive : {"names.7z", "all.7z", "some.7z"}) {
+  for (const std::string archive : {"names.7z", "all.7z"}) {
     SCOPED_TRACE(archive);
     expectRefused(archive);
   }
-  expectRefused("some.zip", "no password is given");
+  const Tree rest = {{"p", "folder"},
+                     {"p/empty folder", "folder"},
+                     {"p/empty", "file "},
+                     {"p/f", "file contents"}};
+  expectRest("some.7z", "some", rest);
+  expectRest("some.zip", "some", rest, "no password is given");
   remove({"p", "secret", "names.7z", "all.7z", "some.7z", "some.zip"});
 }
 
 TEST_F(Encrypted, Rar) {
   const std::vector<RarFile> plain = {{"a", "contents"}};
-  const std::vector<RarFile> mixed = {{"a", "contents"}, {"b", "cipher text", true}};
+  const std::vector<RarFile> mixed = {
+      {"a", "contents"}, {"b", "cipher text", true}, {"c", "contents"}};
   for (const bool isNewFormat : {false, true}) {
     writeFile(in("some.rar"), makeRarVolumes(mixed, {.isNewFormat = isNewFormat}).front());
-    expectRefused("some.rar");
+    expectRest("some.rar", "some", {{"a", "file contents"}, {"c", "file contents"}});
+    const ProgramResult listed = oxarchive({"list", in("some.rar")});
+    EXPECT_EQ(listed.exitCode, 0) << listed.errors;
+    EXPECT_NE(listed.output.find("\n-e "), std::string::npos) << listed.output;
+    EXPECT_NE(listed.output.find("\nTotal: 3 entries, "), std::string::npos) << listed.output;
+    writeFile(in("b.rar"), makeRarVolumes({mixed[1]}, {.isNewFormat = isNewFormat}).front());
+    expectRefused("b.rar");
     writeFile(
         in("all.rar"),
         makeRarVolumes(plain, {.isNewFormat = isNewFormat, .hasEncryptedHeaders = true}).front());
     expectRefused("all.rar");
   }
-  remove({"some.rar", "all.rar"});
+  remove({"some.rar", "b.rar", "all.rar"});
 }
 
 }  // namespace

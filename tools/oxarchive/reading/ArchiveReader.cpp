@@ -103,16 +103,21 @@ Entry toEntry(struct ::archive_entry* entry) {
 
 }  // namespace
 
-ArchiveReader::ArchiveReader(const VolumeSet& volumes, OXString password)
-    : volumes_(volumes), stream_(volumes.paths), password_(std::move(password)) {
+ArchiveReader::ArchiveReader(const std::vector<std::string>& paths, OXString password)
+    : paths_(paths), stream_(paths), password_(std::move(password)) {
   if (stream_.size() == 0) {
     throw ArchiveFailure("it is empty, not an archive");
   }
-  for (const RarVolume& volume : volumes.rarVolumes) {
-    if (volume.isEncrypted) {
+  for (const std::string& path : paths) {
+    const std::optional<RarVolume> volume = inspectRarVolume(path);
+    if (!volume) {
+      break;
+    }
+    if (volume->hasEncryptedNames) {
       throw EncryptedArchive(notDecryptable);
     }
-    rarCheckSums_.insert(rarCheckSums_.end(), volume.checkSums.begin(), volume.checkSums.end());
+    rarEntries_.insert(rarEntries_.end(), volume->entries.begin(), volume->entries.end());
+    rarVolumes_.push_back(*volume);
   }
   decompressed_ = decompressed(stream_);
   open(0);
@@ -130,7 +135,7 @@ void ArchiveReader::open(std::size_t firstVolume) {
     supportFormats(archive_.get(), stream_, true);
     // libarchive looks for the next volume of RAR 5 in whole blocks of 512 bytes, so that it would
     // not see a last volume that is shorter.
-    if (volumes_.rarVolumes.size() > 1 && volumes_.rarVolumes.front().isNewFormat) {
+    if (rarVolumes_.size() > 1 && rarVolumes_.front().isNewFormat) {
       feed_->setPadding(512);
     }
   }
@@ -151,13 +156,7 @@ const Entry* ArchiveReader::next() {
     const int result = ::archive_read_next_header(archive_.get(), &entry);
     feed_->rethrow();
     if (result == ARCHIVE_OK || result == ARCHIVE_WARN) {
-      isInEntry_ = true;
-      ++entryCount_;
-      checkSum_ = 0;
-      isPasswordGiven_ = false;
-      entry_ = toEntry(entry);
-      // What is missing at the end of a file that is packed block by block is zeros.
-      entry_.hasHoleAtEnd = entry_.isSparse || baseFormat() == ARCHIVE_FORMAT_ISO9660;
+      describe(entry);
       entry_.warning = result == ARCHIVE_WARN ? failureReason(archive_.get()) : "";
       return &entry_;
     }
@@ -171,7 +170,24 @@ const Entry* ArchiveReader::next() {
   }
 }
 
+void ArchiveReader::describe(struct ::archive_entry* entry) {
+  isInEntry_ = true;
+  ++entryCount_;
+  checkSum_ = 0;
+  isPasswordGiven_ = false;
+  isPasswordWrong_ = false;
+  entry_ = toEntry(entry);
+  // What is missing at the end of a file that is packed block by block is zeros.
+  entry_.hasHoleAtEnd = entry_.isSparse || baseFormat() == ARCHIVE_FORMAT_ISO9660;
+  if (entryCount_ <= rarEntries_.size()) {
+    entry_.isEncrypted = entry_.isEncrypted || rarEntries_[entryCount_ - 1].isEncrypted;
+  }
+}
+
 std::optional<DataBlock> ArchiveReader::readData() {
+  if (entry_.isEncrypted && entry_.size != 0) {
+    checkEncryption();
+  }
   const void* block = nullptr;
   std::size_t size = 0;
   la_int64_t offset = 0;
@@ -182,7 +198,7 @@ std::optional<DataBlock> ArchiveReader::readData() {
     return std::nullopt;
   }
   if (isPasswordWrong_) {
-    throw EncryptedArchive("the password is wrong");
+    throw EncryptedEntry("the password is wrong");
   }
   if (result == ARCHIVE_FATAL) {
     fail();
@@ -191,7 +207,7 @@ std::optional<DataBlock> ArchiveReader::readData() {
     throw EntryFailure(failureReason(archive_.get()));
   }
   // An empty block has no address, which would set the check sum back.
-  if (!rarCheckSums_.empty() && size > 0) {
+  if (!rarEntries_.empty() && size > 0) {
     checkSum_ =
         static_cast<std::uint32_t>(::crc32_z(checkSum_, static_cast<const Bytef*>(block), size));
   }
@@ -201,10 +217,10 @@ std::optional<DataBlock> ArchiveReader::readData() {
 
 // libarchive leaves out the check sums of RAR files that are stored without compression.
 void ArchiveReader::checkData() {
-  if (entry_.kind != EntryKind::file || entryCount_ > rarCheckSums_.size()) {
+  if (entry_.kind != EntryKind::file || entryCount_ > rarEntries_.size()) {
     return;
   }
-  const std::optional<std::uint32_t> expected = rarCheckSums_[entryCount_ - 1];
+  const std::optional<std::uint32_t> expected = rarEntries_[entryCount_ - 1].checkSum;
   if (expected && *expected != checkSum_) {
     throw EntryFailure("its data is damaged: the check sum is wrong");
   }
@@ -222,15 +238,13 @@ const char* ArchiveReader::givePassword(struct ::archive* /*archive*/, void* sel
   return reader.password_->c_str();
 }
 
+// Whether the password is the right one turns out when data is read.
 void ArchiveReader::checkEncryption() const {
-  if (::archive_read_has_encrypted_entries(archive_.get()) != 1) {
-    return;
-  }
   if (baseFormat() != ARCHIVE_FORMAT_ZIP) {
-    throw EncryptedArchive(notDecryptable);
+    throw EncryptedEntry(notDecryptable);
   }
   if (!password_) {
-    throw EncryptedArchive("it is encrypted, and no password is given");
+    throw EncryptedEntry("it is encrypted, and no password is given");
   }
 }
 
@@ -268,7 +282,8 @@ void ArchiveReader::skipData() {
     result = ::archive_read_data_skip(archive_.get());
   }
   feed_->rethrow();
-  if (result < ARCHIVE_WARN) {
+  // libarchive cannot skip what it cannot decrypt, but goes on all the same.
+  if (result < ARCHIVE_WARN && !entry_.isEncrypted) {
     fail();
   }
 }
@@ -287,9 +302,9 @@ void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
   if (format == ARCHIVE_FORMAT_TAR && end - lastEntryEnd < tarBlockSize && !hasLineFeed) {
     throw ArchiveFailure("it has no end mark, so it may have been cut short");
   }
-  for (std::size_t i = 0; i < volumes_.rarVolumes.size(); ++i) {
-    if (volumes_.rarVolumes[i].ending == RarVolume::Ending::cutShort) {
-      throw ArchiveFailure(printable(volumes_.paths[i]) + " is cut short");
+  for (std::size_t i = 0; i < rarVolumes_.size(); ++i) {
+    if (rarVolumes_[i].ending == RarVolume::Ending::cutShort) {
+      throw ArchiveFailure(printable(paths_[i]) + " is cut short");
     }
   }
   if (format == ARCHIVE_FORMAT_RAR_V5 &&
@@ -303,7 +318,10 @@ void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
 
 void ArchiveReader::fail() {
   feed_->rethrowDamage();
-  checkEncryption();
+  // With its names, so that there is no entry at all.
+  if (entryCount_ == 0 && ::archive_read_has_encrypted_entries(archive_.get()) == 1) {
+    throw EncryptedArchive(notDecryptable);
+  }
   throw ArchiveFailure(failureReason(archive_.get()));
 }
 

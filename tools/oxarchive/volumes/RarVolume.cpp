@@ -150,17 +150,16 @@ void walkOldBlocks(HeaderReader& reader, std::uint64_t fileSize, RarVolume& volu
     if (block->type == OldBlock::main) {
       volume.isVolume = (block->flags & 0x0001U) != 0;
       volume.isContinuation = isLaterVolume(block->flags);
-      volume.isEncrypted = (block->flags & 0x0080U) != 0;
-      if (volume.isEncrypted) {
+      volume.hasEncryptedNames = (block->flags & 0x0080U) != 0;
+      if (volume.hasEncryptedNames) {
         return;  // so is the rest
       }
     } else if (block->type == OldBlock::file) {
       const bool isContinued = (block->flags & 0x0002U) != 0;
       volume.isContinuation = volume.isContinuation || (block->flags & 0x0001U) != 0;
       volume.ending = isContinued ? RarVolume::Ending::continued : RarVolume::Ending::unknown;
-      volume.isEncrypted = volume.isEncrypted || (block->flags & 0x0004U) != 0;
       if (!isContinued) {
-        volume.checkSums.emplace_back(block->checkSum);
+        volume.entries.push_back({block->checkSum, (block->flags & 0x0004U) != 0});
       }
     } else if (block->type == OldBlock::end) {
       const bool isContinued =
@@ -248,14 +247,13 @@ void walkNewBlocks(HeaderReader& reader, std::uint64_t fileSize, RarVolume& volu
       // Only the first one has no number.
       volume.isContinuation = (block->ownFlags & 2U) != 0;
     } else if (block->type == NewBlock::encryption) {
-      volume.isEncrypted = true;
+      volume.hasEncryptedNames = true;
       volume.ending = RarVolume::Ending::unknown;
       return;
     } else if (block->type == NewBlock::file) {
       volume.isContinuation = volume.isContinuation || block->isContinuation;
-      volume.isEncrypted = volume.isEncrypted || hasEncryptionRecord(reader, *block);
       if (!block->isContinued) {
-        volume.checkSums.push_back(block->checkSum);
+        volume.entries.push_back({block->checkSum, hasEncryptionRecord(reader, *block)});
       }
     } else if (block->type == NewBlock::end) {
       const bool isContinued = (block->ownFlags & 1U) != 0;
