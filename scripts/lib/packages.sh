@@ -41,7 +41,7 @@ ensure_packages() {
 }
 
 # What the library and the programs on top of it are built with.
-BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libglib2.0-dev libarchive-dev zlib1g-dev libcbor-dev libssl-dev)
+BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libglib2.0-dev libarchive-dev zlib1g-dev libssl-dev)
 
 # What the tests are made of, and what they run.
 TEST_PACKAGES=(libgtest-dev libgmock-dev "7zip|p7zip-full" python3 python3-cbor2 locales trash-cli
