@@ -135,6 +135,12 @@ class OX_EXPORT OXArchivedFile : public OXObject {
   //   keyed, {"path": ""}                         => std::out_of_range
   static std::shared_ptr<OXArchivedFile> initWithCoder(OXCoder& coder);
 
+  // The same into this record, which may be of a class derived from this one. Every field is set;
+  // what is absent is set to null, 0 or false. False where `initWithCoder` gives null: then, and
+  // when something is thrown, the record stays as it was. A derived class with more fields
+  // overrides this, and calls it.
+  virtual bool decodeWithCoder(OXCoder& coder);
+
   // What a coder that sends objects to another process sends in this record's place: the record
   // itself, which is then sent by value, as `encodeWithCoder` writes it. Null when the coder asks
   // for by-reference, which has to be the sender's own matter, as there are no remote objects here.

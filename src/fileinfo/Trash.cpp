@@ -293,7 +293,7 @@ bool mayBeWithin(const TrashFolder& trash, const FileDescriptor& place) noexcept
       return true;
     }
     const int child = folder.isOpen() ? folder.get() : place.get();
-    folder = FileDescriptor(sys::openat(child, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    folder = FileDescriptor(sys::openat(child, "..", O_PATH | O_DIRECTORY | O_CLOEXEC, 0));
     below = current;
     current = folder.isOpen() ? identityOf(folder) : std::nullopt;
   }

@@ -38,7 +38,7 @@ std::optional<TrashFolder> withItsFolders(FileDescriptor folder, std::string top
   }
   const auto open = [&folder](const char* name) {
     sys::mkdirat(folder.get(), name, S_IRWXU);
-    return FileDescriptor(sys::openat(folder.get(), name, openFlags));
+    return FileDescriptor(sys::openat(folder.get(), name, openFlags, 0));
   };
   FileDescriptor info = open("info");
   FileDescriptor files = open("files");
@@ -80,7 +80,7 @@ std::string topOf(dev_t device, std::string path) {
 // A folder of the user's own, which nobody else can have put there as a trap.
 FileDescriptor openOwnFolder(int dirfd, const std::string& name) noexcept {
   sys::mkdirat(dirfd, name.c_str(), S_IRWXU);
-  FileDescriptor folder(sys::openat(dirfd, name.c_str(), openFlags | O_NOFOLLOW));
+  FileDescriptor folder(sys::openat(dirfd, name.c_str(), openFlags | O_NOFOLLOW, 0));
   struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
   const bool isOwn =
       folder.isOpen() && sys::fstat(folder.get(), &status) == 0 && status.st_uid == ::getuid();
@@ -89,7 +89,7 @@ FileDescriptor openOwnFolder(int dirfd, const std::string& name) noexcept {
 
 // In ".Trash", which an administrator made for all users, with the sticky bit.
 FileDescriptor openSharedTrash(int topFd) {
-  const FileDescriptor shared(sys::openat(topFd, ".Trash", openFlags | O_NOFOLLOW));
+  const FileDescriptor shared(sys::openat(topFd, ".Trash", openFlags | O_NOFOLLOW, 0));
   struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
   if (!shared.isOpen() || sys::fstat(shared.get(), &status) != 0 ||
       (status.st_mode & S_ISVTX) == 0) {

@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "platform/desktop/DynamicLibrary.h"
+#include "platform/files/DynamicLibrary.h"
 
 namespace ox::gio {
 namespace {

@@ -1,0 +1,170 @@
+#include "platform/coding/CBORScanner.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace ox::cbor {
+
+using Progress = Scanner::Progress;
+
+namespace {
+
+bool isString(Kind kind) noexcept {
+  return kind == Kind::byteString || kind == Kind::textString;
+}
+
+bool isSimple(const Head& head) noexcept {
+  return !head.indefinite && (head.kind <= Kind::textString ||
+                              (head.kind >= Kind::tag && head.kind <= Kind::floatingPoint));
+}
+
+// The least number of bytes that must follow the head: each item in a container takes one.
+std::uint64_t leastContent(const Head& head) noexcept {
+  constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+  switch (head.kind) {
+    case Kind::byteString:
+    case Kind::textString:
+    case Kind::array:
+      return head.number;
+    case Kind::map:
+      return head.number > most / 2 ? most : head.number * 2;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace
+
+// A chunk is a string of known length of the same major type, without a tag.
+bool Scanner::isWrongChunk(const Head& head) const noexcept {
+  if (depth_ == 0 || !isString(levels_[depth_ - 1].kind)) {
+    return false;
+  }
+  return head.kind != Kind::breakCode && (head.kind != levels_[depth_ - 1].kind || head.indefinite);
+}
+
+Progress Scanner::scan(Bytes item, std::size_t room) noexcept {
+  while (scanned_ < item.size()) {
+    scanned_ += passSimple(item.first(std::min(item.size(), room)).subspan(scanned_));
+    if (scanned_ == item.size()) {
+      break;
+    }
+    const std::size_t before = scanned_;
+    const Progress progress = scanOne(item.subspan(scanned_), room - scanned_);
+    if (progress != Progress::within || scanned_ == before) {
+      return progress;
+    }
+  }
+  return scanned_ < room ? Progress::within : Progress::tooLarge;
+}
+
+// Most items neither open nor end anything. Passes over those at the start of `bytes` that are
+// whole, but for the last one of a container, and returns their size.
+std::size_t Scanner::passSimple(Bytes bytes) noexcept {
+  if (depth_ == 0 || levels_[depth_ - 1].indefinite) {
+    return 0;
+  }
+  std::size_t position = 0;
+  std::uint64_t items = levels_[depth_ - 1].items;
+  while (items > 1 && position < bytes.size()) {
+    const Bytes rest = bytes.subspan(position);
+    const Head head = readHead(rest);
+    const std::uint64_t content = isString(head.kind) ? head.number : 0;
+    if (!isSimple(head) || head.size > rest.size() || content > rest.size() - head.size) {
+      break;
+    }
+    position += head.size + static_cast<std::size_t>(content);
+    items -= head.kind == Kind::tag ? 0 : 1;
+  }
+  levels_[depth_ - 1].items = items;
+  return position;
+}
+
+// Goes on behind the head at the start of `rest`, if all that belongs to it is there.
+Progress Scanner::scanOne(Bytes rest, std::size_t room) noexcept {
+  const Head head = readHead(rest);
+  if (head.kind == Kind::malformed || isWrongChunk(head)) {
+    return Progress::malformed;
+  }
+  if (head.size > room || leastContent(head) > room - head.size) {
+    return Progress::tooLarge;
+  }
+  const std::size_t size =
+      head.size + (isString(head.kind) ? static_cast<std::size_t>(head.number) : 0);
+  if (size > rest.size()) {
+    return Progress::within;
+  }
+  const Progress progress = take(head);
+  scanned_ += size;
+  return progress;
+}
+
+Progress Scanner::take(const Head& head) noexcept {
+  switch (head.kind) {
+    case Kind::byteString:
+    case Kind::textString:
+      if (head.indefinite) {
+        return open(head.kind, true, 0);
+      }
+      return depth_ != 0 && isString(levels_[depth_ - 1].kind) ? Progress::within : completeItem();
+    case Kind::array:
+    case Kind::map:
+      return open(head.kind, head.indefinite, leastContent(head));
+    case Kind::tag:
+      tagged_ = true;
+      return Progress::within;
+    case Kind::breakCode:
+      return takeBreak();
+    default:
+      return completeItem();
+  }
+}
+
+Progress Scanner::takeBreak() noexcept {
+  if (depth_ == 0 || tagged_) {
+    return Progress::malformed;
+  }
+  const Level& level = levels_[depth_ - 1];
+  const bool lacksValue = level.kind == Kind::map && level.items % 2 != 0;
+  if (!level.indefinite || lacksValue) {
+    return Progress::malformed;
+  }
+  --depth_;
+  return completeItem();
+}
+
+Progress Scanner::open(Kind kind, bool indefinite, std::uint64_t items) noexcept {
+  if (!indefinite && items == 0) {
+    return completeItem();
+  }
+  if (depth_ == most_) {
+    return Progress::malformed;
+  }
+  tagged_ = false;
+  levels_[depth_] = {.kind = kind, .indefinite = indefinite, .items = items};
+  ++depth_;
+  return Progress::within;
+}
+
+Progress Scanner::completeItem() noexcept {
+  tagged_ = false;
+  while (depth_ != 0) {
+    Level& level = levels_[depth_ - 1];
+    if (level.indefinite) {
+      ++level.items;
+      return Progress::within;
+    }
+    if (--level.items != 0) {
+      return Progress::within;
+    }
+    --depth_;
+  }
+  return Progress::complete;
+}
+
+std::size_t itemSize(Bytes bytes, std::size_t depth) noexcept {
+  Scanner scanner(depth);
+  return scanner.scan(bytes, bytes.size()) == Progress::complete ? scanner.scanned() : 0;
+}
+
+}  // namespace ox::cbor
