@@ -50,13 +50,14 @@ run_tests_as_ordinary_user() {
   chmod 0777 "$folder"
   # CTest keeps its log where it starts, and the build folder is root's.
   echo "subdirs([[$PWD/build/$1]])" >"$folder/CTestTestfile.cmake"
-  if as_ordinary_user "$folder" test -r "$PWD/build/$1/CTestTestfile.cmake"; then
+  if as_ordinary_user "$folder" test -r "$PWD/build/$1/CTestTestfile.cmake" 2>/dev/null; then
     as_ordinary_user "$folder" ctest --test-dir "$folder" --output-on-failure --no-tests=error \
       --parallel "$(nproc)" --label-exclude '^any-user$' --output-junit "$folder/results.xml" \
       "${@:3}" || status=1
     cp "$folder/results.xml" "$2"
   else
-    echo "An ordinary user cannot read this clone: its tests are not run as one."
+    echo "An ordinary user cannot read this clone, and nothing can be mounted here to change that:"
+    echo "the tests are not run as one."
   fi
   rm -rf "$folder"
   return "$status"
