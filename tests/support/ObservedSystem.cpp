@@ -148,6 +148,10 @@ int fstatat(int dirfd, const char* name, struct ::stat* status, int flags) noexc
   return observed(Call::fstatat, -1, [&] { return ::fstatat(dirfd, name, status, flags); });
 }
 
+int statx(int dirfd, const char* name, int flags, unsigned mask, struct ::statx* status) noexcept {
+  return observed(Call::statx, -1, [&] { return ::statx(dirfd, name, flags, mask, status); });
+}
+
 int mkdir(const char* path, mode_t mode) noexcept {
   return observed(Call::mkdir, -1, [&] { return ::mkdir(path, mode); });
 }

@@ -13,6 +13,7 @@ enum class Call {
   lstat,
   fstat,
   fstatat,
+  statx,
   mkdir,
   mkdirat,
   mkdtemp,

@@ -33,4 +33,8 @@ int writeAll(int fd, std::span<const std::byte> bytes) noexcept {
   return 0;
 }
 
+int syncFile(int fd) noexcept {
+  return sys::fsync(fd) == 0 ? 0 : errno;
+}
+
 }  // namespace ox

@@ -39,4 +39,7 @@ class FileDescriptor {
 // `errno` of what went wrong, or 0.
 int writeAll(int fd, std::span<const std::byte> bytes) noexcept;
 
+// Returns when all that was written is on the disk. The `errno` of what went wrong, or 0.
+int syncFile(int fd) noexcept;
+
 }  // namespace ox

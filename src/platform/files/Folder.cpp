@@ -61,6 +61,13 @@ int Folder::statusOf(const char* name, struct ::stat& status) const noexcept {
   return errorOf(sys::fstatat(fd(), name, &status, AT_SYMLINK_NOFOLLOW));
 }
 
+std::uint64_t Folder::mountId() const noexcept {
+  struct ::statx status;
+  const bool isKnown = sys::statx(fd(), "", AT_EMPTY_PATH, STATX_MNT_ID, &status) == 0 &&
+                       (status.stx_mask & STATX_MNT_ID) != 0;
+  return isKnown ? status.stx_mnt_id : 0;
+}
+
 int Folder::unlink(const char* name) const noexcept {
   return errorOf(sys::unlinkat(fd(), name, 0));
 }
@@ -94,7 +101,8 @@ int Folder::setPermissionsOf(const char* name, mode_t mode) const noexcept {
 }
 
 int Folder::sync() const noexcept {
-  return errorOf(sys::fsync(fd()));
+  const int error = syncFile(fd());
+  return error == EINVAL ? 0 : error;  // some file systems know no such thing for folders
 }
 
 }  // namespace ox

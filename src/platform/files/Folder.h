@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <cstdint>
 #include <utility>
 
 #include "platform/files/FileDescriptor.h"
@@ -56,6 +57,10 @@ class Folder {
   int status(struct ::stat& status) const noexcept;  // of the folder itself
   int statusOf(const char* name, struct ::stat& status) const noexcept;
 
+  // The number of the mount that the folder was reached through; 0 where the kernel has none,
+  // before 5.8. A bind mount has the device of what it shows, yet nothing can be renamed across it.
+  std::uint64_t mountId() const noexcept;
+
   int unlink(const char* name) const noexcept;        // anything but a folder
   int removeFolder(const char* name) const noexcept;  // an empty one
 
@@ -69,7 +74,8 @@ class Folder {
       mode_t mode) const noexcept;  // of the folder itself, opened with `Access::list`
   int setPermissionsOf(const char* name, mode_t mode) const noexcept;
 
-  // Returns when the entries made and removed so far are on the disk.
+  // Returns when the entries made and removed so far are on the disk, if the file system can tell.
+  // Of a folder opened with `Access::list`.
   int sync() const noexcept;
 
  private:
