@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "platform/files/Files.h"
+#include "platform/files/RemoveItem.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/Mount.h"

@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -22,6 +23,7 @@ struct Observation {
   std::atomic<int> count{0};
   std::atomic<int> failAt{-1};  // 0: every call
   std::atomic<int> error{0};
+  std::atomic<int> tries{0};  // with interruptions
   std::function<void()> before;
 };
 
@@ -29,6 +31,8 @@ std::array<Observation, static_cast<std::size_t>(Call::callCount)> observations;
 Observation anyCall;
 std::function<bool(std::string_view)> existence;
 bool entryTypesAreHidden = false;
+bool procIsHidden = false;
+int interruptions = 0;  // before each call
 
 Observation& observationOf(Call call) {
   return observations[static_cast<std::size_t>(call)];
@@ -44,11 +48,24 @@ bool failsNow(Observation& observation) {
   return false;
 }
 
+bool isInterruptedNow(Call call, Observation& observation) {
+  for (const Call never : {Call::close, Call::dlopen, Call::getcwd, Call::lseek}) {
+    if (call == never) {
+      return false;
+    }
+  }
+  errno = EINTR;
+  return interruptions > 0 && observation.tries++ % (interruptions + 1) < interruptions;
+}
+
 template <typename Result, typename RealCall>
 Result observed(Call call, Result failure, RealCall realCall) {
   Observation& observation = observationOf(call);
   if (observation.before) {
     observation.before();
+  }
+  if (isInterruptedNow(call, observation)) {
+    return failure;
   }
   if (call != Call::close && failsNow(anyCall)) {
     return failure;
@@ -61,11 +78,22 @@ void resetAll() {
     observation.count = 0;
     observation.failAt = -1;
     observation.before = nullptr;
+    observation.tries = 0;
   }
   anyCall.count = 0;
   anyCall.failAt = -1;
   existence = nullptr;
   entryTypesAreHidden = false;
+  procIsHidden = false;
+  interruptions = 0;
+}
+
+// What is opened must not be open in a program that is started meanwhile.
+void requireCloseOnExec(const char* name, int flags) {
+  if ((flags & O_CLOEXEC) == 0) {
+    std::fprintf(stderr, "%s was opened without O_CLOEXEC\n", name);
+    std::abort();
+  }
 }
 
 int diskOrAnswer(const char* path, struct ::stat* status) {
@@ -116,6 +144,14 @@ void ObservedSystem::failNth(int nth, int error) {
   anyCall.failAt = anyCall.count + nth;
 }
 
+void ObservedSystem::interruptEach(int times) {
+  interruptions = times;
+}
+
+void ObservedSystem::hideProc() {
+  procIsHidden = true;
+}
+
 void ObservedSystem::hideEntryTypes() {
   entryTypesAreHidden = true;
 }
@@ -164,24 +200,22 @@ char* mkdtemp(char* pattern) noexcept {
   return observed(Call::mkdtemp, static_cast<char*>(nullptr), [&] { return ::mkdtemp(pattern); });
 }
 
-int rmdir(const char* path) noexcept {
-  return observed(Call::rmdir, -1, [&] { return ::rmdir(path); });
-}
-
-int unlink(const char* path) noexcept {
-  return observed(Call::unlink, -1, [&] { return ::unlink(path); });
-}
-
 char* realpath(const char* path, char* resolved) noexcept {
   return observed(Call::realpath, static_cast<char*>(nullptr),
                   [&] { return ::realpath(path, resolved); });
 }
 
+char* getcwd(char* path, std::size_t size) noexcept {
+  return observed(Call::getcwd, static_cast<char*>(nullptr), [&] { return ::getcwd(path, size); });
+}
+
 int open(const char* path, int flags) noexcept {
+  requireCloseOnExec(path, flags);
   return observed(Call::open, -1, [&] { return ::open(path, flags); });
 }
 
 int openat(int dirfd, const char* name, int flags, mode_t mode) noexcept {
+  requireCloseOnExec(name, flags);
   return observed(Call::openat, -1, [&] { return ::openat(dirfd, name, flags, mode); });
 }
 
@@ -238,7 +272,28 @@ int fchmod(int fd, mode_t mode) noexcept {
 }
 
 int fchmodat(int dirfd, const char* name, mode_t mode, int flags) noexcept {
-  return observed(Call::fchmodat, -1, [&] { return ::fchmodat(dirfd, name, mode, flags); });
+  return observed(Call::fchmodat, -1, [&] {
+    errno = EOPNOTSUPP;
+    return procIsHidden && (flags & AT_SYMLINK_NOFOLLOW) != 0
+               ? -1
+               : ::fchmodat(dirfd, name, mode, flags);
+  });
+}
+
+int fchmodat2(int dirfd, const char* name, mode_t mode, int flags) noexcept {
+  return observed(Call::fchmodat2, -1, [&] {
+    errno = ENOSYS;
+    constexpr long number = 452;
+    return procIsHidden ? -1 : static_cast<int>(::syscall(number, dirfd, name, mode, flags));
+  });
+}
+
+int getpwuid(uid_t user, struct ::passwd* entry, char* strings, std::size_t size,
+             struct ::passwd** found) noexcept {
+  return observed(Call::getpwuid, -1, [&] {
+    errno = ::getpwuid_r(user, entry, strings, size, found);
+    return errno == 0 ? 0 : -1;
+  });
 }
 
 void* dlopen(const char* file, int flags) noexcept {

@@ -1,5 +1,6 @@
 // The seam to the operating system as the tests of the inner rooms see it: every call is counted
-// and passed on, and any of them can be made to fail.
+// and passed on, and any of them can be made to fail. A descriptor that would be open in a program
+// that is started meanwhile ends the process.
 
 #pragma once
 
@@ -17,9 +18,8 @@ enum class Call {
   mkdir,
   mkdirat,
   mkdtemp,
-  rmdir,
-  unlink,
   realpath,
+  getcwd,
   open,
   openat,
   close,
@@ -34,6 +34,8 @@ enum class Call {
   renameat2,
   fchmod,
   fchmodat,
+  fchmodat2,
+  getpwuid,
   dlopen,
   callCount
 };
@@ -59,6 +61,13 @@ class ObservedSystem {
 
   // Makes the `nth` call of any kind but `close` fail.
   void failNth(int nth, int error);
+
+  // Interrupts each call that signals may interrupt so many times before it is made.
+  void interruptEach(int times);
+
+  // Makes changing permissions without following links fail as it does before Linux 6.6 where there
+  // is no /proc.
+  void hideProc();
 
   // Makes folders keep the kinds of their entries to themselves, as some file systems do.
   void hideEntryTypes();

@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <span>
 #include <utility>
 
 #include "platform/coding/CBORItemScanner.h"
 #include "platform/coding/CBORToken.h"
-#include "platform/files/System.h"
+#include "platform/files/FileDescriptor.h"
 
 using State = OXCBORSequenceReader::State;
 
@@ -106,19 +107,17 @@ bool OXCBORSequenceReader::Buffer::scan() noexcept {
 
 void OXCBORSequenceReader::Buffer::readMore() {
   makeRoom();
-  ssize_t count = 0;
-  do {
-    count = ox::sys::read(fd_, bytes_.data() + end_, bytes_.size() - end_);
-  } while (count < 0 && errno == EINTR);
-  if (count > 0) {
-    end_ += static_cast<std::size_t>(count);
+  std::size_t count = 0;
+  const int error =
+      ox::readSome(fd_, std::as_writable_bytes(std::span(bytes_).subspan(end_)), count);
+  end_ += count;
+  if (error == EAGAIN) {
+    state_ = State::wouldBlock;
+  } else if (error != 0) {
+    error_ = error;
+    state_ = State::unreadable;
   } else if (count == 0) {
     state_ = start_ == end_ ? State::ended : State::truncated;
-  } else if (errno == EAGAIN) {
-    state_ = State::wouldBlock;
-  } else {
-    error_ = errno;
-    state_ = State::unreadable;
   }
 }
 

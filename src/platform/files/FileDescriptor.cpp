@@ -1,6 +1,7 @@
 #include "platform/files/FileDescriptor.h"
 
 #include <poll.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -14,6 +15,12 @@ int waitUntilWritable(int fd) noexcept {
 }
 
 }  // namespace
+
+int readSome(int fd, std::span<std::byte> bytes, std::size_t& count) noexcept {
+  const ssize_t result = sys::read(fd, bytes.data(), bytes.size());
+  count = result > 0 ? static_cast<std::size_t>(result) : 0;
+  return result < 0 ? errno : 0;
+}
 
 int writeAll(int fd, std::span<const std::byte> bytes) noexcept {
   while (!bytes.empty()) {
@@ -33,7 +40,15 @@ int writeAll(int fd, std::span<const std::byte> bytes) noexcept {
   return 0;
 }
 
-int syncFile(int fd) noexcept {
+int seekToStart(int fd) noexcept {
+  return sys::lseek(fd, 0, SEEK_SET) < 0 ? errno : 0;
+}
+
+int statusOf(int fd, struct ::stat& status) noexcept {
+  return sys::fstat(fd, &status) == 0 ? 0 : errno;
+}
+
+int syncToDisk(int fd) noexcept {
   return sys::fsync(fd) == 0 ? 0 : errno;
 }
 

@@ -23,6 +23,19 @@ int errorOf(int result) noexcept {
   return result < 0 ? errno : 0;
 }
 
+// Whether nobody else can put something different under the name of `item`, which is in `parent`.
+bool isNameOnlyOurs(const Folder& parent, const Folder& item) noexcept {
+  struct ::stat outer;
+  struct ::stat inner;
+  if (parent.status(outer) != 0 || item.status(inner) != 0) {
+    return false;
+  }
+  const uid_t user = ::geteuid();
+  const bool othersMayWrite = (outer.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+  const bool onlyOwnersRename = (outer.st_mode & S_ISVTX) != 0 && inner.st_uid == user;
+  return (outer.st_uid == user || outer.st_uid == 0) && (!othersMayWrite || onlyOwnersRename);
+}
+
 int openedBy(int fd, FileDescriptor& opened) noexcept {
   const int error = errorOf(fd);
   opened = FileDescriptor(fd);
@@ -45,7 +58,7 @@ int Folder::openParent(Access access, Folder& opened) const noexcept {
 }
 
 int Folder::createFile(const char* name, mode_t mode, FileDescriptor& opened) const noexcept {
-  constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;  // O_EXCL follows no link
   return openedBy(sys::openat(fd(), name, flags, mode), opened);
 }
 
@@ -66,6 +79,10 @@ std::uint64_t Folder::mountId() const noexcept {
   const bool isKnown = sys::statx(fd(), "", AT_EMPTY_PATH, STATX_MNT_ID, &status) == 0 &&
                        (status.stx_mask & STATX_MNT_ID) != 0;
   return isKnown ? status.stx_mnt_id : 0;
+}
+
+int Folder::rewind() const noexcept {
+  return sys::lseek(fd(), 0, SEEK_SET) < 0 ? errno : 0;
 }
 
 int Folder::unlink(const char* name) const noexcept {
@@ -97,11 +114,30 @@ int Folder::setPermissions(mode_t mode) const noexcept {
 }
 
 int Folder::setPermissionsOf(const char* name, mode_t mode) const noexcept {
-  return errorOf(sys::fchmodat(fd(), name, mode & permissionBits, AT_SYMLINK_NOFOLLOW));
+  mode &= permissionBits;
+  int error = errorOf(sys::fchmodat2(fd(), name, mode, AT_SYMLINK_NOFOLLOW));
+  // Filters of system calls refuse those that they do not know with EPERM.
+  if (error == ENOSYS || error == EPERM) {
+    // The C library's own way, through /proc.
+    error = errorOf(sys::fchmodat(fd(), name, mode, AT_SYMLINK_NOFOLLOW));
+  }
+  return error == EOPNOTSUPP ? setPermissionsWithoutProc(name, mode) : error;
+}
+
+int Folder::setPermissionsWithoutProc(const char* name, mode_t mode) const noexcept {
+  Folder folder;
+  if (const int error = openFolder(name, Access::use, folder); error != 0) {
+    return error;
+  }
+  // "." is the open folder itself, but can be looked up only in one that may be searched.
+  const int error = errorOf(sys::fchmodat(folder.fd(), ".", mode, 0));
+  return error == EACCES && isNameOnlyOurs(*this, folder)
+             ? errorOf(sys::fchmodat(fd(), name, mode, 0))
+             : error;
 }
 
 int Folder::sync() const noexcept {
-  const int error = syncFile(fd());
+  const int error = syncToDisk(fd());
   return error == EINVAL ? 0 : error;  // some file systems know no such thing for folders
 }
 

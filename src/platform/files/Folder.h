@@ -11,7 +11,6 @@
 #include <sys/types.h>
 
 #include <cstdint>
-#include <utility>
 
 #include "platform/files/FileDescriptor.h"
 
@@ -61,6 +60,8 @@ class Folder {
   // before 5.8. A bind mount has the device of what it shows, yet nothing can be renamed across it.
   std::uint64_t mountId() const noexcept;
 
+  int rewind() const noexcept;  // so that its entries are read from the first one on
+
   int unlink(const char* name) const noexcept;        // anything but a folder
   int removeFolder(const char* name) const noexcept;  // an empty one
 
@@ -70,8 +71,12 @@ class Folder {
   int rename(const char* name, const Folder& to, const char* newName,
              Replacing replacing) const noexcept;
 
-  int setPermissions(
-      mode_t mode) const noexcept;  // of the folder itself, opened with `Access::list`
+  // Of the folder itself, opened with `Access::list`.
+  int setPermissions(mode_t mode) const noexcept;
+
+  // Of the folder `name`. EACCES where that cannot be done without the danger of following a
+  // link: before Linux 6.6 without /proc, for a folder that may not be searched, when somebody else
+  // could replace it by a link meanwhile.
   int setPermissionsOf(const char* name, mode_t mode) const noexcept;
 
   // Returns when the entries made and removed so far are on the disk, if the file system can tell.
@@ -79,7 +84,7 @@ class Folder {
   int sync() const noexcept;
 
  private:
-  explicit Folder(FileDescriptor descriptor) noexcept : descriptor_(std::move(descriptor)) {}
+  int setPermissionsWithoutProc(const char* name, mode_t mode) const noexcept;
 
   FileDescriptor descriptor_;
 };

@@ -43,16 +43,12 @@ char* mkdtemp(char* pattern) noexcept {
   return ::mkdtemp(pattern);
 }
 
-int rmdir(const char* path) noexcept {
-  return ::rmdir(path);
-}
-
-int unlink(const char* path) noexcept {
-  return ::unlink(path);
-}
-
 char* realpath(const char* path, char* resolved) noexcept {
   return ::realpath(path, resolved);
+}
+
+char* getcwd(char* path, std::size_t size) noexcept {
+  return ::getcwd(path, size);
 }
 
 int open(const char* path, int flags) noexcept {
@@ -110,6 +106,17 @@ int fchmod(int fd, mode_t mode) noexcept {
 
 int fchmodat(int dirfd, const char* name, mode_t mode, int flags) noexcept {
   return ::fchmodat(dirfd, name, mode, flags);
+}
+
+int fchmodat2(int dirfd, const char* name, mode_t mode, int flags) noexcept {
+  constexpr long number = 452;  // on every architecture; this C library has no function for it
+  return static_cast<int>(::syscall(number, dirfd, name, mode, flags));
+}
+
+int getpwuid(uid_t user, struct ::passwd* entry, char* strings, std::size_t size,
+             struct ::passwd** found) noexcept {
+  errno = ::getpwuid_r(user, entry, strings, size, found);
+  return errno == 0 ? 0 : -1;
 }
 
 void* dlopen(const char* file, int flags) noexcept {

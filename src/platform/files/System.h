@@ -7,6 +7,7 @@
 #pragma once
 
 #include <poll.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -23,9 +24,8 @@ int statx(int dirfd, const char* name, int flags, unsigned mask, struct ::statx*
 int mkdir(const char* path, mode_t mode) noexcept;
 int mkdirat(int dirfd, const char* name, mode_t mode) noexcept;
 char* mkdtemp(char* pattern) noexcept;
-int rmdir(const char* path) noexcept;
-int unlink(const char* path) noexcept;
 char* realpath(const char* path, char* resolved) noexcept;  // `resolved` holds PATH_MAX bytes
+char* getcwd(char* path, std::size_t size) noexcept;
 int open(const char* path, int flags) noexcept;
 int openat(int dirfd, const char* name, int flags, mode_t mode) noexcept;
 int close(int fd) noexcept;
@@ -41,6 +41,10 @@ int renameat2(int fromDirfd, const char* from, int toDirfd, const char* to,
               unsigned flags) noexcept;
 int fchmod(int fd, mode_t mode) noexcept;
 int fchmodat(int dirfd, const char* name, mode_t mode, int flags) noexcept;
+int fchmodat2(int dirfd, const char* name, mode_t mode, int flags) noexcept;  // since Linux 6.6
+// As `getpwuid_r`, but with the error in `errno`.
+int getpwuid(uid_t user, struct ::passwd* entry, char* strings, std::size_t size,
+             struct ::passwd** found) noexcept;
 void* dlopen(const char* file, int flags) noexcept;
 
 }  // namespace ox::kernel
@@ -75,8 +79,6 @@ inline constexpr Retried<kernel::statx> statx;
 inline constexpr Retried<kernel::mkdir> mkdir;
 inline constexpr Retried<kernel::mkdirat> mkdirat;
 inline constexpr Retried<kernel::mkdtemp> mkdtemp;
-inline constexpr Retried<kernel::rmdir> rmdir;
-inline constexpr Retried<kernel::unlink> unlink;
 inline constexpr Retried<kernel::realpath> realpath;
 inline constexpr Retried<kernel::open> open;
 inline constexpr Retried<kernel::openat> openat;
@@ -90,10 +92,14 @@ inline constexpr Retried<kernel::renameat> renameat;
 inline constexpr Retried<kernel::renameat2> renameat2;
 inline constexpr Retried<kernel::fchmod> fchmod;
 inline constexpr Retried<kernel::fchmodat> fchmodat;
+inline constexpr Retried<kernel::fchmodat2> fchmodat2;
+inline constexpr Retried<kernel::getpwuid> getpwuid;
 
 // Linux closes the descriptor even when a signal interrupts the call, so it is not closed again.
 using kernel::close;
+// These are never interrupted.
 using kernel::dlopen;
+using kernel::getcwd;
 using kernel::lseek;
 
 }  // namespace ox::sys
