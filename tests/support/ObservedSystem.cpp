@@ -11,7 +11,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <mutex>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/files/System.h"
 
@@ -31,6 +35,8 @@ std::array<Observation, static_cast<std::size_t>(Call::callCount)> observations;
 Observation anyCall;
 std::function<bool(std::string_view)> existence;
 bool entryTypesAreHidden = false;
+std::vector<std::string> synced;
+std::mutex syncedMutex;
 bool procIsHidden = false;
 int interruptions = 0;  // before each call
 
@@ -84,6 +90,7 @@ void resetAll() {
   anyCall.failAt = -1;
   existence = nullptr;
   entryTypesAreHidden = false;
+  synced.clear();
   procIsHidden = false;
   interruptions = 0;
 }
@@ -148,6 +155,10 @@ void ObservedSystem::interruptEach(int times) {
   interruptions = times;
 }
 
+std::vector<std::string> ObservedSystem::syncedPaths() const {
+  return synced;
+}
+
 void ObservedSystem::hideProc() {
   procIsHidden = true;
 }
@@ -182,6 +193,10 @@ int fstat(int fd, struct ::stat* status) noexcept {
 
 int fstatat(int dirfd, const char* name, struct ::stat* status, int flags) noexcept {
   return observed(Call::fstatat, -1, [&] { return ::fstatat(dirfd, name, status, flags); });
+}
+
+int statx(int dirfd, const char* name, int flags, unsigned mask, struct ::statx* status) noexcept {
+  return observed(Call::statx, -1, [&] { return ::statx(dirfd, name, flags, mask, status); });
 }
 
 int mkdir(const char* path, mode_t mode) noexcept {
@@ -242,7 +257,11 @@ ssize_t getdents(int fd, void* buffer, std::size_t size) noexcept {
 }
 
 int fsync(int fd) noexcept {
-  return observed(Call::fsync, -1, [&] { return ::fsync(fd); });
+  return observed(Call::fsync, -1, [&] {
+    const std::lock_guard lock(syncedMutex);
+    synced.push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd)));
+    return ::fsync(fd);
+  });
 }
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {

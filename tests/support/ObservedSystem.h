@@ -5,7 +5,9 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace ox::test {
 
@@ -14,6 +16,7 @@ enum class Call {
   lstat,
   fstat,
   fstatat,
+  statx,
   mkdir,
   mkdirat,
   mkdtemp,
@@ -53,6 +56,9 @@ class ObservedSystem {
   // Calls since the start, without `close`, which cannot be told from tidying up.
   int count() const;
   int count(Call call) const;
+
+  // What has been synced since the start, in its order, with the path that it had.
+  std::vector<std::string> syncedPaths() const;
 
   // Makes the calls of one kind fail with `error`: the `nth` one from now, or all when it is 0. The
   // real call is not made.

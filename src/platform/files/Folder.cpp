@@ -74,6 +74,13 @@ int Folder::statusOf(const char* name, struct ::stat& status) const noexcept {
   return errorOf(sys::fstatat(fd(), name, &status, AT_SYMLINK_NOFOLLOW));
 }
 
+std::uint64_t Folder::mountId() const noexcept {
+  struct ::statx status;
+  const bool isKnown = sys::statx(fd(), "", AT_EMPTY_PATH, STATX_MNT_ID, &status) == 0 &&
+                       (status.stx_mask & STATX_MNT_ID) != 0;
+  return isKnown ? status.stx_mnt_id : 0;
+}
+
 int Folder::rewind() const noexcept {
   return sys::lseek(fd(), 0, SEEK_SET) < 0 ? errno : 0;
 }
@@ -130,7 +137,8 @@ int Folder::setPermissionsWithoutProc(const char* name, mode_t mode) const noexc
 }
 
 int Folder::sync() const noexcept {
-  return errorOf(sys::fsync(fd()));
+  const int error = syncToDisk(fd());
+  return error == EINVAL ? 0 : error;  // some file systems know no such thing for folders
 }
 
 }  // namespace ox

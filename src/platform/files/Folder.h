@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <cstdint>
+
 #include "platform/files/FileDescriptor.h"
 
 namespace ox {
@@ -54,6 +56,10 @@ class Folder {
   int status(struct ::stat& status) const noexcept;  // of the folder itself
   int statusOf(const char* name, struct ::stat& status) const noexcept;
 
+  // The number of the mount that the folder was reached through; 0 where the kernel has none,
+  // before 5.8. A bind mount has the device of what it shows, yet nothing can be renamed across it.
+  std::uint64_t mountId() const noexcept;
+
   int rewind() const noexcept;  // so that its entries are read from the first one on
 
   int unlink(const char* name) const noexcept;        // anything but a folder
@@ -73,7 +79,8 @@ class Folder {
   // could replace it by a link meanwhile.
   int setPermissionsOf(const char* name, mode_t mode) const noexcept;
 
-  // Returns when the entries made and removed so far are on the disk.
+  // Returns when the entries made and removed so far are on the disk, if the file system can tell.
+  // Of a folder opened with `Access::list`.
   int sync() const noexcept;
 
  private:

@@ -27,6 +27,10 @@ int fstatat(int dirfd, const char* name, struct ::stat* status, int flags) noexc
   return ::fstatat(dirfd, name, status, flags);
 }
 
+int statx(int dirfd, const char* name, int flags, unsigned mask, struct ::statx* status) noexcept {
+  return ::statx(dirfd, name, flags, mask, status);
+}
+
 int mkdir(const char* path, mode_t mode) noexcept {
   return ::mkdir(path, mode);
 }
