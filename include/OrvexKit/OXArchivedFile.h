@@ -9,6 +9,7 @@
 #include <OrvexKit/platform/OXObject.h>
 #include <OrvexKit/platform/OXString.h>
 
+#include <bit>
 #include <concepts>
 #include <cstdint>
 #include <memory>
@@ -81,7 +82,11 @@ class OX_EXPORT OXArchivedFile : public OXObject {
 
   // The item's modification time, or null. A date that is not a number is a date; the bits of its
   // not-a-number are not always kept.
-  std::optional<OXDate> modificationTime() const noexcept;
+  std::optional<OXDate> modificationTime() const noexcept {
+    const std::uint64_t bits = modificationTime_.get();
+    return bits == noDate ? std::nullopt
+                          : std::optional(OXDate(OXDate::duration(std::bit_cast<double>(bits))));
+  }
   void setModificationTime(std::optional<OXDate> modificationTime) noexcept;
 
   // Whether the entry is a folder.

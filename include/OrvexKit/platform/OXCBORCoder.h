@@ -93,7 +93,14 @@ class OX_EXPORT OXCBOREncoder final : public OXCoder {
 
   OX_INTERNAL void startRecord() noexcept;
   OX_INTERNAL void startAnewIfTaken() noexcept;
-  OX_INTERNAL void makeRoom(std::size_t size);
+  OX_INTERNAL void grow(std::size_t size);
+  // Where the next `size` bytes go.
+  unsigned char* roomFor(std::size_t size) {
+    if (size > buffer_.size() - end_) {
+      grow(size);
+    }
+    return buffer_.data() + end_;
+  }
 
   OXCBORMode mode_;
   bool hasRecord_ = false;  // a whole record of the library's, perhaps among other objects
@@ -116,9 +123,9 @@ class OXCBORItem : public std::span<const std::byte> {
 // Reads the objects of one record, in place, from bytes that the caller owns and keeps unchanged
 // for as long as the decoder is used.
 //
-// Any bytes may be given to it. They are looked through once by the constructor; unless they are
-// well-formed CBOR from the first byte to the last, and one map for a keyed record, one array or a
-// run of items for a sequential one, `hasFailed()` is true from the start. Then, and whenever
+// Any bytes may be given to it. They are looked through once, before anything is given; unless they
+// are well-formed CBOR from the first byte to the last, and one map for a keyed record, one array
+// or a run of items for a sequential one, `hasFailed()` is true from the start. Then, and whenever
 // something is asked for that has no answer, the decoder gives an `OXMisfit`, which stands for no
 // field's value, so that a record that is read from it becomes null and never one with made-up
 // fields.
@@ -133,15 +140,15 @@ class OXCBORItem : public std::span<const std::byte> {
 //   harms nothing under a key that nobody asks for.
 //
 // Containers and chunked strings may lie in each other up to 64 levels deep; deeper ones fail. No
-// memory is taken but for the strings that are handed out, and nothing grows with the depth. The
-// constructor goes over the bytes once, one of the library's records once more, whatever the keys
-// and their number. A look-up of a host's own begins where the last one ended, so that keys in the
-// order of writing are found at once; a key that is not there costs one pass over the map.
+// memory is taken but for the strings that are handed out, and nothing grows with the depth. One of
+// the library's records takes one more pass, whatever the keys and their number. A look-up of a
+// host's own begins where the last one ended, so that keys in the order of writing are found at
+// once; a key that is not there costs one pass over the map.
 //
 // Thread safety: as for every coder, one thread at a time.
 class OX_EXPORT OXCBORDecoder final : public OXCoder {
  public:
-  // Looks `bytes` through, and copies none of them.
+  // The bytes are not copied.
   OXCBORDecoder(std::span<const std::byte> bytes, OXCBORMode mode) noexcept;
   // The same without another look through the item.
   OXCBORDecoder(const OXCBORItem& item, OXCBORMode mode) noexcept;
@@ -163,7 +170,7 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
   // Whether the bytes were no record at all, or an object was asked for that could not be given:
   // one beyond the last of a sequential record, or a data item that is no object. (A key without an
   // object is no failure.) What was read from the decoder is then not to be used.
-  bool hasFailed() const noexcept { return failed_; }
+  bool hasFailed() const noexcept;
 
   // Whether no object is left to be read in sequential mode. True in keyed mode and after a
   // failure.
@@ -172,14 +179,19 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
  private:
   friend class OXCBORFields;
 
-  OX_INTERNAL bool open(bool isWellFormed) noexcept;
+  OX_INTERNAL bool open() noexcept;
+  OX_INTERNAL void check() const noexcept;
   OX_INTERNAL std::size_t find(std::string_view key) noexcept;
   OX_INTERNAL std::size_t search(std::string_view key, std::size_t& from,
                                  std::uint64_t& passed) const noexcept;
 
   std::span<const std::byte> bytes_;  // what the map or the array holds, or the run
   OXCBORMode mode_;
-  bool failed_ = false;
+  mutable bool isChecked_ = false;  // the bytes are known to be well-formed, or not to be
+  mutable bool failed_ = false;
+  bool isCounted_ = false;  // an array says how many items it has: `count_`
+  std::uint64_t count_ = 0;
+  std::uint64_t taken_ = 0;   // items that were read before `position_` was checked
   std::size_t position_ = 0;  // in `bytes_`, of the item or the entry that comes next
   std::uint64_t passed_ = 0;  // keyed: a bit or more for each key before it
 };

@@ -10,6 +10,7 @@
 
 #pragma once
 
+#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -36,10 +37,21 @@ class FieldKey {
     }
   }
 
-  constexpr const char* coded() const noexcept { return coded_; }
   constexpr std::string_view text() const noexcept { return {coded_ + 1, size - 1}; }
 
+  // Both in two pieces that do not overlap: reading what two stores wrote waits for them.
+  unsigned char* write(unsigned char* to) const noexcept {
+    std::memcpy(to, coded_, piece);
+    std::memcpy(to + piece, coded_ + piece, size - piece);
+    return to + size;
+  }
+  bool isAt(cbor::Bytes bytes) const noexcept {
+    return bytes.size() >= size && std::memcmp(bytes.data(), coded_, piece) == 0 &&
+           std::memcmp(bytes.data() + piece, coded_ + piece, size - piece) == 0;
+  }
+
  private:
+  static constexpr std::size_t piece = std::bit_floor(size);
   char coded_[size]{};
 };
 
@@ -67,11 +79,11 @@ class OXCBORFields {
     Bound bound;
     describe(bound);
     encoder.startRecord();
-    encoder.makeRoom(bound.size());
+    unsigned char* const room = encoder.roomFor(bound.size());
     if (encoder.mode_ == OXCBORMode::keyed) {
-      writeTo<true>(encoder, describe);
+      writeTo<true>(encoder, room, describe);
     } else {
-      writeTo<false>(encoder, describe);
+      writeTo<false>(encoder, room, describe);
     }
   }
 
@@ -113,8 +125,8 @@ class OXCBORFields {
   };
 
   template <bool keyed, typename Describe>
-  static void writeTo(OXCBOREncoder& encoder, Describe describe) {
-    Writer<keyed> writer(encoder.buffer_.data() + encoder.end_);
+  static void writeTo(OXCBOREncoder& encoder, unsigned char* room, Describe describe) {
+    Writer<keyed> writer(room);
     describe(writer);
     encoder.end_ = static_cast<std::size_t>(writer.next() - encoder.buffer_.data());
     encoder.count_ += writer.count();
@@ -126,9 +138,11 @@ class OXCBORFields {
     reader.read(describe);
     if constexpr (!keyed) {
       decoder.position_ = decoder.bytes_.size() - reader.left();
+      decoder.taken_ += reader.taken();
+      decoder.check();
     }
-    decoder.failed_ = reader.hasFailed();
-    return reader.fits();
+    decoder.failed_ = decoder.failed_ || reader.hasFailed();
+    return !decoder.failed_ && reader.fits();
   }
 };
 
@@ -174,8 +188,7 @@ class OXCBORFields::Writer {
   template <std::size_t size>
   void begin(const ox::FieldKey<size>& key) noexcept {
     if constexpr (keyed) {
-      std::memcpy(next_, key.coded(), size);
-      next_ += size;
+      next_ = key.write(next_);
     }
     ++count_;
   }
@@ -206,66 +219,68 @@ class OXCBORFields::Reader {
   // Whether one was missing, or was no object.
   bool hasFailed() const noexcept { return failed_; }
   std::size_t left() const noexcept { return rest_.size(); }
+  // Items, in sequential mode.
+  std::uint32_t taken() const noexcept { return taken_; }
 
   template <typename Describe>
   void read(Describe describe) {
     if constexpr (!keyed) {
       return describe(*this);
     }
+    ox::cbor::Item item{};
     while (!rest_.empty()) {
       const std::size_t before = rest_.size();
-      describe(*this);
       field_ = 0;
-      if (rest_.size() != before) {
-        continue;
-      }
-      ox::cbor::Item name{};
-      pass(name);
-      name_ = &name;
       describe(*this);
-      field_ = 0;
       if (name_ != nullptr) {
-        pass(item_);
         name_ = nullptr;
+        pass(item);
+      } else if (rest_.size() == before) {
+        pass(item);
+        name_ = &item;
       }
     }
   }
 
   template <std::size_t size>
-  void string(const ox::FieldKey<size>& key, std::optional<std::string>& field) {
-    if (!take(key)) {
+  [[gnu::always_inline]] void string(const ox::FieldKey<size>& key,
+                                     std::optional<std::string>& field) {
+    ox::cbor::Item item{};
+    if (!take(key, item)) {
       return;
     }
-    if (item_.isString()) {
-      field = ox::cbor::stringOf(item_);
+    if (item.isString()) {
+      field = ox::cbor::stringOf(item);
     } else {
       fits_ = false;
     }
   }
 
   template <std::size_t size>
-  void date(const ox::FieldKey<size>& key, std::optional<OXDate>& field) {
-    if (!take(key)) {
+  [[gnu::always_inline]] void date(const ox::FieldKey<size>& key, std::optional<OXDate>& field) {
+    ox::cbor::Item item{};
+    if (!take(key, item)) {
       return;
     }
-    if (item_.kind == ox::cbor::ItemKind::date) {
-      field = ox::cbor::dateOf(item_);
+    if (item.kind == ox::cbor::ItemKind::date) {
+      field = ox::cbor::dateOf(item);
     } else {
       fits_ = false;
     }
   }
 
   template <auto read, std::size_t size, typename Field>
-  void number(const ox::FieldKey<size>& key, Field& field) {
-    if (!take(key)) {
+  [[gnu::always_inline]] void number(const ox::FieldKey<size>& key, Field& field) {
+    ox::cbor::Item item{};
+    if (!take(key, item)) {
       return;
     }
-    const bool isPlain = item_.kind == ox::cbor::ItemKind::unsignedInteger;
-    if (isPlain || item_.kind == ox::cbor::ItemKind::boolean) {
+    const bool isPlain = item.kind == ox::cbor::ItemKind::unsignedInteger;
+    if (isPlain || item.kind == ox::cbor::ItemKind::boolean) {
       // What the conversion below comes to, without the call.
-      field = static_cast<Field>(item_.number);
-    } else if (item_.isNumber()) {
-      field = static_cast<Field>((ox::cbor::numberOf(item_).*read)());
+      field = static_cast<Field>(item.number);
+    } else if (item.isNumber()) {
+      field = static_cast<Field>((ox::cbor::numberOf(item).*read)());
     } else {
       fits_ = false;
     }
@@ -274,7 +289,7 @@ class OXCBORFields::Reader {
  private:
   // Reads the next item. When there is none, because a run is too short or somebody changes the
   // bytes meanwhile, it is one that does not fit.
-  void pass(ox::cbor::Item& item) noexcept {
+  [[gnu::always_inline]] void pass(ox::cbor::Item& item) noexcept {
     const std::size_t size = ox::cbor::readItem(rest_, item);
     if (size == 0) {
       item.kind = ox::cbor::ItemKind::other;
@@ -283,31 +298,32 @@ class OXCBORFields::Reader {
     rest_ = size == 0 ? rest_.last(0) : rest_.subspan(size);
   }
 
-  // Whether there is a value for the field, which is in `item_` then. Keyed, the first entry under
+  // Whether there is a value for the field, which is in `item` then. Keyed, the first entry under
   // the key counts; sequentially, the null marker stands for no value.
   template <std::size_t size>
-  bool take(const ox::FieldKey<size>& key) {
+  [[gnu::always_inline]] bool take(const ox::FieldKey<size>& key, ox::cbor::Item& item) {
     if constexpr (keyed) {
       const std::uint32_t bit = std::uint32_t{1} << field_;
       ++field_;
       if (!isAt(key)) {
         return false;
       }
-      pass(item_);
+      pass(item);
       if ((taken_ & bit) != 0) {
         return false;
       }
       taken_ |= bit;
     } else {
-      pass(item_);
+      pass(item);
+      ++taken_;
     }
-    failed_ = failed_ || item_.kind == ox::cbor::ItemKind::other;
-    return keyed || item_.kind != ox::cbor::ItemKind::null;
+    failed_ = failed_ || item.kind == ox::cbor::ItemKind::other;
+    return keyed || item.kind != ox::cbor::ItemKind::null;
   }
 
   // Whether the value under `key` comes next; what stands before it is passed over.
   template <std::size_t size>
-  bool isAt(const ox::FieldKey<size>& key) {
+  [[gnu::always_inline]] bool isAt(const ox::FieldKey<size>& key) {
     if (name_ != nullptr) {
       if (!ox::cbor::isString(*name_, key.text())) {
         return false;
@@ -315,7 +331,7 @@ class OXCBORFields::Reader {
       name_ = nullptr;
       return true;
     }
-    if (rest_.size() < size || std::memcmp(rest_.data(), key.coded(), size) != 0) {
+    if (!key.isAt(rest_)) {
       return false;
     }
     rest_ = rest_.subspan(size);
@@ -323,9 +339,8 @@ class OXCBORFields::Reader {
   }
 
   ox::cbor::Bytes rest_;
-  ox::cbor::Item item_{};
   const ox::cbor::Item* name_ = nullptr;  // of the entry whose value comes next, when it was read
-  std::uint32_t taken_ = 0;               // a bit for each field that had its entry
+  std::uint32_t taken_ = 0;  // a bit for each field that had its entry; items, in sequential mode
   unsigned field_ = 0;
   bool fits_ = true;
   bool failed_ = false;

@@ -38,21 +38,30 @@ constexpr std::uint64_t epochDateTag = 1;
 
 struct Head {
   Kind kind;
-  bool indefinite;    // a string in chunks, or a container, that a break ends
-  std::uint8_t size;  // in bytes; when it is more than there are, the argument is missing
+  bool indefinite;   // a string in chunks, or a container, that a break ends
+  std::size_t size;  // in bytes; when it is more than there are, the argument is missing
   std::uint64_t number;
 };
 
 constexpr std::size_t longestHead = 9;
 
 // Big-endian to native, and back.
-inline std::uint64_t swapped(std::uint64_t bits) noexcept {
-  return std::endian::native == std::endian::little ? __builtin_bswap64(bits) : bits;
+template <typename Number>
+Number swapped(Number bits) noexcept {
+  if constexpr (sizeof bits == 1 || std::endian::native == std::endian::big) {
+    return bits;
+  } else if constexpr (sizeof bits == 2) {
+    return __builtin_bswap16(bits);
+  } else if constexpr (sizeof bits == 4) {
+    return __builtin_bswap32(bits);
+  } else {
+    return __builtin_bswap64(bits);
+  }
 }
 
 // RFC 8949, appendix D.
-inline double halfPrecision(std::uint64_t bits) noexcept {
-  const int exponent = static_cast<int>(bits >> 10 & 0x1F);
+inline double halfPrecision(std::uint16_t bits) noexcept {
+  const int exponent = bits >> 10 & 0x1F;
   const auto mantissa = static_cast<double>(bits & 0x3FF);
   const double value = exponent == 0    ? std::ldexp(mantissa, -24)
                        : exponent != 31 ? std::ldexp(mantissa + 1024, exponent - 25)
@@ -61,23 +70,40 @@ inline double halfPrecision(std::uint64_t bits) noexcept {
   return (bits & 0x8000) != 0 ? -value : value;
 }
 
-// A head of major type 7 whose argument has `size` bytes: a simple value or a number.
-inline Head simpleOrFloat(std::uint64_t argument, std::size_t size) noexcept {
-  const auto headSize = static_cast<std::uint8_t>(1 + size);
-  if (size == 1) {
-    // The values below 32 have a form of one byte, or none.
-    return {argument < 32 ? Kind::malformed : Kind::simple, false, headSize, argument};
-  }
-  if (size != 8) {
-    const double value = size == 2
-                             ? halfPrecision(argument)
-                             : double{std::bit_cast<float>(static_cast<std::uint32_t>(argument))};
-    argument = std::bit_cast<std::uint64_t>(value);
-  }
-  return {Kind::floatingPoint, false, headSize, argument};
+// The number whose bits are the argument of a head of major type 7.
+inline double realOf(std::uint16_t bits) noexcept {
+  return halfPrecision(bits);
+}
+inline double realOf(std::uint32_t bits) noexcept {
+  return std::bit_cast<float>(bits);
+}
+inline double realOf(std::uint64_t bits) noexcept {
+  return std::bit_cast<double>(bits);
 }
 
-// The head at the start of `bytes`, which are not empty.
+// The head at the start of `bytes`, whose argument is a `Number` behind the first byte.
+template <typename Number>
+[[gnu::always_inline]] inline Head readHeadWith(Kind kind, Bytes bytes) noexcept {
+  constexpr std::size_t size = 1 + sizeof(Number);
+  if (bytes.size() < size) {
+    return {kind, false, size, 0};
+  }
+  Number argument = 0;
+  std::memcpy(&argument, bytes.data() + 1, sizeof argument);
+  argument = swapped(argument);
+  if (kind != Kind::simple) {
+    return {kind, false, size, argument};
+  }
+  if constexpr (sizeof(Number) == 1) {
+    // The values below 32 have a form of one byte, or none.
+    return {argument < 32 ? Kind::malformed : Kind::simple, false, size, argument};
+  } else {
+    return {Kind::floatingPoint, false, size, std::bit_cast<std::uint64_t>(realOf(argument))};
+  }
+}
+
+// The head at the start of `bytes`, which are not empty. Each size has a way of its own, so that
+// what comes next need not wait for this head where the processor guesses the way.
 [[gnu::always_inline]] inline Head readHead(Bytes bytes) noexcept {
   const auto first = std::to_integer<unsigned>(bytes.front());
   const auto kind = static_cast<Kind>(first >> 5);
@@ -85,28 +111,24 @@ inline Head simpleOrFloat(std::uint64_t argument, std::size_t size) noexcept {
   if (low < 24) {
     return {kind, false, 1, low};
   }
-  if (low > 27) {
-    const bool canBeIndefinite = kind >= Kind::byteString && kind <= Kind::map;
-    return low != 31         ? Head{Kind::malformed, false, 1, 0}
-           : canBeIndefinite ? Head{kind, true, 1, 0}
-           : first == 0xFF   ? Head{Kind::breakCode, false, 1, 0}
-                             : Head{Kind::malformed, false, 1, 0};
+  switch (low) {
+    case 24:
+      return readHeadWith<std::uint8_t>(kind, bytes);
+    case 25:
+      return readHeadWith<std::uint16_t>(kind, bytes);
+    case 26:
+      return readHeadWith<std::uint32_t>(kind, bytes);
+    case 27:
+      return readHeadWith<std::uint64_t>(kind, bytes);
+    default:
+      break;
   }
-  const std::size_t size = std::size_t{1} << (low & 3U);
-  std::uint64_t argument = 0;
-  if (bytes.size() > sizeof argument) {
-    // Loads eight bytes whatever the size: no branch has to guess it.
-    std::memcpy(&argument, bytes.data() + 1, sizeof argument);
-    argument = swapped(argument) >> (64 - 8 * size);
-  } else if (size < bytes.size()) {
-    for (const std::byte byte : bytes.subspan(1, size)) {
-      argument = argument << 8 | std::to_integer<std::uint64_t>(byte);
-    }
-  } else {
-    return {kind, false, static_cast<std::uint8_t>(1 + size), 0};
-  }
-  return kind == Kind::simple ? simpleOrFloat(argument, size)
-                              : Head{kind, false, static_cast<std::uint8_t>(1 + size), argument};
+  const bool canBeIndefinite = kind >= Kind::byteString && kind <= Kind::map;
+  const bool isMalformed = low != 31 || !(canBeIndefinite || kind == Kind::simple);
+  return {isMalformed       ? Kind::malformed
+          : canBeIndefinite ? kind
+                            : Kind::breakCode,
+          canBeIndefinite && !isMalformed, 1, 0};
 }
 
 // Writes a head with the shortest argument to `to`, where there is room for the longest one, and

@@ -44,7 +44,7 @@ std::size_t readTagged(Bytes bytes, const Head& tag, Item& item) noexcept {
     return readOther(bytes, item);
   }
   const Head content = readHead(tagged);
-  const std::size_t size = std::size_t{tag.size} + content.size;
+  const std::size_t size = tag.size + content.size;
   if (size > bytes.size()) {
     return 0;
   }

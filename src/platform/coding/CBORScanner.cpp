@@ -13,9 +13,9 @@ bool isString(Kind kind) noexcept {
   return kind == Kind::byteString || kind == Kind::textString;
 }
 
-bool isSimple(const Head& head) noexcept {
-  return !head.indefinite && (head.kind <= Kind::textString ||
-                              (head.kind >= Kind::tag && head.kind <= Kind::floatingPoint));
+bool opensOrEnds(const Head& head) noexcept {
+  return head.indefinite || head.kind == Kind::array || head.kind == Kind::map ||
+         head.kind > Kind::floatingPoint;
 }
 
 // The least number of bytes that must follow the head: each item in a container takes one.
@@ -45,39 +45,51 @@ bool Scanner::isWrongChunk(const Head& head) const noexcept {
 
 Progress Scanner::scan(Bytes item, std::size_t room) noexcept {
   while (scanned_ < item.size()) {
-    scanned_ += passSimple(item.first(std::min(item.size(), room)).subspan(scanned_));
-    if (scanned_ == item.size()) {
-      break;
+    Progress progress = passSimple(item.first(std::min(item.size(), room)));
+    if (progress == Progress::within && scanned_ < item.size()) {
+      const std::size_t before = scanned_;
+      progress = scanOne(item.subspan(scanned_), room - scanned_);
+      if (scanned_ == before) {
+        return progress;
+      }
     }
-    const std::size_t before = scanned_;
-    const Progress progress = scanOne(item.subspan(scanned_), room - scanned_);
-    if (progress != Progress::within || scanned_ == before) {
+    if (progress != Progress::within) {
       return progress;
     }
   }
   return scanned_ < room ? Progress::within : Progress::tooLarge;
 }
 
-// Most items neither open nor end anything. Passes over those at the start of `bytes` that are
-// whole, but for the last one of a container, and returns their size.
-std::size_t Scanner::passSimple(Bytes bytes) noexcept {
+// Most items neither open nor end anything: passes over as many of them as are there, in a
+// container that says how many it has.
+Progress Scanner::passSimple(Bytes bytes) noexcept {
   if (depth_ == 0 || levels_[depth_ - 1].indefinite) {
-    return 0;
+    return Progress::within;
   }
-  std::size_t position = 0;
+  std::size_t left = bytes.size() - scanned_;
   std::uint64_t items = levels_[depth_ - 1].items;
-  while (items > 1 && position < bytes.size()) {
-    const Bytes rest = bytes.subspan(position);
-    const Head head = readHead(rest);
-    const std::uint64_t content = isString(head.kind) ? head.number : 0;
-    if (!isSimple(head) || head.size > rest.size() || content > rest.size() - head.size) {
+  while (items != 0 && left != 0) {
+    const Head head = readHead(bytes.last(left));
+    if (opensOrEnds(head) || head.size > left) {
       break;
     }
-    position += head.size + static_cast<std::size_t>(content);
+    const std::size_t behind = left - head.size;
+    if (!isString(head.kind)) {
+      left = behind;
+    } else if (head.number <= behind) {
+      left = behind - static_cast<std::size_t>(head.number);
+    } else {
+      break;
+    }
     items -= head.kind == Kind::tag ? 0 : 1;
   }
   levels_[depth_ - 1].items = items;
-  return position;
+  scanned_ = bytes.size() - left;
+  if (items != 0) {
+    return Progress::within;
+  }
+  --depth_;
+  return completeItem();
 }
 
 // Goes on behind the head at the start of `rest`, if all that belongs to it is there.

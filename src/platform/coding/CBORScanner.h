@@ -37,7 +37,7 @@ class Scanner {
     std::uint64_t items;
   };
 
-  std::size_t passSimple(Bytes bytes) noexcept;
+  Progress passSimple(Bytes bytes) noexcept;
   Progress scanOne(Bytes rest, std::size_t room) noexcept;
   Progress take(const Head& head) noexcept;
   Progress open(Kind kind, bool indefinite, std::uint64_t items) noexcept;

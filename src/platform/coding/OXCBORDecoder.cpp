@@ -30,37 +30,64 @@ std::uint64_t bitsOf(const Item& key) noexcept {
 OXCBORDecoder::OXCBORDecoder(std::span<const std::byte> bytes, OXCBORMode mode) noexcept
     : bytes_(bytes), mode_(mode) {
   own_ = Own::decoder;
-  failed_ = !open(false);
+  failed_ = !open();
 }
 
 OXCBORDecoder::OXCBORDecoder(const OXCBORItem& item, OXCBORMode mode) noexcept
-    : bytes_(item), mode_(mode) {
+    : bytes_(item), mode_(mode), isChecked_(true) {
   own_ = Own::decoder;
-  failed_ = !open(true);
+  failed_ = !open();
 }
 
 bool OXCBORDecoder::allowsKeyedCoding() const {
   return mode_ == OXCBORMode::keyed;
 }
 
-// Goes through all of the bytes, unless they are known, and leaves the contents of the map or the
-// array in `bytes_`.
-bool OXCBORDecoder::open(bool isWellFormed) noexcept {
+// Leaves the contents of the map or the array in `bytes_`. A run whose end is known is not looked
+// through yet: reading a record does that on the way.
+bool OXCBORDecoder::open() noexcept {
   const bool keyed = mode_ == OXCBORMode::keyed;
   const auto head = bytes_.empty() ? ox::cbor::Head{} : ox::cbor::readHead(bytes_);
-  if (head.kind == (keyed ? ox::cbor::Kind::map : ox::cbor::Kind::array)) {
+  if (head.kind != (keyed ? ox::cbor::Kind::map : ox::cbor::Kind::array)) {
+    return !keyed;
+  }
+  if (head.size > bytes_.size()) {
+    return false;
+  }
+  if (!isChecked_ && (keyed || head.indefinite)) {
     constexpr std::size_t depth = ox::cbor::Scanner::maximumDepth + 1;
-    if (!isWellFormed && ox::cbor::itemSize(bytes_, depth) != bytes_.size()) {
+    if (ox::cbor::itemSize(bytes_, depth) != bytes_.size()) {
       return false;
     }
-    bytes_ = bytes_.subspan(head.size).first(bytes_.size() - head.size - (head.indefinite ? 1 : 0));
-    return true;
+    isChecked_ = true;
   }
-  std::size_t taken = keyed ? 0 : 1;
-  for (auto rest = bytes_; !rest.empty() && taken != 0; rest = rest.subspan(taken)) {
-    taken = ox::cbor::itemSize(rest);
+  bytes_ = bytes_.subspan(head.size).first(bytes_.size() - head.size - (head.indefinite ? 1 : 0));
+  isCounted_ = !head.indefinite;
+  count_ = head.number;
+  return true;
+}
+
+// Looks through what was not read yet, once.
+void OXCBORDecoder::check() const noexcept {
+  if (isChecked_ || failed_) {
+    return;
   }
-  return taken != 0;
+  isChecked_ = true;
+  std::uint64_t count = taken_;
+  for (auto rest = bytes_.subspan(position_); !rest.empty(); ++count) {
+    const std::size_t size = ox::cbor::itemSize(rest);
+    if (size == 0) {
+      failed_ = true;
+      return;
+    }
+    rest = rest.subspan(size);
+  }
+  failed_ = isCounted_ && count != count_;
+}
+
+bool OXCBORDecoder::hasFailed() const noexcept {
+  check();
+  return failed_;
 }
 
 // The value's position after the first entry under `key` from `from` on, or 0: a value never comes
@@ -127,7 +154,7 @@ std::optional<OXValue> OXCBORDecoder::decodeObject() {
 }
 
 bool OXCBORDecoder::isAtEnd() const noexcept {
-  return failed_ || mode_ != OXCBORMode::sequential || position_ == bytes_.size();
+  return hasFailed() || mode_ != OXCBORMode::sequential || position_ == bytes_.size();
 }
 
 void OXCBORDecoder::encodeObjectForKey(const OXValueView& /*object*/, std::string_view /*key*/) {}

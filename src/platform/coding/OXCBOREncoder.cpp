@@ -77,10 +77,7 @@ void OXCBOREncoder::startRecord() noexcept {
 }
 
 // The buffer's whole size is room, so that writing into it neither checks nor clears anything.
-void OXCBOREncoder::makeRoom(std::size_t size) {
-  if (size <= buffer_.size() - end_) {
-    return;
-  }
+void OXCBOREncoder::grow(std::size_t size) {
   const std::size_t most = buffer_.max_size();
   if (size > most - end_) {
     throw std::bad_alloc();
@@ -94,8 +91,8 @@ void OXCBOREncoder::encodeObjectForKey(const OXValueView& object, std::string_vi
     return;
   }
   startAnewIfTaken();
-  makeRoom(ox::cbor::largestSize(key) + ox::cbor::largestSize(object));
-  unsigned char* const next = ox::cbor::writeString(buffer_.data() + end_, key);
+  unsigned char* const room = roomFor(ox::cbor::largestSize(key) + ox::cbor::largestSize(object));
+  unsigned char* const next = ox::cbor::writeString(room, key);
   end_ = static_cast<std::size_t>(ox::cbor::writeObject(next, object) - buffer_.data());
   ++count_;
 }
@@ -105,9 +102,8 @@ void OXCBOREncoder::encodeObject(const OXValueView& object) {
     return;
   }
   startAnewIfTaken();
-  makeRoom(ox::cbor::largestSize(object));
-  end_ = static_cast<std::size_t>(ox::cbor::writeObject(buffer_.data() + end_, object) -
-                                  buffer_.data());
+  unsigned char* const room = roomFor(ox::cbor::largestSize(object));
+  end_ = static_cast<std::size_t>(ox::cbor::writeObject(room, object) - buffer_.data());
   ++count_;
 }
 
