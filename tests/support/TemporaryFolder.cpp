@@ -35,6 +35,13 @@ ScopedEnvironment::~ScopedEnvironment() {
   }
 }
 
+std::string InMemory::folder() {
+  if (::access("/dev/shm", W_OK | X_OK) == 0) {
+    return "/dev/shm";
+  }
+  return fs::temp_directory_path();
+}
+
 TemporaryFolderTest::TemporaryFolderTest() {
   std::string root = (fs::temp_directory_path() / "orvexkit-test.XXXXXX").string();
   if (::mkdtemp(root.data()) == nullptr) {

@@ -30,6 +30,15 @@ class ScopedEnvironment {
   std::optional<std::string> before_;
 };
 
+// Has the temporary folder in memory, where that is possible: for tests that would wait for a disk
+// most of the time. It is derived from before `TemporaryFolderTest`.
+class InMemory {
+ private:
+  static std::string folder();
+
+  const ScopedEnvironment temporaryFolder_{"TMPDIR", folder()};
+};
+
 class TemporaryFolderTest : public testing::Test {
  public:
   TemporaryFolderTest();
