@@ -1,16 +1,21 @@
 // Somebody who may rename what is in the temporary folder swaps the scratch folder for something
 // else, at any moment. Nothing outside it may be made, moved or removed.
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
+#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <thread>
 
 #include "OrvexKit/OXFileUtil.h"
@@ -81,6 +86,20 @@ class ArchiveSubdirSwap : private ox::test::InMemory, public ox::test::Temporary
             [](const fs::path&) {}};
   }
 
+  // One that is there.
+  std::string scratchFolder() const {
+    DIR* const folder = ::opendir(tmp().c_str());
+    std::string found;
+    while (const dirent* const entry = ::readdir(folder)) {
+      const std::string_view name(static_cast<const char*>(entry->d_name));
+      if (entry->d_type == DT_DIR && name.starts_with(".orvx.")) {
+        found = tmp() + "/" + std::string(name);
+      }
+    }
+    ::closedir(folder);
+    return found;
+  }
+
   // Swaps each scratch folder that is there.
   void swapAll(const Swap& swap) const {
     std::error_code gone;
@@ -137,22 +156,27 @@ TEST_F(ArchiveSubdirSwap, AtAnyMomentTouchesNothingOutside) {
   const std::map<std::string, ino_t> before = itemsElsewhere();
   static_cast<void>(ox::test::takeLogLines());
   std::atomic<bool> isOver{false};
-  std::atomic<int> swapped{0};
+  int swapped = 0;
   std::thread swapper([&] {
-    for (std::size_t round = 0; !isOver; ++round) {
-      try {
-        swapAll([&](const fs::path& scratch) {
-          swaps()[round % 2](scratch);
+    // In one step each, so that it happens as often as can be.
+    const std::string bait = tmp() + "/bait";
+    const std::string used = tmp() + "/used";
+    while (!isOver) {
+      fs::create_directory_symlink(elsewhere(swapped % 2 == 0 ? "target" : "emptytarget"), bait);
+      bool isSwapped = false;
+      while (!isSwapped && !isOver) {
+        const std::string scratch = scratchFolder();
+        isSwapped = !scratch.empty() && ::renameat2(AT_FDCWD, scratch.c_str(), AT_FDCWD,
+                                                    bait.c_str(), RENAME_EXCHANGE) == 0;
+        if (isSwapped) {
           ++swapped;
-        });
-        for (const auto& entry : fs::directory_iterator(tmp())) {
-          const std::string name = entry.path().filename();
-          if (name.starts_with("was") || fs::is_symlink(entry.symlink_status())) {
-            fs::remove_all(entry.path());
-          }
+          std::this_thread::yield();
+          ::rename(scratch.c_str(), used.c_str());
         }
-      } catch (const fs::filesystem_error&) {
-        // The library was quicker.
+      }
+      ::unlink(used.c_str());
+      std::error_code filling;
+      while (fs::remove_all(bait, filling), filling) {
       }
     }
   });
@@ -168,6 +192,7 @@ TEST_F(ArchiveSubdirSwap, AtAnyMomentTouchesNothingOutside) {
   swapper.join();
   EXPECT_EQ(itemsElsewhere(), before);
   EXPECT_GT(swapped, 0);
+  RecordProperty("swapped", swapped);
   static_cast<void>(ox::test::takeLogLines());
 }
 
