@@ -69,6 +69,7 @@ TEST_F(Stack, IsEnoughWith40KiB) {
 #ifdef OX_STACK_IS_PADDED
   GTEST_SKIP() << "sanitizers take stack of their own";
 #endif
+  const ox::test::ScopedEnvironment data("XDG_DATA_HOME", in("data"));
   const std::string longName(5000, 'n');
   fs::create_directory(in("full"));
   for (int i = 0; i < 40; ++i) {
@@ -132,10 +133,7 @@ TEST_F(Stack, IsEnoughWith40KiB) {
   ::chmod(in("deep/deeper/deeper").c_str(), 0700);
   ox::test::removeTree(in("deep"));
   ox::test::removeTree(in("new"));
-  for (const std::string& data : {std::string(::getenv("XDG_DATA_HOME"))}) {
-    ox::test::removeTree(data);
-    fs::create_directory(data);
-  }
+  ox::test::removeTree(in("data"));
 }
 
 }  // namespace

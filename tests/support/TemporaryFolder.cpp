@@ -95,6 +95,11 @@ void removeOne(const std::string& path) {
 }
 
 void removeTree(const std::string& path) {
+  // Whatever goes wrong with a test, nothing outside the folders that tests make is removed.
+  if (path.find("/orvexkit-test.") == std::string::npos) {
+    ADD_FAILURE() << "not in a test's own folder: " << path;
+    return;
+  }
   EXPECT_EQ(run({.program = "rm", .arguments = {"-rf", path}}).exitCode, 0) << path;
 }
 
