@@ -51,3 +51,5 @@ OXString OXRARCodecPath() {
   }
   return ox::path::appendingComponent(*codecs, "rar/rar");
 }
+
+const std::string_view kOXCodecErrorDomain = "OrvexKitCodecError";
