@@ -10,6 +10,7 @@
 
 #pragma once
 
+#include <array>
 #include <bit>
 #include <concepts>
 #include <cstddef>
@@ -169,8 +170,8 @@ class OXCBORFields::Writer {
 //
 // Keyed, the description is gone through again and again, each time from the entry that comes next:
 // each field takes the entry if it has the field's key. Entries in the order of writing are all
-// taken the first time. An entry that nobody took in the bytes that a key mostly has is offered
-// once more by its name, and then passed over.
+// taken the first time. An entry that nobody took is passed over, unless its key is in other bytes
+// than keys mostly are: then it is offered once more, by its name.
 template <bool keyed>
 class OXCBORFields::Reader {
  public:
@@ -182,16 +183,24 @@ class OXCBORFields::Reader {
       return describe(*this);
     }
     ox::cbor::Item item{};
+    std::array<char, 24> room{};  // more than any field's key has
     while (!rest_.empty()) {
-      const std::size_t before = rest_.size();
+      const ox::cbor::Bytes before = rest_;
       field_ = 0;
       describe(*this);
-      if (name_ != nullptr) {
-        name_ = nullptr;
+      if (!name_ && rest_.size() == before.size()) {
+        const ox::cbor::Head key = ox::cbor::readHead(before);
+        const bool isPlain = key.kind == ox::cbor::Kind::textString && key.size == 1;
         pass(item);
-      } else if (rest_.size() == before) {
+        ox::cbor::joinShort(item, room);
+        if ((!isPlain || key.indefinite) && item.kind == ox::cbor::ItemKind::string) {
+          name_.emplace(item.bytes, static_cast<std::size_t>(item.number));
+          continue;
+        }
         pass(item);
-        name_ = &item;
+      } else if (name_) {
+        name_.reset();
+        pass(item);
       }
     }
   }
@@ -264,17 +273,16 @@ class OXCBORFields::Reader {
 
   // Whether the value under `key` comes next; the key itself is passed over then.
   [[gnu::always_inline]] bool isAt(const auto& key) {
-    const bool isNamed = name_ != nullptr;
-    if (isNamed ? !ox::cbor::isString(*name_, key.text()) : !key.isAt(rest_)) {
+    if (name_ ? *name_ != key.text() : !key.isAt(rest_)) {
       return false;
     }
-    rest_ = rest_.subspan(isNamed ? 0 : key.text().size() + 1);
-    name_ = nullptr;
+    rest_ = rest_.subspan(name_ ? 0 : key.text().size() + 1);
+    name_.reset();
     return true;
   }
 
   ox::cbor::Bytes rest_;
-  const ox::cbor::Item* name_ = nullptr;  // of the entry whose value comes next, when it was read
+  std::optional<std::string_view> name_;  // of the entry whose value comes next, when it was read
   std::uint32_t taken_ = 0;  // a bit for each field that had its entry; items, in sequential mode
   unsigned field_ = 0;
   bool fits_ = true;     // every value was of the kind that its field takes

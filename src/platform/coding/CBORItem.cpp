@@ -138,10 +138,20 @@ OXValue objectOf(const Item& item) {
   return item.kind == ItemKind::null ? OXValue(OXNull()) : OXValue(OXMisfit());
 }
 
-bool isString(const Item& item, std::string_view string) noexcept {
+void joinShort(Item& item, std::span<char> room) noexcept {
   if (item.kind != ItemKind::chunkedString) {
-    return item.kind == ItemKind::string && wholeString(item) == string;
+    return;
   }
+  std::size_t size = 0;
+  bool fits = true;
+  forEachChunk(item, [&](std::string_view chunk) {
+    fits = fits && chunk.size() <= room.size() - size;
+    size += fits ? chunk.copy(room.data() + size, chunk.size()) : 0;
+  });
+  item = {fits ? ItemKind::string : ItemKind::other, size, room.data()};
+}
+
+bool chunksAre(const Item& item, std::string_view string) noexcept {
   bool equal = true;
   forEachChunk(item, [&](std::string_view chunk) {
     equal = equal && string.starts_with(chunk);

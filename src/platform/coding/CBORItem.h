@@ -88,8 +88,18 @@ inline OXDate dateOf(const Item& item) noexcept {
   return OXDate(OXDate::duration(std::bit_cast<double>(item.number)));
 }
 
-// Whether a string item of any kind is `string`.
-bool isString(const Item& item, std::string_view string) noexcept;
+// Makes a string in chunks one piece, in `room`; what is too long for it is no object.
+void joinShort(Item& item, std::span<char> room) noexcept;
+
+// Whether a string in chunks is `string`, and one of any kind.
+bool chunksAre(const Item& item, std::string_view string) noexcept;
+inline bool isString(const Item& item, std::string_view string) noexcept {
+  if (item.kind == ItemKind::chunkedString) {
+    return chunksAre(item, string);
+  }
+  return item.kind == ItemKind::string && item.number == string.size() &&
+         string == std::string_view(item.bytes, string.size());
+}
 
 // Write an object to where there is room for it, and return the position behind it.
 inline unsigned char* writeString(unsigned char* to, std::string_view string) noexcept {
