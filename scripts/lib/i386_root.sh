@@ -5,9 +5,9 @@
 # neither the architecture nor any of the packages.
 
 # What is linked and loaded, with all that it depends on, and what is compiled with.
-I386_LIBRARIES=(libglib2.0-0 libcbor0.8 libssl3 libarchive13 zlib1g)
-I386_HEADERS=(libglib2.0-dev libcbor-dev libssl-dev libarchive-dev zlib1g-dev libpcre2-dev
-  libffi-dev libmount-dev libblkid-dev libselinux1-dev libsepol-dev)
+I386_LIBRARIES=(libglib2.0-0 libssl3 libarchive13 zlib1g libseccomp2)
+I386_HEADERS=(libglib2.0-dev libssl-dev libarchive-dev zlib1g-dev libpcre2-dev
+  libffi-dev libmount-dev libblkid-dev libselinux1-dev libsepol-dev libseccomp-dev)
 
 # ensure_i386_root FOLDER
 #

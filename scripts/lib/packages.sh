@@ -2,11 +2,13 @@
 # Debian packages for the scripts beside this folder, by what needs them. To be sourced.
 
 # What the library and the programs on top of it are built with.
-BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libglib2.0-dev libarchive-dev zlib1g-dev libcbor-dev libssl-dev)
+BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libglib2.0-dev libarchive-dev zlib1g-dev libssl-dev
+  libseccomp-dev)
 
 # What the tests are made of, and what they run.
 TEST_PACKAGES=(libgtest-dev libgmock-dev "7zip|p7zip-full" python3 python3-cbor2 locales trash-cli
-  shared-mime-info openssl coreutils git util-linux strace mount e2fsprogs gzip abigail-tools)
+  shared-mime-info openssl coreutils git util-linux strace mount e2fsprogs gzip abigail-tools
+  xorriso zip cpio gcab libarchive-tools binutils)
 
 # What each stage of scripts/test needs on top of these, and each other script.
 FORMAT_PACKAGES=(clang-format)
@@ -17,11 +19,11 @@ TSAN_PACKAGES=()
 CLANG_PACKAGES=(clang)
 I386_PACKAGES=(g++-multilib googletest)
 COVERAGE_PACKAGES=(gcovr)
-TIDY_PACKAGES=(clang clang-tidy libbenchmark-dev nlohmann-json3-dev)
+TIDY_PACKAGES=(clang clang-tidy libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 PACKAGE_PACKAGES=(build-essential debhelper dpkg-dev lintian diffutils)
 DEMO_PACKAGES=(zip tar diffutils)
-BENCH_PACKAGES=(libbenchmark-dev nlohmann-json3-dev coreutils openssl python3)
+BENCH_PACKAGES=(libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev coreutils openssl python3)
 PLOT_PACKAGES=(python3-matplotlib)
 
 # update_package_lists APT-GET [OPTION...]
