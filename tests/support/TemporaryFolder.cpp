@@ -88,7 +88,10 @@ void removeOne(const std::string& path) {
 }
 
 void removeTree(const std::string& path) {
-  EXPECT_EQ(run({.program = "rm", .arguments = {"-rf", path}}).exitCode, 0) << path;
+  if (isFolder(path)) {
+    EXPECT_EQ(run({.program = "chmod", .arguments = {"-R", "u+rwx", path}}).exitCode, 0);
+  }
+  EXPECT_EQ(run({.program = "rm", .arguments = {"-rf", path}}).exitCode, 0);
 }
 
 std::vector<std::string> listing(const std::string& folder) {

@@ -51,10 +51,10 @@ class Runner {
   bool operator()(const oxarchive::ListOptions& options) {
     // Names are never encrypted where they can be read; what is wrong with the option is told.
     static_cast<void>(oxarchive::readPassword(options.password, false));
-    return oxarchive::listArchive(options.archive, console_);
+    return oxarchive::listArchive(options, console_);
   }
   bool operator()(const oxarchive::ListWorkerOptions& options) {
-    return oxarchive::sendListing(options.archive, console_);
+    return oxarchive::sendListing(options.archive, {}, console_);
   }
 
   oxarchive::Console& console() { return console_; }

@@ -55,6 +55,14 @@ TEST_F(CommandLine, BadUsageIsToldOnStandardError) {
       {{"extract", "a.zip", "--into", ""}, "--into needs the name of a folder"},
       {{"extract", "a.zip", "--into="}, "--into needs the name of a folder"},
       {{"extract", "a.zip", "--into", "d", "--into=e"}, "--into is given twice"},
+      {{"extract", "a.zip", "--memory", "x"}, "--memory takes a number of bytes, as 500M or 2G"},
+      {{"extract", "a.zip", "--memory=0"}, "--memory takes a number of bytes, as 500M or 2G"},
+      {{"extract", "a.zip", "--max-size=9999999999999G"},
+       "--max-size takes a number of bytes, as 500M or 2G"},
+      {{"list", "a.zip", "--max-size=-1"}, "--max-size takes a number of bytes, as 500M or 2G"},
+      {{"list", "a.zip", "--patience", "1K"}, "--patience takes a number"},
+      {{"extract", "a.zip", "--max-entries", "M"}, "--max-entries takes a number"},
+      {{"extract", "a.zip", "--max-entries"}, "--max-entries needs a number"},
       {{"extract", "--frob", "a.zip"}, "unknown option --frob"},
       {{"extract", "-x", "a.zip"}, "unknown option -x"},
       {{"extract", "-\x1b[2J"}, "unknown option -\\x1b[2J"},
@@ -183,6 +191,7 @@ TEST_F(CommandLine, DrawsNoProgressBarInAPipe) {
 }
 
 TEST_F(CommandLine, DrawsAProgressBarOnATerminal) {
+  OX_SKIP_WITHOUT_TERMINALS();
   writeArchive(in("a.tar"), someItems());
   const auto runIn = [&](const char* terminal) {
     return oxarchive({"extract", "a.tar"},
@@ -206,6 +215,7 @@ TEST_F(CommandLine, DrawsAProgressBarOnATerminal) {
 }
 
 TEST_F(CommandLine, MessagesDoNotMixWithTheProgressBar) {
+  OX_SKIP_WITHOUT_TERMINALS();
   writeArchive(in("a.tar"), {file("ok"), file("../bad")});
   const ProgramResult result = oxarchive(
       {"extract", "a.tar"}, {.folder = work(), .errorsOnTerminal = true, .beforeExec = [] {

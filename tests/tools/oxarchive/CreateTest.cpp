@@ -384,6 +384,7 @@ TEST_F(Create, NothingIsLeftOfAKilledProcess) {
 }
 
 TEST_F(Create, DrawsAProgressBarOnATerminalAlone) {
+  OX_SKIP_WITHOUT_TERMINALS();
   writeFile(in("f"), noise(300'000));
   const auto onTerminal = [] { ::setenv("TERM", "xterm", 1); };
   EXPECT_EQ(create({"o.tar", "f"}, {.beforeExec = onTerminal}).errors, "");

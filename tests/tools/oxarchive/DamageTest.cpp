@@ -261,6 +261,129 @@ TEST_F(Damage, WhatFollowsTheEnd) {
   }
 }
 
+TEST_F(Damage, WhatWasGoodComesFirstAtEverySize) {
+  for (const std::size_t size : {std::size_t{10}, std::size_t{20'000}, std::size_t{600'064}}) {
+    SCOPED_TRACE(size);
+    const std::vector<Item> items = {file("a", noise(size)), file("b", noise(size + 2000, 2))};
+    writeArchive(in("whole.gz"), items,
+                 {.format = ::archive_write_set_format_ustar,
+                  .filter = ::archive_write_add_filter_gzip,
+                  .options = "gzip:compression-level=1"});
+    const std::string gz = readFile(in("whole.gz"));
+    struct Row {
+      std::string bytes;
+      std::string reason;
+      std::size_t entries;
+    };
+    const Row rows[] = {
+        {gz + "garbage", "something else follows its gzip data", 2},
+        {gz.substr(0, gz.size() - 1), "its gzip data is cut short", 2},
+        {gz.substr(0, gz.size() - 8) + std::string(8, '\xAA'),
+         "its gzip data is damaged: incorrect data check", 2},
+        // In the second file.
+        {gz.substr(0, gz.size() - 1000 - size / 2), "its gzip data is cut short", 1},
+    };
+    for (const Row& row : rows) {
+      SCOPED_TRACE(row.reason);
+      writeFile(in("d.tar.gz"), row.bytes);
+      const ProgramResult result = oxarchive({"extract", in("d.tar.gz")});
+      EXPECT_EQ(result.exitCode, 1);
+      EXPECT_EQ(result.errors, "oxarchive: " + in("d.tar.gz") + ": " + row.reason +
+                                   "; the folder " + in("d") + " is incomplete\n");
+      Tree tree = treeOf(items);
+      if (row.entries == 1) {
+        tree.erase("b");
+      }
+      EXPECT_TRUE(treeOf(in("d")) == tree);
+      const ProgramResult listed = oxarchive({"list", in("d.tar.gz")});
+      EXPECT_EQ(listed.exitCode, 1);
+      EXPECT_NE(listed.output.find("\nTotal: 2 entries, "), std::string::npos) << listed.output;
+      EXPECT_NE(listed.errors.find(": " + row.reason + "\n"), std::string::npos) << listed.errors;
+      remove({"d", "d.tar.gz"});
+    }
+    remove({"whole.gz"});
+  }
+}
+
+// Archives that are whole, though they do not look it.
+class Whole : public Damage {
+ protected:
+  void expectWhole(const std::string& archive, const std::string& bytes, const Tree& tree) {
+    EXPECT_EQ(extractDamaged(archive, bytes, tree), 0);
+    writeFile(in(archive), bytes);
+    const ProgramResult listed = oxarchive({"list", in(archive)});
+    EXPECT_EQ(listed.exitCode, 0);
+    EXPECT_EQ(listed.errors, "");
+    remove({archive});
+  }
+
+  // A tar archive without its end mark.
+  std::string tarWithoutEnd(const std::vector<Item>& items) {
+    writeArchive(in("t.tar"), items, {.format = ::archive_write_set_format_ustar});
+    std::string bytes = readFile(in("t.tar"));
+    removeOne(in("t.tar"));
+    bytes.resize(bytes.size() - 1024);
+    return bytes;
+  }
+};
+
+TEST_F(Whole, TarWithAShortEndMarkOrALineFeed) {
+  const std::string entries = tarWithoutEnd(smallItems);
+  const std::string block(512, '\0');
+  for (const std::string& end :
+       {block, std::string("\n"), block + "\n", block + block + "\n", block + block + block}) {
+    SCOPED_TRACE(testing::PrintToString(end));
+    expectWhole("d.tar", entries + end, treeOf(smallItems));
+  }
+  EXPECT_EQ(extractDamaged("d.tar", entries + "x", treeOf(smallItems)), 1);
+  EXPECT_EQ(extractDamaged("d.tar", entries + block + "\nx", treeOf(smallItems)), 1);
+}
+
+TEST_F(Whole, HolesInTarAsSolarisWritesThem) {
+  const std::string contents =
+      std::string(512, 'a') + std::string(512, '\0') + std::string(512, 'c');
+  std::string bytes = tarWithoutEnd({file("PaxHeaders/hole", "34 SUN.holesdata= 0 512 1024 1536\n"),
+                                     file("hole", contents), file("after")});
+  std::string header = bytes.substr(0, 512);
+  header[156] = 'x';
+  setTarCheckSum(header);
+  bytes.replace(0, header.size(), header);
+  expectWhole("d.tar", bytes + std::string(1024, '\0'),
+              {{"hole", "file " + contents}, {"after", "file contents"}});
+}
+
+TEST_F(Whole, ZipWithSomethingBeforeIt) {
+  writeArchive(in("t.zip"), smallItems, {.format = ::archive_write_set_format_zip});
+  const std::string bytes = readFile(in("t.zip"));
+  removeOne(in("t.zip"));
+  for (const std::string& before :
+       {std::string(700, '\0'), noise(5000), std::string("PK00"), "PK\5\6" + std::string(18, '\0'),
+        std::string("\x1F\x8B\x08\xFF padding")}) {
+    SCOPED_TRACE(testing::PrintToString(before.substr(0, 20)));
+    expectWhole("d.zip", before + bytes, treeOf(smallItems));
+  }
+}
+
+TEST_F(Whole, CompressedFilesInAnImageThatEndInHoles) {
+  const std::string xorriso = findProgram({"xorriso"});
+  if (xorriso.empty()) {
+    GTEST_SKIP() << "xorriso is not installed";
+  }
+  const std::string tail = std::string(40'000, 'x') + std::string(100'000, '\0');
+  const std::string hole(100'000, '\0');
+  ASSERT_TRUE(std::filesystem::create_directory(in("z")));
+  writeFile(in("z/hole"), hole);
+  writeFile(in("z/tail"), tail);
+  const ProgramResult packed = runProgram(
+      xorriso,
+      {"-outdev", "t.iso", "-map", "z", "/", "-set_filter_r", "--zisofs", "/", "--", "-commit"},
+      {.folder = work()});
+  ASSERT_EQ(packed.exitCode, 0) << packed.errors;
+  const std::string bytes = readFile(in("t.iso"));
+  remove({"z", "t.iso"});
+  expectWhole("d.iso", bytes, {{"hole", "file " + hole}, {"tail", "file " + tail}});
+}
+
 TEST_F(Damage, GzipInSeveralMembers) {
   writeArchive(in("d.tar"), smallItems, {.format = ::archive_write_set_format_ustar});
   const ProgramResult packed = runProgram(
@@ -295,7 +418,47 @@ class Encrypted : public Damage {
               "oxarchive: " + in(archive) + ": it is encrypted, and " + reason + "\n");
     EXPECT_EQ(names(), before);
   }
+
+  // One entry is encrypted, and all others are extracted to `folder`.
+  void expectRest(const std::string& archive, const std::string& folder, const Tree& rest,
+                  const std::string& reason = "passwords are for ZIP archives alone") {
+    const ProgramResult result = oxarchive({"extract", in(archive)});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.errors, "oxarchive: " + in(archive) +
+                                 ": 1 of its entries cannot be read: it is encrypted, and " +
+                                 reason + "\noxarchive: " + in(archive) +
+                                 ": 1 of its entries could not be extracted; the folder " +
+                                 in(folder) + " is incomplete\n");
+    EXPECT_EQ(treeOf(in(folder)), rest);
+    remove({folder});
+  }
 };
+
+TEST_F(Encrypted, OneWrongPasswordHidesNoOtherEntry) {
+  const std::string sevenZip = findProgram({"7zz", "7z", "7za"});
+  if (sevenZip.empty()) {
+    GTEST_SKIP() << "7-Zip is not installed";
+  }
+  for (const std::string name : {"one", "two", "three"}) {
+    writeFile(in(name), "contents");
+    EXPECT_EQ(runProgram(sevenZip, {"a", "-bso0", "-bsp0", "-p" + name, "e.zip", name},
+                         {.folder = work()})
+                  .exitCode,
+              0);
+  }
+  const ScopedEnvironment password("OX_TEST_PASSWORD", "two");
+  const ProgramResult result =
+      oxarchive({"extract", in("e.zip"), "--password-env", "OX_TEST_PASSWORD"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.errors, "oxarchive: " + in("e.zip") +
+                               ": 2 of its entries cannot be read: the password is wrong\n"
+                               "oxarchive: " +
+                               in("e.zip") +
+                               ": 2 of its entries could not be extracted; the folder " + in("e") +
+                               " is incomplete\n");
+  EXPECT_EQ(treeOf(in("e")), (Tree{{"two", "file contents"}}));
+  remove({"one", "two", "three", "e.zip", "e"});
+}
 
 TEST_F(Encrypted, Zip) {
   for (const std::string method : {"traditional", "aes128", "aes256"}) {
@@ -329,26 +492,38 @@ TEST_F(Encrypted, SevenZip) {
   pack({"-psecret", "some.7z", "secret"});
   pack({"some.zip", "p"});
   pack({"-psecret", "some.zip", "secret"});
-  for (const std::string archive : {"names.7z", "all.7z", "some.7z"}) {
+  for (const std::string archive : {"names.7z", "all.7z"}) {
     SCOPED_TRACE(archive);
     expectRefused(archive);
   }
-  expectRefused("some.zip", "no password is given");
+  const Tree rest = {{"p", "folder"},
+                     {"p/empty folder", "folder"},
+                     {"p/empty", "file "},
+                     {"p/f", "file contents"}};
+  expectRest("some.7z", "some", rest);
+  expectRest("some.zip", "some", rest, "no password is given");
   remove({"p", "secret", "names.7z", "all.7z", "some.7z", "some.zip"});
 }
 
 TEST_F(Encrypted, Rar) {
   const std::vector<RarFile> plain = {{"a", "contents"}};
-  const std::vector<RarFile> mixed = {{"a", "contents"}, {"b", "cipher text", true}};
+  const std::vector<RarFile> mixed = {
+      {"a", "contents"}, {"b", "cipher text", true}, {"c", "contents"}};
   for (const bool isNewFormat : {false, true}) {
     writeFile(in("some.rar"), makeRarVolumes(mixed, {.isNewFormat = isNewFormat}).front());
-    expectRefused("some.rar");
+    expectRest("some.rar", "some", {{"a", "file contents"}, {"c", "file contents"}});
+    const ProgramResult listed = oxarchive({"list", in("some.rar")});
+    EXPECT_EQ(listed.exitCode, 0) << listed.errors;
+    EXPECT_NE(listed.output.find("\n-e "), std::string::npos) << listed.output;
+    EXPECT_NE(listed.output.find("\nTotal: 3 entries, "), std::string::npos) << listed.output;
+    writeFile(in("b.rar"), makeRarVolumes({mixed[1]}, {.isNewFormat = isNewFormat}).front());
+    expectRefused("b.rar");
     writeFile(
         in("all.rar"),
         makeRarVolumes(plain, {.isNewFormat = isNewFormat, .hasEncryptedHeaders = true}).front());
     expectRefused("all.rar");
   }
-  remove({"some.rar", "all.rar"});
+  remove({"some.rar", "b.rar", "all.rar"});
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "OxarchiveTest.h"
+#include "RarWriter.h"
 
 namespace {
 
@@ -96,6 +97,66 @@ TEST_F(Extract, AnArArchive) {
   writeArchive(in("libx.a"), items, {.format = ::archive_write_set_format_ar_svr4});
   extractWell("libx.a", "libx", items);
   remove({"libx.a", "libx"});
+}
+
+std::string littleEndian(std::size_t value, std::size_t size) {
+  std::string bytes;
+  for (std::size_t i = 0; i < size; ++i) {
+    bytes += static_cast<char>(value >> (8 * i) & 0xFFU);
+  }
+  return bytes;
+}
+
+// A file that is stored in an LHA archive of level 0.
+std::string storedInLha(const std::string& name, const std::string& contents) {
+  unsigned crc = 0;
+  for (const char byte : contents) {
+    crc ^= static_cast<unsigned char>(byte);
+    for (int bit = 0; bit < 8; ++bit) {
+      crc = crc >> 1U ^ ((crc & 1U) != 0 ? 0xA001U : 0U);
+    }
+  }
+  const std::string header = "-lh0-" + littleEndian(contents.size(), 4) +
+                             littleEndian(contents.size(), 4) + littleEndian(0x3A21'0000, 4) +
+                             littleEndian(0x20, 1) + littleEndian(0, 1) +
+                             littleEndian(name.size(), 1) + name + littleEndian(crc, 2);
+  std::size_t sum = 0;
+  for (const char byte : header) {
+    sum += static_cast<unsigned char>(byte);
+  }
+  return littleEndian(header.size(), 1) + littleEndian(sum, 1) + header + contents + '\0';
+}
+
+TEST_F(Extract, AnArchiveInAnArchiveIsAFile) {
+  writeArchive(in("in.zip"), {file("f")},
+               {.format = ::archive_write_set_format_zip, .options = "compression=store"});
+  writeArchive(in("in.tar"), {file("f")});
+  for (const std::string inner : {"in.zip", "in.tar"}) {
+    const std::string contents = readFile(in(inner));
+    writeFile(in("x.rar4"), makeRarVolumes({{inner, contents}}, {.dataPerVolume = 100'000})[0]);
+    writeFile(in("x.rar5"), makeRarVolumes({{inner, contents}},
+                                           {.isNewFormat = true, .dataPerVolume = 100'000})[0]);
+    writeFile(in("x.lzh"), storedInLha(inner, contents));
+    for (const auto& [name, format] :
+         std::map<std::string, ArchiveFormat>{{"x.7z", ::archive_write_set_format_7zip},
+                                              {"x.tar", pax},
+                                              {"x.cpio", ::archive_write_set_format_cpio_newc},
+                                              {"x.ar", ::archive_write_set_format_ar_svr4},
+                                              {"x.zip", ::archive_write_set_format_zip}}) {
+      writeArchive(in(name), {file(inner, contents)}, {.format = format});
+    }
+    for (const std::string name :
+         {"x.rar4", "x.rar5", "x.lzh", "x.7z", "x.tar", "x.cpio", "x.ar", "x.zip"}) {
+      SCOPED_TRACE(name + " with " + inner);
+      const ProgramResult result = oxarchive({"extract", in(name), "--into", in("out")});
+      EXPECT_EQ(result.exitCode, 0) << result.errors;
+      const std::vector<std::string> made = listing(in("out"));
+      ASSERT_EQ(made.size(), 2U);
+      EXPECT_TRUE(treeOf(in("out/" + made.front())) == (Tree{{inner, "file " + contents}}));
+      remove({name, "out"});
+    }
+  }
+  remove({"in.zip", "in.tar"});
 }
 
 TEST_F(Extract, LinksInsideTheFolder) {
@@ -521,18 +582,28 @@ TEST_F(Extract, AFailureRemovesTheFoldersThatWereMadeForItAlone) {
   remove({"bad.tar", "mine"});
 }
 
+void limitDescriptors(rlim_t count) {
+  const rlimit limit{count, count};
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+bool startsWithDescriptors(rlim_t count) {
+  return oxarchive({"--help"}, {.beforeExec = [count] { limitDescriptors(count); }}).exitCode == 0;
+}
+
 TEST_F(Extract, WithTooFewDescriptorsNoFolderIsLeftBehind) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizers need descriptors of their own";
 #endif
   writeArchive(in("a.tar"), {file("f"), file("d/g")});
-  for (const rlim_t count : {5U, 6U, 7U, 8U}) {
+  for (const rlim_t count : {4U, 5U, 6U, 7U, 8U}) {
     SCOPED_TRACE(count);
-    const ProgramResult result =
-        oxarchive({"extract", in("a.tar"), "--into", in("lim")}, {.beforeExec = [count] {
-                    const rlimit limit{count, count};
-                    ::setrlimit(RLIMIT_NOFILE, &limit);
-                  }});
+    // Some loaders need a descriptor more.
+    if (count == 4 && !startsWithDescriptors(count)) {
+      continue;
+    }
+    const ProgramResult result = oxarchive({"extract", in("a.tar"), "--into", in("lim")},
+                                           {.beforeExec = [count] { limitDescriptors(count); }});
     // What was extracted before is told and kept.
     if (result.output.empty()) {
       EXPECT_NE(result.exitCode, 0);
@@ -616,13 +687,20 @@ TEST_F(Extract, AnInterruptionIsTold) {
       }
       ::kill(child, signal);
     };
-    const ProgramResult result =
-        oxarchive({"extract", in("a.tar"), in("h.tar")}, {.whileRunning = interrupt});
+    // Where it is not interrupted it fails long before the disk is full.
+    const auto limitFiles = [] {
+      constexpr rlim_t most = rlim_t{2} << 30U;
+      const rlimit limit{most, most};
+      ::setrlimit(RLIMIT_FSIZE, &limit);
+    };
+    const ProgramResult result = oxarchive({"extract", in("a.tar"), in("h.tar")},
+                                           {.beforeExec = limitFiles, .whileRunning = interrupt});
     EXPECT_EQ(result.signal, signal);
     EXPECT_EQ(result.output, in("a.tar") + " -> " + in("a") + ": 1 entries, 8 B (incomplete)\n");
     EXPECT_EQ(result.errors, "oxarchive: " + in("a.tar") + ": interrupted; the folder " + in("a") +
                                  " is incomplete\n");
-    EXPECT_EQ(treeOf(in("a")), (Tree{{"first", "file contents"}}));
+    EXPECT_EQ(listing(in("a")), (std::vector<std::string>{"first"}));
+    EXPECT_EQ(readFile(in("a/first")), "contents");
     remove({"a"});
   }
   remove({"a.tar", "h.tar"});

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <set>
 
 #include "OxarchiveTest.h"
 
@@ -22,8 +23,9 @@ class Hostile : public OxarchiveTest {
   }
 
   // Extracts `items`, of which exactly `refused` must be named, and gives what came of it.
+  // `leading` are the links that lead out of the folder, which are counted.
   Tree extract(const std::vector<Item>& items, const std::vector<std::string>& refused,
-               const ArchiveOptions& options = {}) {
+               const ArchiveOptions& options = {}, const std::set<std::string>& leading = {}) {
     writeArchive(in("h.x"), items, options);
     const ProgramResult result = oxarchive({"extract", in("h.x")});
     const bool hasFolder = exists(in("h"));
@@ -35,7 +37,19 @@ class Hostile : public OxarchiveTest {
           << path << " is not in: " << result.errors;
     }
     // One line more: that the folder is incomplete, or that there is none.
-    const std::size_t lines = refused.empty() ? 0 : refused.size() + 1;
+    std::size_t lines = refused.empty() ? 0 : refused.size() + 1;
+    const bool hasAbsoluteName =
+        std::ranges::any_of(items, [](const Item& item) { return item.path.starts_with('/'); });
+    lines += hasAbsoluteName ? 1U : 0U;
+    EXPECT_EQ(result.errors.find(": its absolute names are taken to start at the new folder\n") !=
+                  std::string::npos,
+              hasAbsoluteName);
+    lines += leading.empty() ? 0U : 1U;
+    EXPECT_EQ(result.errors.find("oxarchive: " + in("h.x") + ": " + std::to_string(leading.size()) +
+                                 " of the links in it lead out of the folder " + in("h") + "\n") !=
+                  std::string::npos,
+              !leading.empty())
+        << result.errors;
     EXPECT_EQ(static_cast<std::size_t>(std::ranges::count(result.errors, '\n')), lines)
         << result.errors;
     // No folder without contents, except that of an archive without entries.
@@ -43,7 +57,7 @@ class Hostile : public OxarchiveTest {
     EXPECT_EQ(treeOf(in("outside")), before_);
     EXPECT_EQ(names(), hasFolder ? (std::vector<std::string>{"h", "h.x", "outside"})
                                  : (std::vector<std::string>{"h.x", "outside"}));
-    expectNothingLeadsOut();
+    expectNothingLeadsOut(leading);
     if (hasFolder) {
       remove({"h"});
     }
@@ -58,13 +72,18 @@ class Hostile : public OxarchiveTest {
 
  private:
   // Follows every link in the folder, wherever it leads.
-  void expectNothingLeadsOut() {
+  void expectNothingLeadsOut(const std::set<std::string>& leading) {
     const std::string top = in("h") + "/";
     for (const std::string& name : listing(in("h"))) {
       const std::string path = top + name;
       if (std::filesystem::is_symlink(path)) {
-        const std::string target = std::filesystem::weakly_canonical(path).string() + "/";
-        EXPECT_TRUE(target.starts_with(top)) << path << " leads to " << target;
+        const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+        const std::string target =
+            std::filesystem::weakly_canonical(parent / std::filesystem::read_symlink(path))
+                .string() +
+            "/";
+        EXPECT_EQ(target.starts_with(top), !leading.contains(name))
+            << path << " leads to " << target;
       }
     }
   }
@@ -73,10 +92,9 @@ class Hostile : public OxarchiveTest {
 };
 
 TEST_F(Hostile, NamesThatLeadOut) {
-  const std::string outside = in("outside/new");
   const std::vector<std::string> paths = {
-      outside,  "//" + outside, "../outside/new", "a/../../outside/new", "./../outside/new", "a/..",
-      "a/../b", "..",
+      "../outside/new",  "a/../../outside/new", "./../outside/new", "a/..", "a/../b", "..",
+      "/../outside/new",
   };
   for (const std::string& path : paths) {
     SCOPED_TRACE(path);
@@ -93,10 +111,22 @@ TEST_F(Hostile, NamesThatLeadOut) {
   }
 }
 
+TEST_F(Hostile, AbsoluteNamesStartAtTheFolder) {
+  const std::string outside = in("outside/new");
+  Tree tree = treeOf({file(outside.substr(1))});
+  for (const ArchiveFormat format : {ArchiveFormat(::archive_write_set_format_gnutar),
+                                     ArchiveFormat(::archive_write_set_format_cpio_newc),
+                                     ArchiveFormat(::archive_write_set_format_zip)}) {
+    EXPECT_EQ(extract({file(outside)}, {}, {.format = format}), tree);
+    EXPECT_EQ(extract({file("//" + outside), file("/after")}, {}, {.format = format}),
+              treeOf({file(outside.substr(1)), file("after")}));
+  }
+  EXPECT_EQ(extract({folder(in("outside/new/")), file("/f"), hardLink("/g", "/f")}, {}),
+            treeOf({folder(outside.substr(1)), file("f"), file("g")}));
+}
+
 TEST_F(Hostile, FoldersAndLinksThatLeadOut) {
-  EXPECT_EQ(extract({folder("../outside/new/"), folder(in("outside/new/"))},
-                    {"../outside/new/", in("outside/new/")}),
-            Tree());
+  EXPECT_EQ(extract({folder("../outside/new/")}, {"../outside/new/"}), Tree());
   EXPECT_EQ(extract({symbolicLink("../outside/new", "x"), hardLink("../outside/new2", "x")},
                     {"../outside/new", "../outside/new2"}),
             Tree());
@@ -119,32 +149,55 @@ TEST_F(Hostile, HarmlessNames) {
 
 TEST_F(Hostile, LinksThatLeadOut) {
   const std::vector<std::string> targets = {
-      in("outside"),  "/",          "../outside", "..", "./../outside", "a/../../outside",
-      "x/../outside", "/etc/passwd"};
+      in("outside"),     "/",          "../outside", "..", "./../outside", "a/../../outside",
+      "x/../../outside", "/etc/passwd"};
   for (const std::string& target : targets) {
     SCOPED_TRACE(target);
-    // What would be written through the link makes a folder of its own in its place.
-    EXPECT_EQ(extract({symbolicLink("l", target), file("l/new")}, {"l"}),
-              (Tree{{"l", "folder"}, {"l/new", "file contents"}}));
-    EXPECT_EQ(extract({symbolicLink("l", target), file("after")}, {"l"},
-                      {.format = ::archive_write_set_format_zip}),
-              (Tree{{"after", "file contents"}}));
-    EXPECT_EQ(extract({symbolicLink("l", target)}, {"l"},
-                      {.format = ::archive_write_set_format_cpio_newc}),
-              Tree());
+    const std::string link = "link to " + target;
+    // Made last, so that nothing is written through it.
+    EXPECT_EQ(extract({symbolicLink("l", target), file("l/new")}, {"l/new"}, {}, {"l"}),
+              (Tree{{"l", link}}));
+    EXPECT_EQ(extract({symbolicLink("l", target), file("after")}, {},
+                      {.format = ::archive_write_set_format_zip}, {"l"}),
+              (Tree{{"after", "file contents"}, {"l", link}}));
+    EXPECT_EQ(extract({symbolicLink("l", target), hardLink("m", "l"), hardLink("l", "l")}, {}, {},
+                      {"l", "m"}),
+              (Tree{{"l", link}, {"m", link}}));
+    // What comes later replaces it.
+    EXPECT_EQ(extract({symbolicLink("l", target), file("l", "no link")}, {}),
+              (Tree{{"l", "file no link"}}));
+    EXPECT_EQ(extract({symbolicLink("l", target), folder("l/"), file("l/f")}, {}),
+              (Tree{{"l", "folder"}, {"l/f", "file contents"}}));
+    EXPECT_EQ(extract({symbolicLink("l", target), symbolicLink("l", "inside")}, {}),
+              (Tree{{"l", "link to inside"}}));
+    EXPECT_EQ(
+        extract({file("l"), symbolicLink("l", "inside"), symbolicLink("l", target)}, {}, {}, {"l"}),
+        (Tree{{"l", link}}));
   }
+}
+
+TEST_F(Hostile, LinksThatMayLeadOut) {
+  // Known when everything is there.
+  EXPECT_EQ(extract({folder("d/"), file("f"), symbolicLink("l", "d/../f")}, {}),
+            (Tree{{"d", "folder"}, {"f", "file contents"}, {"l", "link to d/../f"}}));
+  EXPECT_EQ(extract({symbolicLink("l", "missing/../f")}, {}),
+            (Tree{{"l", "link to missing/../f"}}));
 }
 
 TEST_F(Hostile, LinksOverLinks) {
   // Each looks harmless beside the other.
-  EXPECT_EQ(extract({folder("d/"), symbolicLink("d/here", "."),
-                     symbolicLink("d/out", "here/here/here/../../../outside")},
-                    {"d/out"}),
-            (Tree{{"d", "folder"}, {"d/here", "link to ."}}));
+  const std::string out = "here/here/here/../../../outside";
+  EXPECT_EQ(extract({folder("d/"), symbolicLink("d/here", "."), symbolicLink("d/out", out),
+                     file("d/out/f")},
+                    {"d/out/f"}, {}, {"d/out"}),
+            (Tree{{"d", "folder"}, {"d/here", "link to ."}, {"d/out", "link to " + out}}));
   EXPECT_EQ(extract({folder("a/"), folder("a/b/"), symbolicLink("deep", "a/b"),
-                     symbolicLink("out", "deep/../../outside")},
-                    {"out"}),
-            (Tree{{"a", "folder"}, {"a/b", "folder"}, {"deep", "link to a/b"}}));
+                     symbolicLink("out", "deep/../../../outside")},
+                    {}, {}, {"out"}),
+            (Tree{{"a", "folder"},
+                  {"a/b", "folder"},
+                  {"deep", "link to a/b"},
+                  {"out", "link to deep/../../../outside"}}));
   // One that leads through another, and stays inside.
   EXPECT_EQ(extract({folder("a/"), symbolicLink("a/top", ".."), symbolicLink("b", "a/top/a"),
                      file("a/f")},
@@ -234,11 +287,13 @@ TEST_F(Hostile, HardLinksThroughAndToLinks) {
   // "../../x" is inside only where the link was made.
   EXPECT_EQ(extract({folder("a/"), folder("a/b/"), symbolicLink("a/b/l", "../../x"),
                      hardLink("l", "a/b/l"), hardLink("a/c", "a/b/l"), hardLink("a/b/m", "a/b/l")},
-                    {"l", "a/c"}),
+                    {}, {}, {"l", "a/c"}),
             (Tree{{"a", "folder"},
                   {"a/b", "folder"},
                   {"a/b/l", "link to ../../x"},
-                  {"a/b/m", "link to ../../x"}}));
+                  {"a/b/m", "link to ../../x"},
+                  {"a/c", "link to ../../x"},
+                  {"l", "link to ../../x"}}));
 }
 
 TEST_F(Hostile, AHardLinkToItself) {

@@ -142,6 +142,7 @@ TerminalResult runOnTerminal(const std::string& folder, std::vector<std::string>
   int terminal = -1;
   const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
   if (child == 0) {
+    resetSignals();
     arguments.insert(arguments.begin(), OXARCHIVE_PROGRAM);
     std::vector<char*> argv;
     argv.reserve(arguments.size() + 1);
@@ -173,6 +174,7 @@ TerminalResult runOnTerminal(const std::string& folder, std::vector<std::string>
 }
 
 TEST_F(Passwords, AreAskedForOnTheTerminalAndNotShown) {
+  OX_SKIP_WITHOUT_TERMINALS();
   const ScopedEnvironment terminal("TERM", "dumb");
   writeFile(in("f"), "contents");
   const TerminalResult created =
@@ -188,6 +190,7 @@ TEST_F(Passwords, AreAskedForOnTheTerminalAndNotShown) {
 }
 
 TEST_F(Passwords, HaveToBeTypedTwiceAlike) {
+  OX_SKIP_WITHOUT_TERMINALS();
   writeFile(in("f"), "contents");
   const TerminalResult result =
       runOnTerminal(work(), {"create", "o.zip", "f", "--password"}, {"secret", "secrte"});
@@ -198,6 +201,7 @@ TEST_F(Passwords, HaveToBeTypedTwiceAlike) {
 }
 
 TEST_F(Passwords, MayBeInterruptedWhileTheyAreAskedFor) {
+  OX_SKIP_WITHOUT_TERMINALS();
   writeFile(in("f"), "contents");
   const TerminalResult result =
       runOnTerminal(work(), {"create", "o.zip", "f", "--password"}, {"\x03"});

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <sstream>
 
@@ -40,6 +41,7 @@ Channel makeTerminal() {
 [[noreturn]] void execute(const std::string& program, const std::vector<std::string>& arguments,
                           const ProgramOptions& options, const Channel& output,
                           const Channel& errors) {
+  resetSignals();
   ::dup2(output.writeEnd, STDOUT_FILENO);
   ::dup2(errors.writeEnd, STDERR_FILENO);
   if (!options.folder.empty() && ::chdir(options.folder.c_str()) != 0) {
@@ -81,6 +83,16 @@ void readBoth(int output, int errors, ProgramResult& result) {
 
 }  // namespace
 
+// A shell has what it starts in the background ignore some signals, and so does `nohup`.
+void resetSignals() {
+  for (int signal = 1; signal < NSIG; ++signal) {
+    static_cast<void>(::signal(signal, SIG_DFL));
+  }
+  sigset_t none{};
+  ::sigemptyset(&none);
+  ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
                          const ProgramOptions& options) {
   const Channel output = makePipe();
@@ -119,6 +131,16 @@ ProgramResult oxarchive(const std::vector<std::string>& arguments, const Program
     }
   };
   return runProgram(OXARCHIVE_PROGRAM, arguments, withSanitizers);
+}
+
+bool hasTerminals() {
+  Channel terminal;
+  if (::openpty(&terminal.readEnd, &terminal.writeEnd, nullptr, nullptr, nullptr) != 0) {
+    return false;
+  }
+  ::close(terminal.readEnd);
+  ::close(terminal.writeEnd);
+  return true;
 }
 
 std::string findProgram(const std::vector<std::string>& names) {

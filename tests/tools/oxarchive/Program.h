@@ -22,6 +22,7 @@ struct ProgramOptions {
   std::function<void(int)> whileRunning{};  // in the test, with the child's id
 };
 
+// Whatever signals the test ignores, the program does not.
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
                          const ProgramOptions& options = {});
 
@@ -29,7 +30,18 @@ ProgramResult runProgram(const std::string& program, const std::vector<std::stri
 ProgramResult oxarchive(const std::vector<std::string>& arguments,
                         const ProgramOptions& options = {});
 
+// Gives every signal its default disposition, and blocks none, in a child process.
+void resetSignals();
+
+// Whether a terminal can be opened, which some containers do not allow.
+bool hasTerminals();
+
 // The first of these programs that is in PATH; "" when none is.
 std::string findProgram(const std::vector<std::string>& names);
 
 }  // namespace ox::test
+
+#define OX_SKIP_WITHOUT_TERMINALS()                   \
+  if (!ox::test::hasTerminals()) {                    \
+    GTEST_SKIP() << "no terminal can be opened here"; \
+  }

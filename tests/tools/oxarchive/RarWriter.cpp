@@ -36,6 +36,79 @@ std::string packedNumber(std::uint64_t value) {
   return bytes + static_cast<char>(value);
 }
 
+// Bits into bytes, the highest first.
+class BitWriter {
+ public:
+  void put(std::uint64_t value, unsigned count) {
+    for (unsigned bit = count; bit-- > 0; ++size_) {
+      if (size_ % 8 == 0) {
+        bytes_ += '\0';
+      }
+      bytes_.back() = static_cast<char>(static_cast<unsigned char>(bytes_.back()) |
+                                        (value >> bit & 1U) << (7 - size_ % 8));
+    }
+  }
+
+  const std::string& bytes() const { return bytes_; }
+  unsigned bitsInLastByte() const { return size_ == 0 ? 0 : (size_ - 1) % 8 + 1; }
+
+ private:
+  std::string bytes_;
+  unsigned size_ = 0;
+};
+
+// The table of lengths in which each byte is a symbol of eight bits, and nothing else is one. It is
+// packed with a table of its own, in which 8, "as the one before, 11 times and more" and "0, 11
+// times and more" have two bits each, and a fourth symbol fills it.
+void putTable(BitWriter& bits) {
+  constexpr std::array<unsigned, 4> used{8, 17, 18, 19};
+  for (unsigned symbol = 0; symbol < 20; ++symbol) {
+    bits.put(std::ranges::find(used, symbol) != used.end() ? 2 : 0, 4);
+  }
+  constexpr unsigned same = 1;
+  constexpr unsigned zeros = 3;
+  const auto putRun = [&bits](unsigned symbol, unsigned count) {
+    bits.put(symbol, 2);
+    bits.put(count - 11, 7);
+  };
+  bits.put(0, 2);
+  putRun(same, 138);
+  putRun(same, 117);
+  // The other literals, and the tables of distances and lengths.
+  putRun(zeros, 138);
+  putRun(zeros, 306 + 64 + 16 + 44 - 256 - 138);
+}
+
+std::string packedBlock(std::string_view contents, bool isFirst, bool isLast) {
+  BitWriter bits;
+  if (isFirst) {
+    putTable(bits);
+  }
+  for (const char byte : contents) {
+    bits.put(static_cast<unsigned char>(byte), 8);
+  }
+  constexpr unsigned sizeBytes = 3;
+  const unsigned flags = (isFirst ? 0x80U : 0U) | (isLast ? 0x40U : 0U) | (sizeBytes - 1) << 3U |
+                         (bits.bitsInLastByte() - 1);
+  const std::string size = number(bits.bytes().size(), sizeBytes);
+  unsigned check = 0x5AU ^ flags;
+  for (const char byte : size) {
+    check ^= static_cast<unsigned char>(byte);
+  }
+  return number(flags, 1) + number(check, 1) + size + bits.bytes();
+}
+
+// `contents` as RAR 5 packs it when it finds nothing to pack, in blocks.
+std::string packed(std::string_view contents) {
+  constexpr std::size_t blockSize = 500;
+  std::string bytes;
+  for (std::size_t start = 0; start < contents.size(); start += blockSize) {
+    bytes += packedBlock(contents.substr(start, blockSize), start == 0,
+                         start + blockSize >= contents.size());
+  }
+  return bytes;
+}
+
 // The part of a file that is in one volume.
 struct Piece {
   const RarFile& file;
@@ -46,22 +119,35 @@ struct Piece {
 
 using Volume = std::vector<Piece>;
 
-std::vector<Volume> distribute(const std::vector<RarFile>& files, const RarOptions& options) {
+// What is written of each file, in their order.
+std::vector<std::string> dataOf(const std::vector<RarFile>& files, const RarOptions& options) {
+  std::vector<std::string> data;
+  for (const RarFile& file : files) {
+    const bool isPacked = options.isPacked && !file.contents.empty();
+    data.push_back(isPacked ? packed(file.contents) : file.contents);
+  }
+  return data;
+}
+
+// Refers to `files` and `data`.
+std::vector<Volume> distribute(const std::vector<RarFile>& files,
+                               const std::vector<std::string>& data, const RarOptions& options) {
   std::vector<Volume> volumes(1);
   std::size_t room = options.dataPerVolume;
   const auto startVolume = [&] {
     volumes.emplace_back();
     room = options.dataPerVolume;
   };
-  for (const RarFile& file : files) {
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const RarFile& file = files[i];
+    std::string_view rest = data[i];
     if (options.startFilesInNewVolumes) {
       if (!volumes.back().empty()) {
         startVolume();
       }
-      volumes.back().push_back({file, file.contents, false, false});
+      volumes.back().push_back({file, rest, false, false});
       continue;
     }
-    std::string_view rest = file.contents;
     bool isContinuation = false;
     do {
       if (room == 0) {
@@ -130,7 +216,14 @@ std::string newBlock(const std::string& header) {
   return number(crc32(sized), 4) + sized;
 }
 
-std::string newFileBlock(const Piece& piece) {
+// The version of the packing is 0, and its window the smallest. A file of a solid archive goes on
+// with the state that the one before has left.
+unsigned packing(const Piece& piece, bool isFirst, const RarOptions& options) {
+  const unsigned method = options.isPacked && !piece.file.contents.empty() ? 3 : 0;
+  return method << 7U | (options.isSolid && !isFirst ? 0x40U : 0U);
+}
+
+std::string newFileBlock(const Piece& piece, bool isFirst, const RarOptions& options) {
   constexpr unsigned hasData = 0x02;
   constexpr unsigned hasCheckSum = 0x04;
   constexpr unsigned unixSystem = 1;
@@ -150,8 +243,9 @@ std::string newFileBlock(const Piece& piece) {
   return newBlock(packedNumber(2) + packedNumber(flags) + extraSize +
                   packedNumber(piece.data.size()) + packedNumber(hasCheckSum) +
                   packedNumber(piece.file.contents.size()) + packedNumber(0100644) +
-                  number(checkSum(piece), 4) + packedNumber(0) + packedNumber(unixSystem) +
-                  packedNumber(piece.file.path.size()) + piece.file.path + extra) +
+                  number(checkSum(piece), 4) + packedNumber(packing(piece, isFirst, options)) +
+                  packedNumber(unixSystem) + packedNumber(piece.file.path.size()) +
+                  piece.file.path + extra) +
          std::string(piece.data);
 }
 
@@ -167,10 +261,12 @@ std::string newVolume(const std::vector<Volume>& volumes, std::size_t index,
   }
   unsigned archiveFlags = isSet ? 0x01U : 0U;
   archiveFlags |= index > 0 ? 0x02U : 0U;
+  archiveFlags |= options.isSolid ? 0x04U : 0U;
   bytes += newBlock(packedNumber(1) + packedNumber(0) + packedNumber(archiveFlags) +
                     (index > 0 ? packedNumber(index) : ""));
+  const RarFile& first = volumes.front().front().file;
   for (const Piece& piece : volumes[index]) {
-    bytes += newFileBlock(piece);
+    bytes += newFileBlock(piece, &piece.file == &first, options);
   }
   if (options.hasEndMarks) {
     bytes += newBlock(packedNumber(5) + packedNumber(0) +
@@ -183,7 +279,8 @@ std::string newVolume(const std::vector<Volume>& volumes, std::size_t index,
 
 std::vector<std::string> makeRarVolumes(const std::vector<RarFile>& files,
                                         const RarOptions& options) {
-  const std::vector<Volume> volumes = distribute(files, options);
+  const std::vector<std::string> data = dataOf(files, options);
+  const std::vector<Volume> volumes = distribute(files, data, options);
   std::vector<std::string> result;
   for (std::size_t i = 0; i < volumes.size(); ++i) {
     result.push_back(options.isNewFormat ? newVolume(volumes, i, options)

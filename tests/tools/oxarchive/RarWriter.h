@@ -1,5 +1,5 @@
-// Sets of RAR volumes whose files are stored without compression, since no free program writes
-// them: the blocks of RAR 4 and RAR 5 as their authors describe them.
+// Sets of RAR volumes, since no free program writes them: the blocks of RAR 4 and RAR 5 as their
+// authors describe them. Files are stored, or, in RAR 5, packed without getting any smaller.
 
 #pragma once
 
@@ -17,6 +17,8 @@ struct RarFile {
 
 struct RarOptions {
   bool isNewFormat = false;             // RAR 5
+  bool isPacked = false;                // in RAR 5
+  bool isSolid = false;                 // in RAR 5
   std::size_t dataPerVolume = 100;      // bytes of file data in each volume
   bool startFilesInNewVolumes = false;  // no file runs across two volumes
   bool hasEncryptedHeaders = false;

@@ -118,6 +118,16 @@ TEST_F(ExtractAndTrash, LeavesWhatWasNotExtractedWhole) {
   remove({"hostile", "hostile.tar", "cut", "cut.tar", "none.tar", "whole", "secret.zip", "data"});
 }
 
+TEST_F(ExtractAndTrash, LeavesAnArchiveWithoutEntries) {
+  writeArchive(in("e.tar"), {});
+  const ProgramResult result = extract({"e.tar"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.output, "e.tar -> e: 0 entries, 0 B\n");
+  EXPECT_EQ(result.errors, "oxarchive: e.tar stays where it is: there was nothing in it\n");
+  EXPECT_EQ(names(), (std::vector<std::string>{"e", "e.tar"}));
+  remove({"e", "e.tar"});
+}
+
 TEST_F(ExtractAndTrash, LeavesASetThatIsDamaged) {
   std::vector<std::string> set = makeSet();
   removeOne(in(set.back()));

@@ -329,6 +329,18 @@ const RarRow rarRows[] = {
      part1,
      "movie",
      {.isNewFormat = true, .startFilesInNewVolumes = true}},
+    {"RAR 5, packed",
+     part1,
+     "movie",
+     {.isNewFormat = true, .isPacked = true, .dataPerVolume = 700}},
+    {"RAR 5, packed, solid",
+     part1,
+     "movie",
+     {.isNewFormat = true, .isPacked = true, .isSolid = true, .dataPerVolume = 700}},
+    {"RAR 5, packed, files in volumes of their own",
+     part1,
+     "movie",
+     {.isNewFormat = true, .isPacked = true, .startFilesInNewVolumes = true}},
 };
 
 TEST_F(Volumes, OfRar) {
@@ -427,10 +439,40 @@ TEST_F(Volumes, OfRarUnderNamesThatTellNothing) {
   remove({"MOVIE.PART1.RAR", "MOVIE.PART2.RAR"});
 }
 
+TEST_F(Volumes, OfRarThatContinueAnotherUnderItsName) {
+  const std::string reason = "it continues an earlier volume, and its name does not tell which";
+  for (const RarOptions& options :
+       {RarOptions{.dataPerVolume = 700}, RarOptions{.startFilesInNewVolumes = true},
+        RarOptions{.isNewFormat = true, .dataPerVolume = 700},
+        RarOptions{.isNewFormat = true, .startFilesInNewVolumes = true}}) {
+    const std::vector<std::string> volumes = makeRarVolumes(rarFiles, options);
+    ASSERT_GE(volumes.size(), 3U);
+    // The last one alone, and the last two as if they were the first.
+    writeFile(in("x.part8 (1).rar"), volumes.back());
+    writeFile(in("x.bin"), volumes.back());
+    writeFile(in("y.part1.rar"), volumes[volumes.size() - 2]);
+    writeFile(in("y.part2.rar"), volumes.back());
+    for (const std::string given : {"x.part8 (1).rar", "x.bin", "y.part1.rar", "y.part2.rar"}) {
+      SCOPED_TRACE(given);
+      expectFailure(given, reason);
+      const ProgramResult listed = oxarchive({"list", in(given)});
+      EXPECT_EQ(listed.exitCode, 1);
+      EXPECT_EQ(listed.output, "");
+      EXPECT_TRUE(listed.errors.starts_with("oxarchive: " + in(given) + ": " + reason + "\n"))
+          << listed.errors;
+    }
+    remove({"x.part8 (1).rar", "x.bin", "y.part1.rar", "y.part2.rar"});
+  }
+}
+
 TEST_F(Volumes, ASingleRarFile) {
-  for (const bool isNewFormat : {false, true}) {
-    writeRar(makeRarVolumes(rarFiles, {.isNewFormat = isNewFormat, .dataPerVolume = 100'000}),
-             letters);
+  for (const RarOptions& options :
+       {RarOptions{.dataPerVolume = 100'000},
+        RarOptions{.isNewFormat = true, .dataPerVolume = 100'000},
+        RarOptions{.isNewFormat = true, .isPacked = true, .dataPerVolume = 100'000},
+        RarOptions{
+            .isNewFormat = true, .isPacked = true, .isSolid = true, .dataPerVolume = 100'000}}) {
+    writeRar(makeRarVolumes(rarFiles, options), letters);
     // Whatever else is called like a volume of it.
     writeFile(in("movie.r00"), "something else");
     writeFile(in("movie.part2.rar"), "something else");

@@ -1,7 +1,10 @@
 #include "commands/CommandLine.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "console/Printable.h"
@@ -94,6 +97,41 @@ bool takePassword(Arguments& arguments, PasswordSource& source) {
   return false;
 }
 
+// A whole number, at least 1; sizes may have K, M, G or T behind them, in powers of 1024.
+std::uint64_t readCount(const std::string& option, std::string text, bool isSize) {
+  constexpr std::string_view units = "KMGT";
+  const std::size_t unit = isSize && !text.empty() ? units.find(text.back()) : units.npos;
+  if (unit != units.npos) {
+    text.pop_back();
+  }
+  const unsigned shift = unit != units.npos ? 10 * (static_cast<unsigned>(unit) + 1) : 0;
+  std::uint64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size() || value == 0 ||
+      value > UINT64_MAX >> shift) {
+    throw UsageError(option + " takes a number" + (isSize ? " of bytes, as 500M or 2G" : ""));
+  }
+  return value << shift;
+}
+
+bool takeLimit(Arguments& arguments, Limits& limits) {
+  struct Row {
+    const char* option;
+    bool isSize;
+    std::uint64_t& limit;
+  };
+  for (const Row& row :
+       {Row{"--max-entries", false, limits.entries}, Row{"--max-size", true, limits.size},
+        Row{"--memory", true, limits.memory}, Row{"--patience", false, limits.patience}}) {
+    std::optional<std::string> value;
+    if (arguments.is(row.option, "a number", value)) {
+      row.limit = readCount(row.option, *value, row.isSize);
+      return true;
+    }
+  }
+  return false;
+}
+
 void checkArchives(const std::vector<std::string>& archives) {
   if (archives.empty()) {
     throw UsageError("no archive is given");
@@ -110,7 +148,7 @@ ExtractOptions parseExtract(Rest rest) {
     options.isTrashing = options.isTrashing || arguments.is("--trash");
     return arguments.is("--trash") ||
            arguments.is("--into", "the name of a folder", options.into) ||
-           takePassword(arguments, options.password);
+           takePassword(arguments, options.password) || takeLimit(arguments, options.limits);
   });
   checkArchives(options.archives);
   return options;
@@ -119,8 +157,9 @@ ExtractOptions parseExtract(Rest rest) {
 ListOptions parseList(Rest rest) {
   ListOptions options;
   Arguments arguments(rest);
-  const std::vector<std::string> archives =
-      arguments.parse([&] { return takePassword(arguments, options.password); });
+  const std::vector<std::string> archives = arguments.parse([&] {
+    return takePassword(arguments, options.password) || takeLimit(arguments, options.limits);
+  });
   checkArchives(archives);
   if (archives.size() > 1) {
     throw UsageError("one archive is listed at a time");

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "console/Password.h"
+#include "system/Limits.h"
 
 namespace oxarchive {
 
@@ -21,11 +22,13 @@ struct ExtractOptions {
   std::optional<std::string> into;    // not empty
   bool isTrashing = false;            // of the archives that were extracted
   PasswordSource password;
+  Limits limits;
 };
 
 struct ListOptions {
   std::string archive;
   PasswordSource password;
+  Limits limits;
 };
 
 struct CreateOptions {

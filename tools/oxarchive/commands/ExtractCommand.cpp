@@ -10,6 +10,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "commands/TrashedArchives.h"
@@ -17,21 +18,18 @@
 #include "console/Password.h"
 #include "console/Printable.h"
 #include "console/SizeText.h"
-#include "extraction/SafeExtractor.h"
-#include "reading/ArchiveReader.h"
+#include "extraction/Extraction.h"
+#include "reading/ArchiveFiles.h"
+#include "reading/WorkerProcess.h"
 #include "system/Descriptor.h"
 #include "system/FolderStream.h"
+#include "system/Headway.h"
 #include "system/Interruption.h"
+#include "system/SharedMemory.h"
 #include "volumes/VolumeSet.h"
 
 namespace oxarchive {
 namespace {
-
-mode_t fileCreationMask() {
-  const mode_t mask = ::umask(077);
-  ::umask(mask);
-  return mask;
-}
 
 bool isFolder(const std::string& path) {
   struct ::stat status {};
@@ -126,126 +124,6 @@ ExtractionFolder makeFolder(const VolumeSet& volumes, const std::string& destina
   return folder;
 }
 
-// One archive on its way into its folder.
-class Extraction {
- public:
-  Extraction(const std::string& archive, const VolumeSet& volumes, const OXString& password,
-             Console& console)
-      : label_(printable(archive)),
-        volumes_(volumes),
-        console_(console),
-        reader_(volumes, password) {}
-
-  // Whether all of it was extracted. Throws ArchiveFailure when nothing was, and nothing is left of
-  // it.
-  bool run(const std::string& destination) {
-    // Nothing is made before it is clear that there is an archive.
-    const Entry* entry = reader_.next();
-    reader_.checkEncryption();
-    NewFolders made;
-    made.makeWayTo(destination);
-    ExtractionFolder folder = makeFolder(volumes_, destination, made);
-    folderPath_ = folder.path;
-    SafeExtractor extractor(std::move(folder.descriptor), fileCreationMask());
-    std::string damage;
-    try {
-      damage = extractAll(entry, extractor);
-    } catch (...) {
-      extractor.discard();
-      throw;
-    }
-    made.keep();
-    // Before folders are closed to this process, by the permissions that they have in the archive.
-    const std::uint64_t size = extractedSize();
-    extractor.finish();
-    return tell(damage, size);
-  }
-
- private:
-  // Extracts from `entry` on, and gives the reason why it had to stop before the end, or "".
-  std::string extractAll(const Entry* entry, SafeExtractor& extractor) {
-    try {
-      for (; entry != nullptr; entry = reader_.next()) {
-        throwIfInterrupted();
-        showProgress();
-        extractOne(*entry, extractor);
-      }
-    } catch (const EncryptedArchive&) {
-      throw;
-    } catch (const ArchiveFailure& failure) {
-      if (entries_ == 0) {
-        throw;
-      }
-      return failure.what();
-    }
-    if (entries_ == 0 && failures_ > 0) {
-      throw ArchiveFailure("nothing in it could be extracted");
-    }
-    return "";
-  }
-
-  void extractOne(const Entry& entry, SafeExtractor& extractor) {
-    reader_.checkEncryption();
-    if (!entry.warning.empty()) {
-      tellOf(entry, "warning: " + entry.warning);
-    }
-    try {
-      bytes_ += extractor.extract(entry, [this] {
-        throwIfInterrupted();
-        showProgress();
-        return reader_.readData();
-      });
-      ++entries_;
-      longestPath_ = std::max(longestPath_, entry.path.size());
-    } catch (const EntryFailure& failure) {
-      tellOf(entry, failure.what());
-      ++failures_;
-    }
-  }
-
-  void tellOf(const Entry& entry, const std::string& what) {
-    const std::string subject = entry.path.empty() ? "an entry" : printable(entry.path);
-    console_.message(label_ + ": " + subject + ": " + what);
-  }
-
-  // Of what has become of the archive on disk, where a later entry may have replaced an earlier
-  // one. The library leaves out what has a long path; the data that was written is nearer to it
-  // then.
-  std::uint64_t extractedSize() const {
-    constexpr std::size_t longestCounted = 1021;
-    if (folderPath_.size() + 1 + longestPath_ > longestCounted) {
-      return bytes_;
-    }
-    return static_cast<std::uint64_t>(OXGetTotalFolderSize(folderPath_));
-  }
-
-  bool tell(const std::string& damage, std::uint64_t size) {
-    const bool isComplete = damage.empty() && failures_ == 0;
-    if (!isComplete) {
-      const std::string why =
-          damage.empty() ? std::to_string(failures_) + " of its entries could not be extracted"
-                         : damage;
-      console_.message(label_ + ": " + why + "; the folder " + printable(folderPath_) +
-                       " is incomplete");
-    }
-    console_.result(label_ + " -> " + printable(folderPath_) + ": " + entriesText(entries_, size) +
-                    (isComplete ? "" : " (incomplete)"));
-    return isComplete;
-  }
-
-  void showProgress() { console_.progress().show(label_, reader_.position(), reader_.size()); }
-
-  std::string label_;
-  const VolumeSet& volumes_;
-  Console& console_;
-  ArchiveReader reader_;
-  std::string folderPath_;
-  std::uint64_t entries_ = 0;
-  std::uint64_t bytes_ = 0;
-  std::size_t longestPath_ = 0;
-  std::uint64_t failures_ = 0;
-};
-
 // Which archives were given by which of their volumes, so that one which is named by several of
 // them, as by "disk.7z.*", is extracted once.
 class GivenArchives {
@@ -261,6 +139,61 @@ class GivenArchives {
   std::map<std::string, std::set<std::string>> names_;
 };
 
+// How the process that extracted has ended; "" when it ended by itself.
+std::string reasonOf(const WorkerEnd& end, const Limits& limits) {
+  if (end.signal != 0) {
+    return "the process that read it was ended by signal " + std::to_string(end.signal);
+  }
+  return end.exitCode == gaveUp ? "it was given up after " + std::to_string(limits.patience) +
+                                      " seconds without headway"
+                                : "";
+}
+
+struct Outcome {
+  bool isWhole = false;
+  std::uint64_t entries = 0;
+};
+
+// Extracts to a new folder in `destination`. Throws ArchiveFailure when there is none.
+Outcome extractArchive(const std::string& archive, const VolumeSet& volumes,
+                       const std::string& destination, const ExtractOptions& options,
+                       const OXString& password, Console& console) {
+  NewFolders made;
+  made.makeWayTo(destination);
+  ExtractionFolder folder = makeFolder(volumes, destination, made);
+  ExtractionJob job{archive,        volumes.paths, password,
+                    options.limits, folder.path,   std::move(folder.descriptor)};
+  const SharedMemory<ExtractionReport> report;
+  WorkerProcess worker([&] { return static_cast<int>(extractCaged(job, *report, console)); });
+  worker.readAll();
+  const WorkerEnd end = worker.wait();
+  const std::string reason = reasonOf(end, options.limits);
+  if (!reason.empty()) {
+    console.progress().clearAll();
+    removeUnfinished(job, *report);
+  }
+  const bool isNothing = end.exitCode == static_cast<int>(ExtractionEnd::nothing) ||
+                         (!reason.empty() && report->entries == 0);
+  if (isNothing && isEmptyFolder(job.descriptor.get(), job.folder)) {
+    if (!reason.empty()) {
+      throw ArchiveFailure(reason);
+    }
+    return {};
+  }
+  made.keep();
+  if (!reason.empty()) {
+    console.message(printable(archive) + ": " + reason + "; the folder " + printable(job.folder) +
+                    " is incomplete");
+  }
+  const bool isWhole = end.exitCode == static_cast<int>(ExtractionEnd::whole);
+  const std::uint64_t size = report->isSizeKnown
+                                 ? report->size.load()
+                                 : static_cast<std::uint64_t>(OXGetTotalFolderSize(job.folder));
+  console.result(printable(archive) + " -> " + printable(job.folder) + ": " +
+                 entriesText(report->entries, size) + (isWhole ? "" : " (incomplete)"));
+  return {isWhole, report->entries};
+}
+
 }  // namespace
 
 bool extractArchives(const ExtractOptions& options, Console& console) {
@@ -273,16 +206,21 @@ bool extractArchives(const ExtractOptions& options, Console& console) {
       break;
     }
     try {
-      const VolumeSet volumes = findVolumes(archive);
+      const VolumeSet volumes = findArchiveFiles(archive, options.limits);
       if (given.isAnotherVolume(volumes, archive)) {
         console.message(printable(archive) + ": a volume of an archive that was given before");
         continue;
       }
       const std::vector<OXFileReference> references = referencesTo(volumes);
       const std::string destination = options.into.value_or(volumes.folder);
-      if (Extraction(archive, volumes, password, console).run(destination)) {
+      const Outcome outcome =
+          extractArchive(archive, volumes, destination, options, password, console);
+      if (!outcome.isWhole) {
+        isComplete = false;
+      } else if (outcome.entries > 0) {
         trashed.add(references);
-      } else {
+      } else if (options.isTrashing) {
+        console.message(printable(archive) + " stays where it is: there was nothing in it");
         isComplete = false;
       }
     } catch (const ArchiveFailure& failure) {

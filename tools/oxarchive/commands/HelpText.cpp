@@ -3,8 +3,8 @@
 namespace oxarchive {
 
 const char* const helpText =
-    R"help(Usage: oxarchive extract ARCHIVE... [--into DIR] [--trash] [PASSWORD]
-       oxarchive list ARCHIVE [PASSWORD]
+    R"help(Usage: oxarchive extract ARCHIVE... [--into DIR] [--trash] [PASSWORD] [LIMIT...]
+       oxarchive list ARCHIVE [PASSWORD] [LIMIT...]
        oxarchive create ARCHIVE PATH... [--level LEVEL]
                         [PASSWORD [--method METHOD]]
        oxarchive --help
@@ -25,15 +25,16 @@ For each archive one line goes to standard output:
 
 where SIZE is that of all files in the folder, with " (incomplete)" at its end
 when something in the archive could not be extracted; standard error then says
-what, and why. Entries whose names or links lead out of the folder, and devices,
-pipes and sockets, are refused. Of an archive of which nothing can be extracted,
-no folder is left behind. An extract that is interrupted keeps what it has by
-then, and says " (incomplete)"; the archives after it are left alone.
+what, and why. Names with ".." in them, and devices, pipes and sockets, are
+refused; absolute names are taken to start at the folder. Links that lead out of
+the folder are made last of all, and their number is told. Of an archive of
+which nothing can be extracted, no folder is left behind.
+An extract that is interrupted keeps what it has by then, and says
+" (incomplete)"; the archives after it are left alone.
 
 list shows the entries of one archive: flags ("d" for a folder, "e" for
 encrypted), size, time of the last change, kind and path, each in its column;
 then the totals, with " (incomplete)" at their end when not all could be read.
-The archive is opened by a process of its own.
 
 create packs each PATH, with all that is in it if it is a folder, under its last
 component into a new archive. The end of the new archive's name decides its
@@ -63,6 +64,19 @@ needs no password.
   --password             ask for it on the terminal
   --password-file FILE   the first line of FILE; "-" is standard input
   --password-env NAME    the environment variable NAME
+
+For extract and list, everything that reads an archive runs in a process of its
+own. Before it reads the first byte that process gives away, as far as the
+system lets it, all but the archive's files and the new folder (Landlock), all
+system calls but those for files (seccomp: no network, no other program, no
+other process), core dumps and new privileges. It ends with oxarchive, however
+that ends. LIMIT is one of these; SIZE is in bytes, or ends in K, M, G or T:
+
+  --memory SIZE        address space of that process; 2G if it is not given
+  --patience SECONDS   give up after as many seconds of its processor time in
+                       which it read no entry and wrote no byte; 60 if not given
+  --max-entries N      read no more entries than these
+  --max-size SIZE      extract no more than this; list takes no notice
 
   --           what follows are archives and paths, even if it begins with "-"
   -h, --help   show this text

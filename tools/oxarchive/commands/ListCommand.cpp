@@ -1,14 +1,20 @@
 #include "commands/ListCommand.h"
 
 #include <OrvexKit/OrvexKit.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 #include <string>
 
+#include "console/Failure.h"
 #include "console/ListTable.h"
 #include "console/Printable.h"
+#include "reading/ListWorker.h"
 #include "reading/WorkerProcess.h"
+#include "system/Headway.h"
+#include "system/Interruption.h"
 
 namespace oxarchive {
 namespace {
@@ -38,6 +44,9 @@ std::string reasonOf(const WorkerEnd& end, bool isTruncated) {
   if (end.signal != 0) {
     return "the process that read it was ended by signal " + std::to_string(end.signal);
   }
+  if (end.exitCode == gaveUp) {
+    return "it was given up since it made no headway";
+  }
   if (isTruncated) {
     return "the process that read it stopped within an entry";
   }
@@ -45,11 +54,23 @@ std::string reasonOf(const WorkerEnd& end, bool isTruncated) {
   return end.exitCode != EXIT_SUCCESS ? "not all of it could be read" : "";
 }
 
+// Another program in place of this one, if the user wants that.
+int runWorker(const ListOptions& options, Console& console) {
+  const char* const other = std::getenv("OXARCHIVE_WORKER");
+  if (other == nullptr || *other == '\0') {
+    return sendListing(options.archive, options.limits, console) ? EXIT_SUCCESS : EXIT_FAILURE;
+  }
+  restoreWriteSignals();
+  ::execl(other, other, "list-worker", options.archive.c_str(), nullptr);
+  console.message(withSystemReason("cannot start a process", errno));
+  return EXIT_FAILURE;
+}
+
 }  // namespace
 
-bool listArchive(const std::string& archive, Console& console) {
-  const std::string label = printable(archive) + ": ";
-  WorkerProcess worker("list-worker", archive);
+bool listArchive(const ListOptions& options, Console& console) {
+  const std::string label = printable(options.archive) + ": ";
+  WorkerProcess worker([&] { return runWorker(options, console); });
   OXCBORSequenceReader reader(worker.output());
   ListTable table(console);
   const bool areRecords = listRecords(reader, table, console);

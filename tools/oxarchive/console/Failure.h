@@ -14,7 +14,7 @@ class ArchiveFailure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The archive, or a part of it, is encrypted and cannot be decrypted.
+// The archive is encrypted and cannot be decrypted.
 class EncryptedArchive : public ArchiveFailure {
  public:
   using ArchiveFailure::ArchiveFailure;
@@ -24,6 +24,12 @@ class EncryptedArchive : public ArchiveFailure {
 class EntryFailure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+// The same, since it is encrypted and cannot be decrypted.
+class EncryptedEntry : public EntryFailure {
+ public:
+  using EntryFailure::EntryFailure;
 };
 
 // "REASON: what the system says of `error`".

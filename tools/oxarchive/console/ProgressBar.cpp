@@ -71,6 +71,11 @@ void ProgressBar::show(const std::string& label, std::uint64_t done, std::uint64
   isShown_ = true;
 }
 
+void ProgressBar::clearAll() {
+  isShown_ = isUsable_;
+  clear();
+}
+
 void ProgressBar::clear() {
   if (isShown_) {
     write(fd_, clearLine);

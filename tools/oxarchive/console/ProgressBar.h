@@ -24,6 +24,9 @@ class ProgressBar {
   // Gives the line back to other output.
   void clear();
 
+  // Takes away what another process has drawn, too.
+  void clearAll();
+
  private:
   int fd_;
   bool isUsable_;

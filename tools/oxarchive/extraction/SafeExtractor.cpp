@@ -51,28 +51,6 @@ void restoreTimes(int folder, const char* name, const std::optional<timespec>& a
   }
 }
 
-// Removes a file or link; a folder stays, and is an error.
-void removeEarlier(int parent, const std::string& name, std::string_view path) {
-  if (::unlinkat(parent, name.c_str(), 0) != 0 && errno != ENOENT) {
-    fail(path, errno);
-  }
-}
-
-// Calls `make`, which makes an item exclusively and gives a negative number when it fails, once
-// more after the earlier item of the name has been removed.
-template <typename Make>
-int replaceEarlier(int parent, const std::string& name, std::string_view path, Make make) {
-  int result = make();
-  if (result < 0 && errno == EEXIST) {
-    removeEarlier(parent, name, path);
-    result = make();
-  }
-  if (result < 0) {
-    fail(path, errno);
-  }
-  return result;
-}
-
 std::string readLink(int parent, const std::string& name, std::string_view path) {
   std::string target(PATH_MAX, '\0');
   const ssize_t size = ::readlinkat(parent, name.c_str(), target.data(), target.size());
@@ -114,16 +92,9 @@ std::string pathOfLinked(const Entry& entry) {
   return path;
 }
 
-void checkLink(std::string_view path, std::string_view target) {
-  if (!linkStaysInFolder(path, target)) {
-    throw EntryFailure("it is a link that leads out of the folder: " + printable(target));
-  }
-}
-
-void putSymbolicLink(int parent, const std::string& path, const std::string& target) {
-  const std::string name(nameOf(path));
-  replaceEarlier(parent, name, path,
-                 [&] { return ::symlinkat(target.c_str(), parent, name.c_str()); });
+int createFile(int parent, const std::string& name, mode_t permissions) {
+  return ::openat(parent, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                  permissions);
 }
 
 void removeFiles(int folder) {
@@ -148,7 +119,7 @@ std::uint64_t writeData(int file, std::optional<DataBlock> block, const Entry& e
     end = block->offset + block->bytes.size();
   }
   if (entry.size && *entry.size != end) {
-    if (!entry.isSparse || *entry.size < end) {
+    if (!entry.hasHoleAtEnd || *entry.size < end) {
       throw EntryFailure("its data has another size than the archive says");
     }
     end = *entry.size;
@@ -175,12 +146,35 @@ std::uint64_t SafeExtractor::extract(const Entry& entry, const ReadData& readDat
     case EntryKind::hardLink:
       return makeHardLink(path, entry, readData);
     case EntryKind::symbolicLink:
-      makeSymbolicLink(path, entry);
+      makeSymbolicLink(path, {entry.linkTarget, entry.accessed, entry.modified});
       return 0;
     case EntryKind::other:
       break;
   }
   throw EntryFailure("devices, pipes and sockets are not extracted");
+}
+
+// Removes a file or link; a folder stays, and is an error.
+void SafeExtractor::removeEarlier(int parent, const std::string& path) {
+  if (::unlinkat(parent, std::string(nameOf(path)).c_str(), 0) != 0 && errno != ENOENT) {
+    fail(path, errno);
+  }
+  delayedLinks_.erase(path);
+}
+
+// Calls `make`, which makes an item exclusively and gives a negative number when it fails, once
+// more after the earlier item of the name has been removed.
+template <typename Make>
+int SafeExtractor::replaceEarlier(int parent, const std::string& path, Make make) {
+  int result = make();
+  if (result < 0 && errno == EEXIST) {
+    removeEarlier(parent, path);
+    result = make();
+  }
+  if (result < 0) {
+    fail(path, errno);
+  }
+  return result;
 }
 
 int SafeExtractor::openParent(std::string_view path, Missing missing) {
@@ -238,7 +232,7 @@ void SafeExtractor::makeFolder(const std::string& path, const Entry& entry) {
   struct ::stat status {};
   if (::fstatat(parent, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
       !S_ISDIR(status.st_mode)) {
-    removeEarlier(parent, name, path);
+    removeEarlier(parent, path);
   }
   openFolder(path, Missing::make);
   folders_[path] = {entry.permissions, entry.accessed, entry.modified};
@@ -248,10 +242,7 @@ std::uint64_t SafeExtractor::makeFile(const std::string& path, const Entry& entr
                                       const ReadData& readData) {
   const int parent = openParent(path, Missing::make);
   const std::string name(nameOf(path));
-  Descriptor file(replaceEarlier(parent, name, path, [&] {
-    return ::openat(parent, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                    0600);
-  }));
+  Descriptor file(replaceEarlier(parent, path, [&] { return createFile(parent, name, 0600); }));
   try {
     const std::uint64_t size = writeData(file.get(), readData(), entry, readData);
     finishFile(file, path, entry);
@@ -283,17 +274,19 @@ std::uint64_t SafeExtractor::makeHardLink(const std::string& path, const Entry& 
       S_ISDIR(status.st_mode)) {
     throw EntryFailure("it is a link to " + printable(target) + ", which was not extracted");
   }
-  const int parent = openParent(path, Missing::make);
-  const std::string name(nameOf(path));
-  if (S_ISLNK(status.st_mode)) {
-    // The same target may lead elsewhere from another folder.
-    const std::string linkTarget = readLink(targetFolder.get(), targetName, target);
-    checkLink(path, linkTarget);
-    putSymbolicLink(parent, path, linkTarget);
+  // The same target may lead elsewhere from another folder.
+  if (const auto delayed = delayedLinks_.find(target); delayed != delayedLinks_.end()) {
+    makeSymbolicLink(path, Link(delayed->second));
     return 0;
   }
+  if (S_ISLNK(status.st_mode)) {
+    makeSymbolicLink(path, {readLink(targetFolder.get(), targetName, target), {}, {}});
+    return 0;
+  }
+  const int parent = openParent(path, Missing::make);
+  const std::string name(nameOf(path));
   if (path != target) {
-    replaceEarlier(parent, name, path, [&] {
+    replaceEarlier(parent, path, [&] {
       return ::linkat(targetFolder.get(), targetName.c_str(), parent, name.c_str(), 0);
     });
   }
@@ -324,11 +317,36 @@ std::uint64_t SafeExtractor::fillLinkedFile(int parent, const std::string& path,
   }
 }
 
-void SafeExtractor::makeSymbolicLink(const std::string& path, const Entry& entry) {
-  checkLink(path, entry.linkTarget);
+void SafeExtractor::makeSymbolicLink(const std::string& path, const Link& link) {
+  if (link.target.empty()) {
+    throw EntryFailure("it is a link that leads nowhere");
+  }
   const int parent = openParent(path, Missing::make);
-  putSymbolicLink(parent, path, entry.linkTarget);
-  restoreTimes(parent, std::string(nameOf(path)).c_str(), entry.accessed, entry.modified);
+  const std::string name(nameOf(path));
+  if (!linkStaysInFolder(path, link.target)) {
+    const Descriptor place(
+        replaceEarlier(parent, path, [&] { return createFile(parent, name, 0); }));
+    delayedLinks_[path] = link;
+    return;
+  }
+  replaceEarlier(parent, path,
+                 [&] { return ::symlinkat(link.target.c_str(), parent, name.c_str()); });
+  restoreTimes(parent, name.c_str(), link.accessed, link.modified);
+}
+
+std::vector<std::string> SafeExtractor::makeDelayedLinks() {
+  std::vector<std::string> paths;
+  for (const auto& [path, link] : std::exchange(delayedLinks_, {})) {
+    const int parent = openParent(path, Missing::refuse);
+    const std::string name(nameOf(path));
+    removeEarlier(parent, path);
+    if (::symlinkat(link.target.c_str(), parent, name.c_str()) != 0) {
+      fail(path, errno);
+    }
+    restoreTimes(parent, name.c_str(), link.accessed, link.modified);
+    paths.push_back(path);
+  }
+  return paths;
 }
 
 void SafeExtractor::finish() {
@@ -341,6 +359,11 @@ void SafeExtractor::finish() {
       // Somebody else has taken the folder away.
     }
   }
+}
+
+void SafeExtractor::removeFile(const std::string& path) {
+  const std::string inFolder = pathInFolder(path);
+  removeEarlier(openParent(inFolder, Missing::refuse), inFolder);
 }
 
 void SafeExtractor::discard() {

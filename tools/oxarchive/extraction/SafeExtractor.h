@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "reading/Entry.h"
 #include "system/Descriptor.h"
@@ -17,7 +18,8 @@ namespace oxarchive {
 
 // Writes entries into one folder and nowhere else. Every component on the way to an entry is opened
 // from the one before it and never through a link, so neither a name nor a link that an earlier
-// entry has made leads out of the folder.
+// entry has made leads out of the folder. Symbolic links that may lead out are made when everything
+// else is, so that nothing can be written through one; an empty file keeps their place.
 //
 // Permissions are what the archive has without set-user-ID, set-group-ID and sticky bits, less what
 // the process's mask takes away; times are restored where the file system can. Owners, access
@@ -35,9 +37,16 @@ class SafeExtractor {
   // made, and nothing is left of it; throws ArchiveFailure when no other could be made either.
   std::uint64_t extract(const Entry& entry, const ReadData& readData);
 
+  // Makes the symbolic links that may lead out of the folder, and gives their paths in it. To be
+  // called once, after the last entry.
+  std::vector<std::string> makeDelayedLinks();
+
   // Gives the folders their permissions and times, which have to wait until everything in them is
   // made. To be called once, last of all.
   void finish();
+
+  // Removes the file or link at `path`, an entry's own path.
+  void removeFile(const std::string& path);
 
   // Removes everything in the folder instead.
   void discard();
@@ -45,6 +54,12 @@ class SafeExtractor {
  private:
   struct FolderAttributes {
     mode_t permissions = 0777;
+    std::optional<timespec> accessed;
+    std::optional<timespec> modified;
+  };
+
+  struct Link {
+    std::string target;
     std::optional<timespec> accessed;
     std::optional<timespec> modified;
   };
@@ -60,12 +75,16 @@ class SafeExtractor {
   std::uint64_t makeHardLink(const std::string& path, const Entry& entry, const ReadData& readData);
   std::uint64_t fillLinkedFile(int parent, const std::string& path, const Entry& entry,
                                const ReadData& readData);
-  void makeSymbolicLink(const std::string& path, const Entry& entry);
+  void makeSymbolicLink(const std::string& path, const Link& link);
+  void removeEarlier(int parent, const std::string& path);
+  template <typename Make>
+  int replaceEarlier(int parent, const std::string& path, Make make);
 
   Descriptor top_;
   mode_t mask_;
   // The folders made, from the innermost outwards.
   std::map<std::string, FolderAttributes, std::greater<>> folders_;
+  std::map<std::string, Link> delayedLinks_;
   // The folder that was opened last, since entries come folder by folder.
   std::string lastPath_;
   Descriptor last_;

@@ -17,6 +17,23 @@ constexpr std::uint64_t tarBlockSize = 512;
 
 constexpr const char* notDecryptable = "it is encrypted, and passwords are for ZIP archives alone";
 
+// What their readers bid is less than what the ZIP reader bids for the end of a ZIP archive, which
+// may be that of one that is stored in them.
+bool startsAsRarOrLha(std::string_view text) {
+  const bool isLha = text.size() >= 7 && text.substr(2, 2) == "-l" && text[6] == '-';
+  return isLha || text.starts_with("Rar!\x1A\x07");
+}
+
+// An end with nothing before it, and nothing but the comment after it.
+bool isEmptyZip(std::string_view text) {
+  constexpr std::size_t endSize = 22;
+  if (!text.starts_with("PK\5\6") || text.size() < endSize) {
+    return false;
+  }
+  const auto byteAt = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  return text.size() == endSize + byteAt(20) + byteAt(21) * std::size_t{256};
+}
+
 void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekable) {
   ::archive_read_support_format_7zip(archive);
   ::archive_read_support_format_ar(archive);
@@ -33,9 +50,9 @@ void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekab
   // that is nothing but its end, though.
   const Bytes start = source.peek();
   const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
-  if (text.starts_with("PK\5\6")) {
+  if (isEmptyZip(text)) {
     ::archive_read_support_format_zip_streamable(archive);
-  } else if (isSeekable) {
+  } else if (isSeekable && !startsAsRarOrLha(text)) {
     ::archive_read_support_format_zip_seekable(archive);
   }
 }
@@ -86,16 +103,21 @@ Entry toEntry(struct ::archive_entry* entry) {
 
 }  // namespace
 
-ArchiveReader::ArchiveReader(const VolumeSet& volumes, OXString password)
-    : volumes_(volumes), stream_(volumes.paths), password_(std::move(password)) {
+ArchiveReader::ArchiveReader(const std::vector<std::string>& paths, OXString password)
+    : paths_(paths), stream_(paths), password_(std::move(password)) {
   if (stream_.size() == 0) {
     throw ArchiveFailure("it is empty, not an archive");
   }
-  for (const RarVolume& volume : volumes.rarVolumes) {
-    if (volume.isEncrypted) {
+  for (const std::string& path : paths) {
+    const std::optional<RarVolume> volume = inspectRarVolume(path);
+    if (!volume) {
+      break;
+    }
+    if (volume->hasEncryptedNames) {
       throw EncryptedArchive(notDecryptable);
     }
-    rarCheckSums_.insert(rarCheckSums_.end(), volume.checkSums.begin(), volume.checkSums.end());
+    rarEntries_.insert(rarEntries_.end(), volume->entries.begin(), volume->entries.end());
+    rarVolumes_.push_back(*volume);
   }
   decompressed_ = decompressed(stream_);
   open(0);
@@ -113,7 +135,7 @@ void ArchiveReader::open(std::size_t firstVolume) {
     supportFormats(archive_.get(), stream_, true);
     // libarchive looks for the next volume of RAR 5 in whole blocks of 512 bytes, so that it would
     // not see a last volume that is shorter.
-    if (volumes_.rarVolumes.size() > 1 && volumes_.rarVolumes.front().isNewFormat) {
+    if (rarVolumes_.size() > 1 && rarVolumes_.front().isNewFormat) {
       feed_->setPadding(512);
     }
   }
@@ -121,6 +143,7 @@ void ArchiveReader::open(std::size_t firstVolume) {
     ::archive_read_set_passphrase_callback(archive_.get(), this, givePassword);
   }
   if (!feed_->open(archive_.get())) {
+    feed_->rethrowDamage();
     throw ArchiveFailure("it is not an archive of a known format, or it is damaged");
   }
 }
@@ -133,11 +156,7 @@ const Entry* ArchiveReader::next() {
     const int result = ::archive_read_next_header(archive_.get(), &entry);
     feed_->rethrow();
     if (result == ARCHIVE_OK || result == ARCHIVE_WARN) {
-      isInEntry_ = true;
-      ++entryCount_;
-      checkSum_ = 0;
-      isPasswordGiven_ = false;
-      entry_ = toEntry(entry);
+      describe(entry);
       entry_.warning = result == ARCHIVE_WARN ? failureReason(archive_.get()) : "";
       return &entry_;
     }
@@ -151,7 +170,24 @@ const Entry* ArchiveReader::next() {
   }
 }
 
+void ArchiveReader::describe(struct ::archive_entry* entry) {
+  isInEntry_ = true;
+  ++entryCount_;
+  checkSum_ = 0;
+  isPasswordGiven_ = false;
+  isPasswordWrong_ = false;
+  entry_ = toEntry(entry);
+  // What is missing at the end of a file that is packed block by block is zeros.
+  entry_.hasHoleAtEnd = entry_.isSparse || baseFormat() == ARCHIVE_FORMAT_ISO9660;
+  if (entryCount_ <= rarEntries_.size()) {
+    entry_.isEncrypted = entry_.isEncrypted || rarEntries_[entryCount_ - 1].isEncrypted;
+  }
+}
+
 std::optional<DataBlock> ArchiveReader::readData() {
+  if (entry_.isEncrypted && entry_.size != 0) {
+    checkEncryption();
+  }
   const void* block = nullptr;
   std::size_t size = 0;
   la_int64_t offset = 0;
@@ -162,7 +198,7 @@ std::optional<DataBlock> ArchiveReader::readData() {
     return std::nullopt;
   }
   if (isPasswordWrong_) {
-    throw EncryptedArchive("the password is wrong");
+    throw EncryptedEntry("the password is wrong");
   }
   if (result == ARCHIVE_FATAL) {
     fail();
@@ -170,7 +206,8 @@ std::optional<DataBlock> ArchiveReader::readData() {
   if (result != ARCHIVE_OK || offset < 0) {
     throw EntryFailure(failureReason(archive_.get()));
   }
-  if (!rarCheckSums_.empty()) {
+  // An empty block has no address, which would set the check sum back.
+  if (!rarEntries_.empty() && size > 0) {
     checkSum_ =
         static_cast<std::uint32_t>(::crc32_z(checkSum_, static_cast<const Bytef*>(block), size));
   }
@@ -180,10 +217,10 @@ std::optional<DataBlock> ArchiveReader::readData() {
 
 // libarchive leaves out the check sums of RAR files that are stored without compression.
 void ArchiveReader::checkData() {
-  if (entry_.kind != EntryKind::file || entryCount_ > rarCheckSums_.size()) {
+  if (entry_.kind != EntryKind::file || entryCount_ > rarEntries_.size()) {
     return;
   }
-  const std::optional<std::uint32_t> expected = rarCheckSums_[entryCount_ - 1];
+  const std::optional<std::uint32_t> expected = rarEntries_[entryCount_ - 1].checkSum;
   if (expected && *expected != checkSum_) {
     throw EntryFailure("its data is damaged: the check sum is wrong");
   }
@@ -201,15 +238,13 @@ const char* ArchiveReader::givePassword(struct ::archive* /*archive*/, void* sel
   return reader.password_->c_str();
 }
 
+// Whether the password is the right one turns out when data is read.
 void ArchiveReader::checkEncryption() const {
-  if (::archive_read_has_encrypted_entries(archive_.get()) != 1) {
-    return;
-  }
   if (baseFormat() != ARCHIVE_FORMAT_ZIP) {
-    throw EncryptedArchive(notDecryptable);
+    throw EncryptedEntry(notDecryptable);
   }
   if (!password_) {
-    throw EncryptedArchive("it is encrypted, and no password is given");
+    throw EncryptedEntry("it is encrypted, and no password is given");
   }
 }
 
@@ -235,39 +270,58 @@ void ArchiveReader::skipData() {
     return;
   }
   isInEntry_ = false;
-  const int result = ::archive_read_data_skip(archive_.get());
+  // libarchive skips too little of what Solaris writes for a file with holes.
+  int result = ARCHIVE_OK;
+  while (entry_.isSparse && result == ARCHIVE_OK) {
+    const void* block = nullptr;
+    std::size_t size = 0;
+    la_int64_t offset = 0;
+    result = ::archive_read_data_block(archive_.get(), &block, &size, &offset);
+  }
+  if (!entry_.isSparse) {
+    result = ::archive_read_data_skip(archive_.get());
+  }
   feed_->rethrow();
-  if (result < ARCHIVE_WARN) {
+  // libarchive cannot skip what it cannot decrypt, but goes on all the same.
+  if (result < ARCHIVE_WARN && !entry_.isEncrypted) {
     fail();
   }
 }
 
 void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
+  feed_->rethrowDamage();
   const int format = baseFormat();
   const std::uint64_t end = consumed();
-  if (format == ARCHIVE_FORMAT_TAR && end - lastEntryEnd < tarBlockSize) {
+  const bool isReadInOneGo = format == ARCHIVE_FORMAT_TAR || format == ARCHIVE_FORMAT_CPIO;
+  if (decompressed_ || isReadInOneGo) {
+    feed_->drain();
+  }
+  // Some programs end an archive with a line feed, as if it were text.
+  const bool isBlank = feed_->blankEndStart() <= end;
+  const bool hasLineFeed = isBlank && feed_->endsWithLineFeed();
+  if (format == ARCHIVE_FORMAT_TAR && end - lastEntryEnd < tarBlockSize && !hasLineFeed) {
     throw ArchiveFailure("it has no end mark, so it may have been cut short");
   }
-  for (std::size_t i = 0; i < volumes_.rarVolumes.size(); ++i) {
-    if (volumes_.rarVolumes[i].ending == RarVolume::Ending::cutShort) {
-      throw ArchiveFailure(printable(volumes_.paths[i]) + " is cut short");
+  for (std::size_t i = 0; i < rarVolumes_.size(); ++i) {
+    if (rarVolumes_[i].ending == RarVolume::Ending::cutShort) {
+      throw ArchiveFailure(printable(paths_[i]) + " is cut short");
     }
   }
   if (format == ARCHIVE_FORMAT_RAR_V5 &&
       end <= stream_.startOf(stream_.volumeCount() - 1) - stream_.startOf(firstVolume_)) {
     throw ArchiveFailure("not all of its volumes can be read");
   }
-  const bool isReadInOneGo = format == ARCHIVE_FORMAT_TAR || format == ARCHIVE_FORMAT_CPIO;
-  if (decompressed_ || isReadInOneGo) {
-    feed_->drain();
-  }
-  if (isReadInOneGo && feed_->trailingZerosStart() > end) {
+  if (isReadInOneGo && !isBlank) {
     throw ArchiveFailure("more data follows its end mark");
   }
 }
 
 void ArchiveReader::fail() {
-  checkEncryption();
+  feed_->rethrowDamage();
+  // With its names, so that there is no entry at all.
+  if (entryCount_ == 0 && ::archive_read_has_encrypted_entries(archive_.get()) == 1) {
+    throw EncryptedArchive(notDecryptable);
+  }
   throw ArchiveFailure(failureReason(archive_.get()));
 }
 

@@ -5,12 +5,13 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "reading/Entry.h"
 #include "reading/LibarchiveFeed.h"
 #include "volumes/ByteSource.h"
-#include "volumes/VolumeSet.h"
+#include "volumes/RarVolume.h"
 #include "volumes/VolumeStream.h"
 
 namespace oxarchive {
@@ -21,8 +22,9 @@ namespace oxarchive {
 // left out; so is taking a file that is no archive for one with a single entry.
 class ArchiveReader {
  public:
-  // `volumes` must outlive the reader. A `password` is for ZIP archives. Throws ArchiveFailure.
-  explicit ArchiveReader(const VolumeSet& volumes, OXString password = std::nullopt);
+  // Reads the volumes at `paths`, in order. A `password` is for ZIP archives. Throws
+  // ArchiveFailure.
+  explicit ArchiveReader(const std::vector<std::string>& paths, OXString password = std::nullopt);
   ~ArchiveReader() = default;
   ArchiveReader(const ArchiveReader&) = delete;  // libarchive knows where it is
   ArchiveReader(ArchiveReader&&) = delete;
@@ -34,13 +36,9 @@ class ArchiveReader {
   const Entry* next();
 
   // The next block of the entry's data; none at its end. Throws EntryFailure when this data is
-  // damaged or packed in an unknown way, and ArchiveFailure when nothing more can be read.
+  // damaged, encrypted or packed in an unknown way, and ArchiveFailure when nothing more can be
+  // read.
   std::optional<DataBlock> readData();
-
-  // Throws EncryptedArchive when something encrypted has been seen so far that cannot be decrypted;
-  // some formats tell it of the whole archive with their first entry. Whether the password is the
-  // right one turns out when data is read.
-  void checkEncryption() const;
 
   // How far the volumes have been read, of how much, in bytes.
   std::uint64_t position() const { return stream_.position(); }
@@ -51,6 +49,8 @@ class ArchiveReader {
 
   void open(std::size_t firstVolume);
   bool openFollowingVolume();
+  void describe(struct ::archive_entry* entry);
+  void checkEncryption() const;
   void skipData();
   void checkData();
   void checkEnd(std::uint64_t lastEntryEnd);
@@ -58,8 +58,9 @@ class ArchiveReader {
   std::uint64_t consumed() const;
   int baseFormat() const;
 
-  const VolumeSet& volumes_;
+  std::vector<std::string> paths_;
   VolumeStream stream_;
+  std::vector<RarVolume> rarVolumes_;  // none when it is another archive
   std::unique_ptr<ByteSource> decompressed_;
   std::size_t firstVolume_ = 0;
   std::optional<LibarchiveFeed> feed_;
@@ -69,7 +70,7 @@ class ArchiveReader {
   bool isPasswordWrong_ = false;
   Entry entry_;
   bool isInEntry_ = false;
-  std::vector<std::optional<std::uint32_t>> rarCheckSums_;  // of all entries in their order
+  std::vector<RarEntry> rarEntries_;  // all in their order
   std::size_t entryCount_ = 0;
   std::uint32_t checkSum_ = 0;  // of the entry's data so far
 };

@@ -24,8 +24,9 @@ namespace {
 constexpr int mostLayers = 4;
 
 bool startsAsGzip(Bytes bytes) {
-  return bytes.size() >= 3 && bytes[0] == std::byte{0x1F} && bytes[1] == std::byte{0x8B} &&
-         bytes[2] == std::byte{8};
+  constexpr std::byte reservedFlags{0xE0};
+  return bytes.size() >= 4 && bytes[0] == std::byte{0x1F} && bytes[1] == std::byte{0x8B} &&
+         bytes[2] == std::byte{8} && (bytes[3] & reservedFlags) == std::byte{0};
 }
 
 // RFC 1952. libarchive reads it as well, but passes over the check sum and the length at its end,
@@ -159,6 +160,7 @@ class FilteredStream final : public ByteSource {
     isAtEnd_ = !isOpen || ::archive_read_next_header(archive_.get(), &entry) != ARCHIVE_OK;
     feed_.rethrow();
     if (isAtEnd_ && isFiltered_) {
+      feed_.rethrowDamage();
       throw ArchiveFailure("its compressed data is empty or damaged");
     }
   }
@@ -173,6 +175,9 @@ class FilteredStream final : public ByteSource {
     while (!isAtEnd_ && size == 0) {
       const int result = ::archive_read_data_block(archive_.get(), &block, &size, &offset);
       feed_.rethrow();
+      if (result != ARCHIVE_OK) {
+        feed_.rethrowDamage();
+      }
       if (result == ARCHIVE_EOF) {
         isAtEnd_ = true;
       } else if (result != ARCHIVE_OK) {

@@ -20,6 +20,7 @@ struct Entry {
   std::string linkTarget;  // of a link; of a hard link the path of another entry
   std::optional<std::uint64_t> size;
   bool isSparse = false;
+  bool hasHoleAtEnd = false;  // perhaps
   bool isEncrypted = false;
   mode_t permissions = 0;  // nine bits
   std::optional<timespec> accessed;

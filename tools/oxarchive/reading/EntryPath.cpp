@@ -22,9 +22,6 @@ std::string pathInFolder(std::string_view path) {
   if (path.empty()) {
     throw EntryFailure("it has no name");
   }
-  if (path.starts_with('/')) {
-    throw EntryFailure("its name leads out of the folder: it is absolute");
-  }
   std::string result;
   while (!path.empty()) {
     const std::string_view component = takeComponent(path);

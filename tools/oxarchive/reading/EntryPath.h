@@ -10,12 +10,12 @@
 namespace oxarchive {
 
 // The path of an entry below the folder that the archive is extracted to, with one "/" between its
-// components; empty for that folder itself. Throws EntryFailure when it is absolute, has a ".."
-// component, or is too long for the system.
+// components; empty for that folder itself. An absolute path is taken to start at that folder.
+// Throws EntryFailure when it has a ".." component, or is too long for the system.
 //
 //   "./a//b/"   => "a/b"
 //   "."         => ""
-//   "/etc/x"    => EntryFailure
+//   "/etc/x"    => "etc/x"
 //   "a/../b"    => EntryFailure
 std::string pathInFolder(std::string_view path);
 
@@ -25,10 +25,10 @@ std::string_view parentOf(std::string_view path);
 // The last component.
 std::string_view nameOf(std::string_view path);
 
-// Whether a symbolic link may point to `target`: the link is at `path` (as `pathInFolder` gives
-// it), in real folders alone, and what it leads to must be in the folder too, whatever links are on
-// the way. So a target goes up only at its start: what ".." after a name means depends on where
-// that name leads.
+// Whether a symbolic link to `target` stays in the folder for certain: the link is at `path` (as
+// `pathInFolder` gives it), in real folders alone, and what it leads to must be in the folder too,
+// whatever links are on the way. So a target goes up only at its start: what ".." after a name
+// means depends on where that name leads.
 //
 //   ("a/link", "../b")       => true
 //   ("link", "a/b")          => true

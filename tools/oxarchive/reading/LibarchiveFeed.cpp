@@ -6,6 +6,7 @@
 #include <iterator>
 #include <new>
 
+#include "console/Failure.h"
 #include "console/Printable.h"
 
 namespace oxarchive {
@@ -41,7 +42,14 @@ void LibarchiveFeed::rethrow() {
   }
 }
 
+void LibarchiveFeed::rethrowDamage() const {
+  if (damage_) {
+    std::rethrow_exception(damage_);
+  }
+}
+
 void LibarchiveFeed::drain() {
+  rethrowDamage();
   while (!next().empty()) {
   }
 }
@@ -52,11 +60,15 @@ Bytes LibarchiveFeed::next() {
     isPaddingGiven_ = true;
     block = padding_;
   }
-  const auto lastNonZero =
-      std::find_if(block.rbegin(), block.rend(), [](std::byte b) { return b != std::byte{0}; });
-  if (lastNonZero != block.rend()) {
-    const auto length = static_cast<std::uint64_t>(std::distance(lastNonZero, block.rend()));
-    trailingZerosStart_ = std::max(trailingZerosStart_, offset_ + length);
+  const auto lastOther = std::find_if(block.rbegin(), block.rend(), [](std::byte b) {
+    return b != std::byte{0} && b != std::byte{'\n'};
+  });
+  if (lastOther != block.rend()) {
+    const auto length = static_cast<std::uint64_t>(std::distance(lastOther, block.rend()));
+    blankEndStart_ = std::max(blankEndStart_, offset_ + length);
+  }
+  if (!block.empty()) {
+    lastByte_ = block.back();
   }
   offset_ += block.size();
   return block;
@@ -68,6 +80,9 @@ la_ssize_t LibarchiveFeed::read(struct ::archive* archive, void* self, const voi
     const Bytes next = feed.next();
     *block = next.data();
     return static_cast<la_ssize_t>(next.size());
+  } catch (const ArchiveFailure&) {
+    feed.damage_ = std::current_exception();
+    return 0;
   } catch (...) {
     feed.failure_ = std::current_exception();
     ::archive_set_error(archive, EIO, "the archive cannot be read");

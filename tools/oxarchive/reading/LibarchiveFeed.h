@@ -23,7 +23,8 @@ ReadArchive newReadArchive();
 // What libarchive has to say about its last failure.
 std::string failureReason(struct ::archive* archive);
 
-// Gives a stream to libarchive, and keeps the exceptions of the stream out of its C code.
+// Gives a stream to libarchive, and keeps the exceptions of the stream out of its C code. Where the
+// stream is damaged it ends for libarchive, which uses what came before; the damage is told last.
 class LibarchiveFeed {
  public:
   // A stream that is read from where it stands to its end.
@@ -41,15 +42,23 @@ class LibarchiveFeed {
   // Opens `archive` on the stream; whether it has found what it can read.
   bool open(struct ::archive* archive);
 
-  // Throws on what the stream has thrown during the last call of libarchive, if anything.
+  // Throws on what the stream has thrown during the last call of libarchive, if anything but an
+  // ArchiveFailure.
   void rethrow();
+
+  // Throws the ArchiveFailure that has ended the stream before its time, if any. To be called once
+  // libarchive has used all that was good.
+  void rethrowDamage() const;
 
   // Reads on to the end of the stream, beyond what libarchive needed, so that every check within it
   // is made.
   void drain();
 
-  // Where the zeros begin that run to the end of what was read, counted from the start of the feed.
-  std::uint64_t trailingZerosStart() const { return trailingZerosStart_; }
+  // Where the zeros and line feeds begin that run to the end of what was read, counted from the
+  // start of the feed.
+  std::uint64_t blankEndStart() const { return blankEndStart_; }
+
+  bool endsWithLineFeed() const { return lastByte_ == std::byte{'\n'}; }
 
  private:
   static la_ssize_t read(struct ::archive* archive, void* self, const void** block);
@@ -62,10 +71,12 @@ class LibarchiveFeed {
   VolumeStream* seekable_ = nullptr;
   std::uint64_t start_ = 0;
   std::uint64_t offset_ = 0;
-  std::uint64_t trailingZerosStart_ = 0;
+  std::uint64_t blankEndStart_ = 0;
+  std::byte lastByte_{};
   std::vector<std::byte> padding_;
   bool isPaddingGiven_ = false;
   std::exception_ptr failure_;
+  std::exception_ptr damage_;
 };
 
 }  // namespace oxarchive

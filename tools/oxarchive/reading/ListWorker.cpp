@@ -5,12 +5,15 @@
 
 #include <chrono>
 #include <cstdint>
+#include <new>
 #include <string>
 
 #include "console/Failure.h"
 #include "console/Printable.h"
+#include "reading/ArchiveFiles.h"
 #include "reading/ArchiveReader.h"
-#include "volumes/VolumeSet.h"
+#include "system/Cage.h"
+#include "system/Headway.h"
 
 namespace oxarchive {
 namespace {
@@ -55,22 +58,33 @@ class Listing {
   OXUnsignedWord count_ = 0;
 };
 
+// What has been listed when this process is given up.
+Listing* current = nullptr;
+
 }  // namespace
 
-bool sendListing(const std::string& archive, Console& console) {
+bool sendListing(const std::string& archive, const Limits& limits, Console& console) {
   Listing listing;
+  current = &listing;
   bool isComplete = true;
   const auto fail = [&](const std::string& what) {
     console.message(printable(archive) + ": " + what);
     isComplete = false;
   };
   try {
-    const VolumeSet volumes = findVolumes(archive);
-    ArchiveReader reader(volumes);
+    const VolumeSet volumes = findArchiveFiles(archive, limits);
+    demandHeadway(static_cast<unsigned>(limits.patience), [] { current->finish(); });
+    enterCage({.readableFiles = volumes.paths, .memory = limits.memory});
+    ArchiveReader reader(volumes.paths);
     bool isTaken = true;
     std::uint64_t number = 0;
     while (const Entry* entry = isTaken ? reader.next() : nullptr) {
       ++number;
+      noteHeadway();
+      if (number > limits.entries) {
+        throw ArchiveFailure("it has more than " + std::to_string(limits.entries) +
+                             " entries, which is the limit");
+      }
       if (entry->path.empty()) {
         fail(withWarning("entry " + std::to_string(number) + ": it has no name", *entry));
       } else if (!isRoot(*entry)) {
@@ -79,6 +93,8 @@ bool sendListing(const std::string& archive, Console& console) {
     }
   } catch (const ArchiveFailure& failure) {
     fail(failure.what());
+  } catch (const std::bad_alloc&) {
+    fail("it takes more memory than is allowed");
   }
   return listing.finish() && isComplete;
 }

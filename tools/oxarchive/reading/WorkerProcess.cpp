@@ -1,71 +1,37 @@
 #include "reading/WorkerProcess.h"
 
 #include <fcntl.h>
-#include <spawn.h>
+#include <poll.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <system_error>
+
+#include "system/Interruption.h"
 
 namespace oxarchive {
 namespace {
 
-std::string workerProgram() {
-  const char* const other = std::getenv("OXARCHIVE_WORKER");
-  return other != nullptr && *other != '\0' ? other : "/proc/self/exe";
+constexpr int tick = 100;  // in milliseconds
+constexpr int mostTicksAfterInterruption = 30;
+
+[[noreturn]] void become(const std::function<int()>& work, pid_t parent, int output) {
+  // The parent may be gone already, and this then be the child of another.
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
+  if (::getppid() != parent || ::dup2(output, STDOUT_FILENO) < 0) {
+    ::_exit(1);
+  }
+  // Nothing of the parent's is tidied up here.
+  ::_exit(work());
 }
-
-class OutputRedirection {
- public:
-  explicit OutputRedirection(int fd) {
-    ::posix_spawn_file_actions_init(&actions_);
-    ::posix_spawn_file_actions_adddup2(&actions_, fd, STDOUT_FILENO);
-  }
-  ~OutputRedirection() { ::posix_spawn_file_actions_destroy(&actions_); }
-  OutputRedirection(const OutputRedirection&) = delete;
-  OutputRedirection(OutputRedirection&&) = delete;
-  OutputRedirection& operator=(const OutputRedirection&) = delete;
-  OutputRedirection& operator=(OutputRedirection&&) = delete;
-
-  const ::posix_spawn_file_actions_t* get() const { return &actions_; }
-
- private:
-  ::posix_spawn_file_actions_t actions_{};
-};
-
-// Ends the worker, whichever program it is, when it writes to a pipe that is closed; this process
-// ignores the signal.
-class DefaultSignals {
- public:
-  DefaultSignals() {
-    ::sigset_t signals{};
-    ::sigemptyset(&signals);
-    for (const int signal : {SIGPIPE, SIGXFSZ}) {
-      ::sigaddset(&signals, signal);
-    }
-    ::posix_spawnattr_init(&attributes_);
-    ::posix_spawnattr_setsigdefault(&attributes_, &signals);
-    ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
-  }
-  ~DefaultSignals() { ::posix_spawnattr_destroy(&attributes_); }
-  DefaultSignals(const DefaultSignals&) = delete;
-  DefaultSignals(DefaultSignals&&) = delete;
-  DefaultSignals& operator=(const DefaultSignals&) = delete;
-  DefaultSignals& operator=(DefaultSignals&&) = delete;
-
-  const ::posix_spawnattr_t* get() const { return &attributes_; }
-
- private:
-  ::posix_spawnattr_t attributes_{};
-};
 
 }  // namespace
 
-WorkerProcess::WorkerProcess(const std::string& command, const std::string& archive) {
+WorkerProcess::WorkerProcess(const std::function<int()>& work) {
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
     throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
@@ -73,17 +39,14 @@ WorkerProcess::WorkerProcess(const std::string& command, const std::string& arch
   output_ = Descriptor(ends[0]);
   // Closed at the end of this function, so that the worker alone holds the writing end.
   const Descriptor input(ends[1]);
-  const OutputRedirection redirection(input.get());
-  const DefaultSignals signals;
-  std::string program = workerProgram();
-  std::string commandArgument = command;
-  std::string archiveArgument = archive;
-  const std::array<char*, 4> arguments{program.data(), commandArgument.data(),
-                                       archiveArgument.data(), nullptr};
-  const int error = ::posix_spawn(&process_, program.c_str(), redirection.get(), signals.get(),
-                                  arguments.data(), ::environ);
-  if (error != 0) {
-    throw std::system_error(error, std::generic_category(), "cannot start a process");
+  const pid_t parent = ::getpid();
+  process_ = ::fork();
+  if (process_ < 0) {
+    throw std::system_error(errno, std::generic_category(), "cannot start a process");
+  }
+  if (process_ == 0) {
+    output_.reset();
+    become(work, parent, input.get());
   }
 }
 
@@ -91,6 +54,37 @@ WorkerProcess::~WorkerProcess() {
   if (process_ > 0) {
     kill();
     wait();
+  }
+}
+
+std::string WorkerProcess::readAll() {
+  constexpr std::size_t most = std::size_t{64} << 20U;
+  std::string text;
+  std::array<char, 4096> buffer{};
+  pollfd polled{output_.get(), POLLIN, 0};
+  while (text.size() < most) {
+    if (::poll(&polled, 1, tick) <= 0) {
+      passOnInterruption();
+      continue;
+    }
+    const ssize_t count = ::read(output_.get(), buffer.data(), buffer.size());
+    if (count == 0 || (count < 0 && errno != EINTR)) {
+      break;
+    }
+    text.append(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+  }
+  return text;
+}
+
+void WorkerProcess::passOnInterruption() {
+  if (!isInterrupted()) {
+    return;
+  }
+  if (ticksSinceInterruption_ == 0) {
+    ::kill(process_, SIGTERM);
+  }
+  if (++ticksSinceInterruption_ > mostTicksAfterInterruption) {
+    kill();
   }
 }
 

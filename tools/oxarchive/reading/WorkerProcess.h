@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 
 #include "system/Descriptor.h"
@@ -14,12 +15,13 @@ struct WorkerEnd {
   int signal = 0;
 };
 
-// Another process of this program, which does one thing to one archive and writes to this one.
-// OXARCHIVE_WORKER in the environment names another program to run in its place.
+// A process of its own that does one thing, and writes to this one. It never outlives this process,
+// however that ends.
 class WorkerProcess {
  public:
-  // Runs "oxarchive COMMAND ARCHIVE". Throws std::system_error when it cannot be started.
-  WorkerProcess(const std::string& command, const std::string& archive);
+  // Does `work` there, with standard output to `output()`; what it returns is the exit code. Throws
+  // std::system_error when no process can be started.
+  explicit WorkerProcess(const std::function<int()>& work);
   // Ends the process if it still runs.
   ~WorkerProcess();
   WorkerProcess(const WorkerProcess&) = delete;
@@ -30,14 +32,21 @@ class WorkerProcess {
   // What it writes to its standard output.
   int output() const { return output_.get(); }
 
+  // All that it writes, as far as this is not beyond reason. An interruption is passed on, and ends
+  // the process a little later if it does not end by itself.
+  std::string readAll();
+
   void kill() const;
 
   // Waits for its end; once.
   WorkerEnd wait();
 
  private:
+  void passOnInterruption();
+
   Descriptor output_;
   pid_t process_ = -1;
+  int ticksSinceInterruption_ = 0;
 };
 
 }  // namespace oxarchive

@@ -13,6 +13,19 @@ extern "C" void rememberSignal(int signal) {
   caughtSignal = signal;
 }
 
+void catchWith(int flags) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) {
+      continue;
+    }
+    action = {};
+    action.sa_handler = rememberSignal;
+    action.sa_flags = flags;
+    ::sigaction(signal, &action, nullptr);
+  }
+}
+
 }  // namespace
 
 void ignoreWriteSignals() {
@@ -21,17 +34,18 @@ void ignoreWriteSignals() {
   }
 }
 
-void catchInterruptions() {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction action {};
-    if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) {
-      continue;
-    }
-    action = {};
-    action.sa_handler = rememberSignal;
-    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
-    ::sigaction(signal, &action, nullptr);
+void restoreWriteSignals() {
+  for (const int signal : {SIGPIPE, SIGXFSZ}) {
+    static_cast<void>(::signal(signal, SIG_DFL));
   }
+}
+
+void catchInterruptions() {
+  catchWith(SA_RESTART | static_cast<int>(SA_RESETHAND));
+}
+
+void keepCatchingInterruptions() {
+  catchWith(SA_RESTART);
 }
 
 bool isInterrupted() {

@@ -9,9 +9,16 @@ namespace oxarchive {
 // a failed write like others, so that no work is broken off in its middle.
 void ignoreWriteSignals();
 
+// Undoes that, for another program.
+void restoreWriteSignals();
+
 // Catches the signals from now on. The second one of a kind ends the program at once, and one that
 // the program was started to ignore stays ignored.
 void catchInterruptions();
+
+// Catches those that are caught any number of times from now on: the parent decides when it is
+// enough.
+void keepCatchingInterruptions();
 
 bool isInterrupted();
 

@@ -126,6 +126,14 @@ std::optional<OldBlock> readOldBlock(HeaderReader& reader) {
   return isUsable ? std::optional(block) : std::nullopt;
 }
 
+// Programs that know the new way of naming volumes mark the first one; older ones do not.
+bool isLaterVolume(std::uint64_t mainFlags) {
+  constexpr unsigned isVolume = 0x0001;
+  constexpr unsigned hasNewNames = 0x0010;
+  constexpr unsigned isFirst = 0x0100;
+  return (mainFlags & (isVolume | hasNewNames | isFirst)) == (isVolume | hasNewNames);
+}
+
 // A file that goes on in the next volume says so in its own block too. Old programs wrote no end
 // mark.
 void walkOldBlocks(HeaderReader& reader, std::uint64_t fileSize, RarVolume& volume) {
@@ -141,16 +149,17 @@ void walkOldBlocks(HeaderReader& reader, std::uint64_t fileSize, RarVolume& volu
     position += block->size;
     if (block->type == OldBlock::main) {
       volume.isVolume = (block->flags & 0x0001U) != 0;
-      volume.isEncrypted = (block->flags & 0x0080U) != 0;
-      if (volume.isEncrypted) {
+      volume.isContinuation = isLaterVolume(block->flags);
+      volume.hasEncryptedNames = (block->flags & 0x0080U) != 0;
+      if (volume.hasEncryptedNames) {
         return;  // so is the rest
       }
     } else if (block->type == OldBlock::file) {
       const bool isContinued = (block->flags & 0x0002U) != 0;
+      volume.isContinuation = volume.isContinuation || (block->flags & 0x0001U) != 0;
       volume.ending = isContinued ? RarVolume::Ending::continued : RarVolume::Ending::unknown;
-      volume.isEncrypted = volume.isEncrypted || (block->flags & 0x0004U) != 0;
       if (!isContinued) {
-        volume.checkSums.emplace_back(block->checkSum);
+        volume.entries.push_back({block->checkSum, (block->flags & 0x0004U) != 0});
       }
     } else if (block->type == OldBlock::end) {
       const bool isContinued =
@@ -171,6 +180,7 @@ struct NewBlock {
   std::uint64_t extraSize;  // of the records at the end of the block, before the data
   std::uint64_t extraStart;
   std::uint64_t ownFlags;
+  bool isContinuation;                    // of a file's data in the volume before
   bool isContinued;                       // a file's data, in the next volume
   std::optional<std::uint32_t> checkSum;  // of a file
 };
@@ -190,6 +200,7 @@ std::optional<NewBlock> readNewBlock(HeaderReader& reader, std::uint64_t positio
   block.size = headerEnd + dataSize;
   block.extraStart = position + headerEnd - block.extraSize;
   constexpr std::uint64_t largestHeader = std::uint64_t{1} << 21U;
+  block.isContinuation = (flags & 0x08U) != 0;
   block.isContinued = (flags & 0x10U) != 0;
   if (block.type == NewBlock::file && (block.ownFlags & 4U) != 0) {
     reader.packedNumber();                            // size
@@ -233,14 +244,16 @@ void walkNewBlocks(HeaderReader& reader, std::uint64_t fileSize, RarVolume& volu
     position += block->size;
     if (block->type == NewBlock::main) {
       volume.isVolume = (block->ownFlags & 1U) != 0;
+      // Only the first one has no number.
+      volume.isContinuation = (block->ownFlags & 2U) != 0;
     } else if (block->type == NewBlock::encryption) {
-      volume.isEncrypted = true;
+      volume.hasEncryptedNames = true;
       volume.ending = RarVolume::Ending::unknown;
       return;
     } else if (block->type == NewBlock::file) {
-      volume.isEncrypted = volume.isEncrypted || hasEncryptionRecord(reader, *block);
+      volume.isContinuation = volume.isContinuation || block->isContinuation;
       if (!block->isContinued) {
-        volume.checkSums.push_back(block->checkSum);
+        volume.entries.push_back({block->checkSum, hasEncryptionRecord(reader, *block)});
       }
     } else if (block->type == NewBlock::end) {
       const bool isContinued = (block->ownFlags & 1U) != 0;

@@ -7,6 +7,11 @@
 
 namespace oxarchive {
 
+struct RarEntry {
+  std::optional<std::uint32_t> checkSum;  // CRC-32 of its contents; RAR 5 may leave it out
+  bool isEncrypted;
+};
+
 // What a RAR file says of itself. libarchive does not tell it, and takes the end of one volume for
 // the end of the archive when no file runs across the two, a file that is cut short between two of
 // its entries for a whole one, a stored file whose check sum is wrong for a good one, and what is
@@ -21,11 +26,11 @@ struct RarVolume {
 
   bool isNewFormat = false;  // that of RAR 5
   bool isVolume = false;
-  bool isEncrypted = false;  // all of it or a part
+  bool isContinuation = false;  // of an earlier volume
+  bool hasEncryptedNames = false;
   Ending ending = Ending::unknown;
-  // CRC-32 of the contents of each entry that ends in this volume, in their order; RAR 5 may leave
-  // it out.
-  std::vector<std::optional<std::uint32_t>> checkSums;
+  // The entries that end in this volume, in their order.
+  std::vector<RarEntry> entries;
 };
 
 // Walks over the blocks of a RAR file. No value when the file is none, or cannot be read.

@@ -249,19 +249,26 @@ std::string nameOfMissingFirst(Numbering numbering, const std::string& folder) {
   return name;
 }
 
+constexpr const char* notTheFirst =
+    "it continues an earlier volume, and its name does not tell which";
+
 bool isRarVolume(const std::string& path) {
   const std::optional<RarVolume> volume = inspectRarVolume(path);
   return volume && volume->isVolume;
 }
 
 // RAR volumes know whether another one follows; the end of a set is visible in no other way.
-void checkRarChain(const VolumeSet& set, const std::string& nameAfterLast) {
+void checkRarChain(const VolumeSet& set, const std::vector<RarVolume>& volumes,
+                   const std::string& nameAfterLast) {
+  if (volumes.front().isContinuation) {
+    throw ArchiveFailure(notTheFirst);
+  }
   for (std::size_t i = 0; i < set.paths.size(); ++i) {
     const bool isLast = i + 1 == set.paths.size();
-    if (set.rarVolumes[i].ending == RarVolume::Ending::continued && isLast) {
+    if (volumes[i].ending == RarVolume::Ending::continued && isLast) {
       failForMissing(nameAfterLast, "the next volume");
     }
-    if (set.rarVolumes[i].ending == RarVolume::Ending::last && !isLast) {
+    if (volumes[i].ending == RarVolume::Ending::last && !isLast) {
       throw ArchiveFailure(printable(set.paths[i]) +
                            " says that it is the last volume, but there are more");
     }
@@ -297,11 +304,10 @@ VolumeSet singleFile(const std::string& path, const std::string& folder, const s
   if (volume && volume->ending == RarVolume::Ending::continued) {
     throw ArchiveFailure("it is one of several volumes, and its name does not tell the others");
   }
-  VolumeSet result{{path}, name, folder, {}};
-  if (volume) {
-    result.rarVolumes.push_back(*volume);
+  if (volume && volume->isContinuation) {
+    throw ArchiveFailure(notTheFirst);
   }
-  return result;
+  return {{path}, name, folder};
 }
 
 // How the set is numbered that the file is a volume of; no value when the file stands alone. Throws
@@ -327,7 +333,7 @@ std::optional<Numbering> numberingOfSet(const std::string& path, const std::stri
 // All volumes in the folder, the first of which is known to be there. Throws when one is missing
 // between them.
 VolumeSet listVolumes(const Numbering& numbering, const std::string& folder) {
-  VolumeSet set{{}, numbering.archiveName(), folder, {}};
+  VolumeSet set{{}, numbering.archiveName(), folder};
   const std::set<unsigned> present = presentVolumes(numbering, folder);
   for (unsigned index = 0; index <= *present.rbegin(); ++index) {
     if (!present.contains(index)) {
@@ -338,16 +344,17 @@ VolumeSet listVolumes(const Numbering& numbering, const std::string& folder) {
   return set;
 }
 
-// Adds what each volume says of itself. `nameAfterLast` would be that of the volume after the last.
-void inspectRarVolumes(VolumeSet& set, const std::string& nameAfterLast) {
+// `nameAfterLast` would be that of the volume after the last.
+void checkRarVolumes(const VolumeSet& set, const std::string& nameAfterLast) {
+  std::vector<RarVolume> volumes;
   for (const std::string& path : set.paths) {
     std::optional<RarVolume> volume = inspectRarVolume(path);
     if (!volume) {
       throw ArchiveFailure(printable(path) + " is not a RAR volume");
     }
-    set.rarVolumes.push_back(*std::move(volume));
+    volumes.push_back(*std::move(volume));
   }
-  checkRarChain(set, nameAfterLast);
+  checkRarChain(set, volumes, nameAfterLast);
 }
 
 }  // namespace
@@ -364,7 +371,7 @@ VolumeSet findVolumes(const std::string& path) {
   }
   VolumeSet result = listVolumes(*numbering, folder);
   if (numbering->isRar()) {
-    inspectRarVolumes(result, numbering->nameOf(static_cast<unsigned>(result.paths.size())));
+    checkRarVolumes(result, numbering->nameOf(static_cast<unsigned>(result.paths.size())));
   }
   return result;
 }

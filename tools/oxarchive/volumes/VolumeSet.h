@@ -3,8 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "volumes/RarVolume.h"
-
 namespace oxarchive {
 
 // The files that form an archive.
@@ -12,8 +10,6 @@ struct VolumeSet {
   std::vector<std::string> paths;  // in order
   std::string name;    // the archive's own, without folders and the number of a volume: "disk.7z"
   std::string folder;  // where they are, with "/" at its end; "" for the current folder
-  // What each file says of itself when it is a RAR archive, else nothing.
-  std::vector<RarVolume> rarVolumes;
 };
 
 // The archive that the file at `path` is, or is a volume of. Three ways of numbering volumes are

@@ -1,0 +1,159 @@
+#include "system/Cage.h"
+
+#include <asm/termbits.h>
+#include <fcntl.h>
+#include <linux/landlock.h>
+#include <seccomp.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <ctime>
+#include <memory>
+
+#include "console/Failure.h"
+#include "system/Descriptor.h"
+
+namespace oxarchive {
+namespace {
+
+// The sanitizers reserve more than any limit.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool isMemoryLimited = false;
+#elif defined(__has_feature)
+constexpr bool isMemoryLimited = !__has_feature(address_sanitizer);
+#else
+constexpr bool isMemoryLimited = true;
+#endif
+
+void limitResources(std::uint64_t memory) {
+  const rlimit none{0, 0};
+  ::setrlimit(RLIMIT_CORE, &none);
+  // Which keeps a core from a program that collects them, too.
+  ::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
+  if (isMemoryLimited && memory > 0) {
+    const rlimit limit{static_cast<rlim_t>(memory), static_cast<rlim_t>(memory)};
+    ::setrlimit(RLIMIT_AS, &limit);
+  }
+}
+
+constexpr std::uint64_t readFile = LANDLOCK_ACCESS_FS_READ_FILE;
+constexpr std::uint64_t readFolder = readFile | LANDLOCK_ACCESS_FS_READ_DIR;
+
+// All that a version of Landlock can refuse: what comes with the first one, links and renaming from
+// folder to folder, truncating, and control of devices.
+std::uint64_t allAccess(long version) {
+  std::uint64_t access = (std::uint64_t{1} << 13U) - 1;
+  access |= version >= 2 ? std::uint64_t{1} << 13U : 0;
+  access |= version >= 3 ? std::uint64_t{1} << 14U : 0;
+  access |= version >= 5 ? std::uint64_t{1} << 15U : 0;
+  return access;
+}
+
+std::uint64_t writeAccess(long version) {
+  constexpr std::uint64_t unneeded = LANDLOCK_ACCESS_FS_EXECUTE | LANDLOCK_ACCESS_FS_MAKE_CHAR |
+                                     LANDLOCK_ACCESS_FS_MAKE_BLOCK | LANDLOCK_ACCESS_FS_MAKE_FIFO |
+                                     LANDLOCK_ACCESS_FS_MAKE_SOCK | std::uint64_t{1} << 15U;
+  return allAccess(version) & ~unneeded;
+}
+
+void allow(int rules, const std::string& path, std::uint64_t access) {
+  const Descriptor item(::open(path.c_str(), O_PATH | O_CLOEXEC));
+  if (!item.isOpen() && errno == EMFILE) {
+    throw ArchiveFailure(withSystemReason("it cannot be opened", errno));
+  }
+  const landlock_path_beneath_attr rule{.allowed_access = access, .parent_fd = item.get()};
+  ::syscall(SYS_landlock_add_rule, rules, LANDLOCK_RULE_PATH_BENEATH, &rule, 0);
+}
+
+void confineToFiles(const Cage& cage) {
+  const long version =
+      ::syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
+  // The first one forbids hard links from folder to folder.
+  if (version < (cage.writableFolder.empty() ? 1 : 2)) {
+    return;
+  }
+  landlock_ruleset_attr attributes{};
+  attributes.handled_access_fs = allAccess(version);
+  const Descriptor rules(
+      static_cast<int>(::syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0)));
+  for (const std::string& file : cage.readableFiles) {
+    allow(rules.get(), file, readFile);
+  }
+  if (!cage.readableFolder.empty()) {
+    allow(rules.get(), cage.readableFolder, readFolder);
+  }
+  if (!cage.writableFolder.empty()) {
+    allow(rules.get(), cage.writableFolder, writeAccess(version));
+  }
+  ::syscall(SYS_landlock_restrict_self, rules.get(), 0);
+}
+
+// Of all processors; one that does not have a call does without it.
+constexpr const char* allowedCalls[] = {
+    // Files.
+    "access", "close", "dup", "faccessat", "faccessat2", "fadvise64", "fadvise64_64", "fchmod",
+    "fchmodat", "fchmodat2", "fcntl", "fcntl64", "fstat", "fstat64", "fstatat64", "fsync",
+    "ftruncate", "ftruncate64", "getcwd", "getdents", "getdents64", "linkat", "_llseek", "lseek",
+    "lstat", "lstat64", "mkdirat", "newfstatat", "open", "openat", "poll", "ppoll", "ppoll_time64",
+    "pread64", "pwrite64", "read", "readlink", "readlinkat", "readv", "stat", "stat64", "statx",
+    "symlinkat", "unlinkat", "utimensat", "utimensat_time64", "write", "writev",
+    // Memory.
+    "brk", "madvise", "mremap", "munmap",
+    // The process itself.
+    "clock_getres", "clock_gettime", "clock_gettime64", "clock_nanosleep", "exit", "exit_group",
+    "futex", "futex_time64", "getegid", "getegid32", "geteuid", "geteuid32", "getgid", "getgid32",
+    "getpid", "getppid", "getrandom", "gettid", "gettimeofday", "getuid", "getuid32",
+    "restart_syscall", "rt_sigaction", "rt_sigprocmask", "rt_sigreturn", "sched_yield",
+    "sigaltstack", "sigreturn", "time", "umask"};
+
+using Filter = std::unique_ptr<void, void (*)(void*)>;
+
+void allowCall(const Filter& filter, const char* name) {
+  ::seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, ::seccomp_syscall_resolve_name(name), 0);
+}
+
+void allowCall(const Filter& filter, const char* name, const scmp_arg_cmp& argument) {
+  ::seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, ::seccomp_syscall_resolve_name(name), 1,
+                     argument);
+}
+
+// A call that is not known is refused as one that the kernel does not have, which the C library
+// expects of newer ones.
+void confineToCalls() {
+  const Filter filter(::seccomp_init(SCMP_ACT_ERRNO(ENOSYS)), ::seccomp_release);
+  if (!filter) {
+    return;
+  }
+  for (const char* const name : allowedCalls) {
+    allowCall(filter, name);
+  }
+  const auto self = static_cast<scmp_datum_t>(::getpid());
+  allowCall(filter, "kill", SCMP_A0_32(SCMP_CMP_EQ, self));
+  allowCall(filter, "tgkill", SCMP_A0_32(SCMP_CMP_EQ, self));
+  // A terminal is looked at, and not written to as if by its keyboard.
+  allowCall(filter, "ioctl", SCMP_A1_32(SCMP_CMP_EQ, TCGETS));
+  allowCall(filter, "ioctl", SCMP_A1_32(SCMP_CMP_EQ, TIOCGWINSZ));
+  // No memory becomes code.
+  for (const char* const name : {"mmap", "mmap2", "mprotect"}) {
+    allowCall(filter, name, SCMP_A2_32(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0));
+  }
+  ::seccomp_load(filter.get());
+}
+
+}  // namespace
+
+void enterCage(const Cage& cage) {
+  // The time zone is read now, when its file still can be.
+  ::tzset();
+  ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  confineToFiles(cage);
+  limitResources(cage.memory);
+  confineToCalls();
+}
+
+}  // namespace oxarchive

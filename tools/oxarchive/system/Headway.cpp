@@ -1,0 +1,45 @@
+#include "system/Headway.h"
+
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+
+namespace oxarchive {
+namespace {
+
+std::atomic<unsigned> noted = 0;  // what is read in a signal handler takes no lock
+unsigned seen = 0;
+unsigned idleSeconds = 0;
+unsigned patience = 0;
+void (*lastWork)() = nullptr;
+
+extern "C" void countSecond(int /*signal*/) {
+  const unsigned now = noted.load(std::memory_order_relaxed);
+  idleSeconds = now == seen ? idleSeconds + 1 : 0;
+  seen = now;
+  if (idleSeconds >= patience) {
+    lastWork();
+    ::_exit(gaveUp);
+  }
+}
+
+}  // namespace
+
+void demandHeadway(unsigned seconds, void (*beforeEnd)()) {
+  lastWork = beforeEnd;
+  patience = seconds;
+  struct sigaction action {};
+  action.sa_handler = countSecond;
+  action.sa_flags = SA_RESTART;
+  ::sigaction(SIGPROF, &action, nullptr);
+  const itimerval everySecond{.it_interval = {1, 0}, .it_value = {1, 0}};
+  ::setitimer(ITIMER_PROF, &everySecond, nullptr);
+}
+
+void noteHeadway() {
+  noted.fetch_add(1, std::memory_order_relaxed);
+}
+
+}  // namespace oxarchive
