@@ -378,20 +378,24 @@ OX_EXPORT OXString fileDescription(OXStringView path);
 //   null                               => false
 OX_EXPORT bool OXReferenceFromPath(OXFileReference& refOut, OXStringView path);
 
-// Moves the item at `path` to the user's Trash, a folder with all that is in it, and a link itself.
-// It goes where desktops keep their Trash (freedesktop.org Trash 1.0): to "Trash" in the user's
-// data folder, XDG_DATA_HOME or ".local/share" in HOME, from the same file system, or else to the
-// Trash at the top of the item's own. Desktops and other programs list it there with the path that
-// it had, links in the path followed, and put it back. No daemon is called and no thread started;
-// the call returns when the item has moved.
+// Moves the item at `path` to the Trash, where desktops list it with its path and put it back
+// (freedesktop.org Trash 1.0): a folder with all that is in it, a link itself. Slashes at the end
+// do not count, and "." and ".." are the folders that they lead to. It goes to "Trash" in the
+// user's data folder from the same mount, else to the user's own in ".Trash" or to ".Trash-" and
+// the user's number, at the top of the item's mount. A missing one is made, one with links or
+// folders of others in it is not used. What is mounted within a folder moves along and stays
+// mounted.
 //
-// False on every failure, and the item stays where it is, with nothing left of it in the Trash: it
-// is missing or may not be moved, another item has taken its place meanwhile, the disk is full, or
-// it is on a file system without a Trash. Those that the system mounts for itself (of the kinds
-// tmpfs and proc, or at places like /boot) have none unless the user's data folder lies there. What
-// is in the Trash already stays there.
+// No daemon is called and no thread started. When the call returns the item has moved; its entry
+// was on the disk before. False on every failure: the item stays where it is, and nothing of it,
+// nor a new folder, is left in the Trash. It is missing, may not be moved or is a mount point,
+// another item has taken its place meanwhile, the disk is full, or its file system has no Trash:
+// those that the system mounts for itself (of the kinds tmpfs and proc, or at places like /boot)
+// have none unless the user's data folder lies there. What is in a Trash already stays there, as
+// does each folder and link that leads to the user's.
 //
 //   an existing file, folder or link   => true, and it is gone from its place
+//   "file/", a file                    => true
 //   "/missing"                         => false
 //   null                               => false
 OX_EXPORT bool OXMoveFileToTrashSync(OXStringView path);

@@ -7,6 +7,8 @@
 // full, takes no names that are too long for an entry's, and finally brings up the process's file
 // system services, daemon and threads included.
 
+#include "OrvexKit/OXFileUtil.h"
+
 #include <sys/stat.h>
 
 #include <array>
@@ -19,7 +21,6 @@
 #include <string_view>
 #include <utility>
 
-#include "OrvexKit/OXFileUtil.h"
 #include "fileinfo/TrashFolder.h"
 #include "platform/coding/UTF8.h"
 #include "platform/files/FileDescriptor.h"

@@ -68,6 +68,17 @@ bool ItemWay::isSameMount(const Spot& a, const Spot& b) noexcept {
   return a.mount == b.mount && a.identity.device == b.identity.device;
 }
 
+int ItemWay::reachTop(Folder top, const std::string& path) {
+  if (passesTrashAt(top)) {
+    return EBUSY;
+  }
+  if (!top_.isOpen()) {
+    top_ = std::move(top);
+    topPath_ = path;
+  }
+  return 0;
+}
+
 int ItemWay::follow(const ItemPlace& place) {
   user_ = std::to_string(::getuid());
   if (const auto data = userDataFolder()) {
@@ -88,11 +99,7 @@ int ItemWay::follow(const ItemPlace& place) {
     error = folder.openParent(Access::use, parent);
     error = error == 0 ? look(parent, above) : error;
     if (error == 0 && (isRoot || !isSameMount(above, spot))) {
-      error = passesTrashAt(folder) ? EBUSY : 0;
-      if (!top_.isOpen()) {
-        top_ = std::move(folder);
-        topPath_ = path;
-      }
+      error = reachTop(std::move(folder), path);
     }
     path = path::deletingLastComponent(path);
     folder = std::move(parent);
@@ -151,9 +158,8 @@ int ItemWay::openHome(MadeFolders& made, Folder& opened) const {
     return EXDEV;
   }
   for (; error == 0 && !missing.empty(); missing.pop_back()) {
-    Folder folder;
-    error = made.open(opened, missing.back(), Access::use, std::nullopt, folder);
-    opened = std::move(folder);
+    const Folder parent = std::move(opened);
+    error = made.open(parent, missing.back(), Access::use, std::nullopt, opened);
   }
   return error;
 }

@@ -71,6 +71,7 @@ class ItemWay {
 
   static int look(const Folder& folder, Spot& spot) noexcept;
   static bool isSameMount(const Spot& a, const Spot& b) noexcept;
+  int reachTop(Folder top, const std::string& path);
   bool passes(const Folder& folder, const std::string& name) const noexcept;
   bool passesTrashAt(const Folder& top) const;
   bool passesHomeTrash() const;

@@ -315,6 +315,14 @@ TEST_F(TrashOnADisk, HasFoldersOfTheUsersOwn) {
       EXPECT_EQ(listing(trashFolder + "/" + part), Names{});
       removeTree(trashFolder);
     }
+    // A whole one of another user.
+    fs::create_directories(trashFolder + "/info");
+    fs::create_directory(trashFolder + "/files");
+    for (const char* part : {"", "/info", "/files"}) {
+      ASSERT_EQ(::chown((trashFolder + part).c_str(), 65534, 65534), 0);
+    }
+    isRefused(trashFolder, "");
+    EXPECT_EQ(listing(trashFolder), (Names{"files", "info"}));
     // Without the one for all users there is none but the user's own.
     removeTree(disk + "/.Trash");
   }
