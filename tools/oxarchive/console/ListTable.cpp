@@ -20,7 +20,7 @@ constexpr std::size_t kindWidth = 24;
 
 std::string padding(std::string_view text, std::size_t width) {
   std::string spaces;
-  spaces.resize(width - std::min(width, characterCount(text)), ' ');
+  spaces.resize(width - std::min(width, cellCount(text)), ' ');
   return spaces;
 }
 
@@ -34,7 +34,7 @@ std::string kindOf(const OXArchivedFile& file) {
     return "Folder";
   }
   const OXString kind = OXFileUtilAdditions::fileDescription(file.path());
-  return kind && !kind->empty() ? firstCharacters(printable(*kind), kindWidth) : "File";
+  return kind && !kind->empty() ? firstCells(printable(*kind), kindWidth) : "File";
 }
 
 std::string dateOf(const OXArchivedFile& file) {

@@ -14,7 +14,6 @@ namespace {
 
 using Strings = OXFormatInfo::Strings;
 using Objects = OXFormatInfo::Objects;
-using Signature = OXFormatInfo::Bytes;
 
 enum class FormatId : OXUnsignedWord {
   tar = 1,
@@ -33,14 +32,11 @@ enum class FormatId : OXUnsignedWord {
 
 // Of a format that can be read alone.
 std::shared_ptr<OXFormatInfo> newInfo(FormatId id, const std::string& name,
-                                      const Strings& extensions, const Signature& signature) {
+                                      const Strings& extensions) {
   auto info = std::make_shared<OXFormatInfo>();
   info->setFormatId(static_cast<OXUnsignedWord>(id));
   info->setName(name);
   info->setExtensions(std::make_shared<const Strings>(extensions));
-  if (!signature.empty()) {
-    info->setSignature(std::make_shared<const Signature>(signature));
-  }
   return info;
 }
 
@@ -56,7 +52,7 @@ std::shared_ptr<const Objects> levelsBetween(int first, int last) {
 constexpr auto tarFormat = ::archive_write_set_format_pax;
 
 Format plainTar() {
-  const auto info = newInfo(FormatId::tar, "tar", {"tar"}, {});
+  const auto info = newInfo(FormatId::tar, "tar", {"tar"});
   info->setIsCreationSupported(true);
   return {.info = info, .setFormat = tarFormat, .addFilter = ::archive_write_add_filter_none};
 }
@@ -70,10 +66,9 @@ struct Compression {
   int normalLevel;
 };
 
-Format compressedTar(const Compression& compression, const Strings& extensions,
-                     const Signature& signature) {
+Format compressedTar(const Compression& compression, const Strings& extensions) {
   const std::string name = compression.name;
-  const auto info = newInfo(compression.id, "tar with " + name, extensions, signature);
+  const auto info = newInfo(compression.id, "tar with " + name, extensions);
   info->setIsCreationSupported(true);
   info->setCompressionLevels(levelsBetween(compression.firstLevel, compression.lastLevel));
   return {.info = info,
@@ -85,16 +80,15 @@ Format compressedTar(const Compression& compression, const Strings& extensions,
 }
 
 Format gzippedTar() {
-  Format format =
-      compressedTar({FormatId::tarGzip, "gzip", ::archive_write_add_filter_gzip, 1, 9, 6},
-                    {"tar.gz", "tgz"}, {0x1F, 0x8B});
+  Format format = compressedTar(
+      {FormatId::tarGzip, "gzip", ::archive_write_add_filter_gzip, 1, 9, 6}, {"tar.gz", "tgz"});
   // So that the same items always give the same archive.
   format.options = {"gzip:!timestamp"};
   return format;
 }
 
 Format zip() {
-  const auto info = newInfo(FormatId::zip, "ZIP", {"zip"}, {'P', 'K', 3, 4});
+  const auto info = newInfo(FormatId::zip, "ZIP", {"zip"});
   info->setIsCreationSupported(true);
   info->setCompressionLevels(levelsBetween(0, 9));
   info->setEncryptionMethods(std::make_shared<const Objects>(
@@ -109,8 +103,7 @@ Format zip() {
 }
 
 Format sevenZip() {
-  const auto info =
-      newInfo(FormatId::sevenZip, "7-Zip", {"7z"}, {'7', 'z', 0xBC, 0xAF, 0x27, 0x1C});
+  const auto info = newInfo(FormatId::sevenZip, "7-Zip", {"7z"});
   info->setIsCreationSupported(true);
   info->setCompressionLevels(levelsBetween(0, 9));
   return {.info = info,
@@ -123,7 +116,7 @@ Format sevenZip() {
 }
 
 Format readOnly(FormatId id, const std::string& name, const Strings& extensions) {
-  return {.info = newInfo(id, name, extensions, {})};
+  return {.info = newInfo(id, name, extensions)};
 }
 
 const std::vector<Format>& formats() {
@@ -131,11 +124,11 @@ const std::vector<Format>& formats() {
       plainTar(),
       gzippedTar(),
       compressedTar({FormatId::tarBzip2, "bzip2", ::archive_write_add_filter_bzip2, 1, 9, 9},
-                    {"tar.bz2", "tbz2", "tbz"}, {'B', 'Z', 'h'}),
+                    {"tar.bz2", "tbz2", "tbz"}),
       compressedTar({FormatId::tarXz, "xz", ::archive_write_add_filter_xz, 0, 9, 6},
-                    {"tar.xz", "txz"}, {0xFD, '7', 'z', 'X', 'Z', 0}),
+                    {"tar.xz", "txz"}),
       compressedTar({FormatId::tarZstd, "zstd", ::archive_write_add_filter_zstd, 1, 22, 3},
-                    {"tar.zst", "tzst"}, {0x28, 0xB5, 0x2F, 0xFD}),
+                    {"tar.zst", "tzst"}),
       zip(),
       sevenZip(),
       readOnly(FormatId::rar, "RAR", {"rar"}),
