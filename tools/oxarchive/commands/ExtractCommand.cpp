@@ -1,4 +1,4 @@
-#include "commands/ExtractCommand.h"
+#include "commands/Commands.h"
 
 #include <OrvexKit/OXFileUtil.h>
 #include <fcntl.h>
@@ -211,6 +211,7 @@ Outcome extractArchive(const std::string& archive, const VolumeSet& volumes,
 }  // namespace
 
 bool extractArchives(const ExtractOptions& options, Console& console) {
+  catchInterruptions(true);
   const OXString password = readPassword(options.password, false);
   GivenArchives given;
   TrashedArchives trashed;
