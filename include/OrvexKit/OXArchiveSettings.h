@@ -8,6 +8,7 @@
 #include <OrvexKit/platform/OXString.h>
 
 #include <any>
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -35,7 +36,8 @@ class OX_EXPORT OXArchiveSettings : public OXObject {
   // never looks at.
   using AuxSettings = std::map<std::string, std::any, std::less<>>;
 
-  // A new object with every field zero or null, always an `OXArchiveSettings` itself.
+  // A new object with every field zero or null, which nobody but the caller holds. Always an
+  // `OXArchiveSettings` itself, also when called as a derived class's.
   static std::shared_ptr<OXArchiveSettings> defaultSettings();
 
   // Settings with every field zero or null.
@@ -44,15 +46,16 @@ class OX_EXPORT OXArchiveSettings : public OXObject {
   // Forgets the password as `setPassword(std::nullopt)` does, and releases the dictionary.
   ~OXArchiveSettings() override;
 
-  // A new object with what this object's getters give. It is always an `OXArchiveSettings` itself,
-  // also when this object is of a derived class. Its password is a copy of its own, while
-  // `auxSettings` is the same dictionary in both, on purpose: an option that is added to one is
-  // seen by both.
+  // A new object with what this object's getters return, which nobody but the caller holds. Always
+  // an `OXArchiveSettings` itself, also when this object is of a derived class. Its password is a
+  // copy of its own, while `auxSettings` is the same dictionary in both, on purpose: an option that
+  // is added to one is seen by both. A property that is set meanwhile is copied as it was or as it
+  // is, each for itself.
   std::shared_ptr<OXArchiveSettings> copyWithZone() const;
 
   // The password, or null. The object keeps its own copy and overwrites that copy's memory before
-  // giving it back, when another password is set and when the object goes. The string that is given
-  // to the setter and those that the getter has given are the caller's, to be overwritten by him.
+  // releasing it, when another password is set and when the object is destroyed. The caller must
+  // overwrite its own copies: the string given to the setter and those that the getter returned.
   virtual OXString password() const;
   virtual void setPassword(OXStringView password);
 
@@ -74,9 +77,10 @@ class OX_EXPORT OXArchiveSettings : public OXObject {
   virtual void setAuxSettings(std::shared_ptr<AuxSettings> auxSettings) noexcept;
 
  private:
-  ox::AtomicReference<const std::string> password_;
-  ox::AtomicReference<AuxSettings> auxSettings_;
+  std::shared_ptr<const std::string> password_;
+  std::shared_ptr<AuxSettings> auxSettings_;
   ox::AtomicScalar<std::uint64_t> volumeSize_{0};
   ox::AtomicScalar<OXUnsignedWord> encryptionIndex_{0};
   ox::AtomicScalar<OXUnsignedWord> compressionLevelIndex_{0};
+  mutable std::atomic<std::uint32_t> lock_{0};  // guards the references
 };

@@ -9,6 +9,7 @@
 #include <OrvexKit/platform/OXObject.h>
 #include <OrvexKit/platform/OXString.h>
 
+#include <bit>
 #include <concepts>
 #include <cstdint>
 #include <memory>
@@ -81,7 +82,11 @@ class OX_EXPORT OXArchivedFile : public OXObject {
 
   // The item's modification time, or null. A date that is not a number is a date; the bits of its
   // not-a-number are not always kept.
-  std::optional<OXDate> modificationTime() const noexcept;
+  std::optional<OXDate> modificationTime() const noexcept {
+    const std::uint64_t bits = modificationTime_.get();
+    return bits == noDate ? std::nullopt
+                          : std::optional(OXDate(OXDate::duration(std::bit_cast<double>(bits))));
+  }
   void setModificationTime(std::optional<OXDate> modificationTime) noexcept;
 
   // Whether the entry is a folder.
@@ -134,6 +139,12 @@ class OX_EXPORT OXArchivedFile : public OXObject {
   //   keyed, {"actualSize": "7"}                  => null
   //   keyed, {"path": ""}                         => std::out_of_range
   static std::shared_ptr<OXArchivedFile> initWithCoder(OXCoder& coder);
+
+  // The same into this record, which may be of a class derived from this one. Every field is set;
+  // what is absent is set to null, 0 or false. False where `initWithCoder` gives null: then, and
+  // when something is thrown, the record stays as it was. A derived class with more fields
+  // overrides this, and calls it.
+  virtual bool decodeWithCoder(OXCoder& coder);
 
   // What a coder that sends objects to another process sends in this record's place: the record
   // itself, which is then sent by value, as `encodeWithCoder` writes it. Null when the coder asks

@@ -7,6 +7,8 @@
 #include <OrvexKit/platform/OXObject.h>
 #include <OrvexKit/platform/OXString.h>
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -85,8 +87,8 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   void addChild(std::shared_ptr<OXDeltaNode> node);
 
   // The first child, in the order they were added, whose name is `name`, byte for byte; null when
-  // there is none. A null `name` is no child's, not even a nameless one's. Takes time in proportion
-  // to the number of children; one that is added meanwhile may or may not be found.
+  // there is none. A null `name` is no child's, not even a nameless one's. A linear scan; a child
+  // that is added meanwhile may or may not be found.
   std::shared_ptr<OXDeltaNode> childNamed(OXStringView name) const;
 
   // Where the item is on disk: the physical path joined with the name. Null when either is null.
@@ -124,7 +126,7 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   // walked stays alive, even if the callback lets go of the tree.
   //
   // A node that is below itself would have the walk go on for ever: that is a fatal error as well,
-  // found after at most a few rounds.
+  // found after at most two rounds.
   void traversePathsUsingBlock(const TraversalCallback& callback) const;
 
  private:
@@ -132,12 +134,18 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   class OX_INTERNAL Visit;
   class OX_INTERNAL Walk;
 
+  // What the lock guards, all as it is at one moment.
+  struct Contents {
+    std::shared_ptr<const std::string> name;
+    std::shared_ptr<const std::string> physicalPath;
+    std::shared_ptr<ChildList> children;  // never changed once it is there
+  };
+
+  OX_INTERNAL Contents contents() const noexcept;
   OX_INTERNAL std::shared_ptr<ChildList> childList() const noexcept;
   OX_INTERNAL std::shared_ptr<ChildList> makeChildList();
 
-  // The node's shared lock guards these three, so that a walk takes one lock for a node.
-  OXString name_;
-  OXString physicalPath_;
-  std::shared_ptr<ChildList> children_;  // never changed once it is there
+  Contents contents_;
   ox::AtomicScalar<bool> isFolder_{false};
+  mutable std::atomic<std::uint32_t> lock_{0};
 };

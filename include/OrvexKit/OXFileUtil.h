@@ -290,9 +290,10 @@ OX_EXPORT std::int64_t OXGetFileSize(OXStringView path);
 // MD5 for security do not hinder it.
 //
 // The file is read to its end, in pieces and into bounded memory, so a file that somebody changes
-// meanwhile gives the digest of what was read. Null when it is missing or cannot be read, when it
-// is no regular file (a pipe or device is not opened, and nothing is ever waited for), when it
-// gives 4 GiB but claims to be smaller, and when the system has no libcrypto.
+// meanwhile gives the digest of what was read. Less than 8 GiB are ever read: a file in /proc or
+// /sys that has no end, or a huge one, takes seconds or minutes. Null when it is missing or cannot
+// be read, when it is no regular file (a pipe or device is not opened, and nothing is ever waited
+// for), when it gives 4 GiB but claims to be smaller, and when the system has no libcrypto.
 //
 //   a file that holds "abc"   => "900150983cd24fb0d6963f7d28e17f72"
 //   an empty file             => "d41d8cd98f00b204e9800998ecf8427e"
@@ -331,8 +332,8 @@ namespace OXFileUtilAdditions {
 //
 // The names of months and halves of the day are those of the user's locale: LC_ALL, else LC_TIME,
 // else LANG, as the environment has them at the first call in the process, which is when they are
-// read. English ones stand in for a locale that the system does not have. A locale without halves
-// of the day leaves nothing after the last space.
+// read. English ones stand in for a locale that the system does not have, or whose encoding it
+// cannot convert. A locale without halves of the day leaves nothing after the last space.
 //
 // Null for null, for infinities and not-a-number, and for a year beyond 2^31 in either direction.
 //
@@ -343,14 +344,16 @@ namespace OXFileUtilAdditions {
 OX_EXPORT OXString fileDateDescription(std::optional<OXDate> date);
 
 // What documents with the extension of `path` are called, in the user's language (LANGUAGE, LC_ALL,
-// LC_MESSAGES, LANG): the text of the shared MIME database (freedesktop.org shared-mime-info
-// 0.21). It goes by the extension alone, be it that of a folder; nothing need exist at
-// `path`. "" when there is no extension, or the database does not know it or is missing.
+// LC_MESSAGES, LANG) and in UTF-8: the text of the shared MIME database (freedesktop.org
+// shared-mime-info 0.21) as it stands there, or, for a type that it lists without a text, the type
+// and a word. It goes by the extension alone, be it that of a folder; nothing need exist at `path`.
+// "" when there is no extension, or the database does not know it or is missing.
 //
 //   "/v/photos.zip"   => "Zip archive"
 //   "x.tar.gz"        => "Gzip archive"
 //   "README"          => ""
 //   "x.unheard-of"    => ""
+//   "x.foo", listed as application/x-foo without a text   => "application/x-foo type"
 //   null              => null
 OX_EXPORT OXString fileDescription(OXStringView path);
 

@@ -8,6 +8,7 @@
 #include <OrvexKit/platform/OXString.h>
 
 #include <any>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -89,11 +90,12 @@ class OX_EXPORT OXFormatInfo : public OXObject {
   OXString description() const override;
 
   // Whether `other` describes the same format: it is this very object, or it is an instance of this
-  // object's own class or of one derived from that, both have names, the names are equal byte for
-  // byte, and the identifiers are equal.
+  // object's own class or of one derived publicly from that, both have names, the names are equal
+  // byte for byte, and the identifiers are equal.
   //
   // The class that counts is the one this object has at run time, a host's class too, so two
-  // objects may answer differently about each other:
+  // objects may answer differently about each other. An object of a class that was compiled without
+  // run-time type information (-fno-rtti) is equal to itself alone.
   //
   //   plain "Zip" 1, plain "Zip" 1      => true
   //   plain "Zip" 1, plain "Zip" 2      => false
@@ -122,11 +124,12 @@ class OX_EXPORT OXFormatInfo : public OXObject {
  private:
   ox::AtomicScalar<double> maxSupportedVersion_{0.0};
   ox::AtomicScalar<OXUnsignedWord> formatId_{0};
-  ox::AtomicReference<const std::string> name_;
-  ox::AtomicReference<const Strings> extensions_;
-  ox::AtomicReference<const Objects> compressionLevels_;
-  ox::AtomicReference<const Bytes> signature_;
-  ox::AtomicReference<const Objects> encryptionMethods_;
+  std::shared_ptr<const std::string> name_;
+  std::shared_ptr<const Strings> extensions_;
+  std::shared_ptr<const Objects> compressionLevels_;
+  std::shared_ptr<const Bytes> signature_;
+  std::shared_ptr<const Objects> encryptionMethods_;
   ox::AtomicScalar<bool> isCreationSupported_{false};
   ox::AtomicScalar<bool> isSplittingSupported_{false};
+  mutable std::atomic<std::uint32_t> lock_{0};  // guards the references
 };

@@ -1,42 +1,41 @@
+# shellcheck shell=bash
 # The 32-bit libraries that the i386 preset is built with. To be sourced, after packages.sh.
 #
 # They are Debian's i386 packages, unpacked into a folder of the build tree. The machine itself gets
 # neither the architecture nor any of the packages.
 
 # What is linked and loaded, with all that it depends on, and what is compiled with.
-I386_LIBRARIES=(libglib2.0-0 libcbor0.8 libssl3 libarchive13 zlib1g libseccomp2)
-I386_HEADERS=(libglib2.0-dev libcbor-dev libssl-dev libarchive-dev zlib1g-dev libpcre2-dev
+I386_LIBRARIES=(libglib2.0-0 libssl3 libarchive13 zlib1g libseccomp2)
+I386_HEADERS=(libglib2.0-dev libssl-dev libarchive-dev zlib1g-dev libpcre2-dev
   libffi-dev libmount-dev libblkid-dev libselinux1-dev libsepol-dev libseccomp-dev)
 
 # ensure_i386_root FOLDER
 #
 # Fills the folder, unless it has been filled with the same packages before.
 ensure_i386_root() {
-  local root=$1 work package name apt
-  local stamp="bookworm ${I386_LIBRARIES[*]} ${I386_HEADERS[*]}"
+  local root=$1 work package apt
+  local stamp="${I386_LIBRARIES[*]} ${I386_HEADERS[*]}"
   [ "$(cat "$root/.complete" 2>/dev/null)" = "$stamp" ] && return 0
   echo "Unpacking Debian's i386 libraries into $root"
-  rm -rf "$root" "$root.work"
-  mkdir -p "$root" "$root.work/lists/partial" "$root.work/cache/archives/partial"
-  work=$(cd "$root.work" && pwd)
-  echo "deb [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] http://deb.debian.org/debian bookworm main" \
-    >"$work/sources.list"
-  # A package world of its own: nothing of the machine's is read or written.
+  rm -rf "$root"
+  mkdir -p "$root"
+  work=$(mktemp -d)
+  mkdir -p "$work/lists/partial" "$work/archives/partial"
+  # From the machine's own package sources, and nothing else of the machine's is read or written.
   apt=(apt-get -o APT::Architecture=i386 -o APT::Architectures=i386 -o "Dir::State::Lists=$work/lists"
-    -o Dir::State::status=/dev/null -o "Dir::Cache=$work/cache" -o "Dir::Etc::SourceList=$work/sources.list"
-    -o Dir::Etc::SourceParts=/dev/null -o Acquire::Languages=none -o Debug::NoLocking=1)
-  [ "$(id -u)" != 0 ] || apt+=(-o APT::Sandbox::User=root)
+    -o Dir::State::status=/dev/null -o "Dir::Cache=$work" -o Acquire::Languages=none
+    -o Debug::NoLocking=1 -o APT::Sandbox::User= -o Acquire::Retries=3)
   update_package_lists "${apt[@]}"
   "${apt[@]}" install -qq -y --download-only --no-install-recommends "${I386_LIBRARIES[@]}"
-  (cd "$work/cache/archives" && "${apt[@]}" download -qq "${I386_HEADERS[@]}")
-  for package in "$work"/cache/archives/*.deb; do
-    name=$(basename "$package")
-    case $name in
-      # These come with the 32-bit compiler.
-      libc6_* | libgcc-s1_* | libstdc++6_* | gcc-*) ;;
-      *) dpkg-deb --extract "$package" "$root" ;;
-    esac
+  (cd "$work/archives" && "${apt[@]}" download -qq "${I386_HEADERS[@]}")
+  # These come with the 32-bit compiler.
+  rm -f "$work"/archives/{libc6,libgcc-s1,libstdc++6,gcc-*}_*.deb
+  for package in "$work"/archives/*.deb; do
+    dpkg-deb --extract "$package" "$root"
   done
   rm -rf "$work"
+  # Relative, since no pkg-config takes a path with a space for a sysroot.
+  # shellcheck disable=SC2016
+  sed -i 's|^prefix=/usr$|prefix=${pcfiledir}/../../..|' "$root"/usr/lib/i386-linux-gnu/pkgconfig/*.pc
   echo "$stamp" >"$root/.complete"
 }

@@ -1,26 +1,64 @@
+# shellcheck shell=bash
 # To be sourced, at the top of the tree.
 
-# run_as_ordinary_user BUILD_FOLDER [FILTER]
+# The topmost folder on the way to the tree that only its owner may enter; nothing where there is none.
+closed_folder() {
+  local folder='' name
+  while IFS= read -r -d / name; do
+    folder+=${name:+/$name}
+    setpriv --reuid=nobody --regid=nogroup --clear-groups test -x "${folder:-/}" || { echo "$folder"; return; }
+  done <<<"$PWD/"
+}
+
+# as_ordinary_user FOLDER COMMAND...
 #
-# Runs the tests as "nobody" when this is root: root may do what permissions forbid, so what depends
-# on them is seen by an ordinary user alone. FILTER as GoogleTest takes it.
-run_as_ordinary_user() {
-  [ "$(id -u)" = 0 ] || return 0
-  local as_nobody=(setpriv --reuid=nobody --regid=nogroup --clear-groups env HOME=/nonexistent)
-  local folder status=0
-  if ! "${as_nobody[@]}" test -x "$1/tests" -a -r "$1/tests"; then
-    echo "This clone cannot be entered by an ordinary user: its tests are not run as one."
-    return 0
+# Runs a command as "nobody", who may write in the folder. For him the way to the tree is open: if the
+# tree lies in a home that only its owner may enter, the command runs in a mount namespace, where an
+# empty folder takes that home's place and holds the tree alone.
+as_ordinary_user() {
+  local folder=$1 closed
+  shift
+  set -- setpriv --reuid=nobody --regid=nogroup --clear-groups env HOME=/nonexistent "TMPDIR=$folder" "$@"
+  closed=$(closed_folder)
+  if [ -z "$closed" ]; then
+    "$@"
+    return
   fi
-  echo "Once more as an ordinary user:"
-  folder=$(mktemp -d)
+  mkdir "$folder/tree"
+  # shellcheck disable=SC2016
+  unshare --mount bash -euc '
+    tree=$1 closed=$2 way=$3
+    umask 022
+    mount --bind "$tree" "$way"
+    mount -t tmpfs -o mode=0755 tmpfs "$closed"
+    mkdir -p "$tree"
+    mount --move "$way" "$tree"
+    cd "$tree"
+    exec "${@:4}"' bash "$PWD" "$closed" "$folder/tree" "$@" || { rmdir "$folder/tree"; return 1; }
+  rmdir "$folder/tree"
+}
+
+# run_tests_as_ordinary_user PRESET RESULTS [CTEST OPTION...]
+#
+# If this is root: root may do what permissions forbid, so what depends on them is seen by an
+# ordinary user alone. RESULTS is a file for how the tests ended, as JUnit has it.
+run_tests_as_ordinary_user() {
+  [ "$(id -u)" = 0 ] || return 0
+  local folder status=0
+  # Not in TMPDIR, which may be root's alone.
+  folder=$(mktemp -d /tmp/orvexkit-tests.XXXXXX)
   chmod 0777 "$folder"
-  find "$PWD/$1/tests" -name '*_test' -type f -perm -u+x ! -name '*race*' |
-    (cd "$folder" && xargs -d '\n' -P "$(nproc)" -n 1 "${as_nobody[@]}" "TMPDIR=$folder" sh -c '
-      if ! output=$("$2" --gtest_brief=1 "--gtest_filter=$1" 2>&1); then
-        printf "%s failed:\n%s\n" "$2" "$output"
-        exit 1
-      fi' sh "${2:-*}") || status=1
-  rmdir "$folder"
+  # CTest keeps its log where it starts, and the build folder is root's.
+  echo "subdirs([[$PWD/build/$1]])" >"$folder/CTestTestfile.cmake"
+  if as_ordinary_user "$folder" test -r "$PWD/build/$1/CTestTestfile.cmake" 2>/dev/null; then
+    as_ordinary_user "$folder" ctest --test-dir "$folder" --output-on-failure --no-tests=error \
+      --parallel "$(nproc)" --label-exclude '^any-user$' --output-junit "$folder/results.xml" \
+      "${@:3}" || status=1
+    cp "$folder/results.xml" "$2"
+  else
+    echo "An ordinary user cannot read this clone, and nothing can be mounted here to change that:"
+    echo "the tests are not run as one."
+  fi
+  rm -rf "$folder"
   return "$status"
 }

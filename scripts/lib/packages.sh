@@ -1,50 +1,69 @@
-# Debian packages for the scripts beside this folder. To be sourced.
+# shellcheck shell=bash disable=SC2034
+# Debian packages for the scripts beside this folder, by what needs them. To be sourced.
 
-# update_package_lists COMMAND...
+# What the library and the programs on top of it are built with.
+BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libglib2.0-dev libarchive-dev zlib1g-dev libssl-dev
+  libseccomp-dev)
+
+# What the tests are made of, and what they run.
+TEST_PACKAGES=(libgtest-dev libgmock-dev "7zip|p7zip-full" python3 python3-cbor2 locales trash-cli
+  shared-mime-info openssl coreutils git util-linux strace mount e2fsprogs gzip abigail-tools
+  xorriso zip cpio gcab libarchive-tools binutils)
+
+# What each stage of scripts/test needs on top of these, and each other script.
+FORMAT_PACKAGES=(clang-format)
+DOCS_PACKAGES=(doxygen python3)
+RELEASE_PACKAGES=()
+ASAN_PACKAGES=()
+TSAN_PACKAGES=()
+CLANG_PACKAGES=(clang)
+I386_PACKAGES=(g++-multilib googletest)
+COVERAGE_PACKAGES=(gcovr)
+TIDY_PACKAGES=(clang clang-tidy libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev)
+FUZZ_PACKAGES=(clang libclang-rt-14-dev)
+PACKAGE_PACKAGES=(build-essential debhelper dpkg-dev lintian diffutils)
+DEMO_PACKAGES=(zip tar diffutils)
+BENCH_PACKAGES=(libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev coreutils openssl python3)
+PLOT_PACKAGES=(python3-matplotlib)
+
+# update_package_lists APT-GET [OPTION...]
 #
-# Waits a little between the tries, since a mirror may be busy for a moment. The command is apt-get
-# with what stands before and after it.
+# Waits a little between the tries, since a mirror may be busy for a moment. If one list never
+# answers, the others must do.
 update_package_lists() {
   local try
   for try in 1 2 3 4 5; do
-    if "$@" -o Acquire::http::Timeout=20 -o Acquire::Retries=2 update -qq; then
-      return 0
-    fi
+    "$@" -qq -o Acquire::http::Timeout=20 -o Acquire::Retries=2 update --error-on=any && return
     echo "The package lists did not answer (try $try)." >&2
     sleep $((try * 3))
   done
-  return 1
 }
 
 is_installed() {
   [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
 }
 
-# ensure_packages PACKAGE...
+# ensure_packages PURPOSE...
 #
-# Installs those that are missing, and says so. With nothing missing it neither asks the network nor
-# prints anything. "a|b" is satisfied by either, and installs a.
+# Installs what is missing of the lists above, and says so: `build` stands for BUILD_PACKAGES. With
+# nothing missing it neither asks the network nor prints anything. "a|b" is satisfied by either, and
+# installs a.
 ensure_packages() {
-  local wanted alternative missing=() as_root=()
-  for wanted in "$@"; do
-    for alternative in ${wanted//|/ }; do
-      is_installed "$alternative" && continue 2
+  local purpose wanted alternative as_root=()
+  local -A missing=()
+  for purpose in "$@"; do
+    local -n list=${purpose^^}_PACKAGES
+    for wanted in "${list[@]}"; do
+      for alternative in ${wanted//|/ }; do
+        is_installed "$alternative" && continue 2
+      done
+      missing[${wanted%%|*}]=1
     done
-    missing+=("${wanted%%|*}")
   done
   [ ${#missing[@]} -gt 0 ] || return 0
   [ "$(id -u)" = 0 ] || as_root=(sudo)
   as_root+=(env DEBIAN_FRONTEND=noninteractive)
-  echo "Installing Debian packages: ${missing[*]}"
+  echo "Installing Debian packages: ${!missing[*]}"
   update_package_lists "${as_root[@]}" apt-get
-  "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  quietly "${as_root[@]}" apt-get install -y -qq -o Acquire::Retries=3 --no-install-recommends "${!missing[@]}"
 }
-
-# What the library and the programs on top of it are built with.
-BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libglib2.0-dev libarchive-dev zlib1g-dev libcbor-dev libssl-dev
-  libseccomp-dev)
-
-# What the tests are made of, and what they run.
-TEST_PACKAGES=(libgtest-dev libgmock-dev "7zip|p7zip-full" python3 python3-cbor2 locales trash-cli
-  shared-mime-info openssl coreutils git util-linux strace mount e2fsprogs gzip
-  xorriso zip cpio gcab libarchive-tools binutils)

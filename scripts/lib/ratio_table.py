@@ -12,8 +12,6 @@ import json
 import re
 import sys
 
-import ratio_plot
-
 # What Google Benchmark appends to a name for how a benchmark is run.
 RUN_SUFFIX = re.compile(r"/(iterations:\d+|repeats:\d+|manual_time)$")
 
@@ -118,12 +116,12 @@ def main(arguments):
     print_table(list(ratio_rows(rules)), right_columns=(2, 3, 4))
     print_table(list(figure_rows(rules)), right_columns=(2,))
     if plot is not None:
-        bars = [
-            ratio_plot.Bar(rule, peer, theirs / ours, wanted)
-            for rule, peer, ours, theirs, wanted in comparisons(rules)
-        ]
-        with open(plot, "w", encoding="utf-8") as file:
-            file.write(ratio_plot.svg(bars, f"Measured on {processor()}"))
+        # Only needed, and only installed, for the picture.
+        import ratio_plot
+
+        bars = [(rule, peer, theirs / ours, wanted)
+                for rule, peer, ours, theirs, wanted in comparisons(rules)]
+        ratio_plot.draw(bars, f"Measured on {processor()}", plot)
 
 
 if __name__ == "__main__":

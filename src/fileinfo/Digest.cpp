@@ -1,41 +1,22 @@
 #include "fileinfo/Digest.h"
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "OrvexKit/OXFileUtil.h"
 #include "platform/files/FileDescriptor.h"
 #include "platform/files/Files.h"
-#include "platform/files/PathBuffer.h"
-#include "platform/files/System.h"
 
+namespace ox {
 namespace {
-
-using namespace ox;
 
 // Small enough to stay in the processor's cache between reading and digesting.
 constexpr std::size_t bufferSize = 65536;
-
-// Never waits, and never changes what it opens: a device may act on being opened, and a pipe would
-// wait for its writer, so neither is.
-FileDescriptor openRegularFile(std::string_view path) noexcept {
-  const PathBuffer bytes(path);
-  const auto status = files::statusOf(bytes);
-  if (!status || !S_ISREG(status->st_mode)) {
-    return {};
-  }
-  int fd = -1;
-  do {
-    fd = sys::open(bytes.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  } while (fd < 0 && errno == EINTR);
-  return FileDescriptor(fd);
-}
 
 class Buffer {
  public:
@@ -46,17 +27,15 @@ class Buffer {
     while (total < limit) {
       const auto wanted =
           static_cast<std::size_t>(std::min<std::uint64_t>(bufferSize, limit - total));
-      const ssize_t count = sys::read(fd, bytes_.get(), wanted);
-      if (count < 0 && errno == EINTR) {
-        continue;
-      }
-      if (count < 0 || !digest.add(bytes_.get(), static_cast<std::size_t>(count))) {
+      std::size_t count = 0;
+      if (readSome(fd, std::as_writable_bytes(std::span(bytes_.get(), wanted)), count) != 0 ||
+          !digest.add(bytes_.get(), count)) {
         return std::nullopt;
       }
       if (count == 0) {
         break;
       }
-      total += static_cast<std::uint64_t>(count);
+      total += count;
     }
     return total;
   }
@@ -67,8 +46,8 @@ class Buffer {
 };
 
 std::optional<std::uint64_t> sizeOfRegularFile(int fd) noexcept {
-  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-  if (sys::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+  struct ::stat status;
+  if (statusOf(fd, status) != 0 || !S_ISREG(status.st_mode)) {
     return std::nullopt;
   }
   return static_cast<std::uint64_t>(status.st_size);
@@ -91,7 +70,7 @@ std::string hexadecimal(const Md5::Digest& digest) {
 // The size is only asked for to know about the cut beforehand. A file that reaches the limit while
 // it is read is read again, with the size that it has by then; one that still claims to be smaller
 // has no size to cut by.
-std::optional<Md5::Digest> ox::digestOfFile(int fd, std::uint64_t countLimit) {
+std::optional<Md5::Digest> digestOfFile(int fd, std::uint64_t countLimit) {
   Buffer buffer;
   std::optional<std::uint64_t> size = sizeOfRegularFile(fd);
   if (size && *size < countLimit) {
@@ -104,7 +83,7 @@ std::optional<Md5::Digest> ox::digestOfFile(int fd, std::uint64_t countLimit) {
     if (*count < countLimit) {
       return digest->finish();
     }
-    size = sys::lseek(fd, 0, SEEK_SET) == 0 ? sizeOfRegularFile(fd) : std::nullopt;
+    size = seekToStart(fd) == 0 ? sizeOfRegularFile(fd) : std::nullopt;
   }
   if (!size || *size < countLimit) {
     return std::nullopt;
@@ -113,11 +92,13 @@ std::optional<Md5::Digest> ox::digestOfFile(int fd, std::uint64_t countLimit) {
   return digest && buffer.addTo(*digest, fd, *size % countLimit) ? digest->finish() : std::nullopt;
 }
 
+}  // namespace ox
+
 OXString OXGenerateMD5DigestForFile(OXStringView path) {
-  const FileDescriptor file = path ? openRegularFile(*path) : FileDescriptor();
-  if (!file.isOpen()) {
+  if (!path) {
     return std::nullopt;
   }
-  const std::optional<Md5::Digest> digest = digestOfFile(file.get());
-  return digest ? OXString(hexadecimal(*digest)) : std::nullopt;
+  const ox::FileDescriptor file = ox::files::openRegularFile(ox::PathBuffer(*path));
+  const auto digest = file.isOpen() ? ox::digestOfFile(file.get()) : std::nullopt;
+  return digest ? OXString(ox::hexadecimal(*digest)) : std::nullopt;
 }

@@ -1,26 +1,15 @@
 #include <string>
-#include <string_view>
 
 #include "OrvexKit/OXFileUtil.h"
 #include "platform/files/Files.h"
-
-namespace {
-
-// A slash at the end would make the system follow a link; a path of nothing but slashes keeps one.
-std::string_view withoutTrailingSlashes(std::string_view path) noexcept {
-  while (path.size() > 1 && path.ends_with('/')) {
-    path.remove_suffix(1);
-  }
-  return path;
-}
-
-}  // namespace
+#include "platform/files/Path.h"
 
 bool OXReferenceFromPath(OXFileReference& refOut, OXStringView path) {
   if (!path) {
     return false;
   }
-  const std::string_view item = withoutTrailingSlashes(*path);
+  // A slash at the end would make the system follow a link.
+  const std::string_view item = ox::path::withoutTrailingSlashes(*path);
   const auto status = ox::files::statusOfLink(ox::PathBuffer(item));
   if (!status) {
     return false;

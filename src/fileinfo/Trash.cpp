@@ -1,20 +1,17 @@
 // Moving items to the Trash of the desktop (freedesktop.org Trash 1.0). Each has two files there:
 // an entry that says where it came from, and the item itself under the same name. The entry is made
-// first, exclusively, and on every later failure it is taken back.
+// first, exclusively, and on every later failure it is taken back, as are the folders that were
+// made.
 //
 // This is not left to GIO, because that moves the item although its entry is empty when the disk is
 // full, takes no names that are too long for an entry's, and finally brings up the process's file
 // system services, daemon and threads included.
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <ctime>
 #include <optional>
 #include <span>
@@ -27,49 +24,35 @@
 #include "platform/coding/UTF8.h"
 #include "platform/files/FileDescriptor.h"
 #include "platform/files/Files.h"
+#include "platform/files/Folder.h"
 #include "platform/files/Path.h"
-#include "platform/files/System.h"
+#include "platform/files/PathBuffer.h"
 
+namespace ox {
 namespace {
-
-using namespace ox;
 
 constexpr std::string_view entryExtension = ".trashinfo";
 
-// Where an item is, with the folder open: its path without links, and the name in it.
-struct Place {
-  std::string folder;
-  std::string name;
-  FileDescriptor descriptor;
-};
-
-std::optional<std::string> realPath(std::string_view path) {
-  std::array<char, PATH_MAX> resolved;  // NOLINT(cppcoreguidelines-pro-type-member-init)
-  const OXStringView real = files::resolvePath(PathBuffer(path.empty() ? "." : path), resolved);
-  return real ? OXString(*real) : std::nullopt;
+// Empty when it cannot be told.
+std::string realPath(std::string_view path) {
+  std::array<char, PATH_MAX> resolved;
+  return std::string(
+      files::resolvePath(PathBuffer(path.empty() ? "." : path), resolved).value_or(""));
 }
 
 // The folder's links are followed, the item's own is not; "." and ".." lead to a folder with a
 // name.
-std::optional<Place> placeOf(std::string_view path) {
-  std::string_view name = path::lastComponent(path);
-  std::string_view parent = path::deletingLastComponent(path);
-  std::optional<std::string> whole;
-  if (name == "." || name == "..") {
-    whole = realPath(path);
-    name = whole ? path::lastComponent(*whole) : std::string_view();
-    parent = whole ? path::deletingLastComponent(*whole) : std::string_view();
-  }
-  std::optional<std::string> folder = name.empty() ? std::nullopt : realPath(parent);
-  if (!folder) {
-    return std::nullopt;
-  }
-  FileDescriptor descriptor(sys::open(folder->c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (!descriptor.isOpen()) {
-    return std::nullopt;
-  }
-  return Place{
-      .folder = *std::move(folder), .name = std::string(name), .descriptor = std::move(descriptor)};
+std::optional<ItemPlace> placeOf(const OXFileReference& item) {
+  const std::string_view last = path::lastComponent(item.path);
+  const std::string path = last == "." || last == ".." ? realPath(item.path) : item.path;
+  ItemPlace place{
+      .path = realPath(path::deletingLastComponent(path)),
+      .name = std::string(path::lastComponent(path)),
+      .folder = {},
+      .item = {.device = static_cast<dev_t>(item.device), .inode = static_cast<ino_t>(item.inode)}};
+  const bool isOpen = Folder::open(place.path.c_str(), Folder::Access::use, Folder::Links::refuse,
+                                   place.folder) == 0;
+  return isOpen && !place.name.empty() ? std::optional(std::move(place)) : std::nullopt;
 }
 
 // A path as entries have it: as in a URL, byte by byte (RFC 2396).
@@ -87,8 +70,8 @@ void appendEscaped(std::string& text, std::string_view path) {
   }
 }
 
-std::string entryOf(const Place& place, std::string_view top) {
-  std::string path = path::appendingComponent(place.folder, place.name);
+std::string entryOf(const ItemPlace& place, std::string_view top) {
+  std::string path = path::appendingComponent(place.path, place.name);
   if (path.starts_with(top)) {
     path.erase(0, top.size());
   }
@@ -109,8 +92,8 @@ class TrashName {
  public:
   explicit TrashName(std::string_view name) noexcept : name_(name) {}
 
+  const std::string& item() const noexcept { return item_; }
   const std::string& entry() const noexcept { return entry_; }
-  std::string item() const { return entry_.substr(0, entry_.size() - entryExtension.size()); }
 
   void goOn() {
     ++number_;
@@ -119,198 +102,146 @@ class TrashName {
 
   // For a file system that takes shorter names than most. False when there is nothing left to cut.
   bool shorten() {
+    constexpr std::size_t shortest = 16;
     room_ /= 2;
     write();
     return room_ > shortest;
   }
 
  private:
-  static constexpr std::size_t shortest = 16;
-
   void write() {
-    std::string end;
-    if (number_ > 1) {
-      end = '.' + std::to_string(number_);
-    }
-    const std::string_view extension = path::extension(name_);
-    const bool hasRoom = end.size() + 1 + extension.size() < room_;
+    std::string end = number_ > 1 ? '.' + std::to_string(number_) : "";
     std::string_view start = name_;
-    if (!extension.empty() && hasRoom) {
+    const std::string_view extension = path::extension(name_);
+    if (!extension.empty() && end.size() + 1 + extension.size() < room_) {
       start = path::deletingExtension(name_);
       end += '.';
       end += extension;
     }
-    entry_ = utf8::cut(start, room_ - end.size());
-    entry_ += end;
+    item_ = utf8::cut(start, room_ - end.size());
+    item_ += end;
+    entry_ = item_;
     entry_ += entryExtension;
   }
 
   std::string_view name_;
   std::size_t room_ = NAME_MAX - entryExtension.size();
   unsigned number_ = 0;
+  std::string item_;
   std::string entry_;
 };
 
-class TrashMove {
- public:
-  TrashMove(const OXFileReference& item, const Place& place, const TrashFolder& trash)
-      : item_(item), place_(place), trash_(trash), name_(place.name) {}
-
-  bool run() {
-    const std::string entry = entryOf(place_, trash_.top);
-    // Each name is tried once: somebody who takes them all along with us is not waited for.
-    constexpr int mostNames = 100000;
-    for (int i = 0; i < mostNames; ++i) {
-      name_.goOn();
-      int error = createEntry(entry);
-      if (error == 0) {
-        error = moveItem();
-        if (error == 0) {
-          return true;
-        }
-        sys::unlinkat(trash_.info.get(), name_.entry().c_str(), 0);
-      }
-      if (error != EEXIST) {
-        return false;
-      }
-    }
-    return false;
-  }
-
- private:
-  // All give the error, or 0.
-
-  int createEntry(std::string_view text) {
-    constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    int fd = -1;
-    do {
-      fd = sys::openat(trash_.info.get(), name_.entry().c_str(), flags, S_IRUSR | S_IWUSR);
-    } while (fd < 0 && errno == ENAMETOOLONG && name_.shorten());
-    if (fd < 0) {
-      return errno;
-    }
-    const FileDescriptor file(fd);
-    // An item must not be in the Trash before its entry is on the disk: nobody would know any more
-    // where it came from.
-    int error = writeAll(file.get(), std::as_bytes(std::span(text)));
-    if (error == 0 && sys::fsync(file.get()) != 0) {
-      error = errno;
-    }
-    if (error != 0) {
-      sys::unlinkat(trash_.info.get(), name_.entry().c_str(), 0);
-    }
-    return error;
-  }
-
-  int moveItem() {
-    struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-    if (sys::fstatat(place_.descriptor.get(), place_.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) !=
-        0) {
-      return ENOENT;
-    }
-    if (status.st_dev != item_.device || status.st_ino != item_.inode) {
-      return ENOENT;  // another item has taken its place
-    }
-    const int error = rename();
-    const bool isReadOnlyFolder = S_ISDIR(status.st_mode) && (status.st_mode & S_IWUSR) == 0;
-    return error == EACCES && isReadOnlyFolder ? renameReadOnlyFolder(status.st_mode) : error;
-  }
-
-  // What lies under the name already stays there.
-  int rename() {
-    const std::string name = name_.item();
-    const int from = place_.descriptor.get();
-    const int to = trash_.files.get();
-    if (sys::renameat2(from, place_.name.c_str(), to, name.c_str(), RENAME_NOREPLACE) == 0) {
-      return 0;
-    }
-    if (errno != EINVAL && errno != ENOSYS) {
-      return errno;
-    }
-    // Some file systems cannot look and rename at once.
-    struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-    if (sys::fstatat(to, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
-      return EEXIST;
-    }
-    if (errno != ENOENT) {
-      return errno;
-    }
-    return sys::renameat(from, place_.name.c_str(), to, name.c_str()) == 0 ? 0 : errno;
-  }
-
-  // A folder changes its parent only when it may be written itself. Its owner may see to that.
-  int renameReadOnlyFolder(mode_t mode) {
-    const auto setMode = [](int dirfd, const std::string& name, mode_t permissions) {
-      return sys::fchmodat(dirfd, name.c_str(), permissions & 07777U, AT_SYMLINK_NOFOLLOW);
-    };
-    if (setMode(place_.descriptor.get(), place_.name, mode | S_IWUSR) != 0) {
-      return EACCES;
-    }
-    const int error = rename();
-    if (error == 0) {
-      setMode(trash_.files.get(), name_.item(), mode);
-    } else {
-      setMode(place_.descriptor.get(), place_.name, mode);
-    }
-    return error;
-  }
-
-  const OXFileReference& item_;
-  const Place& place_;
-  const TrashFolder& trash_;
-  TrashName name_;
-};
-
-struct FolderIdentity {
-  dev_t device;
-  ino_t inode;
-
-  bool operator==(const FolderIdentity&) const = default;
-};
-
-std::optional<FolderIdentity> identityOf(const FileDescriptor& folder) noexcept {
-  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-  if (sys::fstat(folder.get(), &status) != 0) {
-    return std::nullopt;
-  }
-  return FolderIdentity{.device = status.st_dev, .inode = status.st_ino};
+int createEntry(const TrashFolder& trash, TrashName& name, FileDescriptor& entry) {
+  int error = 0;
+  do {
+    error = trash.info.createFile(name.entry().c_str(), S_IRUSR | S_IWUSR, entry);
+  } while (error == ENAMETOOLONG && name.shorten());
+  return error;
 }
 
-// What is in the Trash at any depth has its place there, and an item that moved out of the folder
-// of the entries would leave half of one behind. False only if all folders on the way up are known
-// to be others.
-bool mayBeWithin(const TrashFolder& trash, const FileDescriptor& place) noexcept {
-  const std::array<std::optional<FolderIdentity>, 3> trashFolders{
-      identityOf(trash.folder), identityOf(trash.info), identityOf(trash.files)};
-  if (!std::ranges::all_of(trashFolders, [](const auto& folder) { return folder.has_value(); })) {
-    return true;
+// A folder changes its parent only when it may be written itself. Its owner may see to that.
+int renameReadOnlyFolder(const ItemPlace& place, mode_t mode, const Folder& files,
+                         const char* newName) {
+  const char* const name = place.name.c_str();
+  if (place.folder.setPermissionsOf(name, mode | S_IWUSR) != 0) {
+    return EACCES;
   }
-  std::optional<FolderIdentity> below;
-  std::optional<FolderIdentity> current = identityOf(place);
-  FileDescriptor folder;
-  while (current && current != below) {
-    if (std::ranges::find(trashFolders, current) != trashFolders.end()) {
-      return true;
+  const int error = place.folder.rename(name, files, newName, Folder::Replacing::never);
+  if (error == 0) {
+    files.setPermissionsOf(newName, mode);
+  } else {
+    place.folder.setPermissionsOf(name, mode);
+  }
+  return error;
+}
+
+// What lies under the new name already stays there.
+int moveItem(const ItemPlace& place, const Folder& files, const std::string& newName) {
+  struct stat status;
+  const bool isThere = place.folder.statusOf(place.name.c_str(), status) == 0;
+  if (!isThere || identityOf(status) != place.item) {
+    return ESTALE;  // another item may have taken its place
+  }
+  const int error =
+      place.folder.rename(place.name.c_str(), files, newName.c_str(), Folder::Replacing::never);
+  const bool isReadOnlyFolder = S_ISDIR(status.st_mode) && (status.st_mode & S_IWUSR) == 0;
+  return error == EACCES && isReadOnlyFolder
+             ? renameReadOnlyFolder(place, status.st_mode, files, newName.c_str())
+             : error;
+}
+
+// An item must not be in the Trash before its entry is on the disk, and the entry's name: nobody
+// would know any more where it came from.
+int writeEntryAndMoveItem(const TrashFolder& trash, const TrashName& name, std::string_view text,
+                          int entry, const ItemPlace& place) {
+  int error = writeAll(entry, std::as_bytes(std::span(text)));
+  error = error == 0 ? syncToDisk(entry) : error;
+  error = error == 0 ? trash.info.sync() : error;
+  return error == 0 ? moveItem(place, trash.files, name.item()) : error;
+}
+
+int moveWithEntry(const ItemPlace& place, const TrashFolder& trash) {
+  const std::string text = entryOf(place, trash.top);
+  TrashName name(place.name);
+  // Each name is tried once: somebody who takes them all along with us is not waited for.
+  constexpr int mostNames = 100000;
+  int error = EEXIST;
+  for (int i = 0; error == EEXIST && i < mostNames; ++i) {
+    name.goOn();
+    FileDescriptor entry;
+    error = createEntry(trash, name, entry);
+    if (error == 0) {
+      error = writeEntryAndMoveItem(trash, name, text, entry.get(), place);
+      if (error != 0) {
+        trash.info.unlink(name.entry().c_str());
+      }
     }
-    const int child = folder.isOpen() ? folder.get() : place.get();
-    folder = FileDescriptor(sys::openat(child, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
-    below = current;
-    current = folder.isOpen() ? identityOf(folder) : std::nullopt;
   }
-  return !current;  // the root is its own parent
+  return error;
+}
+
+// EXDEV when the item cannot go to this Trash but may go to another one.
+int moveTo(ItemWay::Trash which, const ItemWay& way, const ItemPlace& place) {
+  TrashFolder trash;
+  int error = way.open(which, trash);
+  if (error != 0) {
+    return error == ENOENT ? ENOENT : EXDEV;
+  }
+  error = moveWithEntry(place, trash);
+  if (error == 0) {
+    trash.made.keep();
+  }
+  return error;
+}
+
+int moveToTrash(const ItemPlace& place) {
+  using Trash = ItemWay::Trash;
+  ItemWay way;
+  int error = way.follow(place);
+  if (error != 0) {
+    return error;
+  }
+  // Another caller, whose own move was refused, may remove empty folders that it made and this one
+  // has opened.
+  constexpr int mostRounds = 10;
+  error = ENOENT;
+  for (int round = 0; error == ENOENT && round < mostRounds; ++round) {
+    error = EXDEV;
+    for (const Trash which : {Trash::home, Trash::shared, Trash::own}) {
+      error = error == EXDEV ? moveTo(which, way, place) : error;
+    }
+  }
+  return error;
 }
 
 }  // namespace
+}  // namespace ox
 
 bool OXMoveFileToTrashSync(OXStringView path) {
   OXFileReference item;
   if (!OXReferenceFromPath(item, path)) {
     return false;
   }
-  const std::optional<Place> place = placeOf(item.path);
-  if (!place) {
-    return false;
-  }
-  const std::optional<TrashFolder> trash = openTrash(item.device, place->folder);
-  return trash && !mayBeWithin(*trash, place->descriptor) && TrashMove(item, *place, *trash).run();
+  const std::optional<ox::ItemPlace> place = ox::placeOf(item);
+  return place && ox::moveToTrash(*place) == 0;
 }

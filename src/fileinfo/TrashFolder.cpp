@@ -1,128 +1,197 @@
 #include "fileinfo/TrashFolder.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 
 #include "platform/desktop/Gio.h"
 #include "platform/files/Files.h"
 #include "platform/files/Path.h"
 #include "platform/files/PathBuffer.h"
-#include "platform/files/System.h"
 #include "platform/files/UserFolders.h"
 
 namespace ox {
 namespace {
 
-// Enough to make, open and rename in a folder, even one that may not be listed.
-constexpr int openFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+using Access = Folder::Access;
 
-std::optional<dev_t> deviceOf(const std::string& path) noexcept {
-  const auto status = files::statusOf(PathBuffer(path));
-  return status ? std::optional(status->st_dev) : std::nullopt;
-}
+constexpr const char* sharedTrash = ".Trash";
+constexpr const char* ownTrash = ".Trash-";  // and the user's number
 
-// That on which the folder at an absolute path lies, or would lie once it is made.
-std::optional<dev_t> futureDeviceOf(std::string path) {
-  std::optional<dev_t> device = deviceOf(path);
-  while (!device && path != "/") {
-    path = path::deletingLastComponent(path);
-    device = deviceOf(path);
-  }
-  return device;
-}
-
-std::optional<TrashFolder> withItsFolders(FileDescriptor folder, std::string top) {
-  if (!folder.isOpen()) {
-    return std::nullopt;
-  }
-  const auto open = [&folder](const char* name) {
-    sys::mkdirat(folder.get(), name, S_IRWXU);
-    return FileDescriptor(sys::openat(folder.get(), name, openFlags));
-  };
-  FileDescriptor info = open("info");
-  FileDescriptor files = open("files");
-  if (!info.isOpen() || !files.isOpen()) {
-    return std::nullopt;
-  }
-  return TrashFolder{.folder = std::move(folder),
-                     .info = std::move(info),
-                     .files = std::move(files),
-                     .top = std::move(top)};
-}
-
-std::optional<TrashFolder> openHomeTrash(dev_t device) {
-  std::optional<std::string> path = userDataFolder();
-  if (!path) {
-    return std::nullopt;
-  }
-  path::appendComponent(*path, "Trash");
-  if (futureDeviceOf(*path) != device) {
-    return std::nullopt;
-  }
-  const PathBuffer bytes(*path);
-  files::createFolder(bytes, S_IRWXU);
-  return withItsFolders(FileDescriptor(sys::open(bytes.c_str(), openFlags)), "");
-}
-
-// Where the file system of the folder `path` is mounted.
-std::string topOf(dev_t device, std::string path) {
-  while (path != "/") {
-    std::string parent(path::deletingLastComponent(path));
-    if (deviceOf(parent) != device) {
-      break;
-    }
-    path = std::move(parent);
-  }
-  return path;
-}
-
-// A folder of the user's own, which nobody else can have put there as a trap.
-FileDescriptor openOwnFolder(int dirfd, const std::string& name) noexcept {
-  sys::mkdirat(dirfd, name.c_str(), S_IRWXU);
-  FileDescriptor folder(sys::openat(dirfd, name.c_str(), openFlags | O_NOFOLLOW));
-  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-  const bool isOwn =
-      folder.isOpen() && sys::fstat(folder.get(), &status) == 0 && status.st_uid == ::getuid();
-  return isOwn ? std::move(folder) : FileDescriptor();
-}
-
-// In ".Trash", which an administrator made for all users, with the sticky bit.
-FileDescriptor openSharedTrash(int topFd) {
-  const FileDescriptor shared(sys::openat(topFd, ".Trash", openFlags | O_NOFOLLOW));
-  struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
-  if (!shared.isOpen() || sys::fstat(shared.get(), &status) != 0 ||
-      (status.st_mode & S_ISVTX) == 0) {
-    return {};
-  }
-  return openOwnFolder(shared.get(), std::to_string(::getuid()));
-}
-
-std::optional<TrashFolder> openTrashAt(std::string top) {
-  if (!gio::isUserMount(top.c_str())) {
-    return std::nullopt;
-  }
-  const FileDescriptor topFolder(sys::open(top.c_str(), openFlags));
-  if (!topFolder.isOpen()) {
-    return std::nullopt;
-  }
-  FileDescriptor trash = openSharedTrash(topFolder.get());
-  if (!trash.isOpen()) {
-    trash = openOwnFolder(topFolder.get(), ".Trash-" + std::to_string(::getuid()));
-  }
-  path::endWithSeparator(top);
-  return withItsFolders(std::move(trash), std::move(top));
+// Whether an error says that no folder is there. No item was reached through one that may not be
+// searched, either.
+constexpr bool isAbsence(int error) noexcept {
+  return error == ENOENT || error == ENOTDIR || error == ELOOP || error == EACCES;
 }
 
 }  // namespace
 
-std::optional<TrashFolder> openTrash(dev_t device, const std::string& parent) {
-  // An item on another file system than its folder is where that is mounted, and cannot move.
-  if (deviceOf(parent) != device) {
-    return std::nullopt;
+MadeFolders::~MadeFolders() {
+  for (; !made_.empty(); made_.pop_back()) {
+    made_.back().first.removeFolder(made_.back().second.c_str());
   }
-  std::optional<TrashFolder> trash = openHomeTrash(device);
-  return trash ? std::move(trash) : openTrashAt(topOf(device, parent));
+}
+
+int MadeFolders::open(const Folder& parent, const std::string& name, Access access,
+                      std::optional<uid_t> owner, Folder& opened) {
+  std::pair<Folder, std::string> made(Folder(), name);
+  int error = parent.openFolder(".", Access::use, made.first);
+  if (error != 0) {
+    return error;
+  }
+  made_.reserve(made_.size() + 1);
+  const int notMade = parent.makeFolder(name.c_str(), S_IRWXU);
+  if (notMade == 0) {
+    made_.push_back(std::move(made));
+  }
+  struct stat status;
+  error = parent.openFolder(name.c_str(), access, opened);
+  error = error == 0 ? opened.status(status) : error;
+  if (error == 0) {
+    return owner.value_or(status.st_uid) == status.st_uid ? 0 : EPERM;
+  }
+  return error == ENOENT && notMade != 0 && notMade != EEXIST ? notMade : error;
+}
+
+int ItemWay::look(const Folder& folder, Spot& spot) noexcept {
+  struct stat status {};
+  const int error = folder.status(status);
+  spot = {.identity = identityOf(status), .mount = folder.mountId()};
+  return error;
+}
+
+// A bind mount has the device of what it shows, and a mount may have several devices. Nothing can
+// be renamed across either.
+bool ItemWay::isSameMount(const Spot& a, const Spot& b) noexcept {
+  return a.mount == b.mount && a.identity.device == b.identity.device;
+}
+
+int ItemWay::follow(const ItemPlace& place) {
+  user_ = std::to_string(::getuid());
+  if (const auto data = userDataFolder()) {
+    home_ = path::appendingComponent(*data, "Trash");
+  }
+  passed_ = {place.item};
+  std::string path = place.path;
+  Folder folder;
+  Spot spot;
+  int error = place.folder.openFolder(".", Access::use, folder);
+  error = error == 0 ? look(folder, spot) : error;
+  first_ = spot;
+  for (bool isRoot = false; error == 0 && !isRoot;) {
+    passed_.push_back(spot.identity);
+    isRoot = path == "/";
+    Folder parent;
+    Spot above;
+    error = folder.openParent(Access::use, parent);
+    error = error == 0 ? look(parent, above) : error;
+    if (error == 0 && (isRoot || !isSameMount(above, spot))) {
+      error = passesTrashAt(folder) ? EBUSY : 0;
+      if (!top_.isOpen()) {
+        top_ = std::move(folder);
+        topPath_ = path;
+      }
+    }
+    path = path::deletingLastComponent(path);
+    folder = std::move(parent);
+    spot = above;
+  }
+  return error == 0 && passesHomeTrash() ? EBUSY : error;
+}
+
+bool ItemWay::passes(const Folder& folder, const std::string& name) const noexcept {
+  struct stat status;
+  const int error = folder.statusOf(name.c_str(), status);
+  return error == 0 ? std::ranges::find(passed_, identityOf(status)) != passed_.end()
+                    : !isAbsence(error);
+}
+
+// All of ".Trash" stays while the user has a Trash in it.
+bool ItemWay::passesTrashAt(const Folder& top) const {
+  Folder shared;
+  struct stat status;
+  int error = top.openFolder(sharedTrash, Access::use, shared);
+  error = error == 0 ? shared.statusOf(user_.c_str(), status) : error;
+  return passes(top, ownTrash + user_) ||
+         (error == 0 ? passes(top, sharedTrash) : !isAbsence(error));
+}
+
+// Each link that leads there stays as well: without it the Trash could not be found again.
+bool ItemWay::passesHomeTrash() const {
+  if (home_.empty()) {
+    return false;
+  }
+  for (std::string path = home_; path != "/"; path = path::deletingLastComponent(path)) {
+    const auto status = files::statusOfLink(PathBuffer(path));
+    if (status && identityOf(*status) == passed_.front()) {
+      return true;
+    }
+  }
+  Folder trash;
+  const int error = Folder::open(home_.c_str(), Access::use, Folder::Links::follow, trash);
+  return error == 0 ? passes(trash, ".") : !isAbsence(error);
+}
+
+int ItemWay::openHome(MadeFolders& made, Folder& opened) const {
+  if (home_.empty()) {
+    return EXDEV;
+  }
+  std::string path = home_;
+  std::vector<std::string> missing;
+  while (Folder::open(path.c_str(), Access::use, Folder::Links::follow, opened) != 0 &&
+         path != "/") {
+    missing.emplace_back(path::lastComponent(path));
+    path = path::deletingLastComponent(path);
+  }
+  Spot spot;
+  int error = look(opened, spot);
+  if (error != 0 || !isSameMount(spot, first_)) {
+    return EXDEV;
+  }
+  for (; error == 0 && !missing.empty(); missing.pop_back()) {
+    Folder folder;
+    error = made.open(opened, missing.back(), Access::use, std::nullopt, folder);
+    opened = std::move(folder);
+  }
+  return error;
+}
+
+int ItemWay::openAtTop(Trash which, MadeFolders& made, Folder& opened) const {
+  if (!gio::isUserMount(topPath_.c_str())) {
+    return EXDEV;
+  }
+  if (which == Trash::own) {
+    return made.open(top_, ownTrash + user_, Access::use, ::getuid(), opened);
+  }
+  // An administrator made it, with the sticky bit, so that nobody moves what others have in it.
+  Folder shared;
+  struct stat status;
+  if (top_.openFolder(sharedTrash, Access::use, shared) != 0 || shared.status(status) != 0 ||
+      (status.st_mode & S_ISVTX) == 0) {
+    return EXDEV;
+  }
+  return made.open(shared, user_, Access::use, ::getuid(), opened);
+}
+
+int ItemWay::open(Trash which, TrashFolder& trash) const {
+  Folder folder;
+  int error =
+      which == Trash::home ? openHome(trash.made, folder) : openAtTop(which, trash.made, folder);
+  struct stat status;
+  error = error == 0 ? folder.status(status) : error;
+  if (error == 0) {
+    const uid_t owner = status.st_uid;
+    // The folder of the entries will be synced, which takes the permission to read it.
+    error = trash.made.open(folder, "info", Access::list, owner, trash.info);
+    error = error == 0 ? trash.made.open(folder, "files", Access::use, owner, trash.files) : error;
+  }
+  if (which != Trash::home) {
+    trash.top = topPath_;
+    path::endWithSeparator(trash.top);
+  }
+  return error;
 }
 
 }  // namespace ox

@@ -1,15 +1,19 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "OrvexKit/OXFileUtil.h"
 #include "folders/FreeName.h"
-#include "folders/TemporaryDirectories.h"
 #include "platform/desktop/FilePackage.h"
 #include "platform/files/Files.h"
+#include "platform/files/Folder.h"
 #include "platform/files/Path.h"
 
+namespace ox {
 namespace {
-
-using namespace ox;
 
 // Whether a folder may be made and moved by this name and all that its extensions are dropped to,
 // without the path leading out of the folder that it is made in.
@@ -20,22 +24,72 @@ bool isSafeFolderName(std::string_view name) noexcept {
   return !name.empty() && name != "." && name != "..";
 }
 
-// Tries the name out in `scratch`: a folder of that name loses one extension after the other until
-// it is no package. One that cannot be made there loses them all the same, because the final folder
-// may well be made. Gives the name that remains; no value when a move fails.
-std::optional<std::string_view> unpackagedName(const PathBuffer& scratch, std::string_view name) {
-  const bool isMade =
-      files::createFolder(PathBuffer(scratch.view(), name)) == files::Creation::created;
-  while (hasPackageExtension(name)) {
-    const std::string_view shorter = path::deletingExtension(name);
-    if (isMade &&
-        !files::moveItem(PathBuffer(scratch.view(), name), PathBuffer(scratch.view(), shorter))) {
+// A scratch folder, in which a name is tried out before a folder of that name is made for the
+// caller. The name alone decides what a package is; the trial decides only whether a move fails.
+//
+// Others may be able to rename what is in the temporary folder. So everything goes by the open
+// scratch folder, and only what was made in it is moved and removed, never with any contents.
+class Trial {
+ public:
+  // No value when there is no scratch folder, or another item has taken its place already.
+  static std::optional<Trial> start() {
+    const OXString path = OXCreateTemporaryDirectory();
+    Trial trial;
+    if (!path || !trial.open(*path)) {
       return std::nullopt;
     }
-    name = shorter;
+    return trial;
   }
-  return name;
-}
+
+  // Makes a folder and drops its name's extensions until it is no package. One that cannot be made
+  // loses them all the same, because the final folder may well be made. Gives the name that
+  // remains; no value when a move fails, and then all is left where it is.
+  OXString unpackagedName(std::string name) const {
+    const bool isMade = scratch_.makeFolder(name.c_str(), S_IRWXU) == 0;
+    while (hasPackageExtension(name)) {
+      std::string shorter(path::deletingExtension(name));
+      if (isMade &&
+          scratch_.rename(name.c_str(), scratch_, shorter.c_str(), Folder::Replacing::never) != 0) {
+        return std::nullopt;
+      }
+      name = std::move(shorter);
+    }
+    if (isMade) {
+      scratch_.removeFolder(name.c_str());
+    }
+    removeScratch();
+    return name;
+  }
+
+ private:
+  Trial() = default;
+
+  bool open(const std::string& path) {
+    name_ = path::lastComponent(path);
+    struct ::stat status;
+    if (Folder::open(std::string(path::deletingLastComponent(path)).c_str(), Folder::Access::use,
+                     Folder::Links::follow, parent_) != 0 ||
+        parent_.openFolder(name_.c_str(), Folder::Access::use, scratch_) != 0 ||
+        scratch_.status(status) != 0) {
+      return false;
+    }
+    identity_ = identityOf(status);
+    // As it was made: nobody else can have moved a folder here that is so.
+    return status.st_uid == ::geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+  }
+
+  void removeScratch() const noexcept {
+    struct ::stat status;
+    if (parent_.statusOf(name_.c_str(), status) == 0 && identityOf(status) == identity_) {
+      parent_.removeFolder(name_.c_str());
+    }
+  }
+
+  Folder parent_;
+  Folder scratch_;
+  std::string name_;
+  Identity identity_;
+};
 
 // Exclusive creation decides: whoever is told that the name is taken goes on to the next.
 OXString createFreeFolder(std::string_view name, std::string_view destination) {
@@ -46,26 +100,19 @@ OXString createFreeFolder(std::string_view name, std::string_view destination) {
 }
 
 }  // namespace
+}  // namespace ox
 
 OXString OXSafelyCreateArchiveSubdir(OXStringView name, OXStringView destination,
                                      bool deletePathExtension) {
   if (!name || !destination || name->find_first_of(std::string_view("/\0", 2)) != name->npos) {
     return std::nullopt;
   }
-  const std::string_view folderName = deletePathExtension ? path::deletingExtension(*name) : *name;
-  if (!isSafeFolderName(folderName)) {
+  const std::string_view folderName =
+      deletePathExtension ? ox::path::deletingExtension(*name) : *name;
+  if (!ox::isSafeFolderName(folderName)) {
     return std::nullopt;
   }
-  const std::optional<PathBuffer> scratch = createScratchFolder();
-  if (!scratch) {
-    return std::nullopt;
-  }
-  const std::optional<std::string_view> finalName = unpackagedName(*scratch, folderName);
-  if (!finalName) {
-    return std::nullopt;
-  }
-  // The folder within goes first: after it the scratch folder is empty, and need not be listed.
-  files::removeItem(PathBuffer(scratch->view(), *finalName));
-  files::removeItem(*scratch);
-  return createFreeFolder(*finalName, *destination);
+  const std::optional<ox::Trial> trial = ox::Trial::start();
+  const OXString finalName = trial ? trial->unpackagedName(std::string(folderName)) : std::nullopt;
+  return finalName ? OXString(ox::createFreeFolder(*finalName, *destination)) : std::nullopt;
 }

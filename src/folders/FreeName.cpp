@@ -5,8 +5,8 @@
 
 #include "OrvexKit/OXFileUtil.h"
 #include "platform/files/DirectoryReader.h"
-#include "platform/files/FileDescriptor.h"
 #include "platform/files/Files.h"
+#include "platform/files/Folder.h"
 #include "platform/files/Path.h"
 
 namespace ox {
@@ -84,7 +84,7 @@ void FreeName::startCounting() {
 }
 
 void FreeName::writeCounter() {
-  std::array<char, longestCounter> digits;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  std::array<char, longestCounter> digits;
   const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), counter_).ptr;
   path_.resize(numberStart_);
   path_.append(std::string_view(digits.data(), end));
@@ -106,12 +106,14 @@ bool FreeName::isListedAsTaken() {
 // taken that are written otherwise.
 void FreeName::listFolder() {
   taken_.clear(counter_);
-  const FileDescriptor fd(files::openFolder(PathBuffer(directory_.empty() ? "." : directory_)));
-  mayList_ = fd.isOpen();
+  const PathBuffer path(directory_.empty() ? "." : directory_);
+  Folder folder;
+  mayList_ = path.isRepresentable() &&
+             Folder::open(path.c_str(), Folder::Access::list, Folder::Links::follow, folder) == 0;
   if (!mayList_) {
     return;
   }
-  DirectoryReader<32768> reader(fd.get());
+  DirectoryReader<8192> reader(folder);
   while (const std::optional<DirectoryEntry> entry = reader.next()) {
     addIfNumbered(entry->name);
   }

@@ -34,7 +34,7 @@ class FreeName {
   // Which counters a listing of the folder shows as taken: one bit for each of a run of counters.
   class TakenCounters {
    public:
-    static constexpr std::uint32_t span = 1U << 16;
+    static constexpr std::uint32_t span = 1U << 15;
 
     void clear(std::int32_t first) noexcept;
     void add(std::int32_t counter) noexcept;

@@ -1,16 +1,59 @@
+#include "OrvexKit/OXScopedTempDir.h"
+
+#include <sys/mman.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstddef>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "OrvexKit/OXScopedTempDir.h"
-#include "platform/files/Files.h"
+#include "platform/files/RemoveItem.h"
 
-OXScopedTempDir::OXScopedTempDir() : path_(OXCreateTemporaryDirectory()), process_(::getpid()) {}
+namespace ox {
+namespace {
+
+// In memory that the kernel clears in every forked copy of the process. Null where it cannot.
+std::atomic<int>* memoryWipedOnFork() noexcept {
+  constexpr std::size_t size = sizeof(std::atomic<int>);
+  void* const memory =
+      ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED) {
+    return nullptr;
+  }
+  if (::madvise(memory, size, MADV_WIPEONFORK) != 0) {
+    ::munmap(memory, size);
+    return nullptr;
+  }
+  return new (memory) std::atomic<int>(0);
+}
+
+// Tells this process from those that it is a forked copy of. Process numbers do not: in a namespace
+// of its own a copy may have the same one.
+int currentProcess() noexcept {
+  static std::atomic<int>* const number = memoryWipedOnFork();
+  static std::atomic<int> last{0};  // copied by a fork
+  if (number == nullptr) {
+    return ::getpid();
+  }
+  int current = *number;
+  if (current == 0) {
+    const int next = ++last;
+    current = number->compare_exchange_strong(current, next) ? next : current;
+  }
+  return current;
+}
+
+}  // namespace
+}  // namespace ox
+
+OXScopedTempDir::OXScopedTempDir()
+    : path_(OXCreateTemporaryDirectory()), process_(ox::currentProcess()) {}
 
 OXScopedTempDir::~OXScopedTempDir() {
-  if (path_ && process_ == ::getpid()) {
+  if (path_ && process_ == ox::currentProcess()) {
     ox::files::removeItem(ox::PathBuffer(*path_));
   }
 }

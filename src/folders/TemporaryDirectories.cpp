@@ -1,5 +1,3 @@
-#include "folders/TemporaryDirectories.h"
-
 #include <new>
 #include <string>
 
@@ -8,9 +6,8 @@
 #include "platform/files/Files.h"
 #include "platform/files/Path.h"
 
+namespace ox {
 namespace {
-
-using namespace ox;
 
 constexpr std::string_view scratchPattern = ".orvx.XXXXXX";
 constexpr std::string_view uniquePattern = "Vantrel.XXXXXX";
@@ -19,54 +16,53 @@ bool hasNoNul(std::string_view path) noexcept {
   return path.find('\0') == std::string_view::npos;
 }
 
-void logFailedCreation() noexcept {
-  // The function is called otherwise, but whoever looks for this line looks for these words.
-  logLine("mkstemp failed to generate a temp dir!");
+OXString createScratchFolder(std::string_view base) {
+  OXString folder = path::appendingComponent(base, scratchPattern);
+  if (!hasNoNul(*folder) || !files::createUniqueFolder(folder->data())) {
+    // The function is called otherwise, but whoever looks for this line looks for these words.
+    logLine("mkstemp failed to generate a temp dir!");
+    folder.reset();
+  }
+  return folder;
+}
+
+OXString noMemoryForScratchFolder() noexcept {
+  logLine("Could not allocate memory for generating temp dir name!");
+  return std::nullopt;
 }
 
 }  // namespace
-
-std::optional<PathBuffer> ox::createScratchFolder() noexcept {
-  std::optional<PathBuffer> folder(std::in_place, files::temporaryFolder(), scratchPattern);
-  if (!folder->isRepresentable() || !files::createUniqueFolder(folder->data())) {
-    logFailedCreation();
-    folder.reset();
-  }
-  return folder;
-}
+}  // namespace ox
 
 OXString OXCreateTemporaryDirectoryInDir(OXStringView baseDir) {
   if (!baseDir) {
-    logLine("Temp base dir is nil! Using /tmp/ as a fallback!");
+    ox::logLine("Temp base dir is nil! Using /tmp/ as a fallback!");
     baseDir = "/tmp/";
   }
-  OXString folder;
   try {
-    folder = path::appendingComponent(*baseDir, scratchPattern);
+    return ox::createScratchFolder(*baseDir);
   } catch (const std::bad_alloc&) {
-    logLine("Could not allocate memory for generating temp dir name!");
-    return std::nullopt;
+    return ox::noMemoryForScratchFolder();
   }
-  if (!hasNoNul(*folder) || !files::createUniqueFolder(folder->data())) {
-    logFailedCreation();
-    folder.reset();
-  }
-  return folder;
 }
 
 OXString OXCreateTemporaryDirectory() {
-  return OXCreateTemporaryDirectoryInDir(files::temporaryFolder());
+  try {
+    return ox::createScratchFolder(ox::files::temporaryFolder());
+  } catch (const std::bad_alloc&) {
+    return ox::noMemoryForScratchFolder();
+  }
 }
 
 OXString OXCreateUniqueTempDir() {
-  const std::string_view base = files::temporaryFolder();
+  std::string base = ox::files::temporaryFolder();
   try {
-    std::string folder = path::appendingComponent(base, uniquePattern);
-    if (files::createUniqueFolder(folder.data())) {
+    std::string folder = ox::path::appendingComponent(base, ox::uniquePattern);
+    if (ox::files::createUniqueFolder(folder.data())) {
       return folder;
     }
   } catch (const std::bad_alloc&) {
     // No room for the longer name: what is promised is a folder to use, and the base is one.
   }
-  return std::string(base);
+  return base;
 }

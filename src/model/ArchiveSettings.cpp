@@ -1,7 +1,8 @@
+#include "OrvexKit/OXArchiveSettings.h"
+
 #include <utility>
 
-#include "OrvexKit/OXArchiveSettings.h"
-#include "platform/objects/AtomicString.h"
+#include "platform/objects/RecordLock.h"
 #include "platform/objects/Wipe.h"
 
 namespace {
@@ -42,11 +43,11 @@ std::shared_ptr<OXArchiveSettings> OXArchiveSettings::copyWithZone() const {
 }
 
 OXString OXArchiveSettings::password() const {
-  return ox::copiedString(password_);
+  return ox::copyOf(ox::getGuarded(lock_, password_));
 }
 
 void OXArchiveSettings::setPassword(OXStringView password) {
-  password_.set(password ? ox::makeWipedString(*password) : nullptr);
+  ox::setGuarded(lock_, password_, password ? ox::makeWipedString(*password) : nullptr);
 }
 
 OXUnsignedWord OXArchiveSettings::encryptionIndex() const noexcept {
@@ -74,9 +75,9 @@ void OXArchiveSettings::setVolumeSize(std::uint64_t volumeSize) noexcept {
 }
 
 std::shared_ptr<OXArchiveSettings::AuxSettings> OXArchiveSettings::auxSettings() const noexcept {
-  return auxSettings_.get();
+  return ox::getGuarded(lock_, auxSettings_);
 }
 
 void OXArchiveSettings::setAuxSettings(std::shared_ptr<AuxSettings> auxSettings) noexcept {
-  auxSettings_.set(std::move(auxSettings));
+  ox::setGuarded(lock_, auxSettings_, std::move(auxSettings));
 }

@@ -41,14 +41,6 @@ void OXArchivedFile::adoptPath(OXString&& path) {
   }
 }
 
-std::optional<OXDate> OXArchivedFile::modificationTime() const noexcept {
-  const std::uint64_t bits = modificationTime_.get();
-  if (bits == noDate) {
-    return std::nullopt;
-  }
-  return OXDate(OXDate::duration(std::bit_cast<double>(bits)));
-}
-
 void OXArchivedFile::setModificationTime(std::optional<OXDate> modificationTime) noexcept {
   std::uint64_t bits = noDate;
   if (modificationTime) {

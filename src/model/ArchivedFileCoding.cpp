@@ -1,30 +1,66 @@
 #include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 
 #include "OrvexKit/OXArchivedFile.h"
+#include "platform/coding/CBORFields.h"
 
+namespace ox {
 namespace {
 
-// Both modes call these in one order: a sequential coder knows a field by its place alone.
-constexpr std::string_view pathKey = "path";
-constexpr std::string_view modificationTimeKey = "mtime";
-constexpr std::string_view actualSizeKey = "actualSize";
-constexpr std::string_view compressedSizeKey = "compSize";
-constexpr std::string_view checksumKey = "checksum";
-constexpr std::string_view fileIdKey = "fileId";
-constexpr std::string_view isFolderKey = "isFolder";
-constexpr std::string_view isEncryptedKey = "isEncrypted";
+template <typename Text>
+struct Fields {
+  // Not defaulted: that clears the room of the path's text as well, which takes longer than all
+  // else.
+  Fields() noexcept {}  // NOLINT(modernize-use-equals-default)
 
-// Objects are made where they stay, and looked at there: a boxed number that is copied right after
-// it was made takes longer than coding it.
-class Writer {
+  std::optional<Text> path;
+  std::optional<OXDate> modificationTime;
+  std::uint64_t actualSize = 0;
+  std::uint64_t compressedSize = 0;
+  std::uint32_t checksum = 0;
+  OXUnsignedWord fileId = 0;
+  bool isFolder = false;
+  bool isEncrypted = false;
+};
+
+// The form of a record, for whatever writes or reads fields. The order is part of it: a sequential
+// coder knows a field by its place alone. So are the two keys that differ from their fields' names,
+// and that the identifier is read as a signed word.
+template <typename Values, typename Coder>
+void describe(Values& fields, Coder& coder) {
+  coder.string(FieldKey("path"), fields.path);
+  coder.date(FieldKey("mtime"), fields.modificationTime);
+  coder.template number<&OXNumber::unsigned64Value>(FieldKey("actualSize"), fields.actualSize);
+  coder.template number<&OXNumber::unsigned64Value>(FieldKey("compSize"), fields.compressedSize);
+  coder.template number<&OXNumber::unsigned32Value>(FieldKey("checksum"), fields.checksum);
+  coder.template number<&OXNumber::signedWordValue>(FieldKey("fileId"), fields.fileId);
+  coder.template number<&OXNumber::boolValue>(FieldKey("isFolder"), fields.isFolder);
+  coder.template number<&OXNumber::boolValue>(FieldKey("isEncrypted"), fields.isEncrypted);
+}
+
+// Writes fields to a coder of any kind, as objects.
+class ObjectWriter {
  public:
-  explicit Writer(OXCoder& coder) : coder_(coder), keyed_(coder.allowsKeyedCoding()) {}
+  explicit ObjectWriter(OXCoder& coder) : coder_(coder), keyed_(coder.allowsKeyedCoding()) {}
 
-  template <typename Kind, typename Field>
-  void write(std::string_view key, const Field& field) {
-    const OXValueView object(std::in_place_type<Kind>, field);
+  template <typename Key>
+  void string(const Key& key, const std::optional<std::string_view>& field) {
+    writeNullable(key.text(), field);
+  }
+  template <typename Key>
+  void date(const Key& key, const std::optional<OXDate>& field) {
+    writeNullable(key.text(), field);
+  }
+  template <auto read, typename Key, typename Field>
+  void number(const Key& key, Field field) {
+    write(key.text(), OXNumber(field));
+  }
+
+ private:
+  void write(std::string_view key, const OXValueView& object) {
     if (keyed_) {
       coder_.encodeObjectForKey(object, key);
     } else {
@@ -32,25 +68,43 @@ class Writer {
     }
   }
 
-  template <typename Kind, typename Field>
+  template <typename Field>
   void writeNullable(std::string_view key, const std::optional<Field>& field) {
     if (field) {
-      write<Kind>(key, *field);
+      write(key, *field);
     } else if (!keyed_) {
       coder_.encodeObject(OXNull());
     }
   }
 
- private:
   OXCoder& coder_;
   const bool keyed_;
 };
 
-class Reader {
+// Reads fields from a coder of any kind.
+class ObjectReader {
  public:
-  explicit Reader(OXCoder& coder) : coder_(coder), keyed_(coder.allowsKeyedCoding()) {}
+  explicit ObjectReader(OXCoder& coder) : coder_(coder), keyed_(coder.allowsKeyedCoding()) {}
 
-  // Calls `take` with the object of a field that takes objects of one kind, unless there is none.
+  template <typename Key>
+  void string(const Key& key, std::optional<std::string>& field) {
+    read<std::string>(key.text(), [&](std::string& string) { field = std::move(string); });
+  }
+  template <typename Key>
+  void date(const Key& key, std::optional<OXDate>& field) {
+    read<OXDate>(key.text(), [&](OXDate date) { field = date; });
+  }
+  template <auto read, typename Key, typename Field>
+  void number(const Key& key, Field& field) {
+    this->read<OXNumber>(
+        key.text(), [&](const OXNumber& number) { field = static_cast<Field>((number.*read)()); });
+  }
+
+  // Whether every object so far was of the kind that its field takes.
+  bool fits() const { return fits_; }
+
+ private:
+  // Calls `take` with the object, unless there is none.
   template <typename Kind, typename Take>
   void read(std::string_view key, Take take) {
     std::optional<OXValue> object = keyed_ ? coder_.decodeObjectForKey(key) : coder_.decodeObject();
@@ -62,56 +116,62 @@ class Reader {
       return;
     }
     const bool standsForNone = !keyed_ && std::holds_alternative<OXNull>(*object);
-    allTaken_ = allTaken_ && standsForNone;
+    fits_ = fits_ && standsForNone;
   }
 
-  // Whether every object so far was of the kind that was asked for.
-  bool allTaken() const { return allTaken_; }
-
- private:
   OXCoder& coder_;
   const bool keyed_;
-  bool allTaken_ = true;
+  bool fits_ = true;
 };
 
+bool readFields(OXCoder& coder, Fields<std::string>& fields) {
+  if (OXCBORDecoder* const decoder = OXCBORFields::decoder(coder)) {
+    return OXCBORFields::read(*decoder, [&](auto& reader) { describe(fields, reader); });
+  }
+  ObjectReader reader(coder);
+  describe(fields, reader);
+  return reader.fits();
+}
+
 }  // namespace
+}  // namespace ox
 
 void OXArchivedFile::encodeWithCoder(OXCoder& coder) const {
-  Writer writer(coder);
-  writer.writeNullable<std::string_view>(pathKey, path());
-  writer.writeNullable<OXDate>(modificationTimeKey, modificationTime());
-  writer.write<OXNumber>(actualSizeKey, actualSize());
-  writer.write<OXNumber>(compressedSizeKey, compressedSize());
-  writer.write<OXNumber>(checksumKey, checksum());
-  writer.write<OXNumber>(fileIdKey, fileId());
-  writer.write<OXNumber>(isFolderKey, isFolder());
-  writer.write<OXNumber>(isEncryptedKey, isEncrypted());
+  ox::Fields<std::string_view> fields;
+  fields.path = path_;
+  fields.modificationTime = modificationTime();
+  fields.actualSize = actualSize();
+  fields.compressedSize = compressedSize();
+  fields.checksum = checksum();
+  fields.fileId = fileId();
+  fields.isFolder = isFolder();
+  fields.isEncrypted = isEncrypted();
+  if (OXCBOREncoder* const encoder = OXCBORFields::encoder(coder)) {
+    OXCBORFields::write(*encoder, [&](auto& writer) { ox::describe(fields, writer); });
+  } else {
+    ox::ObjectWriter writer(coder);
+    ox::describe(fields, writer);
+  }
+}
+
+bool OXArchivedFile::decodeWithCoder(OXCoder& coder) {
+  ox::Fields<std::string> fields;
+  if (!ox::readFields(coder, fields)) {
+    return false;
+  }
+  // The one that can refuse its value comes first.
+  setPath(std::move(fields.path));
+  setModificationTime(fields.modificationTime);
+  setActualSize(fields.actualSize);
+  setCompressedSize(fields.compressedSize);
+  setChecksum(fields.checksum);
+  setFileId(fields.fileId);
+  setIsFolder(fields.isFolder);
+  setIsEncrypted(fields.isEncrypted);
+  return true;
 }
 
 std::shared_ptr<OXArchivedFile> OXArchivedFile::initWithCoder(OXCoder& coder) {
-  Reader reader(coder);
   auto file = std::make_shared<OXArchivedFile>();
-  // The path can be refused by its setter, which must not leave the coder amid a record.
-  OXString path;
-  reader.read<std::string>(pathKey, [&](std::string& string) { path = std::move(string); });
-  reader.read<OXDate>(modificationTimeKey, [&](OXDate date) { file->setModificationTime(date); });
-  // A number that is absent leaves the 0 or the false of a fresh record.
-  using Number = const OXNumber&;
-  reader.read<OXNumber>(actualSizeKey,
-                        [&](Number number) { file->setActualSize(number.unsigned64Value()); });
-  reader.read<OXNumber>(compressedSizeKey,
-                        [&](Number number) { file->setCompressedSize(number.unsigned64Value()); });
-  reader.read<OXNumber>(checksumKey,
-                        [&](Number number) { file->setChecksum(number.unsigned32Value()); });
-  reader.read<OXNumber>(fileIdKey, [&](Number number) {
-    file->setFileId(static_cast<OXUnsignedWord>(number.signedWordValue()));
-  });
-  reader.read<OXNumber>(isFolderKey, [&](Number number) { file->setIsFolder(number.boolValue()); });
-  reader.read<OXNumber>(isEncryptedKey,
-                        [&](Number number) { file->setIsEncrypted(number.boolValue()); });
-  if (!reader.allTaken()) {
-    return nullptr;
-  }
-  file->setPath(std::move(path));
-  return file;
+  return file->OXArchivedFile::decodeWithCoder(coder) ? std::move(file) : nullptr;
 }

@@ -1,54 +1,44 @@
-#include <algorithm>
-#include <array>
-#include <mutex>
-#include <span>
+#include "OrvexKit/OXDeltaNode.h"
+
 #include <utility>
 
-#include "OrvexKit/OXDeltaNode.h"
 #include "model/DeltaNodeChildList.h"
 #include "platform/files/Path.h"
-#include "platform/objects/SharedLock.h"
+#include "platform/objects/BadAlloc.h"
+#include "platform/objects/RecordLock.h"
 
 OXDeltaNode::OXDeltaNode() = default;
 OXDeltaNode::~OXDeltaNode() = default;
 
 OXString OXDeltaNode::name() const {
-  const std::lock_guard lock(ox::sharedLock(this));
-  return name_;
+  return ox::copyOf(ox::getGuarded(lock_, contents_.name));
 }
 
 void OXDeltaNode::setName(OXStringView name) {
-  OXString text(name);
-  const std::lock_guard lock(ox::sharedLock(this));
-  name_.swap(text);
+  ox::setGuarded(lock_, contents_.name, ox::sharedString(name));
 }
 
 OXString OXDeltaNode::physicalPath() const {
-  const std::lock_guard lock(ox::sharedLock(this));
-  return physicalPath_;
+  return ox::copyOf(ox::getGuarded(lock_, contents_.physicalPath));
 }
 
 void OXDeltaNode::setPhysicalPath(OXStringView physicalPath) {
-  OXString text(physicalPath);
-  const std::lock_guard lock(ox::sharedLock(this));
-  physicalPath_.swap(text);
+  ox::setGuarded(lock_, contents_.physicalPath, ox::sharedString(physicalPath));
 }
 
 std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::childList() const noexcept {
-  const std::lock_guard lock(ox::sharedLock(this));
-  return children_;
+  return ox::getGuarded(lock_, contents_.children);
 }
 
 std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::makeChildList() {
   std::shared_ptr<ChildList> list = childList();
   if (list == nullptr) {
-    list = ChildList::make();
-    const std::lock_guard lock(ox::sharedLock(this));
-    if (children_ == nullptr) {
-      children_ = list;
-    } else {
-      list = children_;
+    std::shared_ptr<ChildList> made = ChildList::make();
+    const ox::RecordGuard guard(lock_);
+    if (contents_.children == nullptr) {
+      contents_.children.swap(made);
     }
+    list = contents_.children;
   }
   return list;
 }
@@ -65,34 +55,32 @@ void OXDeltaNode::addChild(std::shared_ptr<OXDeltaNode> node) {
   }
 }
 
-// Looks at some children at a time, because the locks of the list and of a node may be the same
-// one.
 std::shared_ptr<OXDeltaNode> OXDeltaNode::childNamed(OXStringView name) const {
   const std::shared_ptr<ChildList> list = childList();
   if (!name || list == nullptr) {
     return nullptr;
   }
-  const auto isNamed = [&](const OXDeltaNode* child) {
-    const std::lock_guard lock(ox::sharedLock(child));
-    return child->name_ == name;
-  };
-  std::array<OXDeltaNode*, 64> some;  // NOLINT(cppcoreguidelines-pro-type-member-init)
-  const std::size_t size = list->size();
-  for (std::size_t start = 0; start < size; start += some.size()) {
-    const std::span<OXDeltaNode*> children(some.data(), std::min(some.size(), size - start));
-    list->copyFrom(start, children);
-    const auto found = std::ranges::find_if(children, isNamed);
-    if (found != children.end()) {
-      return list->at(start + static_cast<std::size_t>(found - children.begin()));
+  std::shared_ptr<OXDeltaNode> child;
+  for (std::size_t i = 0; (child = list->at(i)) != nullptr; ++i) {
+    const ox::SharedString childName = ox::getGuarded(child->lock_, child->contents_.name);
+    if (childName != nullptr && *childName == *name) {
+      break;
     }
   }
-  return nullptr;
+  return child;
+}
+
+OXDeltaNode::Contents OXDeltaNode::contents() const noexcept {
+  const ox::RecordGuard guard(lock_);
+  return contents_;
 }
 
 OXString OXDeltaNode::fullPathOnDisk() const {
-  const std::lock_guard lock(ox::sharedLock(this));
-  if (!physicalPath_ || !name_) {
+  const auto [name, physicalPath, children] = contents();
+  if (physicalPath == nullptr || name == nullptr) {
     return std::nullopt;
   }
-  return ox::path::appendingComponent(*physicalPath_, *name_);
+  return ox::orBadAlloc([&folder = *physicalPath, &item = *name] {
+    return ox::path::appendingComponent(folder, item);
+  });
 }

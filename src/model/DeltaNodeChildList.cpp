@@ -1,49 +1,58 @@
 #include "model/DeltaNodeChildList.h"
 
-#include <algorithm>
-#include <mutex>
+#include <iterator>
 
 #include "platform/objects/FatalError.h"
-#include "platform/objects/SharedLock.h"
+#include "platform/objects/RecordLock.h"
 
 std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::ChildList::make() {
   return {new ChildList, release};
 }
 
 void OXDeltaNode::ChildList::add(std::shared_ptr<OXDeltaNode> node) {
-  const std::lock_guard lock(ox::sharedLock(this));
-  if (visits_ != 0) {
-    ox::fatalError("a child was added to a list of nodes that is being walked");
+  List spare;  // where a full list moves to: memory is asked for, and given back, without the lock
+  while (!addInto(spare, node)) {
+    spare.reserve(2 * size() + 1);
   }
-  nodes_.push_back(std::move(node));
+}
+
+// False when the list is full and `spare` has no more room than it.
+bool OXDeltaNode::ChildList::addInto(List& spare, std::shared_ptr<OXDeltaNode>& node) {
+  {
+    const ox::RecordGuard guard(lock_);
+    if (visits_ == 0) {
+      if (nodes_.size() == nodes_.capacity()) {
+        if (spare.capacity() <= nodes_.size()) {
+          return false;
+        }
+        spare.assign(std::move_iterator(nodes_.begin()), std::move_iterator(nodes_.end()));
+        nodes_.swap(spare);
+      }
+      nodes_.push_back(std::move(node));
+      return true;
+    }
+  }
+  ox::fatalError("a child was added to a list of nodes that is being walked");
 }
 
 void OXDeltaNode::ChildList::beginVisit() noexcept {
-  const std::lock_guard lock(ox::sharedLock(this));
+  const ox::RecordGuard guard(lock_);
   ++visits_;
 }
 
 void OXDeltaNode::ChildList::endVisit() noexcept {
-  const std::lock_guard lock(ox::sharedLock(this));
+  const ox::RecordGuard guard(lock_);
   --visits_;
 }
 
 std::size_t OXDeltaNode::ChildList::size() const noexcept {
-  const std::lock_guard lock(ox::sharedLock(this));
+  const ox::RecordGuard guard(lock_);
   return nodes_.size();
 }
 
-void OXDeltaNode::ChildList::copyFrom(std::size_t start,
-                                      std::span<OXDeltaNode*> nodes) const noexcept {
-  const std::lock_guard lock(ox::sharedLock(this));
-  const auto first = nodes_.begin() + static_cast<std::ptrdiff_t>(start);
-  std::transform(first, first + static_cast<std::ptrdiff_t>(nodes.size()), nodes.begin(),
-                 [](const std::shared_ptr<OXDeltaNode>& node) { return node.get(); });
-}
-
 std::shared_ptr<OXDeltaNode> OXDeltaNode::ChildList::at(std::size_t index) const noexcept {
-  const std::lock_guard lock(ox::sharedLock(this));
-  return nodes_[index];
+  const ox::RecordGuard guard(lock_);
+  return index < nodes_.size() ? nodes_[index] : nullptr;
 }
 
 void OXDeltaNode::ChildList::release(ChildList* list) noexcept {

@@ -2,9 +2,10 @@
 
 #pragma once
 
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <span>
 #include <utility>
 
 #include "OrvexKit/OXDeltaNode.h"
@@ -28,16 +29,18 @@ class OXDeltaNode::ChildList {
   void beginVisit() noexcept;
   void endVisit() noexcept;
 
-  // For a look at the nodes that does not forbid adding. Those that are in the list stay in it.
-  std::size_t size() const noexcept;
-  void copyFrom(std::size_t start, std::span<OXDeltaNode*> nodes) const noexcept;
+  // The node at a place in the list, or null behind the last: for a look at the nodes that does not
+  // forbid adding. Those that are in the list stay in it.
   std::shared_ptr<OXDeltaNode> at(std::size_t index) const noexcept;
 
   const List& nodes() const noexcept { return nodes_; }
 
  private:
   static void release(ChildList* list) noexcept;
+  bool addInto(List& spare, std::shared_ptr<OXDeltaNode>& node);
+  std::size_t size() const noexcept;
 
+  mutable std::atomic<std::uint32_t> lock_{0};
   List nodes_;
   std::size_t visits_ = 0;
   ChildList* nextReleased_ = nullptr;

@@ -1,15 +1,14 @@
-#include <bit>
+#include "OrvexKit/OXDeltaNode.h"
+
 #include <cstddef>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "OrvexKit/OXDeltaNode.h"
 #include "model/DeltaNodeChildList.h"
 #include "platform/files/Path.h"
+#include "platform/objects/BadAlloc.h"
 #include "platform/objects/FatalError.h"
-#include "platform/objects/SharedLock.h"
 
 // A walk in progress: the levels from its start down to where it is, instead of calls that call
 // themselves, and the two paths, which are made longer and shorter in place.
@@ -55,26 +54,28 @@ class OXDeltaNode::Walk {
   };
 
   void report(const OXDeltaNode& node) {
-    std::shared_ptr<ChildList> kids;
-    bool isReported = false;
-    {
-      const std::lock_guard lock(ox::sharedLock(&node));
-      kids = node.children_;
-      if (node.name_) {
-        ox::path::appendComponent(relative_, *node.name_);
-      }
-      if (node.name_ && node.physicalPath_) {
-        isReported = true;
-        disk_ = *node.physicalPath_;
-        ox::path::appendComponent(disk_, *node.name_);
-      }
-    }
+    Contents contents = node.contents();
+    const bool isReported = ox::orBadAlloc([&] { return appendToPaths(contents); });
     if (isReported) {
       callback_(relative_, disk_, node.isFolder());
     }
-    if (kids != nullptr) {
-      enter(std::move(kids));
+    if (contents.children != nullptr) {
+      enter(std::move(contents.children));
     }
+  }
+
+  // Whether the node has a place of its own on disk.
+  bool appendToPaths(const Contents& contents) {
+    if (contents.name == nullptr) {
+      return false;
+    }
+    ox::path::appendComponent(relative_, *contents.name);
+    if (contents.physicalPath == nullptr) {
+      return false;
+    }
+    disk_ = *contents.physicalPath;
+    ox::path::appendComponent(disk_, *contents.name);
+    return true;
   }
 
   void enter(std::shared_ptr<ChildList> list) {
@@ -85,14 +86,22 @@ class OXDeltaNode::Walk {
     }
   }
 
-  // A circle brings the same lists again and again, so one of them comes back to the level that it
-  // is compared with, once that is in the circle and as far up as the circle is long. No other list
-  // is ever met twice on one way down.
+  // A list comes back on one way down only in a circle. It is compared with the last two levels at
+  // multiples of 1, 2, 4 and so on: of the power of two that goes into the circle's length once,
+  // one such level is in the circle before its first round is over, and is still among the last two
+  // when the list of that level comes back.
   void refuseCircle(const List& nodes) const {
     const std::size_t depth = levels_.size();
-    if (depth != 0 && &levels_[std::bit_floor(depth) - 1].visit.nodes() == &nodes) {
-      ox::fatalError("a node is below itself in the tree that is being walked");
+    for (std::size_t step = 1; step <= depth; step *= 2) {
+      const std::size_t last = (depth - 1) / step * step;
+      if (isAt(last, nodes) || (last != 0 && isAt(last - step, nodes))) {
+        ox::fatalError("a node is below itself in the tree that is being walked");
+      }
     }
+  }
+
+  bool isAt(std::size_t level, const List& nodes) const {
+    return &levels_[level].visit.nodes() == &nodes;
   }
 
   const TraversalCallback& callback_;

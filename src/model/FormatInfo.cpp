@@ -1,51 +1,52 @@
+#include "OrvexKit/OXFormatInfo.h"
+
 #include <algorithm>
 #include <utility>
 
-#include "OrvexKit/OXFormatInfo.h"
-#include "platform/objects/AtomicString.h"
 #include "platform/objects/DynamicClass.h"
+#include "platform/objects/RecordLock.h"
 
 OXFormatInfo::OXFormatInfo() = default;
 OXFormatInfo::~OXFormatInfo() = default;
 
 OXString OXFormatInfo::name() const {
-  return ox::copiedString(name_);
+  return ox::copyOf(ox::getGuarded(lock_, name_));
 }
 
 void OXFormatInfo::setName(OXStringView name) {
-  name_.set(ox::sharedString(name));
+  ox::setGuarded(lock_, name_, ox::sharedString(name));
 }
 
 std::shared_ptr<const OXFormatInfo::Strings> OXFormatInfo::extensions() const noexcept {
-  return extensions_.get();
+  return ox::getGuarded(lock_, extensions_);
 }
 
 void OXFormatInfo::setExtensions(std::shared_ptr<const Strings> extensions) noexcept {
-  extensions_.set(std::move(extensions));
+  ox::setGuarded(lock_, extensions_, std::move(extensions));
 }
 
 std::shared_ptr<const OXFormatInfo::Objects> OXFormatInfo::compressionLevels() const noexcept {
-  return compressionLevels_.get();
+  return ox::getGuarded(lock_, compressionLevels_);
 }
 
 void OXFormatInfo::setCompressionLevels(std::shared_ptr<const Objects> compressionLevels) noexcept {
-  compressionLevels_.set(std::move(compressionLevels));
+  ox::setGuarded(lock_, compressionLevels_, std::move(compressionLevels));
 }
 
 std::shared_ptr<const OXFormatInfo::Bytes> OXFormatInfo::signature() const noexcept {
-  return signature_.get();
+  return ox::getGuarded(lock_, signature_);
 }
 
 void OXFormatInfo::setSignature(std::shared_ptr<const Bytes> signature) noexcept {
-  signature_.set(std::move(signature));
+  ox::setGuarded(lock_, signature_, std::move(signature));
 }
 
 std::shared_ptr<const OXFormatInfo::Objects> OXFormatInfo::encryptionMethods() const noexcept {
-  return encryptionMethods_.get();
+  return ox::getGuarded(lock_, encryptionMethods_);
 }
 
 void OXFormatInfo::setEncryptionMethods(std::shared_ptr<const Objects> encryptionMethods) noexcept {
-  encryptionMethods_.set(std::move(encryptionMethods));
+  ox::setGuarded(lock_, encryptionMethods_, std::move(encryptionMethods));
 }
 
 OXString OXFormatInfo::description() const {
@@ -53,15 +54,20 @@ OXString OXFormatInfo::description() const {
 }
 
 bool OXFormatInfo::isEqual(const OXObject* other) const {
-  const auto* const format = dynamic_cast<const OXFormatInfo*>(other);
-  if (format == this) {
-    return true;
-  }
-  if (format == nullptr || !ox::isInstanceOfClassOf(*other, *this)) {
+  if (other == nullptr) {
     return false;
   }
-  const std::shared_ptr<const std::string> own = name_.get();
-  const std::shared_ptr<const std::string> others = format->name_.get();
+  // The same object, by whichever of its roots it is handed in.
+  if (dynamic_cast<const void*>(other) == dynamic_cast<const void*>(this)) {
+    return true;
+  }
+  const auto* const format =
+      ox::isInstanceOfClassOf(*other, *this) ? dynamic_cast<const OXFormatInfo*>(other) : nullptr;
+  if (format == nullptr) {
+    return false;
+  }
+  const ox::SharedString own = ox::getGuarded(lock_, name_);
+  const ox::SharedString others = ox::getGuarded(format->lock_, format->name_);
   return own && others && *own == *others && formatId() == format->formatId();
 }
 
@@ -71,5 +77,5 @@ bool OXFormatInfo::isConfigurable() const noexcept {
 
 bool OXFormatInfo::supportsExtension(OXStringView extension) const noexcept {
   const std::shared_ptr<const Strings> known = extensions();
-  return extension && known && std::ranges::find(*known, *extension) != known->end();
+  return extension && known && std::find(known->begin(), known->end(), *extension) != known->end();
 }

@@ -2,19 +2,34 @@
 
 #include "OrvexKit/OXFileUtil.h"
 #include "platform/files/Path.h"
+#include "platform/objects/BadAlloc.h"
 
 namespace ox {
+namespace {
+
+// Whether the extension of `path`, which does not end in a slash, is "tar" in any case: one look at
+// its end in place of a second search.
+bool hasTarExtension(std::string_view path) noexcept {
+  constexpr std::string_view ending = ".tar";
+  return path.size() > ending.size() &&
+         path::equalIgnoringCase(path.substr(path.size() - ending.size()), ending) &&
+         path[path.size() - ending.size() - 1] != '/';
+}
+
+}  // namespace
 
 ArchiveExtension archiveExtension(std::string_view path) noexcept {
   const auto [rest, extension] = path::splitExtension(path);
-  const bool followsTar =
-      !extension.empty() && path::equalIgnoringCase(path::extension(rest), "tar");
-  return {extension, followsTar};
+  if (extension.empty() || !hasTarExtension(rest)) {
+    return {extension, false};
+  }
+  const std::size_t tarStart = rest.size() - ArchiveExtension::tar.size();
+  return {path.substr(tarStart, ArchiveExtension::tar.size() + 1 + extension.size()), true};
 }
 
 std::string_view deletingArchiveExtension(std::string_view path) noexcept {
-  // The cut goes by length, never by matching text: the "tar" that is reported may be written
-  // otherwise in the path. Strictly longer, so that something is left.
+  // The cut goes by length, never by matching text: slashes at the end of the path are counted in.
+  // Strictly longer, so that something is left.
   const std::size_t cut = archiveExtension(path).length();
   const bool leavesSomething = cut != 0 && path.size() - 1 > cut;
   return leavesSomething ? path.substr(0, path.size() - 1 - cut) : path;
@@ -23,19 +38,13 @@ std::string_view deletingArchiveExtension(std::string_view path) noexcept {
 }  // namespace ox
 
 OXString OXFileUtilAdditions::archiveExtension(OXStringView path) {
-  if (!path) {
-    return std::nullopt;
+  OXString text;
+  if (path) {
+    ox::orBadAlloc([&] { ox::archiveExtension(*path).appendTo(text.emplace()); });
   }
-  const ox::ArchiveExtension found = ox::archiveExtension(*path);
-  std::string text;
-  text.reserve(found.length());
-  found.appendTo(text);
   return text;
 }
 
 OXString OXFileUtilAdditions::stringByDeletingArchiveExtension(OXStringView path) {
-  if (!path) {
-    return std::nullopt;
-  }
-  return std::string(ox::deletingArchiveExtension(*path));
+  return OXString(path ? OXStringView(ox::deletingArchiveExtension(*path)) : path);
 }

@@ -7,23 +7,21 @@
 
 namespace ox {
 
-// An archive extension. Its text is not always a part of the name, because "tar." is written in
-// lower case whatever the name has.
+// An archive extension. In its text a "tar." is in lower case, however the name has it.
 struct ArchiveExtension {
-  std::string_view extension;
-  bool followsTar;
+  std::string_view inName;  // as the name has it
+  bool startsWithTar;
 
-  std::size_t length() const noexcept {
-    return extension.size() + (followsTar ? tarPrefix.size() : 0);
-  }
+  std::size_t length() const noexcept { return inName.size(); }
   void appendTo(std::string& text) const {
-    if (followsTar) {
-      text += tarPrefix;
+    const std::size_t start = text.size();
+    text += inName;
+    if (startsWithTar) {
+      tar.copy(&text[start], tar.size());
     }
-    text += extension;
   }
 
-  static constexpr std::string_view tarPrefix = "tar.";
+  static constexpr std::string_view tar = "tar";
 };
 
 ArchiveExtension archiveExtension(std::string_view path) noexcept;

@@ -1,14 +1,14 @@
 #include <algorithm>
-#include <new>
 #include <string>
+#include <utility>
 
 #include "OrvexKit/OXFileUtil.h"
 #include "platform/files/Files.h"
 #include "platform/files/Path.h"
+#include "platform/objects/BadAlloc.h"
 
+namespace ox {
 namespace {
-
-using namespace ox;
 
 // What the first volume's path has after the part that it shares with the given one: some text,
 // then a number `digits` wide (none when 0), then some text.
@@ -59,35 +59,37 @@ void appendFirstNumber(std::string& text, std::size_t digits) {
   }
 }
 
-}  // namespace
-
-OXString OXGetFirstArchiveVolumePath(OXStringView path) {
-  if (!path) {
-    return std::nullopt;
-  }
+std::string firstVolumeOrPath(std::string_view path) {
   std::string answer;
-  if (const std::optional<FirstVolumeEnding> ending = firstVolumeOf(*path)) {
+  if (const std::optional<FirstVolumeEnding> ending = firstVolumeOf(path)) {
     // Room for either answer, so that one allocation does for both.
-    answer.reserve(std::max(path->size(), ending->shared.size() + ending->beforeNumber.size() +
-                                              ending->digits + ending->afterNumber.size()));
+    answer.reserve(std::max(path.size(), ending->shared.size() + ending->beforeNumber.size() +
+                                             ending->digits + ending->afterNumber.size()));
     answer = ending->shared;
     answer += ending->beforeNumber;
     appendFirstNumber(answer, ending->digits);
     answer += ending->afterNumber;
-    if (answer == *path || files::itemExists(PathBuffer(answer))) {
+    if (answer == path || files::itemExists(PathBuffer(answer))) {
       return answer;
     }
   }
-  answer = *path;
+  answer = path;
   return answer;
 }
 
+}  // namespace
+}  // namespace ox
+
+OXString OXGetFirstArchiveVolumePath(OXStringView path) {
+  return ox::orBadAlloc(
+      [path] { return path ? OXString(ox::firstVolumeOrPath(*path)) : std::nullopt; });
+}
+
 OXString _OXFirstArchiveVolumeExtension(OXUnsignedWord digits) {
-  std::string number;
-  if (digits > number.max_size()) {
-    throw std::bad_alloc();
-  }
-  number.reserve(digits);
-  appendFirstNumber(number, digits);
-  return number;
+  return ox::orBadAlloc([digits] {
+    std::string number;
+    number.reserve(digits);
+    ox::appendFirstNumber(number, digits);
+    return OXString(std::move(number));
+  });
 }

@@ -29,19 +29,16 @@ std::size_t startBelow(std::string_view path, std::string_view ancestor) noexcep
 }  // namespace
 
 OXString OXPathByRemovingAncestorPath(OXStringView path, OXStringView ancestor) {
-  if (!path) {
-    return std::nullopt;
-  }
-  const std::size_t start = ancestor ? startBelow(*path, *ancestor) : npos;
-  return std::string(start == npos ? *path : path->substr(start));
+  const std::size_t start = path && ancestor ? startBelow(*path, *ancestor) : npos;
+  return OXString(start == npos ? path : OXStringView(path->substr(start)));
 }
 
 OXString OXFileUtilAdditions::canonicalPath(OXStringView path) {
   if (!path) {
     return std::nullopt;
   }
-  std::array<char, PATH_MAX> resolved;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  std::array<char, PATH_MAX> resolved;
   const OXStringView canonical = ox::files::resolvePath(ox::PathBuffer(*path), resolved);
   const bool fits = canonical && canonical->size() < longestCanonicalPath;
-  return std::string(fits ? *canonical : *path);
+  return OXString(fits ? canonical : path);
 }

@@ -33,11 +33,11 @@ read -ra flags < <(pkg-config --cflags --libs orvexkit)
 g++ -std=c++20 -Wall -Wextra -Werror "$here/main.cpp" "${flags[@]}" -o "$folder/stranger"
 LD_LIBRARY_PATH=$(pkg-config --variable=libdir orvexkit) "$folder/stranger"
 
-build_from_sources() {  # WAY [OPTION...]
-  echo "$@"
-  cmake -G Ninja -S "$here/$1" -B "$folder/$1" -DORVEXKIT_SOURCE="$source_dir" "${@:2}" >/dev/null
+build_from_sources() {  # WAY
+  echo "$1"
+  cmake -G Ninja -S "$here/$1" -B "$folder/$1" -DORVEXKIT_SOURCE="$source_dir" -DCMAKE_UNITY_BUILD=ON >/dev/null
   cmake --build "$folder/$1" >/dev/null
   "$folder/$1/stranger"
 }
 build_from_sources add_subdirectory
-build_from_sources fetch_content -DCMAKE_UNITY_BUILD=ON
+build_from_sources fetch_content

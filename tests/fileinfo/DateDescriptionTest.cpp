@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "OrvexKit/OXFileUtil.h"
-#include "support/AllocationCount.h"
 #include "support/ChildProcess.h"
 #include "support/Locales.h"
 #include "support/TemporaryFolder.h"
@@ -125,13 +124,6 @@ TEST_F(DateDescription, IsThatOfThePattern) {
       ASSERT_EQ(describe(static_cast<double>(time) + 0.25), text.data()) << time;
     }
   }
-}
-
-TEST_F(DateDescription, TakesOneAllocation) {
-  static_cast<void>(describe(0));
-  const ox::test::AllocationCount allocations;
-  const OXString text = describe(afternoonInMarch);
-  EXPECT_EQ(allocations.count(), 1U);
 }
 
 // What `date` prints for the pattern, in UTF-8.

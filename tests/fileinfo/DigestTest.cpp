@@ -337,6 +337,12 @@ TEST_F(Digest, IsNullWhereLibcryptoFails) {
     EXPECT_EQ(digestBy(OX_FAILING_CRYPTO, function), "(null)\n") << function;
   }
   EXPECT_EQ(digestBy(OX_PARTIAL_CRYPTO, ""), "(null)\n");
+  EXPECT_EQ(ox::test::outputOf(
+                {.program = OX_PROBE,
+                 .arguments = {"digest:" + in("file")},
+                 .environment = {{"LD_LIBRARY_PATH", OX_FAILING_CRYPTO}, {"OX_FIPS_CRYPTO", "1"}}}),
+            fromFailing)
+      << "in FIPS mode";
   removeOne(in("file"));
 }
 

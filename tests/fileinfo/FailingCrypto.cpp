@@ -68,8 +68,12 @@ int ERR_pop_to_mark() {
   return 1;
 }
 
-void* EVP_MD_fetch(void* /*context*/, const char* /*name*/, const char* /*properties*/) {
-  return make("EVP_MD_fetch", objects.algorithms);
+// With OX_FIPS_CRYPTO it is that of a system in FIPS mode, as some distributions have it: every
+// context, a new one too, gives approved algorithms alone unless it is asked for others.
+void* EVP_MD_fetch(void* /*context*/, const char* /*name*/, const char* properties) {
+  const bool takesOthers = properties != nullptr && std::string_view(properties) == "-fips";
+  const bool isRefused = std::getenv("OX_FIPS_CRYPTO") != nullptr && !takesOthers;
+  return isRefused ? nullptr : make("EVP_MD_fetch", objects.algorithms);
 }
 
 void EVP_MD_free(void* /*algorithm*/) {

@@ -21,7 +21,7 @@ namespace {
 using AuxSettings = OXArchiveSettings::AuxSettings;
 using ox::test::FreedMemoryWatch;
 
-static_assert(sizeof(OXArchiveSettings) == (sizeof(void*) == 8 ? 64 : 40));
+static_assert(sizeof(OXArchiveSettings) == (sizeof(void*) == 8 ? 72 : 48));
 static_assert(!std::is_copy_constructible_v<OXArchiveSettings>);
 static_assert(std::is_same_v<decltype(OXArchiveSettings().encryptionIndex()), std::uintptr_t>);
 static_assert(
@@ -232,6 +232,36 @@ TEST_P(ArchiveSettingsPassword, IsOverwrittenOnTheWayIntoACopy) {
   const FreedMemoryWatch watch(end(GetParam()));
   std::shared_ptr<OXArchiveSettings> copy = settings.copyWithZone();
   copy.reset();
+  EXPECT_EQ(watch.found(), 0U);
+}
+
+TEST(ArchiveSettings, HandsOutObjectsThatNobodyElseHolds) {
+  const std::shared_ptr<OXArchiveSettings> defaults = OXArchiveSettings::defaultSettings();
+  const std::shared_ptr<OXArchiveSettings> copy = defaults->copyWithZone();
+  EXPECT_EQ(defaults.use_count(), 1);
+  EXPECT_EQ(copy.use_count(), 1);
+  EXPECT_NE(copy, defaults);
+  EXPECT_NE(OXArchiveSettings::defaultSettings(), defaults);
+}
+
+// A host's password whose memory had a longer one before.
+class ShortenedPassword : public OXArchiveSettings {
+ public:
+  explicit ShortenedPassword(std::string_view longer) : longer_(longer) {}
+  OXString password() const override {
+    std::string text(longer_);
+    text.resize(1);
+    return text;
+  }
+
+ private:
+  std::string_view longer_;
+};
+
+TEST(ArchiveSettings, OverwritesWhatALongerPasswordLeftBehindInAString) {
+  const ShortenedPassword settings(longPassword);
+  const FreedMemoryWatch watch(end(longPassword));
+  EXPECT_EQ(settings.copyWithZone()->password(), std::string(longPassword.substr(0, 1)));
   EXPECT_EQ(watch.found(), 0U);
 }
 

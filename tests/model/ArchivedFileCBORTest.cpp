@@ -198,6 +198,38 @@ const DecodingRow keyedRows[] = {
     {"a1 actualSize f9fc00", fresh},
     {"a1 compSize f97c00", recordText(makeRecord({.compressedSize = ~std::uint64_t{0}}))},
     {"a1 checksum 1b0000000100000002", recordText(makeRecord({.checksum = 2}))},
+    {"a1 checksum fb41efffffffe00000", recordText(makeRecord({.checksum = 0xFFFFFFFF}))},
+    {"a1 checksum fb41f0000000000000", recordText(makeRecord({.checksum = 0xFFFFFFFF}))},
+    {"a1 checksum fb41f0000000700000", recordText(makeRecord({.checksum = 0xFFFFFFFF}))},
+    {"a1 checksum f5", recordText(makeRecord({.checksum = 1}))},
+    {"a1 checksum 20", recordText(makeRecord({.checksum = 0xFFFFFFFF}))},
+    {"a1 mtime d86400", "null"},
+    {"a1 mtime c13b0040000000000005",
+     recordText(makeRecord({.modificationTime = -18014398509481992.0}))},
+    // In another order than that of writing, and between keys of others.
+    {"a3 isEncrypted f5 isFolder f5 path 6161",
+     recordText(makeRecord({.path = "a", .isFolder = true, .isEncrypted = true}))},
+    {"a8 isEncrypted f5 isFolder f5 fileId 01 checksum 02 compSize 03 actualSize 04 mtime c105"
+     "path 6161",
+     recordText(makeRecord({.path = "a",
+                            .modificationTime = 5,
+                            .actualSize = 4,
+                            .compressedSize = 3,
+                            .checksum = 2,
+                            .fileId = 1,
+                            .isFolder = true,
+                            .isEncrypted = true}))},
+    {"a5 00 01 path 6161 f6 f7 actualSize 04 80 a0",
+     recordText(makeRecord({.path = "a", .actualSize = 4}))},
+    {"a4 actualSize 04 actualSize 05 path 6161 path 6162",
+     recordText(makeRecord({.path = "a", .actualSize = 4}))},
+    // Keys in another form.
+    {"a2 4470617468 6161 5f48 6973466f6c646572 ff f5",
+     recordText(makeRecord({.path = "a", .isFolder = true}))},
+    {"a2 780470617468 6161 7f 62 6973 66 466f6c646572 ff f5",
+     recordText(makeRecord({.path = "a", .isFolder = true}))},
+    {"a2 5f4470617468ff 6161 path 6162", named},
+    {"a2 4470617468 6161 path f6", named},
     // A word of the sender's that is wider than ours keeps its low part.
     {"a1 fileId 1b1122334455667788",
      recordText(makeRecord({.fileId = static_cast<OXUnsignedWord>(0x1122334455667788)}))},
@@ -326,6 +358,103 @@ TEST(ArchivedFileAsCBOR, IsARecordOrNullWhateverTheDamage) {
     }
   }
   EXPECT_GT(survivors, 1000);
+}
+
+// Another key in each entry, or one key in all of them; the last one counts where it is the only
+// one of its name.
+TEST(ArchivedFileAsCBOR, IsFoundAmongAnyNumberOfKeys) {
+  for (const std::uint32_t step : {0U, 1U}) {
+    Bytes bytes = fromHex("ba 00040002");
+    for (std::uint32_t key = 0; key < 0x40000; ++key) {
+      const std::uint32_t name = key * step;
+      const Bytes entry = fromHex("44 00000000 f6");
+      bytes.insert(bytes.end(), entry.begin(), entry.end());
+      for (int i = 0; i < 4; ++i) {
+        bytes[bytes.size() - 5 + static_cast<std::size_t>(i)] =
+            static_cast<std::byte>(name >> 8 * i);
+      }
+    }
+    for (const std::byte byte : fromHex(withKeys("path 6161 path 6162"))) {
+      bytes.push_back(byte);
+    }
+    EXPECT_EQ(decode(bytes, OXCBORMode::keyed), named);
+  }
+}
+
+// A class of a host's own.
+class Listed : public OXArchivedFile {
+ public:
+  bool wasFilled = false;
+  bool decodeWithCoder(OXCoder& coder) override {
+    wasFilled = OXArchivedFile::decodeWithCoder(coder);
+    return wasFilled;
+  }
+};
+
+TEST(ArchivedFileAsCBOR, BecomesARecordOfADerivedClass) {
+  for (const OXCBORMode mode : bothModes) {
+    const Bytes bytes = encodedItem(*ox::test::numberedRecord(7), mode);
+    const std::shared_ptr<Listed> listed = OXCBORDecodeRecord<Listed>(bytes, mode);
+    ASSERT_NE(listed, nullptr);
+    EXPECT_TRUE(listed->wasFilled);
+    EXPECT_EQ(recordText(listed.get()), recordText(ox::test::numberedRecord(7)));
+    EXPECT_EQ(OXCBORDecodeRecord<Listed>(std::span(bytes).first(bytes.size() - 1), mode), nullptr);
+  }
+}
+
+// Without `reset()`: what was taken is complete, and a map holds one record.
+TEST(ArchivedFileAsCBOR, IsNotLostBehindAnother) {
+  const auto first = makeRecord({.modificationTime = 1});
+  const auto second = makeRecord({.path = "second", .actualSize = 2});
+  for (const OXCBORMode mode : bothModes) {
+    OXCBOREncoder encoder(mode);
+    first->encodeWithCoder(encoder);
+    EXPECT_EQ(decode(encoder.item(), mode), recordText(first));
+    second->encodeWithCoder(encoder);
+    EXPECT_EQ(decode(encoder.bytes(), mode), recordText(second));
+    EXPECT_EQ(toHex(encoder.item()), toHex(encodedItem(*second, mode)));
+  }
+  OXCBOREncoder keyed(OXCBORMode::keyed);
+  first->encodeWithCoder(keyed);
+  second->encodeWithCoder(keyed);
+  EXPECT_EQ(decode(keyed.item(), OXCBORMode::keyed), recordText(second));
+  // A run holds any number of records.
+  OXCBOREncoder run(OXCBORMode::sequential);
+  first->encodeWithCoder(run);
+  second->encodeWithCoder(run);
+  const auto bytes = run.bytes();
+  OXCBORDecoder decoder(bytes, OXCBORMode::sequential);
+  EXPECT_EQ(recordText(OXArchivedFile::initWithCoder(decoder)), recordText(first));
+  EXPECT_EQ(recordText(OXArchivedFile::initWithCoder(decoder)), recordText(second));
+  EXPECT_TRUE(decoder.isAtEnd());
+}
+
+// A host's own objects belong to the record that comes with them.
+TEST(ArchivedFileAsCBOR, StandsAmongOtherObjects) {
+  OXCBOREncoder encoder(OXCBORMode::keyed);
+  for (const std::uint32_t number : {1U, 2U}) {
+    encoder.encodeObjectForKey(OXNumber(number), "before");
+    ox::test::numberedRecord(number)->encodeWithCoder(encoder);
+    encoder.encodeObjectForKey(OXNumber(number), "after");
+    OXCBORDecoder decoder(encoder.item(), OXCBORMode::keyed);
+    EXPECT_EQ(recordText(OXArchivedFile::initWithCoder(decoder)),
+              recordText(ox::test::numberedRecord(number)));
+    for (const char* key : {"before", "after"}) {
+      const std::optional<OXValue> object = decoder.decodeObjectForKey(key);
+      ASSERT_TRUE(object);
+      EXPECT_EQ(std::get<OXNumber>(*object).unsigned32Value(), number);
+    }
+  }
+}
+
+// A record that does not fit leaves the decoder at the next one.
+TEST(ArchivedFileAsCBOR, IsReadBehindARefusedOne) {
+  const Bytes bytes = fromHex("00 f6 00 00 00 00 f4 f4 6161 f6 00 00 00 00 f4 f4");
+  OXCBORDecoder decoder(bytes, OXCBORMode::sequential);
+  EXPECT_EQ(OXArchivedFile::initWithCoder(decoder), nullptr);
+  EXPECT_FALSE(decoder.hasFailed());
+  EXPECT_EQ(recordText(OXArchivedFile::initWithCoder(decoder)), named);
+  EXPECT_TRUE(decoder.isAtEnd());
 }
 
 TEST(ArchivedFileAsCBOR, TakesNoMemoryToBeWrittenAgain) {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -270,7 +271,7 @@ TEST(ArchivedFileCoding, RefusesObjectsOfAKindThatTheFieldCannotTake) {
   const OXValue time = date(7);
   const OXValue seven = number(7);
   for (std::size_t wrong = 0; wrong < std::size(keys); ++wrong) {
-    for (const OXValue& object : {text, time, seven, OXValue(OXNull())}) {
+    for (const OXValue& object : {text, time, seven, OXValue(OXNull()), OXValue(OXMisfit())}) {
       SCOPED_TRACE(keys[wrong] + ": " + shown(object));
       const std::size_t takenKind = wrong == 0 ? text.index() : wrong == 1 ? time.index() : 3;
       const bool isNull = std::holds_alternative<OXNull>(object);
@@ -316,6 +317,65 @@ TEST(ArchivedFileCoding, ThrowsTheSettersErrorForAnEmptyPath) {
   }
 }
 
+// A record of a host's own class, with one field more.
+class Rated : public OXArchivedFile {
+ public:
+  std::uint32_t rating = 0;
+
+  void encodeWithCoder(OXCoder& coder) const override {
+    if (coder.allowsKeyedCoding()) {
+      coder.encodeObjectForKey(OXNumber(rating), "rating");
+    } else {
+      coder.encodeObject(OXNumber(rating));
+    }
+    OXArchivedFile::encodeWithCoder(coder);
+  }
+  bool decodeWithCoder(OXCoder& coder) override {
+    const std::optional<OXValue> object =
+        coder.allowsKeyedCoding() ? coder.decodeObjectForKey("rating") : coder.decodeObject();
+    const auto* const number = object ? std::get_if<OXNumber>(&*object) : nullptr;
+    rating = number != nullptr ? number->unsigned32Value() : 0;
+    return OXArchivedFile::decodeWithCoder(coder);
+  }
+};
+
+TEST(ArchivedFileCoding, FillsARecordOfADerivedClass) {
+  for (const Mode mode : bothModes) {
+    RecordingCoder coder(mode);
+    Rated written;
+    fill(written);
+    written.rating = 5;
+    written.encodeWithCoder(coder);
+    Rated read;
+    EXPECT_TRUE(read.decodeWithCoder(coder));
+    expectFilled(read);
+    EXPECT_EQ(read.rating, 5U);
+  }
+}
+
+TEST(ArchivedFileCoding, SetsEveryFieldOfARecordOrNone) {
+  for (const Mode mode : bothModes) {
+    OXArchivedFile file;
+    fill(file);
+    std::vector<std::optional<OXValue>> objects(8);
+    objects[7] = std::string("yes");
+    RecordingCoder refused(mode);
+    put(refused, objects);
+    EXPECT_FALSE(file.decodeWithCoder(refused));
+    expectFilled(file);
+    objects[0] = std::string();
+    objects[7] = std::nullopt;
+    RecordingCoder thrown(mode);
+    put(thrown, objects);
+    EXPECT_THROW(file.decodeWithCoder(thrown), std::out_of_range);
+    expectFilled(file);
+    RecordingCoder empty(mode);
+    put(empty, std::vector<std::optional<OXValue>>(8));
+    EXPECT_TRUE(file.decodeWithCoder(empty));
+    expectFresh(file);
+  }
+}
+
 TEST(ArchivedFileCoding, LeavesAloneWhatIsNotItsOwn) {
   RecordingCoder keyed(Mode::keyed);
   put(keyed, filled());
@@ -331,6 +391,12 @@ TEST(ArchivedFileCoding, LeavesAloneWhatIsNotItsOwn) {
   sequential.sequence.emplace_back(std::string("stray"));
   ASSERT_NE(OXArchivedFile::initWithCoder(sequential), nullptr);
   EXPECT_EQ(sequential.position, 8U);
+}
+
+// A double as a signed word, which keeps within its limits.
+OXUnsignedWord word(std::int64_t value) {
+  return static_cast<OXUnsignedWord>(
+      std::min<std::int64_t>(value, std::numeric_limits<std::intptr_t>::max()));
 }
 
 // A number is converted from whatever kind it was boxed as.
@@ -350,6 +416,9 @@ TEST(ArchivedFileCoding, ConvertsNumbers) {
       {OXNumber(0.25), 0, 0, 0, true},
       {OXNumber(-1.0), 0, 0, greatestWord, true},
       {OXNumber(1e300), ~std::uint64_t{0}, 0xffffffffU, greatestWord / 2, true},
+      {OXNumber(4294967295.0), 0xffffffffU, 0xffffffffU, word(4294967295), true},
+      {OXNumber(4294967296.0), std::uint64_t{1} << 32U, 0xffffffffU, word(4294967296), true},
+      {OXNumber(4294967303.0), (std::uint64_t{1} << 32U) + 7, 0xffffffffU, word(4294967303), true},
       {OXNumber(std::numeric_limits<double>::quiet_NaN()), 0, 0, 0, true},
       {OXNumber(true), 1, 1, 1, true},
       {OXNumber(false), 0, 0, 0, false},

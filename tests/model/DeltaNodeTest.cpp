@@ -18,7 +18,7 @@ namespace {
 using ox::test::node;
 
 // A tree of a million nodes is a million of these.
-static_assert(sizeof(OXDeltaNode) == (sizeof(void*) == 8 ? 112 : 72));
+static_assert(sizeof(OXDeltaNode) == (sizeof(void*) == 8 ? 64 : 36));
 static_assert(!std::is_copy_constructible_v<OXDeltaNode>);
 static_assert(std::is_same_v<decltype(OXDeltaNode().children()),
                              std::shared_ptr<const std::vector<std::shared_ptr<OXDeltaNode>>>>);
@@ -139,6 +139,21 @@ struct NodePathRow {
   OXString name;
   OXString full;
 };
+
+TEST(DeltaNode, FindsEachOfManyChildren) {
+  OXDeltaNode root;
+  std::vector<std::shared_ptr<OXDeltaNode>> children;
+  for (int i = 0; i < 200; ++i) {
+    children.push_back(node(std::to_string(i)));
+    root.addChild(children.back());
+  }
+  root.addChild(node("64"));
+  root.addChild(node("199"));
+  for (std::size_t i = 0; i < children.size(); ++i) {
+    EXPECT_EQ(root.childNamed(std::to_string(i)), children[i]) << i;
+  }
+  EXPECT_EQ(root.childNamed("200"), nullptr);
+}
 
 TEST(DeltaNode, JoinsItsFullPathOnDisk) {
   const NodePathRow rows[] = {

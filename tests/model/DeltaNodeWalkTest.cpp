@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include <csignal>
 
@@ -440,6 +441,41 @@ TEST_F(DeltaNodeWalkDeathTest, AbortsBeforeItWouldWalkRoundACircle) {
   for (const std::function<void()>& circle : circles) {
     SCOPED_TRACE(&circle - circles);
     expectAborted(circle, belowItself);
+  }
+}
+
+// Walks down `way` nodes and into a circle of `round` nodes, whose first node is reported in each
+// round.
+void walkIntoCircle(std::size_t way, std::size_t round) {
+  const Node first = node("first", "/");
+  Node last = first;
+  for (std::size_t i = 1; i < round; ++i) {
+    const Node next = node("next");
+    last->addChild(next);
+    last = next;
+  }
+  last->addChild(first);
+  Node start = node("start", std::nullopt, {first});
+  for (std::size_t i = 0; i < way; ++i) {
+    start = node("way", std::nullopt, {start});
+  }
+  int rounds = 0;
+  start->traversePathsUsingBlock(
+      [&](std::string_view /*relative*/, std::string_view /*disk*/, bool /*isFolder*/) {
+        if (++rounds > 2) {
+          ::_exit(1);
+        }
+      });
+}
+
+TEST_F(DeltaNodeWalkDeathTest, AbortsAfterTwoRoundsWhateverTheWayToACircle) {
+  const std::pair<std::size_t, std::size_t> rows[] = {
+      {0, 1},      {1, 1},    {2, 1},    {63, 1},  {1000, 1}, {131071, 1}, {131071, 2},
+      {131070, 3}, {0, 2},    {0, 3},    {5, 7},   {6, 7},    {7, 7},      {8, 7},
+      {65, 63},    {100, 64}, {100, 65}, {127, 1}, {1023, 5}, {1, 1000},   {2000, 129}};
+  for (const auto& [way, round] : rows) {
+    SCOPED_TRACE(testing::Message() << round << " after " << way);
+    expectAborted([&] { walkIntoCircle(way, round); }, belowItself);
   }
 }
 

@@ -21,7 +21,7 @@ using Strings = OXFormatInfo::Strings;
 using Objects = OXFormatInfo::Objects;
 using Bytes = OXFormatInfo::Bytes;
 
-static_assert(sizeof(OXFormatInfo) == (sizeof(void*) == 8 ? 112 : 64));
+static_assert(sizeof(OXFormatInfo) == (sizeof(void*) == 8 ? 112 : 72));
 static_assert(!std::is_copy_constructible_v<OXFormatInfo>);
 static_assert(std::is_same_v<decltype(OXFormatInfo().formatId()), std::uintptr_t>);
 
@@ -186,6 +186,11 @@ TEST(FormatInfo, IsEqualByNameAndIdentifier) {
       {std::string("a\0b", 3), 0, std::string("a\0c", 3), 0, false},
       {"Zip", std::numeric_limits<OXUnsignedWord>::max(), "Zip",
        std::numeric_limits<OXUnsignedWord>::max(), true},
+      // Every bit of the identifier counts.
+      {"Zip", 0, "Zip", OXUnsignedWord{1} << (std::numeric_limits<OXUnsignedWord>::digits - 1),
+       false},
+      {"Zip", 0, "Zip", OXUnsignedWord{1} << (std::numeric_limits<OXUnsignedWord>::digits / 2),
+       false},
   };
   for (const EqualityRow& row : rows) {
     SCOPED_TRACE(&row - rows);
@@ -324,6 +329,30 @@ TEST(FormatInfo, IsEqualToADescriptorThatAClassKeepsPrivate) {
   EXPECT_TRUE(named<OXFormatInfo>()->isEqual(&hidden.format()));
   EXPECT_FALSE(hidden.format().isEqual(named<OXFormatInfo>().get()));
   EXPECT_TRUE(hidden.format().isEqual(&hidden.format()));
+}
+
+class HiddenBelow : public Hidden {};
+class Protected : protected OXFormatInfo {
+ public:
+  Protected() {
+    setName("Zip");
+    setFormatId(1);
+  }
+  const OXFormatInfo& format() const { return *this; }
+};
+
+TEST(FormatInfo, IsEqualToATwinOfAClassThatDoesNotDerivePublicly) {
+  const Hidden hidden;
+  const Hidden twin;
+  const HiddenBelow below;
+  const HiddenBelow belowTwin;
+  const Protected guarded;
+  const Protected guardedTwin;
+  EXPECT_TRUE(hidden.format().isEqual(&twin.format()));
+  EXPECT_TRUE(below.format().isEqual(&belowTwin.format()));
+  EXPECT_TRUE(guarded.format().isEqual(&guardedTwin.format()));
+  EXPECT_FALSE(below.format().isEqual(&hidden.format()));
+  EXPECT_FALSE(hidden.format().isEqual(&guarded.format()));
 }
 
 }  // namespace

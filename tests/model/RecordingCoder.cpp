@@ -9,6 +9,7 @@ namespace {
 
 struct Show {
   std::string operator()(OXNull /*marker*/) const { return "null marker"; }
+  std::string operator()(OXMisfit /*object*/) const { return "misfit"; }
   std::string operator()(const std::string& text) const { return "string " + text; }
   std::string operator()(OXDate date) const {
     return with("date", date.time_since_epoch().count());
@@ -45,7 +46,7 @@ OXValue owned(const OXValueView& object) {
   if (const auto* const number = std::get_if<OXNumber>(&object)) {
     return *number;
   }
-  return OXNull();
+  return std::holds_alternative<OXNull>(object) ? OXValue(OXNull()) : OXValue(OXMisfit());
 }
 
 }  // namespace

@@ -22,7 +22,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/files/Files.h"
+#include "platform/files/RemoveItem.h"
 
 namespace {
 

@@ -19,13 +19,15 @@ std::string valueOf(const GLogField& field) {
 
 GLogWriterOutput keepLine(GLogLevelFlags level, const GLogField* fields, gsize count,
                           gpointer /*data*/) {
-  ox::test::LogLine line{.domain = "", .level = level, .text = ""};
+  ox::test::LogLine line{.domain = "", .level = level, .text = "", .priority = ""};
   for (gsize i = 0; i < count; ++i) {
     const std::string_view key = fields[i].key;
     if (key == "GLIB_DOMAIN") {
       line.domain = valueOf(fields[i]);
     } else if (key == "MESSAGE") {
       line.text = valueOf(fields[i]);
+    } else if (key == "PRIORITY") {
+      line.priority = valueOf(fields[i]);
     }
   }
   const std::lock_guard lock(linesMutex);

@@ -11,6 +11,7 @@ struct LogLine {
   std::string domain;
   int level;  // GLib's flag, G_LOG_LEVEL_MESSAGE for example
   std::string text;
+  std::string priority = "5";  // syslog's number for it
 
   friend bool operator==(const LogLine&, const LogLine&) = default;
 };

@@ -14,6 +14,10 @@ Mount Mount::inMemory(const std::string& folder, const std::string& size) {
   return {folder, ::mount("tmpfs", folder.c_str(), "tmpfs", 0, options.c_str()) == 0};
 }
 
+Mount Mount::bind(const std::string& folder, const std::string& shown) {
+  return {folder, ::mount(shown.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr) == 0};
+}
+
 Mount Mount::onDisk(const std::string& folder, const std::string& image) {
   std::ofstream(image).close();
   constexpr off_t imageSize = 8 << 20;

@@ -13,6 +13,9 @@ class Mount {
   // In memory, with room for `size` bytes.
   static Mount inMemory(const std::string& folder, const std::string& size);
 
+  // What is at `shown`, a folder or a file, once more.
+  static Mount bind(const std::string& folder, const std::string& shown);
+
   // On a disk, whose contents are in the file `image`.
   static Mount onDisk(const std::string& folder, const std::string& image);
 

@@ -11,7 +11,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <mutex>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/files/System.h"
 
@@ -23,6 +27,7 @@ struct Observation {
   std::atomic<int> count{0};
   std::atomic<int> failAt{-1};  // 0: every call
   std::atomic<int> error{0};
+  std::atomic<int> tries{0};  // with interruptions
   std::function<void()> before;
 };
 
@@ -30,6 +35,10 @@ std::array<Observation, static_cast<std::size_t>(Call::callCount)> observations;
 Observation anyCall;
 std::function<bool(std::string_view)> existence;
 bool entryTypesAreHidden = false;
+std::vector<std::string> synced;
+std::mutex syncedMutex;
+bool procIsHidden = false;
+int interruptions = 0;  // before each call
 
 Observation& observationOf(Call call) {
   return observations[static_cast<std::size_t>(call)];
@@ -45,11 +54,24 @@ bool failsNow(Observation& observation) {
   return false;
 }
 
+bool isInterruptedNow(Call call, Observation& observation) {
+  for (const Call never : {Call::close, Call::dlopen, Call::getcwd, Call::lseek}) {
+    if (call == never) {
+      return false;
+    }
+  }
+  errno = EINTR;
+  return interruptions > 0 && observation.tries++ % (interruptions + 1) < interruptions;
+}
+
 template <typename Result, typename RealCall>
 Result observed(Call call, Result failure, RealCall realCall) {
   Observation& observation = observationOf(call);
   if (observation.before) {
     observation.before();
+  }
+  if (isInterruptedNow(call, observation)) {
+    return failure;
   }
   if (call != Call::close && failsNow(anyCall)) {
     return failure;
@@ -62,11 +84,23 @@ void resetAll() {
     observation.count = 0;
     observation.failAt = -1;
     observation.before = nullptr;
+    observation.tries = 0;
   }
   anyCall.count = 0;
   anyCall.failAt = -1;
   existence = nullptr;
   entryTypesAreHidden = false;
+  synced.clear();
+  procIsHidden = false;
+  interruptions = 0;
+}
+
+// What is opened must not be open in a program that is started meanwhile.
+void requireCloseOnExec(const char* name, int flags) {
+  if ((flags & O_CLOEXEC) == 0) {
+    std::fprintf(stderr, "%s was opened without O_CLOEXEC\n", name);
+    std::abort();
+  }
 }
 
 int diskOrAnswer(const char* path, struct ::stat* status) {
@@ -117,6 +151,18 @@ void ObservedSystem::failNth(int nth, int error) {
   anyCall.failAt = anyCall.count + nth;
 }
 
+void ObservedSystem::interruptEach(int times) {
+  interruptions = times;
+}
+
+std::vector<std::string> ObservedSystem::syncedPaths() const {
+  return synced;
+}
+
+void ObservedSystem::hideProc() {
+  procIsHidden = true;
+}
+
 void ObservedSystem::hideEntryTypes() {
   entryTypesAreHidden = true;
 }
@@ -131,7 +177,7 @@ void ObservedSystem::answerExistence(std::function<bool(std::string_view)> exist
 
 }  // namespace ox::test
 
-namespace ox::sys {
+namespace ox::kernel {
 
 int stat(const char* path, struct ::stat* status) noexcept {
   return observed(Call::stat, -1, [&] { return diskOrAnswer(path, status); });
@@ -149,6 +195,10 @@ int fstatat(int dirfd, const char* name, struct ::stat* status, int flags) noexc
   return observed(Call::fstatat, -1, [&] { return ::fstatat(dirfd, name, status, flags); });
 }
 
+int statx(int dirfd, const char* name, int flags, unsigned mask, struct ::statx* status) noexcept {
+  return observed(Call::statx, -1, [&] { return ::statx(dirfd, name, flags, mask, status); });
+}
+
 int mkdir(const char* path, mode_t mode) noexcept {
   return observed(Call::mkdir, -1, [&] { return ::mkdir(path, mode); });
 }
@@ -161,28 +211,22 @@ char* mkdtemp(char* pattern) noexcept {
   return observed(Call::mkdtemp, static_cast<char*>(nullptr), [&] { return ::mkdtemp(pattern); });
 }
 
-int rmdir(const char* path) noexcept {
-  return observed(Call::rmdir, -1, [&] { return ::rmdir(path); });
-}
-
-int unlink(const char* path) noexcept {
-  return observed(Call::unlink, -1, [&] { return ::unlink(path); });
-}
-
-int rename(const char* from, const char* to) noexcept {
-  return observed(Call::rename, -1, [&] { return ::rename(from, to); });
-}
-
 char* realpath(const char* path, char* resolved) noexcept {
   return observed(Call::realpath, static_cast<char*>(nullptr),
                   [&] { return ::realpath(path, resolved); });
 }
 
+char* getcwd(char* path, std::size_t size) noexcept {
+  return observed(Call::getcwd, static_cast<char*>(nullptr), [&] { return ::getcwd(path, size); });
+}
+
 int open(const char* path, int flags) noexcept {
+  requireCloseOnExec(path, flags);
   return observed(Call::open, -1, [&] { return ::open(path, flags); });
 }
 
 int openat(int dirfd, const char* name, int flags, mode_t mode) noexcept {
+  requireCloseOnExec(name, flags);
   return observed(Call::openat, -1, [&] { return ::openat(dirfd, name, flags, mode); });
 }
 
@@ -213,7 +257,11 @@ ssize_t getdents(int fd, void* buffer, std::size_t size) noexcept {
 }
 
 int fsync(int fd) noexcept {
-  return observed(Call::fsync, -1, [&] { return ::fsync(fd); });
+  return observed(Call::fsync, -1, [&] {
+    const std::lock_guard lock(syncedMutex);
+    synced.push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd)));
+    return ::fsync(fd);
+  });
 }
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {
@@ -239,11 +287,32 @@ int fchmod(int fd, mode_t mode) noexcept {
 }
 
 int fchmodat(int dirfd, const char* name, mode_t mode, int flags) noexcept {
-  return observed(Call::fchmodat, -1, [&] { return ::fchmodat(dirfd, name, mode, flags); });
+  return observed(Call::fchmodat, -1, [&] {
+    errno = EOPNOTSUPP;
+    return procIsHidden && (flags & AT_SYMLINK_NOFOLLOW) != 0
+               ? -1
+               : ::fchmodat(dirfd, name, mode, flags);
+  });
+}
+
+int fchmodat2(int dirfd, const char* name, mode_t mode, int flags) noexcept {
+  return observed(Call::fchmodat2, -1, [&] {
+    errno = ENOSYS;
+    constexpr long number = 452;
+    return procIsHidden ? -1 : static_cast<int>(::syscall(number, dirfd, name, mode, flags));
+  });
+}
+
+int getpwuid(uid_t user, struct ::passwd* entry, char* strings, std::size_t size,
+             struct ::passwd** found) noexcept {
+  return observed(Call::getpwuid, -1, [&] {
+    errno = ::getpwuid_r(user, entry, strings, size, found);
+    return errno == 0 ? 0 : -1;
+  });
 }
 
 void* dlopen(const char* file, int flags) noexcept {
   return observed(Call::dlopen, static_cast<void*>(nullptr), [&] { return ::dlopen(file, flags); });
 }
 
-}  // namespace ox::sys
+}  // namespace ox::kernel

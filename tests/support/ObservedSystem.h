@@ -1,10 +1,13 @@
 // The seam to the operating system as the tests of the inner rooms see it: every call is counted
-// and passed on, and any of them can be made to fail.
+// and passed on, and any of them can be made to fail. A descriptor that would be open in a program
+// that is started meanwhile ends the process.
 
 #pragma once
 
 #include <functional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace ox::test {
 
@@ -13,13 +16,12 @@ enum class Call {
   lstat,
   fstat,
   fstatat,
+  statx,
   mkdir,
   mkdirat,
   mkdtemp,
-  rmdir,
-  unlink,
-  rename,
   realpath,
+  getcwd,
   open,
   openat,
   close,
@@ -34,6 +36,8 @@ enum class Call {
   renameat2,
   fchmod,
   fchmodat,
+  fchmodat2,
+  getpwuid,
   dlopen,
   callCount
 };
@@ -53,12 +57,22 @@ class ObservedSystem {
   int count() const;
   int count(Call call) const;
 
+  // What has been synced since the start, in its order, with the path that it had.
+  std::vector<std::string> syncedPaths() const;
+
   // Makes the calls of one kind fail with `error`: the `nth` one from now, or all when it is 0. The
   // real call is not made.
   void fail(Call call, int error, int nth = 0);
 
   // Makes the `nth` call of any kind but `close` fail.
   void failNth(int nth, int error);
+
+  // Interrupts each call that signals may interrupt so many times before it is made.
+  void interruptEach(int times);
+
+  // Makes changing permissions without following links fail as it does before Linux 6.6 where there
+  // is no /proc.
+  void hideProc();
 
   // Makes folders keep the kinds of their entries to themselves, as some file systems do.
   void hideEntryTypes();

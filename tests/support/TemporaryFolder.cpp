@@ -9,6 +9,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "support/ChildProcess.h"
+
 namespace ox::test {
 
 namespace fs = std::filesystem;
@@ -83,6 +85,13 @@ std::string readFile(const std::string& path) {
 
 void removeOne(const std::string& path) {
   EXPECT_EQ(::remove(path.c_str()), 0) << path;
+}
+
+void removeTree(const std::string& path) {
+  if (isFolder(path)) {
+    EXPECT_EQ(run({.program = "chmod", .arguments = {"-R", "u+rwx", path}}).exitCode, 0);
+  }
+  EXPECT_EQ(run({.program = "rm", .arguments = {"-rf", path}}).exitCode, 0);
 }
 
 std::vector<std::string> listing(const std::string& folder) {

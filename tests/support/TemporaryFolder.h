@@ -67,6 +67,10 @@ std::string readFile(const std::string& path);
 // Removes one item, not what is in it; fails the test when that cannot be done.
 void removeOne(const std::string& path);
 
+// Removes an item, with everything in it if it is a folder: of any depth and whatever its
+// permissions. By coreutils, so that no test relies on the library's own removal to clean up.
+void removeTree(const std::string& path);
+
 // The names in a folder, sorted, each followed by those below it ("a", "a/b", …); links are not
 // followed.
 std::vector<std::string> listing(const std::string& folder);

@@ -52,7 +52,7 @@ std::string valueText(const OXValue& value) {
   if (const auto* const number = std::get_if<OXNumber>(&value)) {
     return numberText(*number);
   }
-  return "null marker";
+  return std::holds_alternative<OXNull>(value) ? "null marker" : "misfit";
 }
 
 std::string valueText(const std::optional<OXValue>& value) {

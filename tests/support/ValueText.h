@@ -17,6 +17,7 @@ namespace ox::test {
 //   OXNumber(UINT64_C(1))  => unsigned 1
 //   OXNumber(0.5)          => double 0.5
 //   OXNull()               => null marker
+//   OXMisfit()             => misfit
 //   no object              => none
 std::string stringText(std::string_view string);  // whatever is not printable ASCII as \xHH
 std::string valueText(const OXValue& value);

@@ -1,10 +1,8 @@
-// How a record keeps what any number of threads may get and set. A host sees these classes only
-// because the records have members of them.
+// How a record keeps a number that any number of threads may get and set.
 
 #pragma once
 
 #include <atomic>
-#include <memory>
 
 namespace ox {
 
@@ -25,19 +23,6 @@ class AtomicScalar {
 
  private:
   std::atomic<T> value_;
-};
-
-// A reference to a shared object, or null. Getting and setting are whole: a getter gets the object
-// before or the object after a setting, and what it got stays alive for as long as it is held. Both
-// are the library's own, defined inside it.
-template <typename T>
-class AtomicReference {
- public:
-  std::shared_ptr<T> get() const noexcept;
-  void set(std::shared_ptr<T> object) noexcept;
-
- private:
-  std::shared_ptr<T> object_;
 };
 
 }  // namespace ox

@@ -36,31 +36,15 @@
 #include <OrvexKit/platform/OXExport.h>
 #include <OrvexKit/platform/OXValue.h>
 
-#include <array>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <stdexcept>
 #include <string_view>
-#include <utility>
 #include <vector>
-
-namespace ox::cbor {
-
-// Details of the decoder: a data item as it is remembered, alone or under its key.
-enum class ItemKind : std::uint8_t;
-struct Item {
-  ItemKind kind;
-  std::uint64_t number;
-  const char* bytes;
-};
-struct Entry {
-  Item key;
-  Item item;
-};
-
-}  // namespace ox::cbor
 
 // In which of the two forms a record is coded.
 enum class OXCBORMode : std::uint8_t {
@@ -70,6 +54,11 @@ enum class OXCBORMode : std::uint8_t {
 
 // Writes one record at a time. Its memory grows to the largest record and is kept for the next
 // ones, so that coding many records takes memory from the heap for the first few only.
+//
+// `reset()` makes it ready for the next record. One of the library's records that is written
+// without that is not lost: once `bytes()` or `item()` was called after a record, whatever is
+// written next starts anew, and in a map, where two records cannot stand, the second one always
+// does. Before that, further objects join the record, and further records the sequential run.
 //
 // What belongs to the other mode is ignored. A key is used once in a record.
 //
@@ -100,27 +89,46 @@ class OX_EXPORT OXCBOREncoder final : public OXCoder {
   void reset() noexcept;
 
  private:
+  friend class OXCBORFields;
+
+  OX_INTERNAL void startRecord() noexcept;
+  OX_INTERNAL void startAnewIfTaken() noexcept;
   OX_INTERNAL void grow(std::size_t size);
+  // Where the next `size` bytes go.
+  unsigned char* roomFor(std::size_t size) {
+    if (size > buffer_.size() - end_) {
+      grow(size);
+    }
+    return buffer_.data() + end_;
+  }
 
   OXCBORMode mode_;
-  std::size_t count_ = 0;  // objects written
+  bool hasRecord_ = false;  // a whole record of the library's, perhaps among other objects
+  bool taken_ = false;      // and it was asked for
+  std::size_t count_ = 0;   // objects written
   // The run, with room before it for the head of a map or an array.
   std::vector<unsigned char> buffer_;
   std::size_t end_;  // of the run in `buffer_`
 };
 
+// The bytes of one data item that an `OXCBORSequenceReader` has found to be whole and well-formed.
+// They are bytes like any other, but a decoder that is given the item itself does not look through
+// them again.
+class OXCBORItem : public std::span<const std::byte> {
+ private:
+  friend class OXCBORSequenceReader;
+  explicit OXCBORItem(std::span<const std::byte> bytes) noexcept : span(bytes) {}
+};
+
 // Reads the objects of one record, in place, from bytes that the caller owns and keeps unchanged
 // for as long as the decoder is used.
 //
-// Any bytes may be given to it. They are looked through once by the constructor; unless they are
-// well-formed CBOR from the first byte to the last, and one map for a keyed record, one array or a
-// run of items for a sequential one, `hasFailed()` is true from the start. Then, and whenever
-// something is asked for that has no answer, the decoder gives an object that does not fit, so that
-// a record that is read from it becomes null and never one with made-up fields:
-// - in keyed mode the null marker, which stands for no field's value;
-// - in sequential mode, where null markers do stand for values, a date that is not a number, which
-//   fits date fields alone. A record of one's own that could end on a date looks at `hasFailed()`
-//   afterwards, as `OXCBORDecodeRecord` does.
+// Any bytes may be given to it. They are looked through once, before anything is given; unless they
+// are well-formed CBOR from the first byte to the last, and one map for a keyed record, one array
+// or a run of items for a sequential one, `hasFailed()` is true from the start. Then, and whenever
+// something is asked for that has no answer, the decoder gives an `OXMisfit`, which stands for no
+// field's value, so that a record that is read from it becomes null and never one with made-up
+// fields.
 //
 // How data items become objects:
 // - text and byte strings a string, whatever their bytes, also those given in chunks;
@@ -132,15 +140,18 @@ class OX_EXPORT OXCBOREncoder final : public OXCoder {
 //   harms nothing under a key that nobody asks for.
 //
 // Containers and chunked strings may lie in each other up to 64 levels deep; deeper ones fail. No
-// memory is taken but for the strings that are handed out, and nothing grows with the depth. The
-// constructor goes over the bytes once, a sequential read over its item once more, and a keyed
-// look-up over the map at most once more (the first 16 entries are remembered).
+// memory is taken but for the strings that are handed out, and nothing grows with the depth. One of
+// the library's records takes one more pass, whatever the keys and their number. A look-up of a
+// host's own begins where the last one ended, so that keys in the order of writing are found at
+// once; a key that is not there costs one pass over the map.
 //
 // Thread safety: as for every coder, one thread at a time.
 class OX_EXPORT OXCBORDecoder final : public OXCoder {
  public:
-  // Looks `bytes` through, and copies none of them.
+  // The bytes are not copied.
   OXCBORDecoder(std::span<const std::byte> bytes, OXCBORMode mode) noexcept;
+  // The same without another look through the item.
+  OXCBORDecoder(const OXCBORItem& item, OXCBORMode mode) noexcept;
 
   bool allowsKeyedCoding() const override;
 
@@ -148,8 +159,8 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
   // where it occurs first. Keys that are not strings are never found. In sequential mode no object.
   std::optional<OXValue> decodeObjectForKey(std::string_view key) override;
 
-  // The next object. After the last one there is none to give, which is a failure: the misfit
-  // described above. In keyed mode no object.
+  // The next object. After the last one there is none to give, which is a failure: an `OXMisfit`.
+  // In keyed mode no object.
   std::optional<OXValue> decodeObject() override;
 
   // Writing is not what a decoder does: ignored.
@@ -159,31 +170,36 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
   // Whether the bytes were no record at all, or an object was asked for that could not be given:
   // one beyond the last of a sequential record, or a data item that is no object. (A key without an
   // object is no failure.) What was read from the decoder is then not to be used.
-  bool hasFailed() const noexcept { return failed_; }
+  bool hasFailed() const noexcept;
 
   // Whether no object is left to be read in sequential mode. True in keyed mode and after a
   // failure.
   bool isAtEnd() const noexcept;
 
  private:
+  friend class OXCBORFields;
+
   OX_INTERNAL bool open() noexcept;
-  OX_INTERNAL bool find(std::string_view key, ox::cbor::Item& item) const noexcept;
-  OX_INTERNAL void fail() noexcept;
-  OX_INTERNAL OXValue misfit() noexcept;
-  OX_INTERNAL std::optional<OXValue> objectOrMisfit(const ox::cbor::Item& item);
+  OX_INTERNAL void check() const noexcept;
+  OX_INTERNAL std::size_t find(std::string_view key) noexcept;
+  OX_INTERNAL std::size_t search(std::string_view key, std::size_t& from,
+                                 std::uint64_t& passed) const noexcept;
 
   std::span<const std::byte> bytes_;  // what the map or the array holds, or the run
   OXCBORMode mode_;
-  bool failed_ = false;
-  std::size_t position_ = 0;  // in `bytes_`, of the first entry that is not remembered
-  std::size_t next_ = 0;      // sequential: of the remembered items
-  std::size_t entryCount_ = 0;
-  std::array<ox::cbor::Entry, 16> entries_;  // remembered ones, in sequential mode without a key
+  mutable bool isChecked_ = false;  // the bytes are known to be well-formed, or not to be
+  mutable bool failed_ = false;
+  bool isCounted_ = false;  // an array says how many items it has: `count_`
+  std::uint64_t count_ = 0;
+  std::uint64_t taken_ = 0;   // items that were read before `position_` was checked
+  std::size_t position_ = 0;  // in `bytes_`, of the item or the entry that comes next
+  std::uint64_t passed_ = 0;  // keyed: a bit or more for each key before it
 };
 
-// The record of class `Record` that `bytes` hold, or null when they do not hold one: whatever the
-// bytes are, nothing else happens, and only `std::bad_alloc` is thrown. `Record` offers
-// `initWithCoder(OXCoder&)`, as the library's records do; when it refuses a value by
+// The record of class `Record` that the decoder's bytes hold, or null when they do not hold one:
+// whatever the bytes are, nothing else happens, and only `std::bad_alloc` is thrown. `Record` has
+// an `initWithCoder(OXCoder&)` that makes one, or is derived from one of the library's records and
+// has a `decodeWithCoder(OXCoder&)` that fills a new one; when it refuses a value by
 // `std::out_of_range`, as `OXArchivedFile` does with an empty path, that is null, too. Keys that it
 // does not ask for, and items after those that it reads, are passed over.
 //
@@ -194,13 +210,30 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
 //     a1 64 70617468 60      => null     nor is the empty string
 //     a1 64 70617468         => null     cut off
 template <typename Record>
-auto OXCBORDecodeRecord(std::span<const std::byte> bytes, OXCBORMode mode)
-    -> decltype(Record::initWithCoder(std::declval<OXCoder&>())) {
+std::shared_ptr<Record> OXCBORDecodeRecord(OXCBORDecoder&& decoder) {
   try {
-    OXCBORDecoder decoder(bytes, mode);
-    auto record = Record::initWithCoder(decoder);
-    return decoder.hasFailed() ? nullptr : std::move(record);
+    std::shared_ptr<Record> record;
+    if constexpr (std::convertible_to<decltype(Record::initWithCoder(decoder)),
+                                      std::shared_ptr<Record>>) {
+      record = Record::initWithCoder(decoder);
+    } else {
+      record = std::make_shared<Record>();
+      if (!record->decodeWithCoder(decoder)) {
+        return nullptr;
+      }
+    }
+    return decoder.hasFailed() ? nullptr : record;
   } catch (const std::out_of_range&) {
     return nullptr;
   }
+}
+
+// The same from bytes, and from an item of a sequence.
+template <typename Record>
+std::shared_ptr<Record> OXCBORDecodeRecord(std::span<const std::byte> bytes, OXCBORMode mode) {
+  return OXCBORDecodeRecord<Record>(OXCBORDecoder(bytes, mode));
+}
+template <typename Record>
+std::shared_ptr<Record> OXCBORDecodeRecord(const OXCBORItem& item, OXCBORMode mode) {
+  return OXCBORDecodeRecord<Record>(OXCBORDecoder(item, mode));
 }

@@ -24,6 +24,7 @@
 
 #pragma once
 
+#include <OrvexKit/platform/OXCBORCoder.h>
 #include <OrvexKit/platform/OXExport.h>
 
 #include <cstddef>
@@ -79,7 +80,7 @@ class OX_EXPORT OXCBORSequenceReader {
   //   01 82 02, end        => 01; none (truncated)
   //   01 ff 02, end        => 01; none (malformed)
   //   5b ffffffffffffffff  => none (tooLarge)
-  std::optional<std::span<const std::byte>> next();
+  std::optional<OXCBORItem> next();
 
   // How the stream stands since the last call of `next()`.
   State state() const noexcept;

@@ -6,6 +6,7 @@
 #include <OrvexKit/platform/OXObject.h>
 #include <OrvexKit/platform/OXValue.h>
 
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -33,8 +34,17 @@ class OX_EXPORT OXCoder : public OXObject {
   // during the call only.
   virtual void encodeObject(const OXValueView& object) = 0;
   // The next object, or none after the last. A coder that takes being asked for more than there is
-  // for damage may give an object that fits nowhere instead, so that no record comes of it.
+  // for damage may give an `OXMisfit` instead, so that no record comes of it.
   virtual std::optional<OXValue> decodeObject() = 0;
+
+ private:
+  friend class OXCBOREncoder;
+  friend class OXCBORDecoder;
+  friend class OXCBORFields;
+
+  // Which of the library's own coders this is: its records use those without a call for each field.
+  enum class Own : std::uint8_t { none, encoder, decoder };
+  Own own_ = Own::none;
 };
 
 // A coder that sends objects to another process.

@@ -1,4 +1,5 @@
-// The objects that a coder writes and reads: the null marker, strings, dates and numbers.
+// The objects that a coder writes and reads: the null marker, strings, dates, numbers, and one kind
+// for whatever else a coder finds.
 
 #pragma once
 
@@ -6,6 +7,7 @@
 #include <OrvexKit/platform/OXExport.h>
 
 #include <compare>
+#include <concepts>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -15,6 +17,13 @@
 struct OXNull {
   // One null marker is like the other.
   friend bool operator==(OXNull, OXNull) = default;
+};
+
+// An object that no field takes: what a coder reads in place of an array, say, or where its bytes
+// are damaged. It is neither the null marker nor no object, so no record comes of it.
+struct OXMisfit {
+  // One misfit is like the other.
+  friend bool operator==(OXMisfit, OXMisfit) = default;
 };
 
 // A boxed number, which remembers as what kind it was boxed and can be read as any other.
@@ -33,21 +42,26 @@ class OX_EXPORT OXNumber {
   // What a number was boxed as.
   enum class Kind : std::uint8_t {
     boolean,          // from `bool`
-    signedInteger,    // from `std::int32_t` or `std::int64_t`
-    unsignedInteger,  // from `std::uint32_t` or `std::uint64_t`
-    floatingPoint,    // from `double`
+    signedInteger,    // from any signed integer type
+    unsignedInteger,  // from any unsigned integer type
+    floatingPoint,    // from `double`, or a type that is converted to it
   };
 
-  // Boxes `value`, as the kind that its type stands for.
-  explicit OXNumber(bool value) noexcept
+  // Boxes `value`, as the kind that its type stands for. Nothing else converts: a pointer is no
+  // boolean.
+  template <std::same_as<bool> Boolean>
+  explicit OXNumber(Boolean value) noexcept
       : kind_(Kind::boolean), bits_{.asUnsigned = value ? 1U : 0U} {}
-  explicit OXNumber(std::int32_t value) noexcept : OXNumber(std::int64_t{value}) {}
-  explicit OXNumber(std::int64_t value) noexcept
+  template <std::signed_integral Integer>
+  requires(sizeof(Integer) <= sizeof(std::int64_t)) explicit OXNumber(Integer value) noexcept
       : kind_(Kind::signedInteger), bits_{.asSigned = value} {}
-  explicit OXNumber(std::uint32_t value) noexcept : OXNumber(std::uint64_t{value}) {}
-  explicit OXNumber(std::uint64_t value) noexcept
+  template <std::unsigned_integral Integer>
+  requires(sizeof(Integer) <= sizeof(std::uint64_t) &&
+           !std::same_as<Integer, bool>) explicit OXNumber(Integer value) noexcept
       : kind_(Kind::unsignedInteger), bits_{.asUnsigned = value} {}
-  explicit OXNumber(double value) noexcept : kind_(Kind::floatingPoint), bits_{.asDouble = value} {}
+  template <std::floating_point Real>
+  explicit OXNumber(Real value) noexcept
+      : kind_(Kind::floatingPoint), bits_{.asDouble = static_cast<double>(value)} {}
 
   // What the number was boxed as.
   Kind kind() const noexcept { return kind_; }
@@ -71,8 +85,15 @@ class OX_EXPORT OXNumber {
 
 // An object as a coder gives it. No object at all is a `std::optional<OXValue>` without a value,
 // and is something else than the null marker.
-using OXValue = std::variant<OXNull, std::string, OXDate, OXNumber>;
+using OXValue = std::variant<OXNull, std::string, OXDate, OXNumber, OXMisfit>;
 
 // An object as a coder takes it: the string is only looked at, and copied by the coder if it keeps
-// it.
-using OXValueView = std::variant<OXNull, std::string_view, OXDate, OXNumber>;
+// it. It is a variant as `OXValue` is, and can be made from one, which must outlive it.
+class OXValueView : public std::variant<OXNull, std::string_view, OXDate, OXNumber, OXMisfit> {
+ public:
+  using variant::variant;
+
+  // A look at `value`.
+  OXValueView(const OXValue& value)  // NOLINT(google-explicit-constructor): as a string's to a view
+      : OXValueView(std::visit([](const auto& object) { return OXValueView(object); }, value)) {}
+};

@@ -2,16 +2,13 @@
 
 #include <bit>
 #include <limits>
+#include <new>
 
-#include "platform/coding/CBORItemScanner.h"
+#include "platform/coding/CBORScanner.h"
 
 namespace ox::cbor {
 
 namespace {
-
-using Bytes = std::span<const std::byte>;
-
-constexpr std::uint64_t epochDate = 1;
 
 std::size_t setDate(Item& item, double seconds, std::size_t size) noexcept {
   item.kind = ItemKind::date;
@@ -24,73 +21,139 @@ std::size_t readOther(Bytes bytes, Item& item) noexcept {
   return itemSize(bytes);
 }
 
-std::size_t readChunkedString(Bytes bytes, const Token& start, Item& item) noexcept {
+std::size_t readChunkedString(Bytes bytes, Item& item) noexcept {
   const std::size_t size = itemSize(bytes);
   item.kind = ItemKind::chunkedString;
-  item.number = size == 0 ? 0 : size - start.size;
-  item.bytes = reinterpret_cast<const char*>(bytes.data()) + start.size;
+  item.number = size == 0 ? 0 : size - 1;
+  item.bytes = reinterpret_cast<const char*>(bytes.data()) + 1;
   return size;
 }
 
-// A date is a tag on a number; true and false are none. What other tags stand on may mean something
-// else than it would without them.
-std::size_t readTagged(Bytes bytes, const Token& tag, Item& item) noexcept {
-  if (tag.number != epochDate) {
+// The nearest double to -1 - `number`, which is rounded once: 2^64 alone is no integer here.
+double negative(std::uint64_t number) noexcept {
+  constexpr double two64 = 18446744073709551616.0;
+  return number == std::numeric_limits<std::uint64_t>::max() ? -two64
+                                                             : -static_cast<double>(number + 1);
+}
+
+// Tag 1 on an integer or a float is a date. Any other tag may change its content's meaning, so the
+// item is not an object.
+std::size_t readTagged(Bytes bytes, const Head& tag, Item& item) noexcept {
+  const Bytes tagged = bytes.subspan(tag.size);
+  if (tag.number != epochDateTag || tagged.empty()) {
     return readOther(bytes, item);
   }
-  const Token content = readToken(bytes.subspan(tag.size));
+  const Head content = readHead(tagged);
   const std::size_t size = tag.size + content.size;
+  if (size > bytes.size()) {
+    return 0;
+  }
   switch (content.kind) {
-    case TokenKind::unsignedInteger:
+    case Kind::unsignedInteger:
       return setDate(item, static_cast<double>(content.number), size);
-    case TokenKind::negativeInteger:
-      return setDate(item, -1.0 - static_cast<double>(content.number), size);
-    case TokenKind::floatingPoint:
-      return setDate(item, content.real(), size);
+    case Kind::negativeInteger:
+      return setDate(item, negative(content.number), size);
+    case Kind::floatingPoint:
+      return setDate(item, std::bit_cast<double>(content.number), size);
     default:
       return readOther(bytes, item);
   }
 }
 
-// Calls `take` with one chunk after the other.
+std::string_view wholeString(const Item& item) noexcept {
+  return {item.bytes, static_cast<std::size_t>(item.number)};
+}
+
+// Calls `take` with one chunk after the other, up to the break.
 template <typename Take>
 void forEachChunk(const Item& item, Take take) {
-  Bytes chunks = std::as_bytes(std::span(stringOf(item)));
-  for (Token chunk = readToken(chunks); chunk.kind != TokenKind::breakCode;
-       chunk = readToken(chunks)) {
-    take(chunk.string());
-    chunks = chunks.subspan(chunk.size);
+  Bytes chunks = std::as_bytes(std::span(wholeString(item)));
+  Item chunk{};
+  for (std::size_t size = readItem(chunks, chunk); size != 0 && chunk.kind == ItemKind::string;
+       size = readItem(chunks, chunk)) {
+    take(wholeString(chunk));
+    chunks = chunks.subspan(size);
   }
 }
 
 }  // namespace
 
-std::size_t readLongItem(Bytes bytes, const Token& token, Item& item) noexcept {
+std::size_t readLongItem(Bytes bytes, const Head& head, Item& item) noexcept {
   constexpr std::uint64_t greatest = std::numeric_limits<std::int64_t>::max();
-  switch (token.kind) {
-    case TokenKind::tag:
-      return readTagged(bytes, token, item);
-    case TokenKind::negativeInteger:
-      item.kind = token.number > greatest ? ItemKind::other : ItemKind::negativeInteger;
-      return token.size;
-    case TokenKind::chunkedTextString:
-    case TokenKind::chunkedByteString:
-      return readChunkedString(bytes, token, item);
+  switch (head.kind) {
+    case Kind::tag:
+      return readTagged(bytes, head, item);
+    case Kind::negativeInteger:
+      item.kind = head.number > greatest ? ItemKind::other : ItemKind::negativeInteger;
+      return head.size;
+    case Kind::simple:
+      item.kind = head.number == nullValue ? ItemKind::null : ItemKind::other;
+      return head.size;
+    case Kind::byteString:
+    case Kind::textString:
+      return head.indefinite ? readChunkedString(bytes, item) : 0;
     default:
       return readOther(bytes, item);
   }
 }
 
-std::string joinedChunks(const Item& item) {
-  std::size_t size = 0;
-  forEachChunk(item, [&](std::string_view chunk) { size += chunk.size(); });
-  std::string joined;
-  joined.reserve(size);
-  forEachChunk(item, [&](std::string_view chunk) { joined += chunk; });
-  return joined;
+std::string stringOf(const Item& item) {
+  const bool inChunks = item.kind == ItemKind::chunkedString;
+  std::size_t size = inChunks ? 0 : static_cast<std::size_t>(item.number);
+  if (inChunks) {
+    forEachChunk(item, [&](std::string_view chunk) { size += chunk.size(); });
+  }
+  std::string string;
+  if (size > string.max_size()) {
+    throw std::bad_alloc();
+  }
+  if (!inChunks) {
+    string.assign(item.bytes, size);
+    return string;
+  }
+  string.reserve(size);
+  forEachChunk(item, [&](std::string_view chunk) { string += chunk; });
+  return string;
 }
 
-bool chunksEqual(const Item& item, std::string_view string) noexcept {
+OXNumber numberOf(const Item& item) noexcept {
+  switch (item.kind) {
+    case ItemKind::negativeInteger:
+      return OXNumber(-1 - static_cast<std::int64_t>(item.number));
+    case ItemKind::floatingPoint:
+      return OXNumber(std::bit_cast<double>(item.number));
+    case ItemKind::boolean:
+      return OXNumber(item.number != 0);
+    default:
+      return OXNumber(item.number);
+  }
+}
+
+OXDate dateOf(const Item& item) noexcept {
+  return OXDate(OXDate::duration(std::bit_cast<double>(item.number)));
+}
+
+OXValue objectOf(const Item& item) {
+  if (item.isString()) {
+    return stringOf(item);
+  }
+  if (item.isNumber()) {
+    return numberOf(item);
+  }
+  switch (item.kind) {
+    case ItemKind::null:
+      return OXNull();
+    case ItemKind::date:
+      return dateOf(item);
+    default:
+      return OXMisfit();
+  }
+}
+
+bool isString(const Item& item, std::string_view string) noexcept {
+  if (item.kind != ItemKind::chunkedString) {
+    return item.kind == ItemKind::string && wholeString(item) == string;
+  }
   bool equal = true;
   forEachChunk(item, [&](std::string_view chunk) {
     equal = equal && string.starts_with(chunk);

@@ -2,15 +2,14 @@
 
 #pragma once
 
-#include <OrvexKit/platform/OXCBORCoder.h>
-
 #include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string>
 #include <string_view>
 
-#include "platform/coding/CBORToken.h"
+#include "OrvexKit/platform/OXValue.h"
+#include "platform/coding/CBORHead.h"
+#include "platform/coding/UTF8.h"
 
 namespace ox::cbor {
 
@@ -26,57 +25,78 @@ enum class ItemKind : std::uint8_t {
   other,  // no object
 };
 
-// The slower part of `readItem`: whatever `token`, the first one of `bytes`, leaves open.
-std::size_t readLongItem(std::span<const std::byte> bytes, const Token& token, Item& item) noexcept;
+struct Item {
+  ItemKind kind;
+  std::uint64_t number;
+  const char* bytes;
 
-// Reads the item at the start of `bytes` and gives its size there, or 0 when they hold no whole,
+  bool isString() const noexcept { return kind <= ItemKind::chunkedString; }
+  bool isNumber() const noexcept {
+    return kind >= ItemKind::unsignedInteger && kind <= ItemKind::boolean;
+  }
+};
+
+// The slower part of `readItem`: an item that starts with `head` and is more than that.
+std::size_t readLongItem(Bytes bytes, const Head& head, Item& item) noexcept;
+
+// Reads the item at the start of `bytes` and returns its size there, or 0 when they hold no whole,
 // well-formed one. Strings are not copied.
-inline std::size_t readItem(std::span<const std::byte> bytes, Item& item) noexcept {
-  const Token token = readToken(bytes);
-  item.number = token.number;
-  item.bytes = token.bytes;
-  switch (token.kind) {
-    case TokenKind::textString:
-    case TokenKind::byteString:
-      item.kind = ItemKind::string;
-      return token.size;
-    case TokenKind::unsignedInteger:
+[[gnu::always_inline]] inline std::size_t readItem(Bytes bytes, Item& item) noexcept {
+  if (bytes.empty()) {
+    return 0;
+  }
+  const Head head = readHead(bytes);
+  if (head.size > bytes.size()) {
+    return 0;
+  }
+  item.number = head.number;
+  switch (head.kind) {
+    case Kind::unsignedInteger:
       item.kind = ItemKind::unsignedInteger;
-      return token.size;
-    case TokenKind::boolean:
-      item.kind = ItemKind::boolean;
-      return token.size;
-    case TokenKind::floatingPoint:
+      return head.size;
+    case Kind::byteString:
+    case Kind::textString:
+      if (head.indefinite || head.number > bytes.size() - head.size) {
+        break;
+      }
+      item.kind = ItemKind::string;
+      item.bytes = reinterpret_cast<const char*>(bytes.data()) + head.size;
+      return head.size + static_cast<std::size_t>(head.number);
+    case Kind::floatingPoint:
       item.kind = ItemKind::floatingPoint;
-      return token.size;
-    case TokenKind::null:
-      item.kind = ItemKind::null;
-      return token.size;
+      return head.size;
+    case Kind::simple:
+      if (head.number != falseValue && head.number != trueValue) {
+        break;
+      }
+      item.kind = ItemKind::boolean;
+      item.number = head.number - falseValue;
+      return head.size;
     default:
-      return readLongItem(bytes, token, item);
+      break;
   }
+  return readLongItem(bytes, head, item);
 }
 
-// `readItem` of an item that is very likely a short text, as keys are.
-inline std::size_t readKey(std::span<const std::byte> bytes, Item& item) noexcept {
-  constexpr unsigned emptyText = 0x60;
-  const unsigned length = bytes.empty() ? 24 : std::to_integer<unsigned>(bytes[0]) - emptyText;
-  if (length >= 24 || length >= bytes.size()) {
-    return readItem(bytes, item);
-  }
-  item = {.kind = ItemKind::string,
-          .number = length,
-          .bytes = reinterpret_cast<const char*>(bytes.data()) + 1};
-  return 1 + std::size_t{length};
-}
+// The object that `item` is; what no field takes is `OXMisfit`.
+OXValue objectOf(const Item& item);
+// Of a string, without the variant around it. Throws `std::bad_alloc` alone.
+std::string stringOf(const Item& item);
+// Of a number, and of a date.
+OXNumber numberOf(const Item& item) noexcept;
+OXDate dateOf(const Item& item) noexcept;
 
-// Of a string that is not in chunks.
-inline std::string_view stringOf(const Item& item) noexcept {
-  return {item.bytes, static_cast<std::size_t>(item.number)};
-}
+// Whether a string item of any kind is `string`.
+bool isString(const Item& item, std::string_view string) noexcept;
 
-// Of a string in chunks: put together, and compared without that.
-std::string joinedChunks(const Item& item);
-bool chunksEqual(const Item& item, std::string_view string) noexcept;
+// Write an object to where there is room for it, and return the position behind it.
+inline unsigned char* writeString(unsigned char* to, std::string_view string) noexcept {
+  const Kind kind = utf8::isValid(string) ? Kind::textString : Kind::byteString;
+  to = writeHead(to, kind, string.size());
+  return to + string.copy(reinterpret_cast<char*>(to), string.size());
+}
+inline unsigned char* writeDate(unsigned char* to, OXDate date) noexcept {
+  return writeDouble(writeHead(to, Kind::tag, epochDateTag), date.time_since_epoch().count());
+}
 
 }  // namespace ox::cbor

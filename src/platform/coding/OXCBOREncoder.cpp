@@ -1,32 +1,15 @@
-#include <cbor.h>
 #include "OrvexKit/platform/OXCBORCoder.h"
 
 #include <algorithm>
-#include <bit>
-#include <cmath>
-#include <cstring>
+#include <array>
 #include <new>
 
-#include "platform/coding/UTF8.h"
+#include "platform/coding/CBORItem.h"
 
+namespace ox::cbor {
 namespace {
 
-constexpr std::size_t longestHead = 9;
-constexpr std::size_t longestScalar = 1 + longestHead;  // a date: a tag and a double
 constexpr std::size_t firstCapacity = 512;
-
-// The major types, where they stand in a head.
-constexpr unsigned unsignedInteger = 0x00;
-constexpr unsigned negativeInteger = 0x20;
-constexpr unsigned byteString = 0x40;
-constexpr unsigned textString = 0x60;
-constexpr unsigned array = 0x80;
-constexpr unsigned map = 0xA0;
-constexpr unsigned tag = 0xC0;
-
-constexpr unsigned char falseHead = 0xF4;
-constexpr unsigned char trueHead = 0xF5;
-constexpr unsigned char doubleHead = 0xFB;
 
 std::size_t largestSize(std::string_view string) noexcept {
   return longestHead + string.size();
@@ -34,110 +17,63 @@ std::size_t largestSize(std::string_view string) noexcept {
 
 std::size_t largestSize(const OXValueView& object) noexcept {
   const auto* const string = std::get_if<std::string_view>(&object);
-  return string != nullptr ? largestSize(*string) : longestScalar;
+  return string != nullptr ? largestSize(*string) : longestHead + 1;  // a date: a tag and a double
 }
 
-// Where the next data item goes; there is room for it.
-class Output {
- public:
-  explicit Output(unsigned char* next) noexcept : next_(next) {}
-  unsigned char* next() const noexcept { return next_; }
-
-  void putHead(unsigned type, std::uint64_t argument) noexcept {
-    if (argument < 24) {
-      *next_ = static_cast<unsigned char>(type | argument);
-      ++next_;
-      return;
-    }
-    // The argument has 1, 2, 4 or 8 bytes, for which 24 to 27 stand.
-    const unsigned power = argument <= 0xFF         ? 0
-                           : argument <= 0xFFFF     ? 1
-                           : argument <= 0xFFFFFFFF ? 2
-                                                    : 3;
-    const std::size_t size = std::size_t{1} << power;
-    *next_ = static_cast<unsigned char>(type | (24 + power));
-    putBigEndian(argument << (64 - 8 * size));
-    next_ += 1 + size;
+unsigned char* writeNumber(unsigned char* to, const OXNumber& number) noexcept {
+  const std::int64_t value = number.signed64Value();
+  switch (number.kind()) {
+    case OXNumber::Kind::boolean:
+      return writeSimple(to, value != 0 ? trueValue : falseValue);
+    case OXNumber::Kind::signedInteger:
+      if (value < 0) {
+        return writeHead(to, Kind::negativeInteger, static_cast<std::uint64_t>(-1 - value));
+      }
+      break;
+    case OXNumber::Kind::floatingPoint:
+      return writeDouble(to, number.doubleValue());
+    case OXNumber::Kind::unsignedInteger:
+      break;
   }
+  return writeHead(to, Kind::unsignedInteger, number.unsigned64Value());
+}
 
-  void put(std::string_view string) noexcept {
-    putHead(ox::utf8::isValid(string) ? textString : byteString, string.size());
-    next_ += string.copy(reinterpret_cast<char*>(next_), string.size());
+unsigned char* writeObject(unsigned char* to, const OXValueView& object) noexcept {
+  if (const auto* const string = std::get_if<std::string_view>(&object)) {
+    return writeString(to, *string);
   }
-
-  void put(const OXValueView& object) noexcept {
-    if (const auto* const string = std::get_if<std::string_view>(&object)) {
-      put(*string);
-    } else if (const auto* const number = std::get_if<OXNumber>(&object)) {
-      put(*number);
-    } else if (const auto* const date = std::get_if<OXDate>(&object)) {
-      constexpr std::uint64_t epochDate = 1;
-      putHead(tag, epochDate);
-      put(date->time_since_epoch().count());
-    } else {
-      next_ += cbor_encode_null(next_, longestHead);
-    }
+  if (const auto* const number = std::get_if<OXNumber>(&object)) {
+    return writeNumber(to, *number);
   }
-
- private:
-  void put(const OXNumber& number) noexcept {
-    switch (number.kind()) {
-      case OXNumber::Kind::boolean:
-        *next_ = number.boolValue() ? trueHead : falseHead;
-        ++next_;
-        return;
-      case OXNumber::Kind::signedInteger:
-        put(number.signed64Value());
-        return;
-      case OXNumber::Kind::unsignedInteger:
-        put(number.unsigned64Value());
-        return;
-      case OXNumber::Kind::floatingPoint:
-        put(number.doubleValue());
-        return;
-    }
+  if (const auto* const date = std::get_if<OXDate>(&object)) {
+    return writeDate(to, *date);
   }
-
-  // What records mostly hold is written here: calling the library takes longer.
-  void put(std::uint64_t value) noexcept { putHead(unsignedInteger, value); }
-
-  void put(double value) noexcept {
-    if (std::isnan(value)) {
-      // Which bits stand for it is the library's choice.
-      next_ += cbor_encode_double(value, next_, longestHead);
-    } else {
-      *next_ = doubleHead;
-      putBigEndian(std::bit_cast<std::uint64_t>(value));
-      next_ += longestHead;
-    }
-  }
-
-  // Right behind the next byte: there is room for the longest head.
-  void putBigEndian(std::uint64_t bits) noexcept {
-    if constexpr (std::endian::native == std::endian::little) {
-      bits = __builtin_bswap64(bits);
-    }
-    std::memcpy(next_ + 1, &bits, sizeof bits);
-  }
-
-  void put(std::int64_t value) noexcept {
-    if (value >= 0) {
-      put(static_cast<std::uint64_t>(value));
-    } else {
-      putHead(negativeInteger, static_cast<std::uint64_t>(-1 - value));
-    }
-  }
-
-  unsigned char* next_;
-};
+  return writeSimple(to, std::holds_alternative<OXNull>(object) ? nullValue : undefinedValue);
+}
 
 }  // namespace
+}  // namespace ox::cbor
 
 OXCBOREncoder::OXCBOREncoder(OXCBORMode mode)
-    : mode_(mode), buffer_(firstCapacity), end_(longestHead) {}
+    : mode_(mode), buffer_(ox::cbor::firstCapacity), end_(ox::cbor::longestHead) {
+  own_ = Own::encoder;
+}
 
 bool OXCBOREncoder::allowsKeyedCoding() const {
   return mode_ == OXCBORMode::keyed;
+}
+
+void OXCBOREncoder::startAnewIfTaken() noexcept {
+  if (taken_) {
+    reset();
+  }
+}
+
+void OXCBOREncoder::startRecord() noexcept {
+  if (taken_ || (hasRecord_ && mode_ == OXCBORMode::keyed)) {
+    reset();
+  }
+  hasRecord_ = true;
 }
 
 // The buffer's whole size is room, so that writing into it neither checks nor clears anything.
@@ -154,14 +90,10 @@ void OXCBOREncoder::encodeObjectForKey(const OXValueView& object, std::string_vi
   if (mode_ != OXCBORMode::keyed) {
     return;
   }
-  const std::size_t size = largestSize(key) + largestSize(object);
-  if (size > buffer_.size() - end_) {
-    grow(size);
-  }
-  Output output(buffer_.data() + end_);
-  output.put(key);
-  output.put(object);
-  end_ = static_cast<std::size_t>(output.next() - buffer_.data());
+  startAnewIfTaken();
+  unsigned char* const room = roomFor(ox::cbor::largestSize(key) + ox::cbor::largestSize(object));
+  unsigned char* const next = ox::cbor::writeString(room, key);
+  end_ = static_cast<std::size_t>(ox::cbor::writeObject(next, object) - buffer_.data());
   ++count_;
 }
 
@@ -169,13 +101,9 @@ void OXCBOREncoder::encodeObject(const OXValueView& object) {
   if (mode_ != OXCBORMode::sequential) {
     return;
   }
-  const std::size_t size = largestSize(object);
-  if (size > buffer_.size() - end_) {
-    grow(size);
-  }
-  Output output(buffer_.data() + end_);
-  output.put(object);
-  end_ = static_cast<std::size_t>(output.next() - buffer_.data());
+  startAnewIfTaken();
+  unsigned char* const room = roomFor(ox::cbor::largestSize(object));
+  end_ = static_cast<std::size_t>(ox::cbor::writeObject(room, object) - buffer_.data());
   ++count_;
 }
 
@@ -191,21 +119,26 @@ std::span<const std::byte> OXCBOREncoder::bytes() {
   if (mode_ == OXCBORMode::keyed) {
     return item();
   }
-  return std::as_bytes(std::span(buffer_).subspan(longestHead, end_ - longestHead));
+  taken_ = hasRecord_;
+  return std::as_bytes(
+      std::span(buffer_).subspan(ox::cbor::longestHead, end_ - ox::cbor::longestHead));
 }
 
 // How long the head is, is known only now: it is put right before the run.
 std::span<const std::byte> OXCBOREncoder::item() {
-  std::array<unsigned char, longestHead> head;
-  Output output(head.data());
-  output.putHead(mode_ == OXCBORMode::keyed ? map : array, count_);
-  const auto size = static_cast<std::size_t>(output.next() - head.data());
-  const std::size_t start = longestHead - size;
+  std::array<unsigned char, ox::cbor::longestHead> head;
+  const auto kind = mode_ == OXCBORMode::keyed ? ox::cbor::Kind::map : ox::cbor::Kind::array;
+  const auto size =
+      static_cast<std::size_t>(ox::cbor::writeHead(head.data(), kind, count_) - head.data());
+  const std::size_t start = ox::cbor::longestHead - size;
   std::copy_n(head.data(), size, buffer_.data() + start);
+  taken_ = hasRecord_;
   return std::as_bytes(std::span(buffer_).subspan(start, end_ - start));
 }
 
 void OXCBOREncoder::reset() noexcept {
+  hasRecord_ = false;
+  taken_ = false;
   count_ = 0;
-  end_ = longestHead;
+  end_ = ox::cbor::longestHead;
 }

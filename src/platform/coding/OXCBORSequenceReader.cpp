@@ -1,39 +1,23 @@
-#include <OrvexKit/platform/OXCBORSequence.h>
+#include "OrvexKit/platform/OXCBORSequence.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <span>
 #include <utility>
 
-#include "platform/coding/CBORItemScanner.h"
-#include "platform/coding/CBORToken.h"
-#include "platform/files/System.h"
+#include "platform/coding/CBORScanner.h"
+#include "platform/files/FileDescriptor.h"
 
 using State = OXCBORSequenceReader::State;
 
 namespace {
 
-using ox::cbor::Token;
-using ox::cbor::TokenKind;
-
 constexpr std::size_t firstBufferSize = std::size_t{1} << 16;
-
-// Whether an item can still be complete within `room` bytes when `token` is the next one in it.
-// Everything that a container holds takes a byte at least.
-bool canFit(const Token& token, std::size_t room) noexcept {
-  if (token.size > room) {
-    return false;
-  }
-  const std::size_t rest = room - token.size;
-  return token.kind == TokenKind::array ? token.number <= rest
-         : token.kind == TokenKind::map ? token.number <= rest / 2
-                                        : true;
-}
 
 }  // namespace
 
-// What has been read and not yet been given out: `start_` is where the current item begins,
-// `scanned_` how much of it has been looked at.
+// What has been read and not yet been given out: `start_` is where the current item begins.
 class OXCBORSequenceReader::Buffer {
  public:
   Buffer(int fd, std::size_t maximumItemSize)
@@ -41,15 +25,16 @@ class OXCBORSequenceReader::Buffer {
         bytes_(firstBufferSize),
         maximumItemSize_(std::clamp(maximumItemSize, std::size_t{1}, bytes_.max_size())) {}
 
-  std::optional<std::span<const std::byte>> next() {
+  std::optional<OXCBORItem> next() {
     if (state_ == State::wouldBlock) {
       state_ = State::reading;
     }
     start_ += std::exchange(given_, 0);
     while (state_ == State::reading) {
       if (scan()) {
-        given_ = std::exchange(scanned_, 0);
-        return std::span<const std::byte>(bytes_.data() + start_, given_);
+        given_ = scanner_.scanned();
+        scanner_.reset();
+        return OXCBORItem({bytes_.data() + start_, given_});
       }
       if (state_ == State::reading) {
         readMore();
@@ -74,51 +59,35 @@ class OXCBORSequenceReader::Buffer {
   std::size_t start_ = 0;
   std::size_t end_ = 0;
   std::size_t given_ = 0;  // size of the item that was given last
-  std::size_t scanned_ = 0;
-  ox::cbor::ItemScanner scanner_;
+  ox::cbor::Scanner scanner_;
 };
 
 // Goes on to the end of the item, as far as there are bytes; true when it is there.
 bool OXCBORSequenceReader::Buffer::scan() noexcept {
-  using Progress = ox::cbor::ItemScanner::Progress;
-  while (true) {
-    const std::span<const std::byte> rest(bytes_.data() + start_ + scanned_,
-                                          end_ - start_ - scanned_);
-    const Token token = ox::cbor::readToken(rest);
-    if (!canFit(token, maximumItemSize_ - scanned_)) {
-      state_ = State::tooLarge;
-      return false;
-    }
-    if (token.kind == TokenKind::incomplete) {
-      return false;
-    }
-    const Progress progress = scanner_.take(token);
-    if (progress == Progress::malformed) {
-      state_ = State::malformed;
-      return false;
-    }
-    scanned_ += token.size;
-    if (progress == Progress::complete) {
-      return true;
-    }
+  using Progress = ox::cbor::Scanner::Progress;
+  const std::span<const std::byte> item(bytes_.data() + start_, end_ - start_);
+  const Progress progress = scanner_.scan(item, maximumItemSize_);
+  if (progress == Progress::malformed) {
+    state_ = State::malformed;
+  } else if (progress == Progress::tooLarge) {
+    state_ = State::tooLarge;
   }
+  return progress == Progress::complete;
 }
 
 void OXCBORSequenceReader::Buffer::readMore() {
   makeRoom();
-  ssize_t count = 0;
-  do {
-    count = ox::sys::read(fd_, bytes_.data() + end_, bytes_.size() - end_);
-  } while (count < 0 && errno == EINTR);
-  if (count > 0) {
-    end_ += static_cast<std::size_t>(count);
+  std::size_t count = 0;
+  const int error =
+      ox::readSome(fd_, std::as_writable_bytes(std::span(bytes_).subspan(end_)), count);
+  end_ += count;
+  if (error == EAGAIN) {
+    state_ = State::wouldBlock;
+  } else if (error != 0) {
+    error_ = error;
+    state_ = State::unreadable;
   } else if (count == 0) {
     state_ = start_ == end_ ? State::ended : State::truncated;
-  } else if (errno == EAGAIN) {
-    state_ = State::wouldBlock;
-  } else {
-    error_ = errno;
-    state_ = State::unreadable;
   }
 }
 
@@ -144,7 +113,7 @@ OXCBORSequenceReader::OXCBORSequenceReader(int fd, std::size_t maximumItemSize)
 
 OXCBORSequenceReader::~OXCBORSequenceReader() = default;
 
-std::optional<std::span<const std::byte>> OXCBORSequenceReader::next() {
+std::optional<OXCBORItem> OXCBORSequenceReader::next() {
   return buffer_->next();
 }
 

@@ -1,4 +1,4 @@
-#include <OrvexKit/platform/OXCBORSequence.h>
+#include "OrvexKit/platform/OXCBORSequence.h"
 
 #include <cstring>
 

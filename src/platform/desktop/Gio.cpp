@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "platform/desktop/DynamicLibrary.h"
+#include "platform/files/DynamicLibrary.h"
 
 namespace ox::gio {
 namespace {
@@ -15,7 +15,11 @@ struct Gio {
   decltype(&::g_content_type_is_unknown) isUnknown;
   decltype(&::g_content_type_get_description) description;
   decltype(&::g_unix_mount_at) mountAt;
-  decltype(&::g_unix_mount_is_system_internal) isSystemInternal;
+  decltype(&::g_unix_mount_get_fs_type) fileSystemOf;
+  decltype(&::g_unix_mount_get_device_path) deviceOf;
+  decltype(&::g_unix_is_mount_path_system_internal) isSystemPath;
+  decltype(&::g_unix_is_system_fs_type) isSystemFileSystem;
+  decltype(&::g_unix_is_system_device_path) isSystemDevice;
   decltype(&::g_unix_mount_free) freeMount;
 
   bool load() noexcept {
@@ -24,7 +28,11 @@ struct Gio {
     library.find("g_content_type_is_unknown", isUnknown);
     library.find("g_content_type_get_description", description);
     library.find("g_unix_mount_at", mountAt);
-    library.find("g_unix_mount_is_system_internal", isSystemInternal);
+    library.find("g_unix_mount_get_fs_type", fileSystemOf);
+    library.find("g_unix_mount_get_device_path", deviceOf);
+    library.find("g_unix_is_mount_path_system_internal", isSystemPath);
+    library.find("g_unix_is_system_fs_type", isSystemFileSystem);
+    library.find("g_unix_is_system_device_path", isSystemDevice);
     library.find("g_unix_mount_free", freeMount);
     return library.hasAll();
   }
@@ -68,7 +76,10 @@ bool isUserMount(const char* mountPoint) {
   if (mount == nullptr) {
     return false;
   }
-  const bool isInternal = library->isSystemInternal(mount) != FALSE;
+  // GIO's own answer counts every bind mount among the system's.
+  const bool isInternal = library->isSystemPath(mountPoint) != FALSE ||
+                          library->isSystemFileSystem(library->fileSystemOf(mount)) != FALSE ||
+                          library->isSystemDevice(library->deviceOf(mount)) != FALSE;
   library->freeMount(mount);
   return !isInternal;
 }

@@ -5,7 +5,7 @@
 #include <openssl/opensslv.h>
 #include <openssl/provider.h>
 
-#include "platform/desktop/DynamicLibrary.h"
+#include "platform/files/DynamicLibrary.h"
 
 #define OX_STRING_OF(text) #text
 #define OX_EXPANDED_STRING_OF(text) OX_STRING_OF(text)

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/files/Folder.h"
 #include "platform/files/System.h"
 
 namespace ox {
@@ -18,14 +19,14 @@ struct DirectoryEntry {
   unsigned char type;  // DT_DIR, DT_REG, … or DT_UNKNOWN where the file system does not tell
 };
 
-// Reads a descriptor from where it stands; "." and ".." are left out. The descriptor stays the
-// caller's. `bufferSize` is the memory it takes, and with that the number of entries per call.
+// Reads a folder that was opened with `Access::list`, from where it stands; "." and ".." are left
+// out. `bufferSize` is the memory it takes, and with that the number of entries per call.
 template <std::size_t bufferSize>
 class DirectoryReader {
  public:
-  explicit DirectoryReader(int fd) noexcept : fd_(fd) {}
+  explicit DirectoryReader(const Folder& folder) noexcept : fd_(folder.fd()) {}
 
-  // No value at the end and on an error, which `failed` tells apart.
+  // No value at the end, or where reading fails.
   std::optional<DirectoryEntry> next() noexcept {
     for (;;) {
       if (position_ == filled_ && !fill()) {
@@ -40,19 +41,15 @@ class DirectoryReader {
     }
   }
 
-  bool failed() const noexcept { return failed_; }
-
  private:
   bool fill() noexcept {
     const ssize_t count = sys::getdents(fd_, buffer_.data(), buffer_.size());
-    failed_ = count < 0;
     position_ = 0;
     filled_ = count > 0 ? static_cast<std::size_t>(count) : 0;
     return count > 0;
   }
 
   int fd_;
-  bool failed_ = false;
   std::size_t position_ = 0;
   std::size_t filled_ = 0;
   alignas(::dirent64) std::array<char, bufferSize> buffer_;

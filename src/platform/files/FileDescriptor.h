@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <span>
 #include <utility>
@@ -35,8 +37,19 @@ class FileDescriptor {
   int fd_ = -1;
 };
 
-// Writes all of it, however often that takes; a descriptor with O_NONBLOCK is waited for. The
-// `errno` of what went wrong, or 0.
+// These return 0 or the `errno` of what failed; what a signal interrupts goes on.
+
+// Reads what there is, up to the size of `bytes`. No bytes are the end.
+int readSome(int fd, std::span<std::byte> bytes, std::size_t& count) noexcept;
+
+// Writes all of it, however often that takes; a descriptor with O_NONBLOCK is waited for.
 int writeAll(int fd, std::span<const std::byte> bytes) noexcept;
+
+int seekToStart(int fd) noexcept;
+
+int statusOf(int fd, struct ::stat& status) noexcept;
+
+// Returns when what was written is on the disk.
+int syncToDisk(int fd) noexcept;
 
 }  // namespace ox

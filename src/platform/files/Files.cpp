@@ -5,13 +5,18 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "platform/files/Path.h"
 #include "platform/files/System.h"
 
 namespace ox::files {
 
-std::string_view temporaryFolder() noexcept {
-  const char* const folder = std::getenv("TMPDIR");
-  return folder != nullptr && *folder != '\0' ? folder : "/tmp/";
+std::string temporaryFolder() {
+  const char* const named = std::getenv("TMPDIR");
+  const std::string_view folder = named != nullptr && *named != '\0' ? named : "/tmp/";
+  std::array<char, PATH_MAX> current;
+  const bool isKnown =
+      folder.starts_with('/') || sys::getcwd(current.data(), current.size()) == nullptr;
+  return isKnown ? std::string(folder) : path::appendingComponent(current.data(), folder);
 }
 
 namespace {
@@ -90,13 +95,12 @@ bool createUniqueFolder(char* pattern) noexcept {
   return sys::mkdtemp(pattern) != nullptr;
 }
 
-int openFolder(const PathBuffer& path) noexcept {
-  return path.isRepresentable() ? sys::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
-}
-
-bool moveItem(const PathBuffer& from, const PathBuffer& to) noexcept {
-  return from.isRepresentable() && to.isRepresentable() &&
-         sys::rename(from.c_str(), to.c_str()) == 0;
+FileDescriptor openRegularFile(const PathBuffer& path) noexcept {
+  const auto status = statusOf(path);
+  if (!status || !S_ISREG(status->st_mode)) {
+    return {};
+  }
+  return FileDescriptor(sys::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
 }  // namespace ox::files

@@ -1,5 +1,5 @@
 // The file manager: what the rules ask of the disk. A path without a file-system representation
-// counts as a missing item in all of it, and nothing here throws.
+// counts as a missing item in all of it.
 
 #pragma once
 
@@ -8,15 +8,18 @@
 #include <array>
 #include <climits>
 #include <optional>
+#include <string>
 #include <string_view>
 
+#include "platform/files/FileDescriptor.h"
 #include "platform/files/PathBuffer.h"
 
 namespace ox::files {
 
-// The user's temporary folder: TMPDIR if set and not empty, else "/tmp/". Read at every call; the
-// view is into the environment.
-std::string_view temporaryFolder() noexcept;
+// The user's temporary folder: TMPDIR if set and not empty, else "/tmp/". A relative one starts in
+// the folder that is the current one now, so that the result stays valid when that changes; it is
+// relative all the same where nobody knows the current folder. Read at every call.
+std::string temporaryFolder();
 
 // What the system says of the item that a path leads to, or of the link itself that is there. No
 // value when there is none, or that cannot be told.
@@ -43,17 +46,9 @@ Creation createFolder(const PathBuffer& path, mode_t mode = 0777) noexcept;
 // that `pattern` ends in.
 bool createUniqueFolder(char* pattern) noexcept;
 
-// Opens a folder for reading its entries: a descriptor that the caller closes, or a negative
-// number.
-int openFolder(const PathBuffer& path) noexcept;
-
-// An empty folder at `to` is replaced, whatever else is there makes it fail.
-bool moveItem(const PathBuffer& from, const PathBuffer& to) noexcept;
-
-// Removes the item with everything in it. No link is followed, a folder that the user owns is
-// emptied whatever its permissions, and what vanishes meanwhile counts as removed. Takes a bounded
-// number of descriptors and a bounded stack, however deep the folder is. False when something of
-// it is left.
-bool removeItem(const PathBuffer& path) noexcept;
+// Opens the regular file that `path` leads to for reading. Never waits, and never changes what it
+// opens: a device may act on being opened, and a pipe would wait for its writer, so neither is. Not
+// open when there is no such file.
+FileDescriptor openRegularFile(const PathBuffer& path) noexcept;
 
 }  // namespace ox::files

@@ -7,12 +7,14 @@ namespace {
 
 constexpr std::size_t npos = std::string_view::npos;
 
-std::string_view withoutTrailingSlashes(std::string_view path) noexcept {
-  const std::size_t last = path.find_last_not_of('/');
-  return path.substr(0, last == npos ? 0 : last + 1);
-}
-
 }  // namespace
+
+std::string_view withoutTrailingSlashes(std::string_view path) noexcept {
+  while (path.size() > 1 && path.ends_with('/')) {
+    path.remove_suffix(1);
+  }
+  return path;
+}
 
 std::string_view withoutLeadingSlashes(std::string_view component) noexcept {
   return component.substr(std::min(component.find_first_not_of('/'), component.size()));
@@ -50,17 +52,13 @@ std::string_view deletingExtension(std::string_view path) noexcept {
 
 std::string_view deletingLastComponent(std::string_view path) noexcept {
   const std::size_t slash = withoutTrailingSlashes(path).rfind('/');
-  if (slash == npos) {
-    // A root is its own parent; a lone relative component has the empty path for one.
-    return path.starts_with('/') ? path.substr(0, 1) : std::string_view();
-  }
-  const std::string_view parent = withoutTrailingSlashes(path.substr(0, slash));
-  return parent.empty() ? path.substr(0, 1) : parent;
+  // A root is its own parent; a lone relative component has the empty path for one.
+  return slash == npos ? std::string_view() : withoutTrailingSlashes(path.substr(0, slash + 1));
 }
 
 void endWithSeparator(std::string& path) {
-  if (!path.empty()) {
-    path.resize(withoutTrailingSlashes(path).size());
+  path.resize(withoutTrailingSlashes(path).size());
+  if (!path.empty() && path != "/") {
     path += '/';
   }
 }

@@ -47,6 +47,10 @@ void endWithSeparator(std::string& path);
 
 std::string_view withoutLeadingSlashes(std::string_view component) noexcept;
 
+// A root keeps one slash, which makes it the path that it is.
+//   "a//" => "a"   "/a/" => "/a"   "/" => "/"   "//" => "/"   "" => ""
+std::string_view withoutTrailingSlashes(std::string_view path) noexcept;
+
 // Letters of ASCII in either case are the same; every other byte equals itself alone.
 bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept;
 

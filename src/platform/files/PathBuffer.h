@@ -3,35 +3,27 @@
 #pragma once
 
 #include <climits>
-#include <cstddef>
 #include <string_view>
 
 namespace ox {
 
 // Holds the bytes in place, so that asking the disk about a path allocates nothing. A path that no
 // system call could take, because it holds a NUL or is longer than the kernel reads, has no
-// representation, and stays without one whatever is appended.
+// representation.
 class PathBuffer {
  public:
-  explicit PathBuffer(std::string_view path) noexcept { append(path); }
-  PathBuffer(std::string_view folder, std::string_view component) noexcept : PathBuffer(folder) {
-    appendComponent(component);
+  explicit PathBuffer(std::string_view path) noexcept
+      : representable_(path.size() < sizeof bytes_ && path.find('\0') == std::string_view::npos) {
+    bytes_[representable_ ? path.copy(bytes_, path.size()) : 0] = '\0';
   }
 
-  // Joins with exactly one "/", as `path::appendingComponent` does.
-  void appendComponent(std::string_view component) noexcept;
-
   bool isRepresentable() const noexcept { return representable_; }
-  // Only of a representable path.
-  const char* c_str() const noexcept { return bytes_; }
+  const char* c_str() const noexcept { return bytes_; }  // empty without a representation
   char* data() noexcept { return bytes_; }
-  std::string_view view() const noexcept { return {bytes_, length_}; }
+  std::string_view view() const noexcept { return bytes_; }
 
  private:
-  void append(std::string_view text) noexcept;
-
-  bool representable_ = true;
-  std::size_t length_ = 0;
+  bool representable_;
   char bytes_[PATH_MAX];  // NOLINT(modernize-avoid-c-arrays): left as it is until it is written
 };
 

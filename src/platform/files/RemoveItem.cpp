@@ -1,155 +1,139 @@
-// Removal of a whole folder. It goes by directory descriptors, so that swapping a folder for a link
-// half-way leads nowhere else.
-
-#include <fcntl.h>
+#include "platform/files/RemoveItem.h"
 
 #include <array>
 #include <cerrno>
 #include <charconv>
 
 #include "platform/files/DirectoryReader.h"
-#include "platform/files/FileDescriptor.h"
-#include "platform/files/Files.h"
-#include "platform/files/System.h"
+#include "platform/files/Folder.h"
+#include "platform/files/Path.h"
 
 namespace ox::files {
 namespace {
 
-constexpr int openFolderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-
+// Goes by open folders, so that swapping a folder for a link half-way leads nowhere else. All
+// functions that return `int` return 0 or the `errno`.
 class FolderRemover {
  public:
-  explicit FolderRemover(int topFd) noexcept : topFd_(topFd) {}
-
-  void removeContents() noexcept { removeContents(topFd_, 0); }
-
-  static int openFolder(int dirfd, const char* name) noexcept {
-    const int fd = sys::openat(dirfd, name, openFolderFlags);
-    if (fd >= 0 || errno != EACCES) {
-      return fd;
+  // `isFolder` says what it most likely is.
+  int remove(const Folder& in, const char* name, bool isFolder, int level = 0) noexcept {
+    int error = removeEmpty(in, name, isFolder);
+    if (error == ENOTEMPTY || error == EEXIST) {
+      error = level <= deepestLevel ? removeFull(in, name, level) : moveToTop(in, name);
     }
-    // Without following a link: the name may have become one since it was read.
-    if (sys::fchmodat(dirfd, name, 0700, AT_SYMLINK_NOFOLLOW) != 0) {
-      return -1;
-    }
-    return sys::openat(dirfd, name, openFolderFlags);
+    changes_ += error == 0 ? 1 : 0;
+    return error;
   }
 
  private:
-  // Each level holds one descriptor and one buffer of this size.
-  static constexpr int maxDepth = 16;
-  static constexpr std::size_t bufferSize = 4096;
+  // Each level takes one descriptor, and a buffer on the stack.
+  static constexpr int deepestLevel = 8;
+  static constexpr std::size_t bufferSize = 2048;
 
-  // Entries that move or arrive during a pass may be missed by it, so passes are repeated for as
-  // long as they change something. What is listed and yet is not there is no change: a file system
-  // that goes on listing it would never let this end.
-  void removeContents(int fd, int depth) noexcept {
-    for (;;) {
-      const unsigned changesBefore = changes_;
-      sys::lseek(fd, 0, SEEK_SET);
-      DirectoryReader<bufferSize> reader(fd);
-      while (const std::optional<DirectoryEntry> entry = reader.next()) {
-        if (removeEntry(fd, *entry, depth)) {
-          ++changes_;
-        }
-      }
-      if (changes_ == changesBefore || reader.failed()) {
-        return;
-      }
+  using Name = std::array<char, 24>;
+
+  static Name deepName(unsigned number) noexcept {
+    Name name{".deep."};
+    std::to_chars(name.data() + 6, name.data() + name.size() - 1, number);
+    return name;
+  }
+
+  static int removeEmpty(const Folder& in, const char* name, bool isFolder) noexcept {
+    const auto removeAs = [&](bool folder) {
+      return folder ? in.removeFolder(name) : in.unlink(name);
+    };
+    int error = removeAs(isFolder);
+    // The owner of a read-only folder may change that.
+    if (error == EACCES && in.setPermissions(0700) == 0) {
+      error = removeAs(isFolder);
+    }
+    return error == ENOTDIR || error == EISDIR ? removeAs(!isFolder) : error;
+  }
+
+  static int openFull(const Folder& in, const char* name, Folder& folder) noexcept {
+    int error = in.openFolder(name, Folder::Access::list, folder);
+    if (error == EACCES && in.setPermissionsOf(name, 0700) == 0) {
+      error = in.openFolder(name, Folder::Access::list, folder);
+    }
+    return error;
+  }
+
+  int removeFull(const Folder& in, const char* name, int level) noexcept {
+    Folder folder;
+    int error = openFull(in, name, folder);
+    if (error != 0) {
+      return error;
+    }
+    // A pass may miss entries that come or move meanwhile. What is listed and yet is not there is
+    // no change: a file system that goes on listing it would never let this end.
+    bool isWorthAPass = true;
+    while (isWorthAPass) {
+      const unsigned before = changes_;
+      removeContents(folder, level + 1);
+      error = in.removeFolder(name);
+      isWorthAPass = (error == ENOTEMPTY || error == EEXIST) && changes_ != before &&
+                     repeatedPasses_++ < mostRepeatedPasses;
+    }
+    return error;
+  }
+
+  void removeContents(const Folder& folder, int level) noexcept {
+    const bool isTop = level == 1;
+    top_ = isTop ? &folder : top_;
+    folder.rewind();
+    DirectoryReader<bufferSize> reader(folder);
+    while (const std::optional<DirectoryEntry> entry = reader.next()) {
+      remove(folder, entry->name, entry->type == DT_DIR, level);
+    }
+    for (; isTop && emptiedDeep_ != nextDeep_; ++emptiedDeep_) {
+      remove(folder, deepName(emptiedDeep_).data(), true, level);
     }
   }
 
-  // These three say whether they have changed anything.
-
-  bool removeEntry(int dirfd, const DirectoryEntry& entry, int depth) noexcept {
-    if (entry.type != DT_DIR) {
-      const int error = unlinkEntry(dirfd, entry.name, 0);
-      if (error != EISDIR) {
-        return error == 0;
-      }
-    }
-    const int error = unlinkEntry(dirfd, entry.name, AT_REMOVEDIR);
-    if (error != ENOTEMPTY && error != EEXIST) {
-      return error == 0;
-    }
-    return depth < maxDepth ? removeFullFolder(dirfd, entry.name, depth + 1)
-                            : moveToTop(dirfd, entry.name);
-  }
-
-  bool removeFullFolder(int dirfd, const char* name, int depth) noexcept {
-    {
-      const FileDescriptor folder(openFolder(dirfd, name));
-      if (!folder.isOpen()) {
-        return false;
-      }
-      removeContents(folder.get(), depth);
-    }
-    return unlinkEntry(dirfd, name, AT_REMOVEDIR) == 0;
-  }
-
-  // A folder below the deepest level goes to the top one, where a later pass finds it.
-  bool moveToTop(int dirfd, const char* name) noexcept {
+  // A folder below the deepest level is emptied once it is in the top one.
+  int moveToTop(const Folder& in, const char* name) noexcept {
     bool madeWritable = false;
-    for (;;) {
-      std::array<char, 24> newName{".deep."};
-      *std::to_chars(newName.data() + 6, newName.data() + newName.size() - 1, nextName_).ptr = '\0';
-      if (sys::renameat(dirfd, name, topFd_, newName.data()) == 0) {
-        ++nextName_;
-        return true;
+    for (int tries = 0; tries < mostNames; ++tries) {
+      const int error =
+          in.rename(name, *top_, deepName(nextDeep_).data(), Folder::Replacing::never);
+      if (error == 0 || error == EEXIST) {
+        ++nextDeep_;
       }
-      const bool nameTaken =
-          errno == ENOTEMPTY || errno == EEXIST || errno == ENOTDIR || errno == EISDIR;
-      if (nameTaken) {
-        ++nextName_;
-      } else if (errno == EACCES && !madeWritable) {
-        // A folder changes its parent only when it may be written itself.
-        madeWritable = true;
-        sys::fchmodat(dirfd, name, 0700, AT_SYMLINK_NOFOLLOW);
-        sys::fchmod(dirfd, 0700);
-        sys::fchmod(topFd_, 0700);
-      } else {
-        return false;
+      // A folder changes its parent only when it may be written itself.
+      const bool mayNotBeWritten = error == EACCES && !madeWritable;
+      madeWritable = mayNotBeWritten && in.setPermissionsOf(name, 0700) == 0;
+      if (error != EEXIST && !madeWritable) {
+        return error;
       }
     }
+    return EEXIST;
   }
 
-  // The error, or 0.
-  static int unlinkEntry(int dirfd, const char* name, int flags) noexcept {
-    if (sys::unlinkat(dirfd, name, flags) == 0) {
-      return 0;
-    }
-    // The folder may be read-only; its owner may change that.
-    if (errno == EACCES && sys::fchmod(dirfd, 0700) == 0 &&
-        sys::unlinkat(dirfd, name, flags) == 0) {
-      return 0;
-    }
-    return errno;
-  }
+  static constexpr int mostNames = 1000;
+  static constexpr int mostRepeatedPasses = 16;
 
-  int topFd_;
-  unsigned nextName_ = 0;
+  const Folder* top_ = nullptr;
   unsigned changes_ = 0;
+  int repeatedPasses_ = 0;
+  unsigned nextDeep_ = 0;     // the number of the next folder that is moved to the top
+  unsigned emptiedDeep_ = 0;  // of the next of those to remove
 };
 
 }  // namespace
 
 bool removeItem(const PathBuffer& path) noexcept {
-  if (!path.isRepresentable()) {
+  const std::string_view name = path::lastComponent(path.view());
+  if (name.empty() || name == "." || name == ".." || !path.view().ends_with(name)) {
     return false;
   }
-  if (sys::rmdir(path.c_str()) == 0 || errno == ENOENT) {
-    return true;
+  const PathBuffer parent(path::deletingLastComponent(path.view()));
+  Folder folder;
+  int error = Folder::open(parent.view().empty() ? "." : parent.c_str(), Folder::Access::use,
+                           Folder::Links::follow, folder);
+  if (error == 0) {
+    error = FolderRemover().remove(folder, name.data(), true);
   }
-  if (errno == ENOTDIR) {
-    return sys::unlink(path.c_str()) == 0 || errno == ENOENT;
-  }
-  {
-    const FileDescriptor folder(FolderRemover::openFolder(AT_FDCWD, path.c_str()));
-    if (folder.isOpen()) {
-      FolderRemover(folder.get()).removeContents();
-    }
-  }
-  return sys::rmdir(path.c_str()) == 0 || errno == ENOENT;
+  return error == 0 || error == ENOENT;
 }
 
 }  // namespace ox::files

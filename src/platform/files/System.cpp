@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace ox::sys {
+namespace ox::kernel {
 
 int stat(const char* path, struct ::stat* status) noexcept {
   return ::stat(path, status);
@@ -27,6 +27,10 @@ int fstatat(int dirfd, const char* name, struct ::stat* status, int flags) noexc
   return ::fstatat(dirfd, name, status, flags);
 }
 
+int statx(int dirfd, const char* name, int flags, unsigned mask, struct ::statx* status) noexcept {
+  return ::statx(dirfd, name, flags, mask, status);
+}
+
 int mkdir(const char* path, mode_t mode) noexcept {
   return ::mkdir(path, mode);
 }
@@ -39,20 +43,12 @@ char* mkdtemp(char* pattern) noexcept {
   return ::mkdtemp(pattern);
 }
 
-int rmdir(const char* path) noexcept {
-  return ::rmdir(path);
-}
-
-int unlink(const char* path) noexcept {
-  return ::unlink(path);
-}
-
-int rename(const char* from, const char* to) noexcept {
-  return ::rename(from, to);
-}
-
 char* realpath(const char* path, char* resolved) noexcept {
   return ::realpath(path, resolved);
+}
+
+char* getcwd(char* path, std::size_t size) noexcept {
+  return ::getcwd(path, size);
 }
 
 int open(const char* path, int flags) noexcept {
@@ -112,8 +108,19 @@ int fchmodat(int dirfd, const char* name, mode_t mode, int flags) noexcept {
   return ::fchmodat(dirfd, name, mode, flags);
 }
 
+int fchmodat2(int dirfd, const char* name, mode_t mode, int flags) noexcept {
+  constexpr long number = 452;  // on every architecture; this C library has no function for it
+  return static_cast<int>(::syscall(number, dirfd, name, mode, flags));
+}
+
+int getpwuid(uid_t user, struct ::passwd* entry, char* strings, std::size_t size,
+             struct ::passwd** found) noexcept {
+  errno = ::getpwuid_r(user, entry, strings, size, found);
+  return errno == 0 ? 0 : -1;
+}
+
 void* dlopen(const char* file, int flags) noexcept {
   return ::dlopen(file, flags);
 }
 
-}  // namespace ox::sys
+}  // namespace ox::kernel

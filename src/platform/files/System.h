@@ -1,31 +1,33 @@
-// The one seam to the operating system: every system call that the library makes on files and
-// folders goes through here, so that a test can put another definition in its place, count the
-// calls, and make any of them fail. All behave as the calls whose names they bear.
+// System calls on files and folders.
+//
+// `ox::kernel` is the seam: one thin function for each call, which tests replace with their own at
+// link time to count calls and to make any of them fail. `ox::sys` is what the library calls: the
+// same functions, called again when a signal interrupted them.
 
 #pragma once
 
 #include <poll.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <cerrno>
 #include <cstddef>
 
-namespace ox::sys {
+namespace ox::kernel {
 
 int stat(const char* path, struct ::stat* status) noexcept;
 int lstat(const char* path, struct ::stat* status) noexcept;
 int fstat(int fd, struct ::stat* status) noexcept;
 int fstatat(int dirfd, const char* name, struct ::stat* status, int flags) noexcept;
+int statx(int dirfd, const char* name, int flags, unsigned mask, struct ::statx* status) noexcept;
 int mkdir(const char* path, mode_t mode) noexcept;
 int mkdirat(int dirfd, const char* name, mode_t mode) noexcept;
 char* mkdtemp(char* pattern) noexcept;
-int rmdir(const char* path) noexcept;
-int unlink(const char* path) noexcept;
-int rename(const char* from, const char* to) noexcept;
 char* realpath(const char* path, char* resolved) noexcept;  // `resolved` holds PATH_MAX bytes
-
+char* getcwd(char* path, std::size_t size) noexcept;
 int open(const char* path, int flags) noexcept;
-int openat(int dirfd, const char* name, int flags, mode_t mode = 0) noexcept;
+int openat(int dirfd, const char* name, int flags, mode_t mode) noexcept;
 int close(int fd) noexcept;
 ssize_t read(int fd, void* buffer, std::size_t size) noexcept;
 ssize_t write(int fd, const void* bytes, std::size_t size) noexcept;
@@ -39,7 +41,65 @@ int renameat2(int fromDirfd, const char* from, int toDirfd, const char* to,
               unsigned flags) noexcept;
 int fchmod(int fd, mode_t mode) noexcept;
 int fchmodat(int dirfd, const char* name, mode_t mode, int flags) noexcept;
-
+int fchmodat2(int dirfd, const char* name, mode_t mode, int flags) noexcept;  // since Linux 6.6
+// As `getpwuid_r`, but with the error in `errno`.
+int getpwuid(uid_t user, struct ::passwd* entry, char* strings, std::size_t size,
+             struct ::passwd** found) noexcept;
 void* dlopen(const char* file, int flags) noexcept;
+
+}  // namespace ox::kernel
+
+namespace ox::sys {
+
+// Calls `call` again for as long as a signal interrupts it before it has done anything.
+template <auto call>
+struct Retried;
+
+template <typename Result, typename... Argument, Result (*call)(Argument...) noexcept>
+struct Retried<call> {
+  Result operator()(Argument... argument) const noexcept {
+    for (;;) {
+      const Result result = call(argument...);
+      if (!isFailure(result) || errno != EINTR) {
+        return result;
+      }
+    }
+  }
+
+ private:
+  static constexpr bool isFailure(const void* result) noexcept { return result == nullptr; }
+  static constexpr bool isFailure(ssize_t result) noexcept { return result < 0; }
+};
+
+inline constexpr Retried<kernel::stat> stat;
+inline constexpr Retried<kernel::lstat> lstat;
+inline constexpr Retried<kernel::fstat> fstat;
+inline constexpr Retried<kernel::fstatat> fstatat;
+inline constexpr Retried<kernel::statx> statx;
+inline constexpr Retried<kernel::mkdir> mkdir;
+inline constexpr Retried<kernel::mkdirat> mkdirat;
+inline constexpr Retried<kernel::mkdtemp> mkdtemp;
+inline constexpr Retried<kernel::realpath> realpath;
+inline constexpr Retried<kernel::open> open;
+inline constexpr Retried<kernel::openat> openat;
+inline constexpr Retried<kernel::read> read;
+inline constexpr Retried<kernel::write> write;
+inline constexpr Retried<kernel::poll> poll;
+inline constexpr Retried<kernel::getdents> getdents;
+inline constexpr Retried<kernel::fsync> fsync;
+inline constexpr Retried<kernel::unlinkat> unlinkat;
+inline constexpr Retried<kernel::renameat> renameat;
+inline constexpr Retried<kernel::renameat2> renameat2;
+inline constexpr Retried<kernel::fchmod> fchmod;
+inline constexpr Retried<kernel::fchmodat> fchmodat;
+inline constexpr Retried<kernel::fchmodat2> fchmodat2;
+inline constexpr Retried<kernel::getpwuid> getpwuid;
+
+// Linux closes the descriptor even when a signal interrupts the call, so it is not closed again.
+using kernel::close;
+// These are never interrupted.
+using kernel::dlopen;
+using kernel::getcwd;
+using kernel::lseek;
 
 }  // namespace ox::sys

@@ -1,6 +1,5 @@
 #include "platform/files/UserFolders.h"
 
-#include <pwd.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "platform/files/Path.h"
+#include "platform/files/System.h"
 
 namespace ox {
 namespace {
@@ -28,16 +28,13 @@ std::optional<std::string> dataFolderIn(const char* home) {
 
 std::optional<std::string> dataFolderByPasswordDatabase() {
   std::vector<char> strings(1024);
-  for (;;) {
-    struct passwd entry {};
-    struct passwd* found = nullptr;
-    const int error = ::getpwuid_r(::getuid(), &entry, strings.data(), strings.size(), &found);
-    if (error == ERANGE) {
-      strings.resize(strings.size() * 2);
-    } else if (error != EINTR) {
-      return found == nullptr ? std::nullopt : dataFolderIn(found->pw_dir);
-    }
+  struct ::passwd entry {};
+  struct ::passwd* found = nullptr;
+  while (sys::getpwuid(::getuid(), &entry, strings.data(), strings.size(), &found) != 0 &&
+         errno == ERANGE) {
+    strings.resize(strings.size() * 2);
   }
+  return found == nullptr ? std::nullopt : dataFolderIn(found->pw_dir);
 }
 
 }  // namespace

@@ -7,7 +7,8 @@
 namespace ox {
 
 // Whether `object` is an instance of the very class that `model` has at run time, or of one derived
-// from it, in whatever way it is derived.
+// from it publicly. False when either's class says nothing about itself at run time, because the
+// host was compiled without that.
 bool isInstanceOfClassOf(const OXObject& object, const OXObject& model) noexcept;
 
 }  // namespace ox

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "platform/objects/BadAlloc.h"
+
 namespace ox {
 
 void wipe(std::string& text) noexcept {
@@ -15,7 +17,8 @@ std::shared_ptr<const std::string> makeWipedString(std::string_view text) {
     wipe(*secret);
     delete secret;
   };
-  return std::shared_ptr<std::string>(new std::string(text), wipeAndDelete);
+  auto* const copy = orBadAlloc([text] { return new std::string(text); });
+  return std::shared_ptr<std::string>(copy, wipeAndDelete);
 }
 
 }  // namespace ox

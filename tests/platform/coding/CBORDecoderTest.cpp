@@ -19,8 +19,7 @@ using ox::test::toHex;
 using ox::test::valueText;
 
 // What a decoder gives for something that is no object.
-const std::string keyedMisfit = "null marker";
-const std::string sequentialMisfit = "date nan";
+const std::string misfit = "misfit";
 
 std::string lookUp(const Bytes& bytes, std::string_view key) {
   OXCBORDecoder decoder(bytes, OXCBORMode::keyed);
@@ -129,6 +128,7 @@ const ItemRow itemRows[] = {
     {"c074323031332d30332d32315432303a30343a30305a", ""},
     {"c11a514b67b0", "date 1363896240"},
     {"c1fb41d452d9ec200000", "date 1363896240.5"},
+    {"d86400", ""},  // days, and not seconds
     {"d74401020304", ""},
     {"d818456449455446", ""},
     {"d82076687474703a2f2f7777772e6578616d706c652e636f6d", ""},
@@ -187,6 +187,17 @@ const ItemRow itemRows[] = {
     {"c13863", "date -100"},
     {"c11bffffffffffffffff", "date 1.8446744073709552e+19"},
     {"c13bffffffffffffffff", "date -1.8446744073709552e+19"},
+    // The nearest double, rounded once; a tie goes to the even one.
+    {"c13b003fffffffffffff", "date -18014398509481984"},
+    {"c13b0040000000000000", "date -18014398509481984"},
+    {"c13b0040000000000001", "date -18014398509481984"},
+    {"c13b0040000000000002", "date -18014398509481988"},
+    {"c13b0040000000000005", "date -18014398509481992"},
+    {"c13b7ffffffffffffbff", "date -9.2233720368547748e+18"},
+    {"c13bfffffffffffffbfe", "date -1.844674407370955e+19"},
+    {"c13bfffffffffffffbff", "date -1.8446744073709552e+19"},
+    {"c13bfffffffffffffc00", "date -1.8446744073709552e+19"},
+    {"c13bfffffffffffffffe", "date -1.8446744073709552e+19"},
     {"c1f93800", "date 0.5"},
     {"c1fa3f000000", "date 0.5"},
     {"c1fb7ff0000000000000", "date inf"},
@@ -220,9 +231,9 @@ TEST(CBORDecoder, ReadsEveryKindOfItem) {
     const Bytes keyed = fromHex("a2 6161 01 616b" + row.hex);
     OXCBORDecoder decoder(keyed, OXCBORMode::keyed);
     EXPECT_FALSE(decoder.hasFailed());
-    EXPECT_EQ(valueText(decoder.decodeObjectForKey("k")), isObject ? row.object : keyedMisfit);
+    EXPECT_EQ(valueText(decoder.decodeObjectForKey("k")), isObject ? row.object : misfit);
     EXPECT_EQ(decoder.hasFailed(), !isObject);
-    EXPECT_EQ(valueText(decoder.decodeObjectForKey("a")), isObject ? "unsigned 1" : keyedMisfit);
+    EXPECT_EQ(valueText(decoder.decodeObjectForKey("a")), isObject ? "unsigned 1" : misfit);
 
     for (const std::string& hex :
          {"01" + row.hex + "02", "8301" + row.hex + "02", "9f01" + row.hex + "02ff"}) {
@@ -231,9 +242,9 @@ TEST(CBORDecoder, ReadsEveryKindOfItem) {
       OXCBORDecoder sequential(run, OXCBORMode::sequential);
       EXPECT_EQ(valueText(sequential.decodeObject()), "unsigned 1");
       EXPECT_FALSE(sequential.hasFailed());
-      EXPECT_EQ(valueText(sequential.decodeObject()), isObject ? row.object : sequentialMisfit);
+      EXPECT_EQ(valueText(sequential.decodeObject()), isObject ? row.object : misfit);
       EXPECT_EQ(sequential.hasFailed(), !isObject);
-      EXPECT_EQ(valueText(sequential.decodeObject()), isObject ? "unsigned 2" : sequentialMisfit);
+      EXPECT_EQ(valueText(sequential.decodeObject()), isObject ? "unsigned 2" : misfit);
       EXPECT_TRUE(sequential.isAtEnd());
     }
   }
@@ -399,8 +410,8 @@ TEST(CBORDecoder, RefusesWhatIsIllFormed) {
       const Bytes bytes = fromHex(whole);
       OXCBORDecoder decoder(bytes, OXCBORMode::keyed);
       EXPECT_TRUE(decoder.hasFailed()) << whole;
-      EXPECT_EQ(valueText(decoder.decodeObjectForKey("a")), keyedMisfit) << whole;
-      EXPECT_EQ(valueText(decoder.decodeObjectForKey("z")), keyedMisfit) << whole;
+      EXPECT_EQ(valueText(decoder.decodeObjectForKey("a")), misfit) << whole;
+      EXPECT_EQ(valueText(decoder.decodeObjectForKey("z")), misfit) << whole;
     }
     for (const std::string& whole : {hex, "01" + hex, "8201" + hex, "9f01" + hex}) {
       if (whole == "9f01ff") {
@@ -410,7 +421,7 @@ TEST(CBORDecoder, RefusesWhatIsIllFormed) {
       OXCBORDecoder decoder(bytes, OXCBORMode::sequential);
       EXPECT_TRUE(decoder.hasFailed()) << whole;
       EXPECT_TRUE(decoder.isAtEnd()) << whole;
-      EXPECT_EQ(valueText(decoder.decodeObject()), sequentialMisfit) << whole;
+      EXPECT_EQ(valueText(decoder.decodeObject()), misfit) << whole;
     }
   }
 }
@@ -533,7 +544,7 @@ TEST(CBORDecoder, TellsAMissingObjectFromAFailure) {
   EXPECT_EQ(valueText(sequential.decodeObject()), "null marker");
   EXPECT_TRUE(sequential.isAtEnd());
   EXPECT_FALSE(sequential.hasFailed());
-  EXPECT_EQ(valueText(sequential.decodeObject()), sequentialMisfit);
+  EXPECT_EQ(valueText(sequential.decodeObject()), misfit);
   EXPECT_TRUE(sequential.hasFailed());
 }
 
@@ -643,7 +654,7 @@ TEST(CBORDecoder, TakesAnyNumberOfTags) {
   bytes = joined(std::move(bytes), fromHex("00 6161 01"));
   OXCBORDecoder decoder(bytes, OXCBORMode::keyed);
   EXPECT_EQ(valueText(decoder.decodeObjectForKey("a")), "unsigned 1");
-  EXPECT_EQ(valueText(decoder.decodeObjectForKey("b")), keyedMisfit);
+  EXPECT_EQ(valueText(decoder.decodeObjectForKey("b")), misfit);
 }
 
 TEST(CBORDecoder, LooksThroughAMapOfAMillionEntries) {
@@ -702,7 +713,7 @@ void expectConsistent(const Bytes& bytes) {
   for (const std::string_view key : {"name", "size", "k", ""}) {
     const std::string object = valueText(keyed.decodeObjectForKey(key));
     if (!isMap) {
-      ASSERT_EQ(object, keyedMisfit);
+      ASSERT_EQ(object, misfit);
     }
   }
   OXCBORDecoder sequential(bytes, OXCBORMode::sequential);
@@ -714,15 +725,7 @@ void expectConsistent(const Bytes& bytes) {
       break;
     }
     read += valueText(object) + "\n";
-    std::visit(
-        [&]<typename Object>(const Object& it) {
-          if constexpr (std::is_same_v<Object, std::string>) {
-            again.encodeObject(std::string_view(it));
-          } else {
-            again.encodeObject(it);
-          }
-        },
-        *object);
+    again.encodeObject(*object);
   }
   OXCBORDecoder second(again.item(), OXCBORMode::sequential);
   std::string reread;

@@ -115,6 +115,16 @@ const StreamRow streamRows[] = {
     {"011e", {"01"}, State::malformed},
     {"8201ff", {}, State::malformed},
     {"5f6161ff", {}, State::malformed},
+    // A chunk of the wrong kind, as soon as it is seen, however large it says that it is.
+    {"5f61", {}, State::malformed},
+    {"7f41", {}, State::malformed},
+    {"5f7a", {}, State::malformed},
+    {"7f5bffffffffffffffff", {}, State::malformed},
+    {"5f5f", {}, State::malformed},
+    {"5fc1", {}, State::malformed},
+    {"7f9b", {}, State::malformed},
+    {"5ffb", {}, State::malformed},
+    {"5f4101f9", {}, State::malformed},
     {"bf01ff", {}, State::malformed},
     {"9f01ffff", {"9f01ff"}, State::malformed},
 

@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <string>
+#include <string_view>
+#include <type_traits>
 #include <variant>
 
 #include "OrvexKit/platform/OXValue.h"
@@ -141,12 +145,65 @@ TEST(Number, ConvertsToASignedWord) {
   }
 }
 
+// What is no number is not boxed, least of all as true.
+static_assert(!std::is_constructible_v<OXNumber, const char*>);
+static_assert(!std::is_constructible_v<OXNumber, const char (&)[4]>);
+static_assert(!std::is_constructible_v<OXNumber, int*>);
+static_assert(!std::is_constructible_v<OXNumber, std::nullptr_t>);
+static_assert(!std::is_constructible_v<OXNumber, std::string>);
+static_assert(!std::is_convertible_v<int, OXNumber>);
+
+TEST(Number, IsMadeFromEveryTypeOfNumber) {
+  struct Row {
+    const char* type;
+    OXNumber number;
+    Kind kind;
+    std::int64_t value;
+  };
+  const Row rows[] = {
+      {"bool", OXNumber(true), Kind::boolean, 1},
+      {"signed char", OXNumber(static_cast<signed char>(-1)), Kind::signedInteger, -1},
+      {"unsigned char", OXNumber(static_cast<unsigned char>(255)), Kind::unsignedInteger, 255},
+      {"short", OXNumber(static_cast<short>(-2)), Kind::signedInteger, -2},
+      {"unsigned short", OXNumber(static_cast<unsigned short>(2)), Kind::unsignedInteger, 2},
+      {"int", OXNumber(-3), Kind::signedInteger, -3},
+      {"unsigned", OXNumber(3U), Kind::unsignedInteger, 3},
+      {"long", OXNumber(-4L), Kind::signedInteger, -4},
+      {"unsigned long", OXNumber(4UL), Kind::unsignedInteger, 4},
+      {"long long", OXNumber(-5LL), Kind::signedInteger, -5},
+      {"unsigned long long", OXNumber(5ULL), Kind::unsignedInteger, 5},
+      {"greatest long long", OXNumber(Signed64::max() + 0LL), Kind::signedInteger, Signed64::max()},
+      {"float", OXNumber(6.5F), Kind::floatingPoint, 6},
+      {"double", OXNumber(7.5), Kind::floatingPoint, 7},
+      {"long double", OXNumber(8.5L), Kind::floatingPoint, 8},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.type);
+    EXPECT_EQ(row.number.kind(), row.kind);
+    EXPECT_EQ(row.number.signed64Value(), row.value);
+  }
+}
+
 TEST(Number, IsOneOfTheKindsOfAnObject) {
   const OXValue object = OXNumber(std::uint32_t{7});
   ASSERT_TRUE(std::holds_alternative<OXNumber>(object));
   EXPECT_EQ(std::get<OXNumber>(object).unsigned32Value(), 7U);
   EXPECT_TRUE(std::holds_alternative<OXNull>(OXValue()));
   EXPECT_EQ(OXNull(), OXNull());
+  EXPECT_EQ(OXMisfit(), OXMisfit());
+}
+
+// An object that was read can be written as it is.
+TEST(Value, IsLookedAtAsAView) {
+  const OXValue text = std::string("docs");
+  const OXValueView view = text;
+  EXPECT_EQ(std::get<std::string_view>(view).data(), std::get<std::string>(text).data());
+  EXPECT_EQ(std::get<std::string_view>(view), "docs");
+  EXPECT_TRUE(std::holds_alternative<OXNull>(OXValueView(OXValue(OXNull()))));
+  EXPECT_TRUE(std::holds_alternative<OXMisfit>(OXValueView(OXValue(OXMisfit()))));
+  EXPECT_EQ(std::get<OXNumber>(OXValueView(OXValue(OXNumber(7)))).signed64Value(), 7);
+  const OXDate date{OXDate::duration(1.5)};
+  EXPECT_EQ(std::get<OXDate>(OXValueView(OXValue(date))), date);
 }
 
 }  // namespace

@@ -28,4 +28,21 @@ TEST(FilePackage, IsToldByItsExtension) {
   }
 }
 
+// The whole table, so that none is lost unnoticed.
+const char* const extensions[] = {
+    "app",       "appex",         "bundle",      "component", "kext",          "mdimporter",
+    "plugin",    "prefpane",      "qlgenerator", "saver",     "service",       "wdgt",
+    "xpc",       "mpkg",          "pkg",         "action",    "dictionary",    "download",
+    "lpdf",      "photoslibrary", "rtfd",        "scptd",     "sparsebundle",  "webarchivebundle",
+    "workflow",  "docset",        "dsym",        "nib",       "playground",    "xcarchive",
+    "xcodeproj", "xcworkspace",   "band",        "fcpbundle", "imovielibrary", "key",
+    "logicx",    "numbers",       "pages",       "appdir"};
+
+TEST(FilePackage, HasEachOfTheseExtensions) {
+  for (const std::string extension : extensions) {
+    EXPECT_TRUE(ox::hasPackageExtension("x." + extension)) << extension;
+    EXPECT_FALSE(ox::hasPackageExtension("x." + extension + "x")) << extension;
+  }
+}
+
 }  // namespace

@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
-#include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <string>
 
@@ -14,7 +16,6 @@ namespace {
 using namespace ox;
 using namespace ox::test;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 class FileManager : public TemporaryFolderTest {
  protected:
@@ -81,197 +82,43 @@ TEST_F(FileManager, MakesFoldersOnTheWay) {
   }
 }
 
-TEST_F(FileManager, MovesItems) {
-  std::filesystem::create_directory(in("d"));
-  EXPECT_TRUE(files::moveItem(path("d"), path("e")));
-  EXPECT_FALSE(files::moveItem(path("d"), path("f")));
-  EXPECT_FALSE(files::moveItem(path("e"), path(nul)));
-  EXPECT_FALSE(files::moveItem(path(nul), path("e")));
-  EXPECT_THAT(listing(work()), ElementsAre("e"));
-  removeOne(in("e"));
-}
-
-TEST_F(FileManager, RemovesItems) {
-  writeFile(in("file"));
-  std::filesystem::create_directories(in("d/e/f"));
-  std::filesystem::create_symlink("d", in("link"));
-  EXPECT_TRUE(files::removeItem(path("link")));
-  EXPECT_TRUE(files::removeItem(path("file")));
-  EXPECT_TRUE(files::removeItem(path("d")));
-  EXPECT_TRUE(files::removeItem(path("missing")));
-  EXPECT_FALSE(files::removeItem(path(nul)));
-  EXPECT_THAT(listing(work()), IsEmpty());
-}
-
-// Each system call of a removal failing in turn: it ends, says whether all is gone, and never
-// reaches beyond the folder.
-TEST_F(FileManager, EndsRemovalWhateverFails) {
-  for (const int error : {EACCES, EBUSY, EIO, EMFILE, ENOENT, ENOMEM, EPERM}) {
-    for (int nth = 1;; ++nth) {
-      SCOPED_TRACE(std::to_string(error) + " at " + std::to_string(nth));
-      writeFile(in("precious"));
-      std::filesystem::create_directories(in("d/e/f"));
-      std::filesystem::create_symlink(in("precious"), in("d/link"));
-      writeFile(in("d/e/file"));
-      bool done = false;
-      bool hasFailed = false;
-      {
-        ObservedSystem system;
-        system.failNth(nth, error);
-        done = files::removeItem(path("d"));
-        hasFailed = system.count() >= nth;
-      }
-      // The one call whose word has to be taken: the item itself is said to be gone.
-      const bool isToldItIsGone = error == ENOENT;
-      EXPECT_TRUE(done == !exists(in("d")) || isToldItIsGone);
-      EXPECT_TRUE(exists(in("precious")));
-      files::removeItem(path("d"));
-      removeOne(in("precious"));
-      if (!hasFailed) {
-        EXPECT_TRUE(done);
-        break;
-      }
-    }
+TEST_F(FileManager, OpensRegularFilesAlone) {
+  writeFile(in("file"), "x");
+  std::filesystem::create_symlink("file", in("link"));
+  std::filesystem::create_symlink("nowhere", in("dangling"));
+  std::filesystem::create_directory(in("folder"));
+  ASSERT_EQ(::mkfifo(in("fifo").c_str(), 0600), 0);
+  const std::pair<std::string, bool> rows[] = {
+      {"file", true},  {"link", true},     {"dangling", false}, {"folder", false},
+      {"fifo", false}, {"missing", false}, {nul, false},
+  };
+  for (const auto& [name, isOpened] : rows) {
+    EXPECT_EQ(files::openRegularFile(path(name)).isOpen(), isOpened) << name;
+  }
+  EXPECT_FALSE(files::openRegularFile(PathBuffer("/dev/null")).isOpen());
+  for (const char* name : {"file", "link", "dangling", "folder", "fifo"}) {
+    removeOne(in(name));
   }
 }
 
-TEST_F(FileManager, LeavesWhatCannotBeRemovedAndNothingElse) {
-  std::filesystem::create_directories(in("d/e"));
-  writeFile(in("d/e/file"));
-  writeFile(in("d/other"));
+TEST_F(FileManager, FindsTheTemporaryFolderOfTheUser) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(work());
+  const std::pair<std::optional<std::string>, std::string> rows[] = {
+      {std::nullopt, "/tmp/"}, {"", "/tmp/"},    {"/x", "/x"},         {"/x//", "/x//"},
+      {"x", in("x")},          {"x/", in("x/")}, {"../x", in("../x")}, {".", in(".")},
+  };
+  for (const auto& [value, folder] : rows) {
+    const ScopedEnvironment environment("TMPDIR", value);
+    EXPECT_EQ(files::temporaryFolder(), folder);
+  }
   {
+    const ScopedEnvironment environment("TMPDIR", "x");
     ObservedSystem system;
-    // As for a file that is marked immutable.
-    system.before(Call::unlinkat, [&] { system.fail(Call::unlinkat, EPERM); });
-    EXPECT_FALSE(files::removeItem(path("d")));
+    system.fail(Call::getcwd, ENOENT);
+    EXPECT_EQ(files::temporaryFolder(), "x");
   }
-  EXPECT_THAT(listing(work()), ElementsAre("d", "d/e", "d/e/file", "d/other"));
-  EXPECT_TRUE(files::removeItem(path("d")));
-}
-
-TEST_F(FileManager, LeavesAFileThatMayNotBeRemoved) {
-  writeFile(in("file"));
-  ObservedSystem system;
-  system.fail(Call::unlink, EACCES);
-  EXPECT_FALSE(files::removeItem(path("file")));
-  EXPECT_TRUE(exists(in("file")));
-  // Somebody else was quicker.
-  system.before(Call::unlink, [&] { removeOne(in("file")); });
-  system.fail(Call::unlink, ENOENT);
-  EXPECT_TRUE(files::removeItem(path("file")));
-}
-
-TEST_F(FileManager, LeavesAFolderThatMayNeitherBeReadNorChanged) {
-  std::filesystem::create_directories(in("d/e"));
-  writeFile(in("d/e/file"));
-  {
-    ObservedSystem system;
-    system.fail(Call::openat, EACCES);
-    EXPECT_FALSE(files::removeItem(path("d")));
-    EXPECT_EQ(system.count(Call::fchmodat), 1);
-    system.fail(Call::fchmodat, EPERM);
-    EXPECT_FALSE(files::removeItem(path("d")));
-  }
-  EXPECT_THAT(listing(work()), ElementsAre("d", "d/e", "d/e/file"));
-  EXPECT_TRUE(files::removeItem(path("d")));
-}
-
-TEST_F(FileManager, RemovesItemsWhoseKindIsNotListed) {
-  std::filesystem::create_directories(in("d/e/empty"));
-  std::filesystem::create_directory_symlink("e", in("d/link"));
-  writeFile(in("d/e/file"));
-  ObservedSystem system;
-  system.hideEntryTypes();
-  EXPECT_TRUE(files::removeItem(path("d")));
-  EXPECT_FALSE(exists(in("d")));
-}
-
-TEST_F(FileManager, EndsRemovalWhereWhatIsListedIsNeverThere) {
-  std::filesystem::create_directories(in("d/e"));
-  writeFile(in("d/e/file"));
-  writeFile(in("d/other"));
-  {
-    ObservedSystem system;
-    system.fail(Call::unlinkat, ENOENT);
-    EXPECT_FALSE(files::removeItem(path("d")));
-  }
-  EXPECT_THAT(listing(work()), ElementsAre("d", "d/e", "d/e/file", "d/other"));
-  EXPECT_TRUE(files::removeItem(path("d")));
-}
-
-TEST_F(FileManager, CountsWhatVanishesDuringARemovalAsRemoved) {
-  std::filesystem::create_directories(in("d/e"));
-  writeFile(in("d/e/file"));
-  ObservedSystem system;
-  system.before(Call::unlinkat, [&] { std::filesystem::remove_all(in("d/e")); });
-  EXPECT_TRUE(files::removeItem(path("d")));
-  EXPECT_FALSE(exists(in("d")));
-}
-
-TEST_F(FileManager, DoesNotFollowALinkThatTakesAFoldersPlace) {
-  std::filesystem::create_directories(in("d/e/f"));
-  std::filesystem::create_directory(in("elsewhere"));
-  writeFile(in("elsewhere/precious"));
-  ObservedSystem system;
-  bool swapped = false;
-  system.before(Call::openat, [&] {
-    if (!swapped && exists(in("d/e/f"))) {
-      const bool isInside = system.count(Call::openat) > 0;
-      if (isInside) {
-        swapped = true;
-        std::filesystem::remove_all(in("d/e"));
-        std::filesystem::create_directory_symlink(in("elsewhere"), in("d/e"));
-      }
-    }
-  });
-  files::removeItem(path("d"));
-  EXPECT_TRUE(swapped);
-  EXPECT_TRUE(exists(in("elsewhere/precious")));
-  files::removeItem(path("d"));
-  removeOne(in("elsewhere/precious"));
-  removeOne(in("elsewhere"));
-}
-
-class DeepFolder : public FileManager {
- protected:
-  // Deeper than what is emptied in place.
-  DeepFolder() {
-    std::string deep = in("d");
-    for (int i = 0; i < 40; ++i) {
-      deep += "/e";
-    }
-    std::filesystem::create_directories(deep);
-    writeFile(deep + "/file");
-  }
-};
-
-TEST_F(DeepFolder, IsRemovedWhateverNamesAreTaken) {
-  for (const int error : {ENOTEMPTY, EEXIST, ENOTDIR, EISDIR, EACCES}) {
-    SCOPED_TRACE(error);
-    ObservedSystem system;
-    system.fail(Call::renameat, error, 1);
-    EXPECT_TRUE(files::removeItem(path("d")));
-    EXPECT_GT(system.count(Call::renameat), 1);
-    std::filesystem::create_directories(in("d/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e"));
-  }
-  EXPECT_TRUE(files::removeItem(path("d")));
-}
-
-TEST_F(DeepFolder, StaysWhereItCannotBeMoved) {
-  for (const int error : {EXDEV, EACCES, EROFS}) {
-    SCOPED_TRACE(error);
-    ObservedSystem system;
-    system.fail(Call::renameat, error);
-    EXPECT_FALSE(files::removeItem(path("d")));
-    EXPECT_TRUE(exists(in("d")));
-  }
-  EXPECT_TRUE(files::removeItem(path("d")));
-}
-
-TEST_F(DeepFolder, MayVanishBeforeItIsMoved) {
-  ObservedSystem system;
-  system.before(Call::renameat, [&] { std::filesystem::remove_all(in("d/e")); });
-  EXPECT_TRUE(files::removeItem(path("d")));
+  std::filesystem::current_path(before);
 }
 
 }  // namespace

@@ -39,19 +39,6 @@ TEST(Object, DescribesItself) {
   EXPECT_NE(one.description(), other.description());
 }
 
-TEST(String, TakesEveryKindOfStringWithoutACopy) {
-  const std::string owned = "owned";
-  const OXString optional = owned;
-  const OXStringView fromLiteral = "literal";
-  const OXStringView fromOwned = owned;
-  const OXStringView fromOptional = optional;
-  const OXStringView fromNull = OXString();
-  EXPECT_EQ(fromLiteral, "literal");
-  EXPECT_EQ(fromOwned->data(), owned.data());
-  EXPECT_EQ(fromOptional->data(), optional->data());
-  EXPECT_EQ(fromNull, std::nullopt);
-}
-
 TEST(ErrorDomain, IsThatOfTheCodecs) {
   EXPECT_EQ(kOXCodecErrorDomain, "OrvexKitCodecError");
 }

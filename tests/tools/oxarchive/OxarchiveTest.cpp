@@ -78,21 +78,6 @@ std::string OxarchiveTest::resultLine(const std::string& archive, const std::str
          *OXHumanReadableFileSize(static_cast<std::int64_t>(bytes)) + "\n";
 }
 
-void removeTree(const std::string& path) {
-  std::error_code ignored;
-  if (isFolder(path)) {
-    fs::permissions(path, fs::perms::owner_all, ignored);
-    for (fs::recursive_directory_iterator item(path, ignored), end; item != end;
-         item.increment(ignored)) {
-      // Opened by the iterator after this.
-      if (item->is_directory(ignored) && !item->is_symlink(ignored)) {
-        fs::permissions(item->path(), fs::perms::owner_all, ignored);
-      }
-    }
-  }
-  fs::remove_all(path, ignored);
-}
-
 std::vector<Item> someItems() {
   return {folder("docs/"), file("docs/read me.txt", "hello\n"), file("docs/empty", ""),
           file("large.bin", noise(300'000)), file("z", "the end\n")};

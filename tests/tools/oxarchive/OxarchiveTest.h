@@ -38,9 +38,6 @@ class OxarchiveTest : public TemporaryFolderTest {
                          std::size_t bytes) const;
 };
 
-// Removes a folder with everything in it, however it is protected.
-void removeTree(const std::string& path);
-
 // A folder, files in it, an empty one, one of several blocks, and a name with a space.
 std::vector<Item> someItems();
 

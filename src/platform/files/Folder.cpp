@@ -1,0 +1,144 @@
+#include "platform/files/Folder.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "platform/files/System.h"
+
+namespace ox {
+namespace {
+
+// O_NONBLOCK: what is no folder must not be waited for before that is known.
+constexpr int flagsFor(Folder::Access access) noexcept {
+  return O_DIRECTORY | O_CLOEXEC |
+         (access == Folder::Access::list ? O_RDONLY | O_NONBLOCK : O_PATH);
+}
+
+constexpr mode_t permissionBits = 07777;
+
+int errorOf(int result) noexcept {
+  return result < 0 ? errno : 0;
+}
+
+// Whether nobody else can put something different under the name of `item`, which is in `parent`.
+bool isNameOnlyOurs(const Folder& parent, const Folder& item) noexcept {
+  struct ::stat outer;
+  struct ::stat inner;
+  if (parent.status(outer) != 0 || item.status(inner) != 0) {
+    return false;
+  }
+  const uid_t user = ::geteuid();
+  const bool othersMayWrite = (outer.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+  const bool onlyOwnersRename = (outer.st_mode & S_ISVTX) != 0 && inner.st_uid == user;
+  return (outer.st_uid == user || outer.st_uid == 0) && (!othersMayWrite || onlyOwnersRename);
+}
+
+int openedBy(int fd, FileDescriptor& opened) noexcept {
+  const int error = errorOf(fd);
+  opened = FileDescriptor(fd);
+  return error;
+}
+
+}  // namespace
+
+int Folder::open(const char* path, Access access, Links links, Folder& opened) noexcept {
+  const int noFollow = links == Links::refuse ? O_NOFOLLOW : 0;
+  return openedBy(sys::open(path, flagsFor(access) | noFollow), opened.descriptor_);
+}
+
+int Folder::openFolder(const char* name, Access access, Folder& opened) const noexcept {
+  return openedBy(sys::openat(fd(), name, flagsFor(access) | O_NOFOLLOW, 0), opened.descriptor_);
+}
+
+int Folder::openParent(Access access, Folder& opened) const noexcept {
+  return openedBy(sys::openat(fd(), "..", flagsFor(access), 0), opened.descriptor_);
+}
+
+int Folder::createFile(const char* name, mode_t mode, FileDescriptor& opened) const noexcept {
+  constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;  // O_EXCL follows no link
+  return openedBy(sys::openat(fd(), name, flags, mode), opened);
+}
+
+int Folder::makeFolder(const char* name, mode_t mode) const noexcept {
+  return errorOf(sys::mkdirat(fd(), name, mode));
+}
+
+int Folder::status(struct ::stat& status) const noexcept {
+  return errorOf(sys::fstat(fd(), &status));
+}
+
+int Folder::statusOf(const char* name, struct ::stat& status) const noexcept {
+  return errorOf(sys::fstatat(fd(), name, &status, AT_SYMLINK_NOFOLLOW));
+}
+
+std::uint64_t Folder::mountId() const noexcept {
+  struct ::statx status;
+  const bool isKnown = sys::statx(fd(), "", AT_EMPTY_PATH, STATX_MNT_ID, &status) == 0 &&
+                       (status.stx_mask & STATX_MNT_ID) != 0;
+  return isKnown ? status.stx_mnt_id : 0;
+}
+
+int Folder::rewind() const noexcept {
+  return sys::lseek(fd(), 0, SEEK_SET) < 0 ? errno : 0;
+}
+
+int Folder::unlink(const char* name) const noexcept {
+  return errorOf(sys::unlinkat(fd(), name, 0));
+}
+
+int Folder::removeFolder(const char* name) const noexcept {
+  return errorOf(sys::unlinkat(fd(), name, AT_REMOVEDIR));
+}
+
+int Folder::rename(const char* name, const Folder& to, const char* newName,
+                   Replacing replacing) const noexcept {
+  if (replacing == Replacing::never) {
+    const int error = errorOf(sys::renameat2(fd(), name, to.fd(), newName, RENAME_NOREPLACE));
+    if (error != EINVAL && error != ENOSYS) {
+      return error;
+    }
+    struct ::stat status;
+    const int taken = to.statusOf(newName, status);
+    if (taken != ENOENT) {
+      return taken == 0 ? EEXIST : taken;
+    }
+  }
+  return errorOf(sys::renameat(fd(), name, to.fd(), newName));
+}
+
+int Folder::setPermissions(mode_t mode) const noexcept {
+  return errorOf(sys::fchmod(fd(), mode & permissionBits));
+}
+
+int Folder::setPermissionsOf(const char* name, mode_t mode) const noexcept {
+  mode &= permissionBits;
+  int error = errorOf(sys::fchmodat2(fd(), name, mode, AT_SYMLINK_NOFOLLOW));
+  // Filters of system calls refuse those that they do not know with EPERM.
+  if (error == ENOSYS || error == EPERM) {
+    // The C library's own way, through /proc.
+    error = errorOf(sys::fchmodat(fd(), name, mode, AT_SYMLINK_NOFOLLOW));
+  }
+  return error == EOPNOTSUPP ? setPermissionsWithoutProc(name, mode) : error;
+}
+
+int Folder::setPermissionsWithoutProc(const char* name, mode_t mode) const noexcept {
+  Folder folder;
+  if (const int error = openFolder(name, Access::use, folder); error != 0) {
+    return error;
+  }
+  // "." is the open folder itself, but can be looked up only in one that may be searched.
+  const int error = errorOf(sys::fchmodat(folder.fd(), ".", mode, 0));
+  return error == EACCES && isNameOnlyOurs(*this, folder)
+             ? errorOf(sys::fchmodat(fd(), name, mode, 0))
+             : error;
+}
+
+int Folder::sync() const noexcept {
+  const int error = syncToDisk(fd());
+  return error == EINVAL ? 0 : error;  // some file systems know no such thing for folders
+}
+
+}  // namespace ox

@@ -1,0 +1,92 @@
+// An open folder, and what can be done in it by name.
+//
+// Everything goes by the folder's descriptor, so the answer is about this very folder even when
+// somebody renames it, or swaps it for a symbolic link, meanwhile. A name is one component, and no
+// symbolic link is followed unless the function says so. Every function that returns `int` returns
+// 0 or the `errno` of what failed; a call that a signal interrupts is made again.
+
+#pragma once
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstdint>
+
+#include "platform/files/FileDescriptor.h"
+
+namespace ox {
+
+// Which item it is: no two items that exist at the same time are equal.
+struct Identity {
+  dev_t device = 0;
+  ino_t inode = 0;
+
+  bool operator==(const Identity&) const = default;
+};
+
+inline Identity identityOf(const struct ::stat& status) noexcept {
+  return {.device = status.st_dev, .inode = status.st_ino};
+}
+
+class Folder {
+ public:
+  enum class Access {
+    list,  // to read its entries as well, which takes the permission to read it
+    use,   // to make, open, rename and remove by name alone
+  };
+  enum class Links { refuse, follow };
+  enum class Replacing { never, allowed };
+
+  Folder() noexcept = default;
+
+  bool isOpen() const noexcept { return descriptor_.isOpen(); }
+  int fd() const noexcept { return descriptor_.get(); }
+
+  // Opens the folder at `path`; `links` is for its last component, those before it are followed.
+  static int open(const char* path, Access access, Links links, Folder& opened) noexcept;
+
+  int openFolder(const char* name, Access access, Folder& opened) const noexcept;
+  int openParent(Access access, Folder& opened) const noexcept;
+
+  // Makes a file, which must not exist, and opens it for writing.
+  int createFile(const char* name, mode_t mode, FileDescriptor& opened) const noexcept;
+
+  int makeFolder(const char* name, mode_t mode) const noexcept;
+
+  int status(struct ::stat& status) const noexcept;  // of the folder itself
+  int statusOf(const char* name, struct ::stat& status) const noexcept;
+
+  // The number of the mount that the folder was reached through; 0 where the kernel has none,
+  // before 5.8. A bind mount has the device of what it shows, yet nothing can be renamed across it.
+  std::uint64_t mountId() const noexcept;
+
+  int rewind() const noexcept;  // so that its entries are read from the first one on
+
+  int unlink(const char* name) const noexcept;        // anything but a folder
+  int removeFolder(const char* name) const noexcept;  // an empty one
+
+  // `Replacing::never` returns EEXIST when `newName` is taken, by whatever. Where the file system
+  // cannot check that and rename in one step, somebody else's item may be replaced that appears
+  // between the two.
+  int rename(const char* name, const Folder& to, const char* newName,
+             Replacing replacing) const noexcept;
+
+  // Of the folder itself, opened with `Access::list`.
+  int setPermissions(mode_t mode) const noexcept;
+
+  // Of the folder `name`. EACCES where that cannot be done without the danger of following a
+  // link: before Linux 6.6 without /proc, for a folder that may not be searched, when somebody else
+  // could replace it by a link meanwhile.
+  int setPermissionsOf(const char* name, mode_t mode) const noexcept;
+
+  // Returns when the entries made and removed so far are on the disk, if the file system can tell.
+  // Of a folder opened with `Access::list`.
+  int sync() const noexcept;
+
+ private:
+  int setPermissionsWithoutProc(const char* name, mode_t mode) const noexcept;
+
+  FileDescriptor descriptor_;
+};
+
+}  // namespace ox
