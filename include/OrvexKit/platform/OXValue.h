@@ -50,8 +50,7 @@ class OX_EXPORT OXNumber {
   // Boxes `value`, as the kind that its type stands for. Nothing else converts: a pointer is no
   // boolean.
   template <std::same_as<bool> Boolean>
-  explicit OXNumber(Boolean value) noexcept
-      : kind_(Kind::boolean), bits_{.asUnsigned = value ? 1U : 0U} {}
+  explicit OXNumber(Boolean value) noexcept : bits_{.asUnsigned = value ? 1U : 0U} {}
   template <std::signed_integral Integer>
   requires(sizeof(Integer) <= sizeof(std::int64_t)) explicit OXNumber(Integer value) noexcept
       : kind_(Kind::signedInteger), bits_{.asSigned = value} {}
@@ -75,7 +74,7 @@ class OX_EXPORT OXNumber {
   double doubleValue() const noexcept;
 
  private:
-  Kind kind_;
+  Kind kind_ = Kind::boolean;
   union {
     std::int64_t asSigned;
     std::uint64_t asUnsigned;
@@ -94,6 +93,6 @@ class OXValueView : public std::variant<OXNull, std::string_view, OXDate, OXNumb
   using variant::variant;
 
   // A look at `value`.
-  OXValueView(const OXValue& value)  // NOLINT(google-explicit-constructor): as a string's to a view
+  OXValueView(const OXValue& value)
       : OXValueView(std::visit([](const auto& object) { return OXValueView(object); }, value)) {}
 };

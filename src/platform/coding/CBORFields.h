@@ -29,29 +29,29 @@ namespace ox {
 template <std::size_t size>
 class FieldKey {
  public:
-  // NOLINTNEXTLINE(google-explicit-constructor): a literal is a key
+  // NOLINTNEXTLINE(modernize-avoid-c-arrays): a literal is one
   consteval FieldKey(const char (&text)[size]) {
     static_assert(size <= 24, "a longer text has a longer head");
     coded_[0] = static_cast<char>(0x60 + size - 1);
-    std::string_view(text, size - 1).copy(coded_ + 1, size - 1);
+    std::string_view(text, size - 1).copy(coded_.data() + 1, size - 1);
   }
 
-  constexpr std::string_view text() const noexcept { return {coded_ + 1, size - 1}; }
+  constexpr std::string_view text() const noexcept { return {coded_.data() + 1, size - 1}; }
 
   // Both in two pieces that do not overlap: reading what two stores wrote waits for them.
   unsigned char* write(unsigned char* to) const noexcept {
-    std::memcpy(to, coded_, piece);
-    std::memcpy(to + piece, coded_ + piece, size - piece);
+    std::memcpy(to, coded_.data(), piece);
+    std::memcpy(to + piece, coded_.data() + piece, size - piece);
     return to + size;
   }
   bool isAt(cbor::Bytes bytes) const noexcept {
-    return bytes.size() >= size && std::memcmp(bytes.data(), coded_, piece) == 0 &&
-           std::memcmp(bytes.data() + piece, coded_ + piece, size - piece) == 0;
+    return bytes.size() >= size && std::memcmp(bytes.data(), coded_.data(), piece) == 0 &&
+           std::memcmp(bytes.data() + piece, coded_.data() + piece, size - piece) == 0;
   }
 
  private:
   static constexpr std::size_t piece = std::bit_floor(size);
-  char coded_[size]{};
+  std::array<char, size> coded_{};
 };
 
 }  // namespace ox
@@ -73,12 +73,12 @@ class OXCBORFields {
   static void write(OXCBOREncoder& encoder, std::size_t textSize, Describe describe) {
     constexpr std::size_t fields = 16;
     constexpr std::size_t fieldSize = 24 + 1 + ox::cbor::longestHead;  // a key, a tag, a number
+    const std::size_t size = textSize + fields * fieldSize;
     encoder.startRecord();
-    unsigned char* const room = encoder.roomFor(textSize + fields * fieldSize);
     if (encoder.mode_ == OXCBORMode::keyed) {
-      writeTo<true>(encoder, room, describe);
+      writeTo<true>(encoder, size, describe);
     } else {
-      writeTo<false>(encoder, room, describe);
+      writeTo<false>(encoder, size, describe);
     }
   }
 
@@ -100,8 +100,8 @@ class OXCBORFields {
   class Reader;
 
   template <bool keyed, typename Describe>
-  static void writeTo(OXCBOREncoder& encoder, unsigned char* room, Describe describe) {
-    Writer<keyed> writer(room);
+  static void writeTo(OXCBOREncoder& encoder, std::size_t size, Describe describe) {
+    Writer<keyed> writer(encoder.roomFor(size));
     describe(writer);
     encoder.end_ = static_cast<std::size_t>(writer.next_ - encoder.buffer_.data());
     encoder.count_ += writer.count_;

@@ -70,17 +70,6 @@ inline double halfPrecision(std::uint16_t bits) noexcept {
   return (bits & 0x8000) != 0 ? -value : value;
 }
 
-// The number whose bits are the argument of a head of major type 7.
-inline double realOf(std::uint16_t bits) noexcept {
-  return halfPrecision(bits);
-}
-inline double realOf(std::uint32_t bits) noexcept {
-  return std::bit_cast<float>(bits);
-}
-inline double realOf(std::uint64_t bits) noexcept {
-  return std::bit_cast<double>(bits);
-}
-
 // The head at the start of `bytes`, whose argument is a `Number` behind the first byte.
 template <typename Number>
 [[gnu::always_inline]] inline Head readHeadWith(Kind kind, Bytes bytes) noexcept {
@@ -94,12 +83,18 @@ template <typename Number>
   if (kind != Kind::simple) {
     return {kind, false, size, argument};
   }
+  double real = 0;
   if constexpr (sizeof(Number) == 1) {
     // The values below 32 have a form of one byte, or none.
     return {argument < 32 ? Kind::malformed : Kind::simple, false, size, argument};
+  } else if constexpr (sizeof(Number) == 2) {
+    real = halfPrecision(argument);
+  } else if constexpr (sizeof(Number) == 4) {
+    real = std::bit_cast<float>(argument);
   } else {
-    return {Kind::floatingPoint, false, size, std::bit_cast<std::uint64_t>(realOf(argument))};
+    real = std::bit_cast<double>(argument);
   }
+  return {Kind::floatingPoint, false, size, std::bit_cast<std::uint64_t>(real)};
 }
 
 // The head at the start of `bytes`, which are not empty. Each size has a way of its own, so that
