@@ -8,6 +8,7 @@
 // - A relative path starts in the current folder; an empty `baseDir`, `directory` or
 //   `destination` is that folder.
 // - A path that holds a NUL byte names nothing on disk: it is treated as a missing item.
+// - A call that a signal interrupts goes on, and no function needs more than 40 KiB of stack.
 // - Results belong to the caller, and arguments are read only until the call returns.
 // - Every function may be called from any number of threads at once. Some of them read the
 //   environment, as they say, so no thread may change the environment meanwhile.
@@ -136,8 +137,9 @@ OX_EXPORT OXString canonicalPath(OXStringView path);
 
 // Temporary folders ---------------------------------------------------------------------------
 //
-// The user's temporary folder is the value of TMPDIR if that is set and not empty, else "/tmp/";
-// it is looked up at every call.
+// The user's temporary folder is the value of TMPDIR if that is set and not empty, else "/tmp/".
+// It is looked up at every call. A relative one starts in the folder that is then the current one,
+// and paths in it are absolute, so that they stay valid when the current folder changes.
 
 // Makes a new, empty, hidden folder in `baseDir`, open to the user alone, and gives its path; the
 // caller removes it. A null `baseDir` stands for "/tmp/", and is logged as
@@ -149,15 +151,16 @@ OX_EXPORT OXString canonicalPath(OXStringView path);
 //
 //   "/var/tmp"    => "/var/tmp/.orvx.k3Xw9a"
 //   "/var/tmp/"   => "/var/tmp/.orvx.Zq01Lm"
-//   ""            => ".orvx.t6Rp2e"
+//   ""            => ".orvx.t6Rp2e"          relative, as `baseDir` is
 //   "/missing"    => null
 //   null          => "/tmp/.orvx.8dGf2x"
 OX_EXPORT OXString OXCreateTemporaryDirectoryInDir(OXStringView baseDir);
 
 // `OXCreateTemporaryDirectoryInDir` of the user's temporary folder.
 //
-//   TMPDIR=/var/tmp   => "/var/tmp/.orvx.k3Xw9a"
-//   TMPDIR unset      => "/tmp/.orvx.8dGf2x"
+//   TMPDIR=/var/tmp           => "/var/tmp/.orvx.k3Xw9a"
+//   TMPDIR=x, current is /d   => "/d/x/.orvx.Zq01Lm"
+//   TMPDIR unset              => "/tmp/.orvx.8dGf2x"
 OX_EXPORT OXString OXCreateTemporaryDirectory();
 
 // Makes a new, empty, visible folder in the user's temporary folder, open to the user alone, and
@@ -173,7 +176,8 @@ OX_EXPORT OXString OXCreateUniqueTempDir();
 // `directory` joined with the first name that is free in it: `name` itself, else `name` with a
 // counter in parentheses, from 1 upward, before the archive extension. With `isFolder` the counter
 // goes to the very end, because the dots in a folder's name mean nothing. An empty `name` stands
-// for the folder itself while that does not exist, and for "Archive" once it does.
+// for the folder itself while that does not exist, and for "Archive" once it does. With both empty
+// the result is "", which names no item.
 //
 // `name` is one component, without "/". A link takes its name even when it leads nowhere. Nothing
 // is created, so somebody else may take the name before the caller does: whoever makes the item
@@ -191,6 +195,7 @@ OX_EXPORT OXString OXCreateUniqueTempDir();
 //   ("photos.tar.gz", "/d", false), taken             => "/d/photos (1).tar.gz"
 //   ("photos.tar", "/d", true), taken                 => "/d/photos.tar (1)"
 //   ("", "/d", false), "/d" there                     => "/d/Archive (1)"
+//   ("", "", false)                                   => ""
 OX_EXPORT OXString OXSequentiallyUniqueName(OXStringView name, OXStringView directory,
                                             bool isFolder);
 
@@ -198,17 +203,20 @@ OX_EXPORT OXString OXSequentiallyUniqueName(OXStringView name, OXStringView dire
 // file name, without folders; with `deletePathExtension` its last extension is dropped first. As
 // long as what remains is a name that desktops with packages show as one document instead of a
 // folder ("Tool.app"), its extension is dropped as well. The folder is the first free one of that
-// name in `destination`, as `OXSequentiallyUniqueName` finds it; two callers, be they threads or
-// processes, never get the same. Missing folders on the way to `destination` are made too.
+// name in `destination`, as `OXSequentiallyUniqueName` finds it. Of the folders that are made, two
+// callers, be they threads or processes, never get the same. Missing folders on the way to
+// `destination` are made too.
 //
 // The name is tried out in a scratch folder in the user's temporary folder, which is gone when the
-// function returns.
+// function returns. Whoever swaps that folder for something else meanwhile finds nothing there
+// made, moved or removed.
 //
 // Null, and nothing is touched, when an argument is null, or when `name` holds "/" or NUL, or is
 // empty, "." or ".." after an extension has been dropped. Null as well when the scratch folder
-// cannot be made (logged, see `OXCreateTemporaryDirectoryInDir`) or when moving in it fails (it is
-// then left where it is). When only the final folder cannot be made, because `destination` is not
-// writable or the name is too long, its path is given all the same: look before writing into it.
+// cannot be made (logged, see `OXCreateTemporaryDirectoryInDir`), or when opening it or moving in
+// it fails (it is then left where it is). When only the final folder cannot be made, because
+// `destination` is not writable or the name is too long, its path is given all the same, and others
+// may be given it as well: look before writing into it.
 //
 //   ("notes.zip", "/d", true)      => "/d/notes"
 //   ("notes.zip", "/d", true)      => "/d/notes (1)"     the second time
@@ -253,17 +261,16 @@ OX_EXPORT OXString OXRARCodecPath();
 // Facts about files ---------------------------------------------------------------------------
 
 // The bytes of all that is in the folder at `path`, and in the folders below it. Every item counts
-// with the size that the file system reports for it, a link with its own, since it is not followed,
-// and a file once for each of its names; folders themselves count for nothing. Only `path` may be a
-// link. Zero for what is no folder or cannot be read; what cannot be read below it, or vanishes
-// meanwhile, counts for nothing. Nothing is logged. Never more than the largest value.
+// with the size that the file system reports for it: a link with its own, since it is not followed,
+// a file once for each of its names, a folder itself as 0. Only `path` may be a link. Returns 0 for
+// what is no folder or cannot be read. What cannot be read below it, or vanishes meanwhile, counts
+// as 0. Nothing is logged. Never more than the largest value.
 //
-// Paths below `path` have room for 1023 bytes, `path` itself included as it is given. A longer one
-// is cut to that length, and counts with the size of what then bears the path: most often nothing
-// does. Where a folder bears it, or a folder's own path has 1022 or 1023 bytes, that counts for
-// nothing, as the cut path of everything in it is that of the folder itself. Nothing deeper counts.
+// A path below `path`, which is part of it as it is given, has room for 1023 bytes. A longer one is
+// truncated, and the item at the truncated path is counted instead, if there is one. A folder found
+// that way counts as 0, as does all that is in a folder whose own path has 1022 or 1023 bytes.
 //
-// Takes at most 17 descriptors, and memory for the names of the folders still to visit.
+// Takes at most 17 descriptors, and memory for the paths of the folders still to visit.
 //
 //   a folder with 10 and 20 bytes in files, and 5 in a folder's file   => 35
 //   a folder with a link to a large file, "target"                     => 6
@@ -271,7 +278,8 @@ OX_EXPORT OXString OXRARCodecPath();
 //   null                                                               => 0
 OX_EXPORT std::int64_t OXGetTotalFolderSize(OXStringView path);
 
-// The same for a path that ends in NUL; 0 for a null pointer.
+// Total size of a folder tree, for a NUL-terminated path. Returns 0 for a null pointer. See
+// `OXGetTotalFolderSize`.
 OX_EXPORT std::int64_t _OXGetTotalFolderSize(const char* bytePath);
 
 // The bytes of the item at `path`, as the file system reports them: of a link its own, of a folder

@@ -22,8 +22,9 @@ class OX_EXPORT OXScopedTempDir : public OXObject {
 
   // Removes whatever lies at `path()`, with everything in it. A link is removed itself and never
   // followed, folders in it that the user may not write are removed too, what is already gone
-  // counts as removed, and a failure is ignored. It never throws. The copy of the object that a
-  // forked process has removes nothing.
+  // counts as removed, and a failure is ignored. It gives up where others go on filling the folder.
+  // It never throws. The copy of the object that a forked process has removes nothing, in whatever
+  // namespaces it runs. Needs no /proc, and at most 40 KiB of stack.
   ~OXScopedTempDir() override;
 
   // The folder's path, or null when none could be made. It stays valid as long as the object.
@@ -37,5 +38,5 @@ class OX_EXPORT OXScopedTempDir : public OXObject {
 
  private:
   OXString path_;
-  int process_;  // that made it
+  int process_;  // tells the process that made it from its forked copies
 };

@@ -1,9 +1,10 @@
+#include "OrvexKit/OXFileUtil.h"
+
 #include <cmath>
 #include <ctime>
 #include <limits>
 #include <optional>
 
-#include "OrvexKit/OXFileUtil.h"
 #include "platform/desktop/DateText.h"
 
 // No text for what no calendar has: infinities, not-a-number, and years that a `tm` cannot hold.

@@ -1,14 +1,15 @@
+#include "OrvexKit/OXFileUtil.h"
+
 #include <array>
 #include <cfloat>
 #include <charconv>
 #include <string>
 #include <string_view>
 
-#include "OrvexKit/OXFileUtil.h"
-
 // A quotient that is held wider than a double and rounded twice may come out as another decimal.
 static_assert(FLT_EVAL_METHOD == 0, "doubles must not be held wider than they are");
 
+namespace ox {
 namespace {
 
 struct Unit {
@@ -34,10 +35,11 @@ const Unit& unitOf(std::int64_t size) noexcept {
 }
 
 }  // namespace
+}  // namespace ox
 
 OXString OXHumanReadableFileSize(std::int64_t size) {
-  const Unit& unit = unitOf(size);
-  std::array<char, sizeof "-9223372036854775808.0 GB"> text;  // NOLINT(*-pro-type-member-init)
+  const ox::Unit& unit = ox::unitOf(size);
+  std::array<char, sizeof "-9223372036854775808.0 GB"> text;
   char* end = std::to_chars(text.data(), text.data() + text.size(),
                             static_cast<double>(size) / unit.bytes, std::chars_format::fixed, 1)
                   .ptr;

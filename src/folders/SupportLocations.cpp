@@ -6,9 +6,8 @@
 #include "platform/files/Path.h"
 #include "platform/files/UserFolders.h"
 
+namespace ox {
 namespace {
-
-using namespace ox;
 
 // `name` in `parent`, made for the user alone. Failure is ignored: whoever uses the folder is told
 // by that use.
@@ -35,19 +34,22 @@ const OXString& userCodecsPath() {
 }
 
 }  // namespace
+}  // namespace ox
 
 OXString OXAppSupportDir() {
-  return appSupportDir();
+  return ox::appSupportDir();
 }
 
 OXString OXUserCodecsPath() {
-  return userCodecsPath();
+  return ox::userCodecsPath();
 }
 
 OXString OXRARCodecPath() {
-  const OXString& codecs = userCodecsPath();
+  const OXString& codecs = ox::userCodecsPath();
   if (!codecs) {
     return std::nullopt;
   }
-  return path::appendingComponent(*codecs, "rar/rar");
+  return ox::path::appendingComponent(*codecs, "rar/rar");
 }
+
+const std::string_view kOXCodecErrorDomain = "OrvexKitCodecError";

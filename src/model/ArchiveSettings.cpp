@@ -5,6 +5,7 @@
 #include "platform/objects/RecordLock.h"
 #include "platform/objects/Wipe.h"
 
+namespace ox {
 namespace {
 
 struct PasswordInTransit {
@@ -15,7 +16,7 @@ struct PasswordInTransit {
   explicit PasswordInTransit(const OXArchiveSettings& settings) : text(settings.password()) {}
   ~PasswordInTransit() {
     if (text) {
-      ox::wipe(*text);
+      wipe(*text);
     }
   }
 
@@ -23,6 +24,7 @@ struct PasswordInTransit {
 };
 
 }  // namespace
+}  // namespace ox
 
 std::shared_ptr<OXArchiveSettings> OXArchiveSettings::defaultSettings() {
   return std::make_shared<OXArchiveSettings>();
@@ -34,7 +36,7 @@ OXArchiveSettings::~OXArchiveSettings() = default;
 
 std::shared_ptr<OXArchiveSettings> OXArchiveSettings::copyWithZone() const {
   auto copy = std::make_shared<OXArchiveSettings>();
-  copy->setPassword(PasswordInTransit(*this).text);
+  copy->setPassword(ox::PasswordInTransit(*this).text);
   copy->setCompressionLevelIndex(compressionLevelIndex());
   copy->setEncryptionIndex(encryptionIndex());
   copy->setVolumeSize(volumeSize());

@@ -1,9 +1,11 @@
-#include <bit>
-#include <limits>
-#include <stdexcept>
-
 #include "OrvexKit/OXArchivedFile.h"
 
+#include <bit>
+#include <limits>
+#include <new>
+#include <stdexcept>
+
+namespace ox {
 namespace {
 
 // How long `path` is without the one slash at its end.
@@ -15,6 +17,7 @@ std::size_t lengthToKeep(std::string_view path) {
 }
 
 }  // namespace
+}  // namespace ox
 
 OXArchivedFile::OXArchivedFile() = default;
 OXArchivedFile::~OXArchivedFile() = default;
@@ -22,14 +25,18 @@ OXArchivedFile::~OXArchivedFile() = default;
 void OXArchivedFile::setPath(OXStringView path) {
   if (path) {
     // Into the memory that the old path leaves, if it had any.
-    path_ = path->substr(0, lengthToKeep(*path));
+    const std::string_view kept = path->substr(0, ox::lengthToKeep(*path));
+    if (kept.size() > std::string().max_size()) {
+      throw std::bad_alloc();
+    }
+    path_ = kept;
   } else {
     path_.reset();
   }
 }
 
 void OXArchivedFile::adoptPath(std::string&& path) {
-  path.resize(lengthToKeep(path));
+  path.resize(ox::lengthToKeep(path));
   path_ = std::move(path);
 }
 

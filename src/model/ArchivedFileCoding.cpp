@@ -46,34 +46,25 @@ class ObjectWriter {
  public:
   explicit ObjectWriter(OXCoder& coder) : coder_(coder), keyed_(coder.allowsKeyedCoding()) {}
 
-  template <typename Key>
-  void string(const Key& key, const std::optional<std::string_view>& field) {
-    writeNullable(key.text(), field);
-  }
-  template <typename Key>
-  void date(const Key& key, const std::optional<OXDate>& field) {
-    writeNullable(key.text(), field);
-  }
-  template <auto read, typename Key, typename Field>
-  void number(const Key& key, Field field) {
-    write(key.text(), OXNumber(field));
-  }
-
- private:
-  void write(std::string_view key, const OXValueView& object) {
-    if (keyed_) {
-      coder_.encodeObjectForKey(object, key);
-    } else {
-      coder_.encodeObject(object);
-    }
-  }
-
-  template <typename Field>
-  void writeNullable(std::string_view key, const std::optional<Field>& field) {
+  void string(const auto& key, const auto& field) {
     if (field) {
       write(key, *field);
     } else if (!keyed_) {
       coder_.encodeObject(OXNull());
+    }
+  }
+  void date(const auto& key, const auto& field) { string(key, field); }
+  template <auto read>
+  void number(const auto& key, auto field) {
+    write(key, OXNumber(field));
+  }
+
+ private:
+  void write(const auto& key, const OXValueView& object) {
+    if (keyed_) {
+      coder_.encodeObjectForKey(object, key.text());
+    } else {
+      coder_.encodeObject(object);
     }
   }
 
@@ -86,37 +77,34 @@ class ObjectReader {
  public:
   explicit ObjectReader(OXCoder& coder) : coder_(coder), keyed_(coder.allowsKeyedCoding()) {}
 
-  template <typename Key>
-  void string(const Key& key, std::optional<std::string>& field) {
-    read<std::string>(key.text(), [&](std::string& string) { field = std::move(string); });
+  void string(const auto& key, std::optional<std::string>& field) {
+    take<std::string>(key, [&](std::string& string) { field = std::move(string); });
   }
-  template <typename Key>
-  void date(const Key& key, std::optional<OXDate>& field) {
-    read<OXDate>(key.text(), [&](OXDate date) { field = date; });
+  void date(const auto& key, std::optional<OXDate>& field) {
+    take<OXDate>(key, [&](OXDate date) { field = date; });
   }
-  template <auto read, typename Key, typename Field>
-  void number(const Key& key, Field& field) {
-    this->read<OXNumber>(
-        key.text(), [&](const OXNumber& number) { field = static_cast<Field>((number.*read)()); });
+  template <auto read, typename Field>
+  void number(const auto& key, Field& field) {
+    take<OXNumber>(key, [&](OXNumber number) { field = static_cast<Field>((number.*read)()); });
   }
 
   // Whether every object so far was of the kind that its field takes.
   bool fits() const { return fits_; }
 
  private:
-  // Calls `take` with the object, unless there is none.
-  template <typename Kind, typename Take>
-  void read(std::string_view key, Take take) {
-    std::optional<OXValue> object = keyed_ ? coder_.decodeObjectForKey(key) : coder_.decodeObject();
-    if (!object) {
+  // Calls `set` with the object, unless there is none.
+  template <typename Kind>
+  void take(const auto& key, auto set) {
+    std::optional<OXValue> object =
+        keyed_ ? coder_.decodeObjectForKey(key.text()) : coder_.decodeObject();
+    if (!object || (!keyed_ && std::holds_alternative<OXNull>(*object))) {
       return;
     }
     if (Kind* const taken = std::get_if<Kind>(&*object)) {
-      take(*taken);
-      return;
+      set(*taken);
+    } else {
+      fits_ = false;
     }
-    const bool standsForNone = !keyed_ && std::holds_alternative<OXNull>(*object);
-    fits_ = fits_ && standsForNone;
   }
 
   OXCoder& coder_;
@@ -147,7 +135,8 @@ void OXArchivedFile::encodeWithCoder(OXCoder& coder) const {
   fields.isFolder = isFolder();
   fields.isEncrypted = isEncrypted();
   if (OXCBOREncoder* const encoder = OXCBORFields::encoder(coder)) {
-    OXCBORFields::write(*encoder, [&](auto& writer) { ox::describe(fields, writer); });
+    OXCBORFields::write(*encoder, path_ ? path_->size() : 0,
+                        [&](auto& writer) { ox::describe(fields, writer); });
   } else {
     ox::ObjectWriter writer(coder);
     ox::describe(fields, writer);

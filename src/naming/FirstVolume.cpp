@@ -1,8 +1,9 @@
+#include "OrvexKit/OXFileUtil.h"
+
 #include <algorithm>
 #include <string>
 #include <utility>
 
-#include "OrvexKit/OXFileUtil.h"
 #include "platform/files/Files.h"
 #include "platform/files/Path.h"
 #include "platform/objects/BadAlloc.h"

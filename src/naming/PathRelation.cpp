@@ -1,36 +1,34 @@
+#include "OrvexKit/OXFileUtil.h"
+
 #include <array>
 #include <climits>
-#include <string>
+#include <string_view>
 
-#include "OrvexKit/OXFileUtil.h"
 #include "platform/files/Files.h"
 
+namespace ox {
 namespace {
-
-constexpr std::string_view::size_type npos = std::string_view::npos;
 
 // With its terminator. A host may keep a resolved path in a buffer of this size.
 constexpr std::size_t longestCanonicalPath = 1024;
 
-// Where the part of `path` below `ancestor` starts, or npos when `ancestor` is no ancestor.
-std::size_t startBelow(std::string_view path, std::string_view ancestor) noexcept {
+// The part of `path` below `ancestor`; all of it when `ancestor` is no ancestor.
+std::string_view pathBelow(std::string_view path, std::string_view ancestor) noexcept {
   if (ancestor.empty() || !path.starts_with(ancestor)) {
-    return npos;
+    return path;
   }
-  if (path.size() == ancestor.size()) {
-    return path.size();
+  const std::string_view rest = path.substr(ancestor.size());
+  if (rest.starts_with('/')) {
+    return rest.substr(1);
   }
-  if (path[ancestor.size()] == '/') {
-    return ancestor.size() + 1;
-  }
-  return ancestor.back() == '/' ? ancestor.size() : npos;
+  return rest.empty() || ancestor.ends_with('/') ? rest : path;
 }
 
 }  // namespace
+}  // namespace ox
 
 OXString OXPathByRemovingAncestorPath(OXStringView path, OXStringView ancestor) {
-  const std::size_t start = path && ancestor ? startBelow(*path, *ancestor) : npos;
-  return OXString(start == npos ? path : OXStringView(path->substr(start)));
+  return OXString(path ? OXStringView(ox::pathBelow(*path, *ancestor)) : path);
 }
 
 OXString OXFileUtilAdditions::canonicalPath(OXStringView path) {
@@ -39,6 +37,6 @@ OXString OXFileUtilAdditions::canonicalPath(OXStringView path) {
   }
   std::array<char, PATH_MAX> resolved;
   const OXStringView canonical = ox::files::resolvePath(ox::PathBuffer(*path), resolved);
-  const bool fits = canonical && canonical->size() < longestCanonicalPath;
+  const bool fits = canonical && canonical->size() < ox::longestCanonicalPath;
   return OXString(fits ? canonical : path);
 }

@@ -1,6 +1,7 @@
 #include <OrvexKit/OXFileUtil.h>
 #include <OrvexKit/OXScopedTempDir.h>
 #include <gmock/gmock.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -226,6 +227,92 @@ TEST_F(ScopedTempDir, IsNotRemovedByAForkedProcess) {
   EXPECT_EQ(::waitpid(child, nullptr, 0), child);
   EXPECT_TRUE(isFolder(path));
   EXPECT_TRUE(isFolder(ofScope));
+}
+
+// As a worker is run in a container: its first process has the same number as each that it forks
+// into a namespace of its own.
+TEST_F(ScopedTempDir, IsNotRemovedByAForkedProcessWithTheSameNumber) {
+  constexpr int refused = 77;
+  const auto firstProcess = [] {
+    auto folder = std::make_unique<OXScopedTempDir>();
+    const std::string path = folder->path().value();
+    const pid_t self = ::getpid();
+    if (::unshare(CLONE_NEWPID) != 0) {
+      return refused;
+    }
+    const pid_t child = ::fork();
+    if (child == 0) {
+      folder.reset();
+      // What it makes itself, it removes.
+      const std::string own = OXScopedTempDir().path().value();
+      ::_exit(::getpid() == self && !exists(own) ? 0 : 1);
+    }
+    int status = -1;
+    const bool isDone = ::waitpid(child, &status, 0) == child && status == 0;
+    const bool isKept = isFolder(path);
+    folder.reset();
+    return isDone && isKept && !exists(path) ? 0 : 1;
+  };
+  int status = -1;
+  const pid_t outer = ::fork();
+  if (outer == 0) {
+    const bool mayHaveUsers = ::geteuid() == 0 || ::unshare(CLONE_NEWUSER) == 0;
+    if (!mayHaveUsers || ::unshare(CLONE_NEWPID) != 0) {
+      ::_exit(refused);
+    }
+    const pid_t first = ::fork();
+    if (first == 0) {
+      ::_exit(firstProcess());
+    }
+    ::waitpid(first, &status, 0);
+    ::_exit(WIFEXITED(status) ? WEXITSTATUS(status) : 1);
+  }
+  ASSERT_EQ(::waitpid(outer, &status, 0), outer);
+  if (WIFEXITED(status) && WEXITSTATUS(status) == refused) {
+    GTEST_SKIP() << "no namespaces of processes are allowed here";
+  }
+  EXPECT_EQ(status, 0);
+  EXPECT_THAT(listing(tmp()), IsEmpty());
+}
+
+TEST_F(ScopedTempDir, IsRemovedByTheProcessThatMadeItThoughOthersWereForked) {
+  for (int round = 0; round < 3; ++round) {
+    const OXScopedTempDir folder;
+    const pid_t child = ::fork();
+    if (child == 0) {
+      const std::string own = OXScopedTempDir().path().value();
+      ::_exit(exists(own) ? 1 : 0);
+    }
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(isFolder(folder.path().value()));
+  }
+  EXPECT_THAT(listing(tmp()), IsEmpty());
+}
+
+TEST_F(ScopedTempDir, InARelativeTemporaryFolderStaysItsOwnWhenTheCurrentFolderChanges) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::create_directories(in("here/tmp"));
+  std::filesystem::create_directories(in("there/tmp"));
+  std::filesystem::current_path(in("here"));
+  const ScopedEnvironment temporary("TMPDIR", "tmp");
+  std::string precious;
+  {
+    const OXScopedTempDir folder;
+    const std::string path = folder.path().value();
+    EXPECT_TRUE(path.starts_with(in("here/tmp/.orvx."))) << path;
+    EXPECT_TRUE(isFolder(path));
+    std::filesystem::current_path(in("there"));
+    precious = in("there/tmp/") + std::filesystem::path(path).filename().string();
+    std::filesystem::create_directory(precious);
+    writeFile(precious + "/file");
+  }
+  EXPECT_TRUE(exists(precious + "/file")) << "another folder with the same relative path";
+  EXPECT_THAT(listing(in("here")), ElementsAre("tmp"));
+  std::filesystem::current_path(before);
+  removeTree(in("here"));
+  removeTree(in("there"));
 }
 
 TEST_F(ScopedTempDir, OfAnOuterScopeOutlivesTheInnerOne) {

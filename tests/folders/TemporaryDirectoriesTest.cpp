@@ -130,6 +130,30 @@ TEST_F(TemporaryDirectories, LookForTheTemporaryFolderAtEachCall) {
   removeOne(*path);
 }
 
+TEST_F(TemporaryDirectories, HaveAbsolutePathsInARelativeTemporaryFolder) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::create_directory(in("sub"));
+  std::filesystem::current_path(work());
+  for (const auto& [value, base] : {std::pair<std::string, std::string>{"sub", in("sub")},
+                                    {"sub/", in("sub")},
+                                    {"./sub", in("./sub")},
+                                    {".", in(".")}}) {
+    SCOPED_TRACE(value);
+    const ScopedEnvironment relative("TMPDIR", value);
+    const OXString scratch = OXCreateTemporaryDirectory();
+    expectNewPrivateFolder(scratch, base, scratchName);
+    removeOne(*scratch);
+    const OXString unique = OXCreateUniqueTempDir();
+    expectNewPrivateFolder(unique, base, uniqueName);
+    removeOne(*unique);
+  }
+  const ScopedEnvironment relative("TMPDIR", "missing/");
+  EXPECT_EQ(OXCreateUniqueTempDir(), in("missing/")) << "the temporary folder itself";
+  EXPECT_EQ(OXCreateTemporaryDirectory(), std::nullopt);
+  std::filesystem::current_path(before);
+  removeOne(in("sub"));
+}
+
 TEST_F(TemporaryDirectories, AreMadeInTmpWhenNoneIsNamed) {
   for (const std::optional<std::string>& none : {std::optional<std::string>(), {""}}) {
     const ScopedEnvironment unnamed("TMPDIR", none);

@@ -88,6 +88,15 @@ TEST_F(UniqueName, OfAnEmptyNameIsTheFolderWhileThatIsMissing) {
   }
 }
 
+// Nothing is joined with nothing, and the result names no item on disk, so it is free.
+TEST_F(UniqueName, OfNoCharactersInNoneHasNone) {
+  for (const bool isFolder : {true, false}) {
+    EXPECT_EQ(OXSequentiallyUniqueName("", "", isFolder), "");
+    EXPECT_EQ(OXSequentiallyUniqueName("", "/", isFolder), "/Archive (1)");
+    EXPECT_EQ(OXSequentiallyUniqueName("", work() + "//", isFolder), in("Archive (1)"));
+  }
+}
+
 TEST_F(UniqueName, IsNotThatOfALinkEvenOneThatLeadsNowhere) {
   std::filesystem::create_symlink("nowhere", in("x"));
   std::filesystem::create_symlink("x (1)", in("x (1)"));

@@ -230,6 +230,13 @@ const DecodingRow keyedRows[] = {
      recordText(makeRecord({.path = "a", .isFolder = true}))},
     {"a2 5f4470617468ff 6161 path 6162", named},
     {"a2 4470617468 6161 path f6", named},
+    {"a2 5f 40 40 4470617468 40 ff 6161 path 6162", named},
+    {"a2 7f 647061746a 64696f6e73 ff f6 path 6161", named},
+    {"a2 7f 6470617468 74 7878787878787878787878787878787878787878 ff f6 path 6161", named},
+    {"a2 7f 6470617468 75 787878787878787878787878787878787878787878 ff f6 path 6161", named},
+    {"a2 7f 75 787878787878787878787878787878787878787878 6470617468 ff f6 path 6161", named},
+    {"a2 7818 70617468 7878787878787878787878787878787878787878 f6 path 6161", named},
+    {"a2 5f ff f6 path 6161", named},
     // A word of the sender's that is wider than ours keeps its low part.
     {"a1 fileId 1b1122334455667788",
      recordText(makeRecord({.fileId = static_cast<OXUnsignedWord>(0x1122334455667788)}))},

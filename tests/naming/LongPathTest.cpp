@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr std::size_t tooLong = std::size_t{1} << 31U;
+constexpr std::size_t tooMany = std::size_t{1} << 31U;
 
 // NULs, and at the end an extension.
 class LongPath : public testing::Test {
@@ -25,16 +25,16 @@ class LongPath : public testing::Test {
   LongPath& operator=(LongPath&&) = delete;
   ~LongPath() override {
     if (memory_ != MAP_FAILED) {
-      ::munmap(memory_, tooLong);
+      ::munmap(memory_, tooMany);
     }
   }
 
  protected:
   void SetUp() override {
-    if (tooLong < std::string().max_size()) {
+    if (tooMany < std::string().max_size()) {
       GTEST_SKIP() << "strings can be longer here";
     }
-    memory_ = ::mmap(nullptr, tooLong, PROT_READ | PROT_WRITE,
+    memory_ = ::mmap(nullptr, tooMany, PROT_READ | PROT_WRITE,
                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (memory_ == MAP_FAILED) {
       GTEST_SKIP() << "no room";
@@ -43,8 +43,8 @@ class LongPath : public testing::Test {
 
   std::string_view endingIn(std::string_view ending) {
     char* const bytes = static_cast<char*>(memory_);
-    ending.copy(bytes + tooLong - ending.size(), ending.size());
-    return {bytes, tooLong};
+    ending.copy(bytes + tooMany - ending.size(), ending.size());
+    return {bytes, tooMany};
   }
 
  private:

@@ -194,22 +194,9 @@ class Worker {
 
 // ------------------------------------------------------------------------------------------------
 
-// Has the temporary folder in memory, where that is possible: being killed is the same on every
-// file system, but waiting for a disk takes most of the time, and most kills would hit nothing
-// else.
-class InMemory {
- private:
-  static std::optional<std::string> folder() {
-    if (::access("/dev/shm", W_OK | X_OK) == 0) {
-      return "/dev/shm";
-    }
-    return fs::temp_directory_path();
-  }
-
-  const ox::test::ScopedEnvironment temporaryFolder_{"TMPDIR", folder()};
-};
-
-class Kill : private InMemory, public ox::test::TemporaryFolderTest {
+// Being killed is the same on every file system, but waiting for a disk takes most of the time, and
+// most kills would hit nothing else.
+class Kill : private ox::test::InMemory, public ox::test::TemporaryFolderTest {
  protected:
   void SetUp() override {
     for (const std::string* const folder : {&items_, &destination_, &data_}) {

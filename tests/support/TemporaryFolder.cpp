@@ -35,6 +35,13 @@ ScopedEnvironment::~ScopedEnvironment() {
   }
 }
 
+std::string InMemory::folder() {
+  if (::access("/dev/shm", W_OK | X_OK) == 0) {
+    return "/dev/shm";
+  }
+  return fs::temp_directory_path();
+}
+
 TemporaryFolderTest::TemporaryFolderTest() {
   std::string root = (fs::temp_directory_path() / "orvexkit-test.XXXXXX").string();
   if (::mkdtemp(root.data()) == nullptr) {
@@ -88,6 +95,11 @@ void removeOne(const std::string& path) {
 }
 
 void removeTree(const std::string& path) {
+  // Whatever goes wrong with a test, nothing outside the folders that tests make is removed.
+  if (path.find("/orvexkit-test.") == std::string::npos) {
+    ADD_FAILURE() << "not in a test's own folder: " << path;
+    return;
+  }
   if (isFolder(path)) {
     EXPECT_EQ(run({.program = "chmod", .arguments = {"-R", "u+rwx", path}}).exitCode, 0);
   }

@@ -30,6 +30,15 @@ class ScopedEnvironment {
   std::optional<std::string> before_;
 };
 
+// Has the temporary folder in memory, where that is possible: for tests that would wait for a disk
+// most of the time. It is derived from before `TemporaryFolderTest`.
+class InMemory {
+ private:
+  static std::string folder();
+
+  const ScopedEnvironment temporaryFolder_{"TMPDIR", folder()};
+};
+
 class TemporaryFolderTest : public testing::Test {
  public:
   TemporaryFolderTest();
@@ -68,7 +77,8 @@ std::string readFile(const std::string& path);
 void removeOne(const std::string& path);
 
 // Removes an item, with everything in it if it is a folder: of any depth and whatever its
-// permissions. By coreutils, so that no test relies on the library's own removal to clean up.
+// permissions. Refuses what is not in a test's own folder. By coreutils, so that no test relies on
+// the library's own removal to clean up.
 void removeTree(const std::string& path);
 
 // The names in a folder, sorted, each followed by those below it ("a", "a/b", …); links are not

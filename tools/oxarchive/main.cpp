@@ -8,16 +8,9 @@
 #include <new>
 #include <span>
 #include <string>
-#include <variant>
 
 #include "commands/CommandLine.h"
-#include "commands/CreateCommand.h"
-#include "commands/ExtractCommand.h"
-#include "commands/ListCommand.h"
 #include "console/Console.h"
-#include "console/Failure.h"
-#include "console/Password.h"
-#include "reading/ListWorker.h"
 #include "system/Interruption.h"
 
 namespace {
@@ -35,69 +28,28 @@ void openStandardStreams() {
   }
 }
 
-class Runner {
- public:
-  // Whether all was done.
-  bool operator()(const oxarchive::HelpOptions& /*options*/) {
-    console_.result(oxarchive::helpText);
-    return true;
-  }
-  bool operator()(const oxarchive::ExtractOptions& options) {
-    return interruptible([&] { return oxarchive::extractArchives(options, console_); });
-  }
-  bool operator()(const oxarchive::CreateOptions& options) {
-    return interruptible([&] { return oxarchive::createArchive(options, console_); });
-  }
-  bool operator()(const oxarchive::ListOptions& options) {
-    // Names are never encrypted where they can be read; what is wrong with the option is told.
-    static_cast<void>(oxarchive::readPassword(options.password, false));
-    return oxarchive::listArchive(options, console_);
-  }
-  bool operator()(const oxarchive::ListWorkerOptions& options) {
-    return oxarchive::sendListing(options.archive, {}, console_);
-  }
-
-  oxarchive::Console& console() { return console_; }
-
- private:
-  // Ends the program by the signal that has come meanwhile, if any.
-  template <typename Work>
-  bool interruptible(Work work) {
-    oxarchive::catchInterruptions();
-    bool isComplete = false;
-    try {
-      isComplete = work();
-    } catch (const oxarchive::ArchiveFailure& failure) {
-      console_.message(failure.what());
-    }
-    oxarchive::endIfInterrupted();
-    return isComplete;
-  }
-
-  oxarchive::Console console_;
-};
-
 int run(std::span<const char* const> arguments) {
-  Runner runner;
+  oxarchive::Console console;
+  bool isComplete = false;
   try {
-    const bool isComplete = std::visit(runner, oxarchive::parseCommandLine(arguments));
-    return isComplete && runner.console().areResultsWritten() ? 0 : failed;
+    isComplete = oxarchive::parseCommandLine(arguments)(console);
   } catch (const oxarchive::UsageError& error) {
-    runner.console().message(std::string(error.what()) + "\nTry \"oxarchive --help\".");
+    console.message(std::string(error.what()) + "\nTry \"oxarchive --help\".");
     return badUsage;
   } catch (const std::bad_alloc&) {
-    runner.console().message("out of memory");
+    console.message("out of memory");
   } catch (const std::exception& error) {
-    runner.console().message(error.what());
+    console.message(error.what());
   }
-  return failed;
+  oxarchive::endIfInterrupted();
+  return isComplete && console.areResultsWritten() ? 0 : failed;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   openStandardStreams();
-  oxarchive::ignoreWriteSignals();
+  oxarchive::setWriteSignals(true);
   // Names on disk are UTF-8, or bytes, whatever the language of the user; libarchive goes by the
   // locale when an archive has them in another form.
   if (std::setlocale(LC_CTYPE, "C.UTF-8") == nullptr) {

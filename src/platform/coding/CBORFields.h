@@ -1,15 +1,16 @@
 // A record's fields in CBOR, without an object and a call for each of them.
 //
-// A record states its fields once, as a function that takes any coder of fields and calls it for
-// each of them, in the order of writing (see `ArchivedFileCoding.cpp`):
+// A record states its fields once, as a function that takes a coder of fields and calls it for each
+// of them, in the order of writing (see `ArchivedFileCoding.cpp`):
 //
 //   coder.string(key, field)  coder.date(key, field)  coder.number<&OXNumber::boolValue>(key,
 //   field)
 //
-// These are such coders: `Bound`, `Writer` and `Reader`.
+// `Writer` and `Reader` are such coders.
 
 #pragma once
 
+#include <array>
 #include <bit>
 #include <concepts>
 #include <cstddef>
@@ -24,17 +25,15 @@
 
 namespace ox {
 
-// A constant key, of less than 24 characters, together with its head: as it stands in a map.
+// A constant key together with its head, as it stands in a map.
 template <std::size_t size>
 class FieldKey {
  public:
   // NOLINTNEXTLINE(google-explicit-constructor): a literal is a key
   consteval FieldKey(const char (&text)[size]) {
-    static_assert(size <= 24);
+    static_assert(size <= 24, "a longer text has a longer head");
     coded_[0] = static_cast<char>(0x60 + size - 1);
-    for (std::size_t i = 1; i < size; ++i) {
-      coded_[i] = text[i - 1];
-    }
+    std::string_view(text, size - 1).copy(coded_ + 1, size - 1);
   }
 
   constexpr std::string_view text() const noexcept { return {coded_ + 1, size - 1}; }
@@ -60,11 +59,6 @@ class FieldKey {
 // What the coders allow the library's own records.
 class OXCBORFields {
  public:
-  template <bool keyed>
-  class Writer;
-  template <bool keyed>
-  class Reader;
-
   // The coder as one of the library's own, or null.
   static OXCBOREncoder* encoder(OXCoder& coder) noexcept {
     return coder.own_ == OXCoder::Own::encoder ? static_cast<OXCBOREncoder*>(&coder) : nullptr;
@@ -73,13 +67,14 @@ class OXCBORFields {
     return coder.own_ == OXCoder::Own::decoder ? static_cast<OXCBORDecoder*>(&coder) : nullptr;
   }
 
-  // Writes the fields that `describe` states, as one record: all of them or, without memory, none.
+  // Writes the fields that `describe` states, of which the strings have `textSize` bytes, as one
+  // record: all of them or, without memory, none.
   template <typename Describe>
-  static void write(OXCBOREncoder& encoder, Describe describe) {
-    Bound bound;
-    describe(bound);
+  static void write(OXCBOREncoder& encoder, std::size_t textSize, Describe describe) {
+    constexpr std::size_t fields = 16;
+    constexpr std::size_t fieldSize = 24 + 1 + ox::cbor::longestHead;  // a key, a tag, a number
     encoder.startRecord();
-    unsigned char* const room = encoder.roomFor(bound.size());
+    unsigned char* const room = encoder.roomFor(textSize + fields * fieldSize);
     if (encoder.mode_ == OXCBORMode::keyed) {
       writeTo<true>(encoder, room, describe);
     } else {
@@ -87,9 +82,8 @@ class OXCBORFields {
     }
   }
 
-  // Reads the fields that `describe` states, each where it occurs first, in one pass over the
-  // record. False when an object does not fit, or is missing from a sequential record; all objects
-  // of a sequential record are passed over then, too.
+  // Reads the fields that `describe` states, each where it occurs first, in one pass. False when an
+  // object does not fit, or is missing from a sequential record, whose objects are all passed over.
   template <typename Describe>
   static bool read(OXCBORDecoder& decoder, Describe describe) {
     if (decoder.failed_) {
@@ -100,49 +94,30 @@ class OXCBORFields {
   }
 
  private:
-  // The most bytes that the fields can take.
-  class Bound {
-   public:
-    template <std::size_t size>
-    void string(const ox::FieldKey<size>& /*key*/, const std::optional<std::string_view>& field) {
-      add(size, field ? field->size() : 0);
-    }
-    template <std::size_t size>
-    void date(const ox::FieldKey<size>& /*key*/, const std::optional<OXDate>& /*field*/) {
-      add(size, 1);
-    }
-    template <auto read, std::size_t size, typename Field>
-    void number(const ox::FieldKey<size>& /*key*/, const Field& /*field*/) {
-      add(size, 0);
-    }
-    std::size_t size() const noexcept { return size_; }
-
-   private:
-    void add(std::size_t key, std::size_t content) noexcept {
-      size_ += key + ox::cbor::longestHead + content;
-    }
-    std::size_t size_ = 0;
-  };
+  template <bool keyed>
+  class Writer;
+  template <bool keyed>
+  class Reader;
 
   template <bool keyed, typename Describe>
   static void writeTo(OXCBOREncoder& encoder, unsigned char* room, Describe describe) {
     Writer<keyed> writer(room);
     describe(writer);
-    encoder.end_ = static_cast<std::size_t>(writer.next() - encoder.buffer_.data());
-    encoder.count_ += writer.count();
+    encoder.end_ = static_cast<std::size_t>(writer.next_ - encoder.buffer_.data());
+    encoder.count_ += writer.count_;
   }
 
   template <bool keyed, typename Describe>
   static bool readFrom(OXCBORDecoder& decoder, Describe describe) {
-    Reader<keyed> reader(keyed ? decoder.bytes_ : decoder.bytes_.subspan(decoder.position_));
+    Reader<keyed> reader(decoder.bytes_.subspan(keyed ? 0 : decoder.position_));
     reader.read(describe);
     if constexpr (!keyed) {
-      decoder.position_ = decoder.bytes_.size() - reader.left();
-      decoder.taken_ += reader.taken();
+      decoder.position_ = decoder.bytes_.size() - reader.rest_.size();
+      decoder.taken_ += reader.taken_;
       decoder.check();
     }
-    decoder.failed_ = decoder.failed_ || reader.hasFailed();
-    return !decoder.failed_ && reader.fits();
+    decoder.failed_ = decoder.failed_ || reader.failed_;
+    return !decoder.failed_ && reader.fits_;
   }
 };
 
@@ -151,32 +126,20 @@ template <bool keyed>
 class OXCBORFields::Writer {
  public:
   explicit Writer(unsigned char* next) noexcept : next_(next) {}
-  unsigned char* next() const noexcept { return next_; }
-  std::size_t count() const noexcept { return count_; }
 
-  template <std::size_t size>
-  void string(const ox::FieldKey<size>& key, const std::optional<std::string_view>& field) {
-    if (field) {
-      begin(key);
+  void string(const auto& key, const std::optional<std::string_view>& field) {
+    if (begin(key, field.has_value())) {
       next_ = ox::cbor::writeString(next_, *field);
-    } else {
-      none();
     }
   }
-
-  template <std::size_t size>
-  void date(const ox::FieldKey<size>& key, const std::optional<OXDate>& field) {
-    if (field) {
-      begin(key);
+  void date(const auto& key, const std::optional<OXDate>& field) {
+    if (begin(key, field.has_value())) {
       next_ = ox::cbor::writeDate(next_, *field);
-    } else {
-      none();
     }
   }
-
-  template <auto read, std::size_t size, typename Field>
-  void number(const ox::FieldKey<size>& key, Field field) {
-    begin(key);
+  template <auto read, typename Field>
+  void number(const auto& key, Field field) {
+    begin(key, true);
     if constexpr (std::same_as<Field, bool>) {
       next_ = ox::cbor::writeSimple(next_, field ? ox::cbor::trueValue : ox::cbor::falseValue);
     } else {
@@ -185,42 +148,34 @@ class OXCBORFields::Writer {
   }
 
  private:
-  template <std::size_t size>
-  void begin(const ox::FieldKey<size>& key) noexcept {
-    if constexpr (keyed) {
-      next_ = key.write(next_);
-    }
-    ++count_;
-  }
+  friend class OXCBORFields;
 
-  void none() noexcept {
-    if constexpr (!keyed) {
-      next_ = ox::cbor::writeSimple(next_, ox::cbor::nullValue);
+  // Whether there is an object to be written, behind its key in keyed mode.
+  bool begin(const auto& key, bool exists) noexcept {
+    if constexpr (keyed) {
+      next_ = exists ? key.write(next_) : next_;
+      count_ += exists ? 1 : 0;
+    } else {
+      next_ = exists ? next_ : ox::cbor::writeSimple(next_, ox::cbor::nullValue);
       ++count_;
     }
+    return exists;
   }
 
   unsigned char* next_;
   std::size_t count_ = 0;
 };
 
-// Reads fields from well-formed entries, or items in sequential mode.
+// Reads fields from a map's entries, or from a run of items.
 //
 // Keyed, the description is gone through again and again, each time from the entry that comes next:
 // each field takes the entry if it has the field's key. Entries in the order of writing are all
-// taken the first time. An entry that nobody took in the bytes that a key mostly has is offered
-// once more by its name, and then passed over.
+// taken the first time. An entry that nobody took is passed over, unless its key is in other bytes
+// than keys mostly are: then it is offered once more, by its name.
 template <bool keyed>
 class OXCBORFields::Reader {
  public:
   explicit Reader(ox::cbor::Bytes rest) noexcept : rest_(rest) {}
-  // Whether every value was of the kind that its field takes.
-  bool fits() const noexcept { return fits_; }
-  // Whether one was missing, or was no object.
-  bool hasFailed() const noexcept { return failed_; }
-  std::size_t left() const noexcept { return rest_.size(); }
-  // Items, in sequential mode.
-  std::uint32_t taken() const noexcept { return taken_; }
 
   template <typename Describe>
   void read(Describe describe) {
@@ -228,65 +183,61 @@ class OXCBORFields::Reader {
       return describe(*this);
     }
     ox::cbor::Item item{};
+    std::array<char, 24> room{};  // more than any field's key has
     while (!rest_.empty()) {
-      const std::size_t before = rest_.size();
+      const ox::cbor::Bytes before = rest_;
       field_ = 0;
       describe(*this);
-      if (name_ != nullptr) {
-        name_ = nullptr;
+      if (!name_ && rest_.size() == before.size()) {
+        const ox::cbor::Head key = ox::cbor::readHead(before);
+        const bool isPlain = key.kind == ox::cbor::Kind::textString && key.size == 1;
         pass(item);
-      } else if (rest_.size() == before) {
+        ox::cbor::joinShort(item, room);
+        if ((!isPlain || key.indefinite) && item.kind == ox::cbor::ItemKind::string) {
+          name_.emplace(item.bytes, static_cast<std::size_t>(item.number));
+          continue;
+        }
         pass(item);
-        name_ = &item;
+      } else if (name_) {
+        name_.reset();
+        pass(item);
       }
     }
   }
 
-  template <std::size_t size>
-  [[gnu::always_inline]] void string(const ox::FieldKey<size>& key,
-                                     std::optional<std::string>& field) {
+  [[gnu::always_inline]] void string(const auto& key, std::optional<std::string>& field) {
     ox::cbor::Item item{};
-    if (!take(key, item)) {
-      return;
-    }
-    if (item.isString()) {
+    if (take(key, item) && fits(item.isString())) {
       field = ox::cbor::stringOf(item);
-    } else {
-      fits_ = false;
     }
   }
-
-  template <std::size_t size>
-  [[gnu::always_inline]] void date(const ox::FieldKey<size>& key, std::optional<OXDate>& field) {
+  [[gnu::always_inline]] void date(const auto& key, std::optional<OXDate>& field) {
     ox::cbor::Item item{};
-    if (!take(key, item)) {
-      return;
-    }
-    if (item.kind == ox::cbor::ItemKind::date) {
+    if (take(key, item) && fits(item.kind == ox::cbor::ItemKind::date)) {
       field = ox::cbor::dateOf(item);
-    } else {
-      fits_ = false;
     }
   }
-
-  template <auto read, std::size_t size, typename Field>
-  [[gnu::always_inline]] void number(const ox::FieldKey<size>& key, Field& field) {
+  template <auto read, typename Field>
+  [[gnu::always_inline]] void number(const auto& key, Field& field) {
     ox::cbor::Item item{};
-    if (!take(key, item)) {
+    if (!take(key, item) || !fits(item.isNumber())) {
       return;
     }
-    const bool isPlain = item.kind == ox::cbor::ItemKind::unsignedInteger;
-    if (isPlain || item.kind == ox::cbor::ItemKind::boolean) {
-      // What the conversion below comes to, without the call.
-      field = static_cast<Field>(item.number);
-    } else if (item.isNumber()) {
-      field = static_cast<Field>((ox::cbor::numberOf(item).*read)());
-    } else {
-      fits_ = false;
-    }
+    const bool isPlain = item.kind == ox::cbor::ItemKind::unsignedInteger ||
+                         item.kind == ox::cbor::ItemKind::boolean;
+    // What the conversion comes to for these, without the call.
+    field = isPlain ? static_cast<Field>(item.number)
+                    : static_cast<Field>((ox::cbor::numberOf(item).*read)());
   }
 
  private:
+  friend class OXCBORFields;
+
+  bool fits(bool isOfItsKind) noexcept {
+    fits_ = fits_ && isOfItsKind;
+    return isOfItsKind;
+  }
+
   // Reads the next item. When there is none, because a run is too short or somebody changes the
   // bytes meanwhile, it is one that does not fit.
   [[gnu::always_inline]] void pass(ox::cbor::Item& item) noexcept {
@@ -300,8 +251,7 @@ class OXCBORFields::Reader {
 
   // Whether there is a value for the field, which is in `item` then. Keyed, the first entry under
   // the key counts; sequentially, the null marker stands for no value.
-  template <std::size_t size>
-  [[gnu::always_inline]] bool take(const ox::FieldKey<size>& key, ox::cbor::Item& item) {
+  [[gnu::always_inline]] bool take(const auto& key, ox::cbor::Item& item) {
     if constexpr (keyed) {
       const std::uint32_t bit = std::uint32_t{1} << field_;
       ++field_;
@@ -321,27 +271,20 @@ class OXCBORFields::Reader {
     return keyed || item.kind != ox::cbor::ItemKind::null;
   }
 
-  // Whether the value under `key` comes next; what stands before it is passed over.
-  template <std::size_t size>
-  [[gnu::always_inline]] bool isAt(const ox::FieldKey<size>& key) {
-    if (name_ != nullptr) {
-      if (!ox::cbor::isString(*name_, key.text())) {
-        return false;
-      }
-      name_ = nullptr;
-      return true;
-    }
-    if (!key.isAt(rest_)) {
+  // Whether the value under `key` comes next; the key itself is passed over then.
+  [[gnu::always_inline]] bool isAt(const auto& key) {
+    if (name_ ? *name_ != key.text() : !key.isAt(rest_)) {
       return false;
     }
-    rest_ = rest_.subspan(size);
+    rest_ = rest_.subspan(name_ ? 0 : key.text().size() + 1);
+    name_.reset();
     return true;
   }
 
   ox::cbor::Bytes rest_;
-  const ox::cbor::Item* name_ = nullptr;  // of the entry whose value comes next, when it was read
+  std::optional<std::string_view> name_;  // of the entry whose value comes next, when it was read
   std::uint32_t taken_ = 0;  // a bit for each field that had its entry; items, in sequential mode
   unsigned field_ = 0;
-  bool fits_ = true;
-  bool failed_ = false;
+  bool fits_ = true;     // every value was of the kind that its field takes
+  bool failed_ = false;  // one was missing, or was no object
 };

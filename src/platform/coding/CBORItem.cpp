@@ -16,14 +16,10 @@ std::size_t setDate(Item& item, double seconds, std::size_t size) noexcept {
   return size;
 }
 
-std::size_t readOther(Bytes bytes, Item& item) noexcept {
-  item.kind = ItemKind::other;
-  return itemSize(bytes);
-}
-
-std::size_t readChunkedString(Bytes bytes, Item& item) noexcept {
+// An item that has to be scanned for its end; its contents are known for a string in chunks alone.
+std::size_t readScanned(Bytes bytes, ItemKind kind, Item& item) noexcept {
   const std::size_t size = itemSize(bytes);
-  item.kind = ItemKind::chunkedString;
+  item.kind = kind;
   item.number = size == 0 ? 0 : size - 1;
   item.bytes = reinterpret_cast<const char*>(bytes.data()) + 1;
   return size;
@@ -41,7 +37,7 @@ double negative(std::uint64_t number) noexcept {
 std::size_t readTagged(Bytes bytes, const Head& tag, Item& item) noexcept {
   const Bytes tagged = bytes.subspan(tag.size);
   if (tag.number != epochDateTag || tagged.empty()) {
-    return readOther(bytes, item);
+    return readScanned(bytes, ItemKind::other, item);
   }
   const Head content = readHead(tagged);
   const std::size_t size = tag.size + content.size;
@@ -56,7 +52,7 @@ std::size_t readTagged(Bytes bytes, const Head& tag, Item& item) noexcept {
     case Kind::floatingPoint:
       return setDate(item, std::bit_cast<double>(content.number), size);
     default:
-      return readOther(bytes, item);
+      return readScanned(bytes, ItemKind::other, item);
   }
 }
 
@@ -91,9 +87,9 @@ std::size_t readLongItem(Bytes bytes, const Head& head, Item& item) noexcept {
       return head.size;
     case Kind::byteString:
     case Kind::textString:
-      return head.indefinite ? readChunkedString(bytes, item) : 0;
+      return head.indefinite ? readScanned(bytes, ItemKind::chunkedString, item) : 0;
     default:
-      return readOther(bytes, item);
+      return readScanned(bytes, ItemKind::other, item);
   }
 }
 
@@ -129,10 +125,6 @@ OXNumber numberOf(const Item& item) noexcept {
   }
 }
 
-OXDate dateOf(const Item& item) noexcept {
-  return OXDate(OXDate::duration(std::bit_cast<double>(item.number)));
-}
-
 OXValue objectOf(const Item& item) {
   if (item.isString()) {
     return stringOf(item);
@@ -140,20 +132,26 @@ OXValue objectOf(const Item& item) {
   if (item.isNumber()) {
     return numberOf(item);
   }
-  switch (item.kind) {
-    case ItemKind::null:
-      return OXNull();
-    case ItemKind::date:
-      return dateOf(item);
-    default:
-      return OXMisfit();
+  if (item.kind == ItemKind::date) {
+    return dateOf(item);
   }
+  return item.kind == ItemKind::null ? OXValue(OXNull()) : OXValue(OXMisfit());
 }
 
-bool isString(const Item& item, std::string_view string) noexcept {
+void joinShort(Item& item, std::span<char> room) noexcept {
   if (item.kind != ItemKind::chunkedString) {
-    return item.kind == ItemKind::string && wholeString(item) == string;
+    return;
   }
+  std::size_t size = 0;
+  bool fits = true;
+  forEachChunk(item, [&](std::string_view chunk) {
+    fits = fits && chunk.size() <= room.size() - size;
+    size += fits ? chunk.copy(room.data() + size, chunk.size()) : 0;
+  });
+  item = {fits ? ItemKind::string : ItemKind::other, size, room.data()};
+}
+
+bool chunksAre(const Item& item, std::string_view string) noexcept {
   bool equal = true;
   forEachChunk(item, [&](std::string_view chunk) {
     equal = equal && string.starts_with(chunk);

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -78,16 +79,27 @@ std::size_t readLongItem(Bytes bytes, const Head& head, Item& item) noexcept;
   return readLongItem(bytes, head, item);
 }
 
-// The object that `item` is; what no field takes is `OXMisfit`.
+// The object that `item` is, and that of a string, a number or a date alone. Only `std::bad_alloc`
+// is thrown.
 OXValue objectOf(const Item& item);
-// Of a string, without the variant around it. Throws `std::bad_alloc` alone.
 std::string stringOf(const Item& item);
-// Of a number, and of a date.
 OXNumber numberOf(const Item& item) noexcept;
-OXDate dateOf(const Item& item) noexcept;
+inline OXDate dateOf(const Item& item) noexcept {
+  return OXDate(OXDate::duration(std::bit_cast<double>(item.number)));
+}
 
-// Whether a string item of any kind is `string`.
-bool isString(const Item& item, std::string_view string) noexcept;
+// Makes a string in chunks one piece, in `room`; what is too long for it is no object.
+void joinShort(Item& item, std::span<char> room) noexcept;
+
+// Whether a string in chunks is `string`, and one of any kind.
+bool chunksAre(const Item& item, std::string_view string) noexcept;
+inline bool isString(const Item& item, std::string_view string) noexcept {
+  if (item.kind == ItemKind::chunkedString) {
+    return chunksAre(item, string);
+  }
+  return item.kind == ItemKind::string && item.number == string.size() &&
+         string == std::string_view(item.bytes, string.size());
+}
 
 // Write an object to where there is room for it, and return the position behind it.
 inline unsigned char* writeString(unsigned char* to, std::string_view string) noexcept {

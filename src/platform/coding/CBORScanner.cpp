@@ -21,16 +21,10 @@ bool opensOrEnds(const Head& head) noexcept {
 // The least number of bytes that must follow the head: each item in a container takes one.
 std::uint64_t leastContent(const Head& head) noexcept {
   constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
-  switch (head.kind) {
-    case Kind::byteString:
-    case Kind::textString:
-    case Kind::array:
-      return head.number;
-    case Kind::map:
-      return head.number > most / 2 ? most : head.number * 2;
-    default:
-      return 0;
+  if (head.kind == Kind::map) {
+    return head.number > most / 2 ? most : head.number * 2;
   }
+  return isString(head.kind) || head.kind == Kind::array ? head.number : 0;
 }
 
 }  // namespace
@@ -112,24 +106,22 @@ Progress Scanner::scanOne(Bytes rest, std::size_t room) noexcept {
 }
 
 Progress Scanner::take(const Head& head) noexcept {
-  switch (head.kind) {
-    case Kind::byteString:
-    case Kind::textString:
-      if (head.indefinite) {
-        return open(head.kind, true, 0);
-      }
-      return depth_ != 0 && isString(levels_[depth_ - 1].kind) ? Progress::within : completeItem();
-    case Kind::array:
-    case Kind::map:
-      return open(head.kind, head.indefinite, leastContent(head));
-    case Kind::tag:
-      tagged_ = true;
-      return Progress::within;
-    case Kind::breakCode:
-      return takeBreak();
-    default:
-      return completeItem();
+  if (head.kind == Kind::tag) {
+    tagged_ = true;
+    return Progress::within;
   }
+  if (head.kind == Kind::breakCode) {
+    return takeBreak();
+  }
+  if (head.indefinite) {
+    return open(head, 0);
+  }
+  const bool isContainer = head.kind == Kind::array || head.kind == Kind::map;
+  if (isContainer && head.number != 0) {
+    return open(head, leastContent(head));
+  }
+  const bool isChunk = depth_ != 0 && isString(levels_[depth_ - 1].kind);
+  return isChunk ? Progress::within : completeItem();
 }
 
 Progress Scanner::takeBreak() noexcept {
@@ -145,31 +137,24 @@ Progress Scanner::takeBreak() noexcept {
   return completeItem();
 }
 
-Progress Scanner::open(Kind kind, bool indefinite, std::uint64_t items) noexcept {
-  if (!indefinite && items == 0) {
-    return completeItem();
-  }
+Progress Scanner::open(const Head& head, std::uint64_t items) noexcept {
   if (depth_ == most_) {
     return Progress::malformed;
   }
   tagged_ = false;
-  levels_[depth_] = {.kind = kind, .indefinite = indefinite, .items = items};
+  levels_[depth_] = {.kind = head.kind, .indefinite = head.indefinite, .items = items};
   ++depth_;
   return Progress::within;
 }
 
 Progress Scanner::completeItem() noexcept {
   tagged_ = false;
-  while (depth_ != 0) {
+  for (; depth_ != 0; --depth_) {
     Level& level = levels_[depth_ - 1];
-    if (level.indefinite) {
-      ++level.items;
+    level.items += level.indefinite ? 1 : ~std::uint64_t{0};
+    if (level.indefinite || level.items != 0) {
       return Progress::within;
     }
-    if (--level.items != 0) {
-      return Progress::within;
-    }
-    --depth_;
   }
   return Progress::complete;
 }

@@ -40,7 +40,7 @@ class Scanner {
   Progress passSimple(Bytes bytes) noexcept;
   Progress scanOne(Bytes rest, std::size_t room) noexcept;
   Progress take(const Head& head) noexcept;
-  Progress open(Kind kind, bool indefinite, std::uint64_t items) noexcept;
+  Progress open(const Head& head, std::uint64_t items) noexcept;
   Progress takeBreak() noexcept;
   Progress completeItem() noexcept;
   bool isWrongChunk(const Head& head) const noexcept;

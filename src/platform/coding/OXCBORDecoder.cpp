@@ -6,22 +6,15 @@
 namespace ox::cbor {
 namespace {
 
-// A bit for a key, the same for all keys of one text. Of a key whose text is not in one piece it is
-// not known which, so it gets them all.
+// The same bit for all keys of one text. A key in chunks, whose text is not at hand, gets them all.
 std::uint64_t bitOf(std::string_view key) noexcept {
   const auto last = key.empty() ? 0U : static_cast<unsigned char>(key.back());
   return std::uint64_t{1} << ((key.size() * 5 + last) % 64);
 }
-
-std::uint64_t bitsOf(const Item& key) noexcept {
-  switch (key.kind) {
-    case ItemKind::string:
-      return bitOf({key.bytes, static_cast<std::size_t>(key.number)});
-    case ItemKind::chunkedString:
-      return ~std::uint64_t{0};
-    default:
-      return 0;
-  }
+std::uint64_t bitOf(const Item& key) noexcept {
+  return key.kind == ItemKind::string ? bitOf({key.bytes, static_cast<std::size_t>(key.number)})
+         : key.isString()             ? ~std::uint64_t{0}
+                                      : 0;
 }
 
 }  // namespace
@@ -100,7 +93,7 @@ std::size_t OXCBORDecoder::search(std::string_view key, std::size_t& from,
   while (position != bytes_.size()) {
     position += ox::cbor::readItem(bytes_.subspan(position), item);
     const std::size_t value = position;
-    bits |= ox::cbor::bitsOf(item);
+    bits |= ox::cbor::bitOf(item);
     const bool isFound = ox::cbor::isString(item, key);
     position += ox::cbor::readItem(bytes_.subspan(position), item);
     if (isFound) {

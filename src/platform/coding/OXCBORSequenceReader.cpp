@@ -11,18 +11,12 @@
 
 using State = OXCBORSequenceReader::State;
 
-namespace {
-
-constexpr std::size_t firstBufferSize = std::size_t{1} << 16;
-
-}  // namespace
-
 // What has been read and not yet been given out: `start_` is where the current item begins.
 class OXCBORSequenceReader::Buffer {
  public:
   Buffer(int fd, std::size_t maximumItemSize)
       : fd_(fd),
-        bytes_(firstBufferSize),
+        bytes_(std::size_t{1} << 16),
         maximumItemSize_(std::clamp(maximumItemSize, std::size_t{1}, bytes_.max_size())) {}
 
   std::optional<OXCBORItem> next() {

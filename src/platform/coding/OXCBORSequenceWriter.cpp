@@ -4,26 +4,18 @@
 
 #include "platform/files/FileDescriptor.h"
 
-namespace {
-
-using Bytes = std::span<const std::byte>;
-
-constexpr std::size_t capacity = std::size_t{1} << 16;
-
-}  // namespace
-
-OXCBORSequenceWriter::OXCBORSequenceWriter(int fd) : fd_(fd), buffer_(capacity) {}
+OXCBORSequenceWriter::OXCBORSequenceWriter(int fd) : fd_(fd), buffer_(std::size_t{1} << 16) {}
 
 OXCBORSequenceWriter::~OXCBORSequenceWriter() {
   flush();
 }
 
-bool OXCBORSequenceWriter::write(Bytes item) {
-  const bool isRoom = item.size() <= capacity - collected_;
+bool OXCBORSequenceWriter::write(std::span<const std::byte> item) {
+  const bool isRoom = item.size() <= buffer_.size() - collected_;
   if (error_ != 0 || (!isRoom && !flush())) {
     return false;
   }
-  if (item.size() > capacity) {
+  if (item.size() > buffer_.size()) {
     error_ = ox::writeAll(fd_, item);
   } else if (!item.empty()) {
     std::memcpy(buffer_.data() + collected_, item.data(), item.size());
@@ -34,7 +26,7 @@ bool OXCBORSequenceWriter::write(Bytes item) {
 
 bool OXCBORSequenceWriter::flush() {
   if (error_ == 0) {
-    error_ = ox::writeAll(fd_, Bytes(buffer_.data(), collected_));
+    error_ = ox::writeAll(fd_, std::span(buffer_).first(collected_));
   }
   collected_ = 0;
   return error_ == 0;

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+namespace ox {
 namespace {
 
 // The integer that C's conversion gives where it is defined, and the nearest limit where it is not.
@@ -24,20 +25,21 @@ Integer truncated(double value) noexcept {
 }
 
 }  // namespace
+}  // namespace ox
 
 bool OXNumber::boolValue() const noexcept {
   return kind_ == Kind::floatingPoint ? bits_.asDouble != 0.0 : unsigned64Value() != 0;
 }
 
 std::int64_t OXNumber::signed64Value() const noexcept {
-  return kind_ == Kind::floatingPoint ? truncated<std::int64_t>(bits_.asDouble)
+  return kind_ == Kind::floatingPoint ? ox::truncated<std::int64_t>(bits_.asDouble)
                                       : static_cast<std::int64_t>(unsigned64Value());
 }
 
 std::uint64_t OXNumber::unsigned64Value() const noexcept {
   switch (kind_) {
     case Kind::floatingPoint:
-      return truncated<std::uint64_t>(bits_.asDouble);
+      return ox::truncated<std::uint64_t>(bits_.asDouble);
     case Kind::signedInteger:
       return static_cast<std::uint64_t>(bits_.asSigned);
     case Kind::boolean:
@@ -48,12 +50,12 @@ std::uint64_t OXNumber::unsigned64Value() const noexcept {
 }
 
 std::uint32_t OXNumber::unsigned32Value() const noexcept {
-  return kind_ == Kind::floatingPoint ? truncated<std::uint32_t>(bits_.asDouble)
+  return kind_ == Kind::floatingPoint ? ox::truncated<std::uint32_t>(bits_.asDouble)
                                       : static_cast<std::uint32_t>(unsigned64Value());
 }
 
 std::intptr_t OXNumber::signedWordValue() const noexcept {
-  return kind_ == Kind::floatingPoint ? truncated<std::intptr_t>(bits_.asDouble)
+  return kind_ == Kind::floatingPoint ? ox::truncated<std::intptr_t>(bits_.asDouble)
                                       : static_cast<std::intptr_t>(unsigned64Value());
 }
 

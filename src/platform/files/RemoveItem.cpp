@@ -27,7 +27,7 @@ class FolderRemover {
 
  private:
   // Each level takes one descriptor, and a buffer on the stack.
-  static constexpr int deepestLevel = 8;
+  static constexpr int deepestLevel = 5;
   static constexpr std::size_t bufferSize = 2048;
 
   using Name = std::array<char, 24>;

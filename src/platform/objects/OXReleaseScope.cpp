@@ -4,8 +4,9 @@
 
 #include <utility>
 
-extern "C" void* __dso_handle;  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" void* __dso_handle;  // NOLINT(bugprone-reserved-identifier)
 
+namespace ox {
 namespace {
 
 thread_local OXReleaseScope* innermost = nullptr;
@@ -28,8 +29,9 @@ OXReleaseScope& openBaseScope() {
 }
 
 }  // namespace
+}  // namespace ox
 
-OXReleaseScope::OXReleaseScope() : enclosing_(std::exchange(innermost, this)) {}
+OXReleaseScope::OXReleaseScope() : enclosing_(std::exchange(ox::innermost, this)) {}
 
 OXReleaseScope::~OXReleaseScope() {
   while (!deferred_.empty()) {
@@ -37,11 +39,11 @@ OXReleaseScope::~OXReleaseScope() {
     const std::shared_ptr<OXObject> latest = std::move(deferred_.back());
     deferred_.pop_back();
   }
-  innermost = enclosing_;
+  ox::innermost = enclosing_;
 }
 
 OXReleaseScope& OXReleaseScope::current() {
-  return innermost != nullptr ? *innermost : openBaseScope();
+  return ox::innermost != nullptr ? *ox::innermost : ox::openBaseScope();
 }
 
 void OXReleaseScope::defer(std::shared_ptr<OXObject> object) {

@@ -107,24 +107,30 @@ std::string littleEndian(std::size_t value, std::size_t size) {
   return bytes;
 }
 
-// A file that is stored in an LHA archive of level 0.
-std::string storedInLha(const std::string& name, const std::string& contents) {
+std::string crc16(const std::string& bytes) {
   unsigned crc = 0;
-  for (const char byte : contents) {
+  for (const char byte : bytes) {
     crc ^= static_cast<unsigned char>(byte);
     for (int bit = 0; bit < 8; ++bit) {
       crc = crc >> 1U ^ ((crc & 1U) != 0 ? 0xA001U : 0U);
     }
   }
-  const std::string header = "-lh0-" + littleEndian(contents.size(), 4) +
-                             littleEndian(contents.size(), 4) + littleEndian(0x3A21'0000, 4) +
-                             littleEndian(0x20, 1) + littleEndian(0, 1) +
-                             littleEndian(name.size(), 1) + name + littleEndian(crc, 2);
-  std::size_t sum = 0;
-  for (const char byte : header) {
-    sum += static_cast<unsigned char>(byte);
-  }
-  return littleEndian(header.size(), 1) + littleEndian(sum, 1) + header + contents + '\0';
+  return littleEndian(crc, 2);
+}
+
+// A file that is stored in an LHA archive, with a name in the characters of CP932.
+std::string storedInLha(const std::string& name, const std::string& contents) {
+  // A header of level 2; the records after it are the check sum of all of it, the name, and its
+  // character set.
+  const std::string start = "-lh0-" + littleEndian(contents.size(), 4) +
+                            littleEndian(contents.size(), 4) + littleEndian(1'000'000'000, 4) +
+                            "\x20\x02" + crc16(contents) + "U" + littleEndian(5, 2) +
+                            littleEndian(0, 1);
+  const std::string rest = littleEndian(name.size() + 3, 2) + "\x01" + name + littleEndian(7, 2) +
+                           "\x46" + littleEndian(932, 4) + littleEndian(0, 2);
+  const std::string size = littleEndian(start.size() + rest.size() + 4, 2);
+  const std::string sum = crc16(size + start + littleEndian(0, 2) + rest);
+  return size + start + sum + rest + contents + '\0';
 }
 
 TEST_F(Extract, AnArchiveInAnArchiveIsAFile) {
@@ -157,6 +163,67 @@ TEST_F(Extract, AnArchiveInAnArchiveIsAFile) {
     }
   }
   remove({"in.zip", "in.tar"});
+}
+
+// What the programs write that users pack with.
+TEST_F(Extract, WhatOtherProgramsPack) {
+  struct Row {
+    std::string archive;
+    std::string program;
+    std::string command;
+    bool isFlat = false;
+  };
+  const Row rows[] = {
+      {"o.tar", "tar", "tar -cf o.tar -C t ."},
+      {"o.tar.gz", "tar", "tar -czf o.tar.gz -C t ."},
+      {"o.v7.tar", "tar", "tar --format=v7 -cf o.v7.tar -C t ."},
+      {"o.pax", "bsdtar", "bsdtar --format pax -cf o.pax -C t ."},
+      {"o.zip", "zip", "cd t && zip -qr ../o.zip ."},
+      {"o.7z", "7zz", "cd t && 7zz a -bso0 -bsp0 ../o.7z ."},
+      {"s.7z", "7zz", "cd t && 7zz a -bso0 -bsp0 -m0=PPMd -ms=on ../s.7z ."},
+      {"s.zip", "7zz", "cd t && 7zz a -bso0 -bsp0 -mm=LZMA ../s.zip ."},
+      {"o.cpio", "cpio", "cd t && find . | cpio --quiet -o -H newc > ../o.cpio"},
+      {"b.cpio", "cpio", "cd t && find . | cpio --quiet -o -H odc > ../b.cpio"},
+      {"o.iso", "xorriso", "xorriso -as mkisofs -quiet -R -J -o o.iso t 2>/dev/null"},
+      {"o.cab", "gcab", "cd t && gcab -c -z ../o.cab one *with*", true},
+      {"o.a", "ar", "cd t && ar rc ../o.a one *with*", true},
+  };
+  const std::string longName = "a name with \xc3\xa4 that is longer than others.txt";
+  ASSERT_TRUE(std::filesystem::create_directories(in("t/d/e")));
+  writeFile(in("t/one"), "1\n");
+  writeFile(in("t/" + longName), noise(70'000));
+  writeFile(in("t/d/e/f"), std::string(70'000, 'x'));
+  const Tree whole = treeOf(in("t"));
+  const Tree flat = {{"one", whole.at("one")}, {longName, whole.at(longName)}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.command);
+    if (findProgram({row.program}).empty()) {
+      continue;
+    }
+    const ProgramResult packed = runProgram("sh", {"-c", row.command}, {.folder = work()});
+    ASSERT_EQ(packed.exitCode, 0) << packed.errors;
+    const ProgramResult result =
+        oxarchive({"extract", row.archive, "--into", "x"}, {.folder = work()});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.errors, "");
+    ASSERT_TRUE(exists(in("x")));
+    const std::string made = listing(in("x")).front();
+    EXPECT_TRUE(treeOf(in("x/" + made)) == (row.isFlat ? flat : whole))
+        << testing::PrintToString(listing(in("x")));
+    EXPECT_EQ(oxarchive({"list", in(row.archive)}).exitCode, 0);
+    remove({row.archive, "x"});
+  }
+  remove({"t"});
+}
+
+TEST_F(Extract, NamesOfOtherCharacterSets) {
+  // U+30C6 as it is in CP932.
+  writeFile(in("n.lzh"), storedInLha("\x83\x65.txt", "contents"));
+  const ProgramResult result = oxarchive({"extract", in("n.lzh")});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.errors, "");
+  EXPECT_EQ(treeOf(in("n")), (Tree{{"\xe3\x83\x86.txt", "file contents"}}));
+  remove({"n.lzh", "n"});
 }
 
 TEST_F(Extract, LinksInsideTheFolder) {

@@ -4,11 +4,13 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "OxarchiveTest.h"
+#include "support/Locales.h"
 
 namespace {
 
@@ -106,6 +108,28 @@ TEST_F(List, TellsTimesInTheZoneOfTheUser) {
   writeArchive(in("t.tar"), {file("a")});
   const ScopedEnvironment zone("TZ", "XYZ-2");
   EXPECT_THAT(list("t.tar").output, HasSubstr("  Sep 09, 2001 03:46 AM  "));
+  remove({"t.tar"});
+}
+
+TEST_F(List, CountsHoursTo24WhereTheDayHasNoHalves) {
+  Item morning = file("morning");
+  Item evening = file("evening");
+  evening.modified += 12 * 3600;
+  Item midnight = file("midnight");
+  midnight.modified = 1'000'000'000 - 1 * 3600 - 46 * 60;
+  writeArchive(in("t.tar"), {morning, evening, midnight});
+  const Locales locales(work());
+  if (!locales.make("de_DE", "UTF-8")) {
+    GTEST_SKIP() << "there are no sources of locales here";
+  }
+  std::vector<std::unique_ptr<ScopedEnvironment>> environment;
+  for (const auto& [name, value] : locales.environment("de_DE.UTF-8")) {
+    environment.push_back(std::make_unique<ScopedEnvironment>(name, value));
+  }
+  const std::string output = list("t.tar").output;
+  EXPECT_THAT(output, HasSubstr("  Sep 09, 2001 01:46     "));
+  EXPECT_THAT(output, HasSubstr("  Sep 09, 2001 13:46     "));
+  EXPECT_THAT(output, HasSubstr("  Sep 09, 2001 00:00     "));
   remove({"t.tar"});
 }
 

@@ -125,6 +125,8 @@ const PrintableRow printableRows[] = {
     {"", ""},
     {"a b.txt", "a b.txt"},
     {"\\", R"(\)"},
+    {"a\\b\\\\", R"(a\b\\)"},
+    {"\\xff", R"(\x5cxff)"},  // no escape, but a name
     {"\xc3\xa4\xe2\x82\xac\xf0\x9f\x93\xa6", "\xc3\xa4\xe2\x82\xac\xf0\x9f\x93\xa6"},
     {"a\nb", R"(a\x0ab)"},
     {"\x1b[2J", R"(\x1b[2J)"},
@@ -142,6 +144,13 @@ const PrintableRow printableRows[] = {
     {"\xf4\x90\x80\x80", R"(\xf4\x90\x80\x80)"},                 // beyond the last character
     {"a" + rightToLeft + "gpj.exe", R"(a\xe2\x80\xaegpj.exe)"},  // turns the writing round
     {"\xe2\x80\xa8", R"(\xe2\x80\xa8)"},                         // line separator
+    {"a\xe2\x80\x8b", R"(a\xe2\x80\x8b)"},                       // a space without a width
+    {"\xef\xbb\xbf"
+     "a",
+     R"(\xef\xbb\xbfa)"},                 // a byte order mark
+    {"\xc2\xad", R"(\xc2\xad)"},          // a soft hyphen
+    {"\xe3\x85\xa4", R"(\xe3\x85\xa4)"},  // a letter that is blank
+    {"e\xcc\x81", "e\xcc\x81"},           // an accent
 };
 
 TEST(Printable, LeavesNothingThatSteersATerminal) {
@@ -151,18 +160,27 @@ TEST(Printable, LeavesNothingThatSteersATerminal) {
   }
 }
 
-TEST(Printable, CountsAndCutsCharacters) {
-  EXPECT_EQ(characterCount(""), 0U);
-  EXPECT_EQ(characterCount("a\xc3\xa4\xe2\x82\xac"), 3U);
-  EXPECT_EQ(lastCharacters("abc", 3), "abc");
-  EXPECT_EQ(lastCharacters("abcd", 3), "…cd");
-  EXPECT_EQ(lastCharacters("a\xc3\xa4\xc3\xb6", 2), "…\xc3\xb6");
-  EXPECT_EQ(lastCharacters("abcd", 1), "…");
-  EXPECT_EQ(firstCharacters("abc", 3), "abc");
-  EXPECT_EQ(firstCharacters("abcd", 3), "ab…");
-  EXPECT_EQ(firstCharacters("a\xc3\xa4\xc3\xb6", 2), "a…");
-  EXPECT_EQ(firstCharacters("\xc3\xa4\xc3\xb6\xc3\xbc", 2), "\xc3\xa4…");
-  EXPECT_EQ(firstCharacters("abcd", 1), "…");
+TEST(Printable, CountsAndCutsCells) {
+  EXPECT_EQ(cellCount(""), 0U);
+  EXPECT_EQ(cellCount("a\xc3\xa4\xe2\x82\xac"), 3U);
+  EXPECT_EQ(lastCells("abc", 3), "abc");
+  EXPECT_EQ(lastCells("abcd", 3), "…cd");
+  EXPECT_EQ(lastCells("a\xc3\xa4\xc3\xb6", 2), "…\xc3\xb6");
+  EXPECT_EQ(lastCells("abcd", 1), "…");
+  EXPECT_EQ(firstCells("abc", 3), "abc");
+  EXPECT_EQ(firstCells("abcd", 3), "ab…");
+  EXPECT_EQ(firstCells("a\xc3\xa4\xc3\xb6", 2), "a…");
+  EXPECT_EQ(firstCells("\xc3\xa4\xc3\xb6\xc3\xbc", 2), "\xc3\xa4…");
+  EXPECT_EQ(firstCells("abcd", 1), "…");
+  const std::string wide = "\xe6\x97\xa5\xe6\x9c\xac";  // two characters of two cells each
+  EXPECT_EQ(cellCount(wide), 4U);
+  EXPECT_EQ(cellCount("e\xcc\x81"), 1U);
+  EXPECT_EQ(firstCells(wide, 4), wide);
+  EXPECT_EQ(firstCells(wide, 3), wide.substr(0, 3) + "…");
+  EXPECT_EQ(firstCells(wide, 2), "…");
+  EXPECT_EQ(lastCells(wide, 4), wide);
+  EXPECT_EQ(lastCells(wide, 3), "…" + wide.substr(3));
+  EXPECT_EQ(lastCells(wide, 2), "…");
 }
 
 }  // namespace

@@ -7,7 +7,9 @@
 #include <system_error>
 #include <utility>
 
+#include "commands/Commands.h"
 #include "console/Printable.h"
+#include "reading/ListWorker.h"
 
 namespace oxarchive {
 
@@ -208,25 +210,29 @@ bool asksForHelp(Rest arguments) {
 Command parseCommandLine(std::span<const char* const> arguments) {
   // What another process of this program asks for is taken as it is: its archive may be called
   // "--help".
-  constexpr std::string_view listWorker = "list-worker";
-  if (arguments.size() == 2 && arguments.front() == listWorker) {
-    return ListWorkerOptions{arguments.back()};
+  if (arguments.size() == 2 && arguments.front() == std::string_view("list-worker")) {
+    return [archive = std::string(arguments.back())](Console& console) {
+      return sendListing(archive, {}, console);
+    };
   }
   if (asksForHelp(arguments)) {
-    return HelpOptions{};
+    return [](Console& console) {
+      console.result(helpText);
+      return true;
+    };
   }
   if (arguments.empty()) {
     throw UsageError("no command is given");
   }
   const std::string_view command = arguments.front();
   if (command == "extract") {
-    return parseExtract(arguments.subspan(1));
+    return std::bind_front(extractArchives, parseExtract(arguments.subspan(1)));
   }
   if (command == "list") {
-    return parseList(arguments.subspan(1));
+    return std::bind_front(listArchive, parseList(arguments.subspan(1)));
   }
   if (command == "create") {
-    return parseCreate(arguments.subspan(1));
+    return std::bind_front(createArchive, parseCreate(arguments.subspan(1)));
   }
   throw UsageError("unknown command " + printable(command));
 }

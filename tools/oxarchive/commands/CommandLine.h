@@ -1,12 +1,13 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
-#include <variant>
 #include <vector>
 
+#include "console/Console.h"
 #include "console/Password.h"
 #include "system/Limits.h"
 
@@ -39,15 +40,8 @@ struct CreateOptions {
   PasswordSource password;
 };
 
-// What `list` has another process do.
-struct ListWorkerOptions {
-  std::string archive;
-};
-
-struct HelpOptions {};
-
-using Command =
-    std::variant<HelpOptions, ExtractOptions, ListOptions, CreateOptions, ListWorkerOptions>;
+// Does what the user wants; true when all of it was done.
+using Command = std::function<bool(Console&)>;
 
 // What to do. Throws UsageError.
 Command parseCommandLine(std::span<const char* const> arguments);

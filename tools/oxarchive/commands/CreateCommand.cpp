@@ -1,4 +1,4 @@
-#include "commands/CreateCommand.h"
+#include "commands/Commands.h"
 
 #include <OrvexKit/OXFileUtil.h>
 
@@ -85,6 +85,7 @@ void checkName(const std::string& archive) {
 }  // namespace
 
 bool createArchive(const CreateOptions& options, Console& console) {
+  catchInterruptions(true);
   checkName(options.archive);
   const Format& format = formatFor(options.archive);
   const bool isEncrypted = options.password.kind != PasswordSource::Kind::none;

@@ -1,13 +1,16 @@
-#include "commands/ExtractCommand.h"
+#include "commands/Commands.h"
 
 #include <OrvexKit/OXFileUtil.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <map>
+#include <memory>
+#include <new>
 #include <set>
 #include <string>
 #include <utility>
@@ -25,7 +28,7 @@
 #include "system/FolderStream.h"
 #include "system/Headway.h"
 #include "system/Interruption.h"
-#include "system/SharedMemory.h"
+#include "system/Uncopied.h"
 #include "volumes/VolumeSet.h"
 
 namespace oxarchive {
@@ -38,7 +41,7 @@ bool isFolder(const std::string& path) {
 
 // The folders that were made for an archive. They go with this object as far as they are empty,
 // unless they are to be kept.
-class NewFolders {
+class NewFolders : Uncopied {
  public:
   NewFolders() = default;
   ~NewFolders() {
@@ -46,10 +49,6 @@ class NewFolders {
       ::rmdir(made_.back().c_str());
     }
   }
-  NewFolders(const NewFolders&) = delete;
-  NewFolders(NewFolders&&) = delete;
-  NewFolders& operator=(const NewFolders&) = delete;
-  NewFolders& operator=(NewFolders&&) = delete;
 
   // Makes what is missing on the way to `destination`, itself included. Whether a folder is new is
   // what its creation says: behind "missing/.." one that was there before looks missing too.
@@ -139,6 +138,21 @@ class GivenArchives {
   std::map<std::string, std::set<std::string>> names_;
 };
 
+struct ReportUnmapper {
+  void operator()(ExtractionReport* report) const { ::munmap(report, sizeof *report); }
+};
+using SharedReport = std::unique_ptr<ExtractionReport, ReportUnmapper>;
+
+// One that this process and its children have in common.
+SharedReport newSharedReport() {
+  void* const memory = ::mmap(nullptr, sizeof(ExtractionReport), PROT_READ | PROT_WRITE,
+                              MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED) {
+    throw std::bad_alloc();
+  }
+  return SharedReport(new (memory) ExtractionReport());
+}
+
 // How the process that extracted has ended; "" when it ended by itself.
 std::string reasonOf(const WorkerEnd& end, const Limits& limits) {
   if (end.signal != 0) {
@@ -163,7 +177,7 @@ Outcome extractArchive(const std::string& archive, const VolumeSet& volumes,
   ExtractionFolder folder = makeFolder(volumes, destination, made);
   ExtractionJob job{archive,        volumes.paths, password,
                     options.limits, folder.path,   std::move(folder.descriptor)};
-  const SharedMemory<ExtractionReport> report;
+  const SharedReport report = newSharedReport();
   WorkerProcess worker([&] { return static_cast<int>(extractCaged(job, *report, console)); });
   worker.readAll();
   const WorkerEnd end = worker.wait();
@@ -197,6 +211,7 @@ Outcome extractArchive(const std::string& archive, const VolumeSet& volumes,
 }  // namespace
 
 bool extractArchives(const ExtractOptions& options, Console& console) {
+  catchInterruptions(true);
   const OXString password = readPassword(options.password, false);
   GivenArchives given;
   TrashedArchives trashed;

@@ -1,4 +1,4 @@
-#include "commands/ListCommand.h"
+#include "commands/Commands.h"
 
 #include <OrvexKit/OrvexKit.h>
 #include <unistd.h>
@@ -10,6 +10,7 @@
 
 #include "console/Failure.h"
 #include "console/ListTable.h"
+#include "console/Password.h"
 #include "console/Printable.h"
 #include "reading/ListWorker.h"
 #include "reading/WorkerProcess.h"
@@ -60,7 +61,7 @@ int runWorker(const ListOptions& options, Console& console) {
   if (other == nullptr || *other == '\0') {
     return sendListing(options.archive, options.limits, console) ? EXIT_SUCCESS : EXIT_FAILURE;
   }
-  restoreWriteSignals();
+  setWriteSignals(false);
   ::execl(other, other, "list-worker", options.archive.c_str(), nullptr);
   console.message(withSystemReason("cannot start a process", errno));
   return EXIT_FAILURE;
@@ -69,6 +70,8 @@ int runWorker(const ListOptions& options, Console& console) {
 }  // namespace
 
 bool listArchive(const ListOptions& options, Console& console) {
+  // Names are never encrypted where they can be read; what is wrong with the option is told.
+  static_cast<void>(readPassword(options.password, false));
   const std::string label = printable(options.archive) + ": ";
   WorkerProcess worker([&] { return runWorker(options, console); });
   OXCBORSequenceReader reader(worker.output());

@@ -3,12 +3,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <string_view>
 
 #include "console/Failure.h"
 
 namespace oxarchive {
-namespace {
 
 bool writeAll(int fd, std::string_view text) {
   while (!text.empty()) {
@@ -23,8 +21,6 @@ bool writeAll(int fd, std::string_view text) {
   }
   return true;
 }
-
-}  // namespace
 
 Console::Console() : progress_(STDERR_FILENO) {}
 

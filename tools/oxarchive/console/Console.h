@@ -1,10 +1,14 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "console/ProgressBar.h"
 
 namespace oxarchive {
+
+// Whether all of `text` was written.
+bool writeAll(int fd, std::string_view text);
 
 // What the program says: results on standard output, everything else on standard error. All texts
 // are printable already.

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -33,6 +34,8 @@ class EncryptedEntry : public EntryFailure {
 };
 
 // "REASON: what the system says of `error`".
-std::string withSystemReason(const std::string& reason, int error);
+inline std::string withSystemReason(const std::string& reason, int error) {
+  return reason + ": " + std::strerror(error);
+}
 
 }  // namespace oxarchive

@@ -3,6 +3,8 @@
 #include <OrvexKit/OXFileUtil.h>
 
 #include <algorithm>
+#include <cmath>
+#include <ctime>
 #include <limits>
 #include <string_view>
 
@@ -20,7 +22,7 @@ constexpr std::size_t kindWidth = 24;
 
 std::string padding(std::string_view text, std::size_t width) {
   std::string spaces;
-  spaces.resize(width - std::min(width, characterCount(text)), ' ');
+  spaces.resize(width - std::min(width, cellCount(text)), ' ');
   return spaces;
 }
 
@@ -34,11 +36,22 @@ std::string kindOf(const OXArchivedFile& file) {
     return "Folder";
   }
   const OXString kind = OXFileUtilAdditions::fileDescription(file.path());
-  return kind && !kind->empty() ? firstCharacters(printable(*kind), kindWidth) : "File";
+  return kind && !kind->empty() ? firstCells(printable(*kind), kindWidth) : "File";
 }
 
+// In a language without words for the halves of the day the hours count to 24.
 std::string dateOf(const OXArchivedFile& file) {
-  const OXString date = OXFileUtilAdditions::fileDateDescription(file.modificationTime());
+  OXString date = OXFileUtilAdditions::fileDateDescription(file.modificationTime());
+  if (date && date->ends_with(' ')) {
+    const double seconds = std::floor(file.modificationTime()->time_since_epoch().count());
+    const auto time = static_cast<std::time_t>(seconds);
+    std::tm local{};
+    ::localtime_r(&time, &local);
+    constexpr std::size_t timeSize = 6;  // "04:07 "
+    const std::string hour = std::to_string(local.tm_hour);
+    date->replace(date->size() - timeSize, 2, (hour.size() < 2 ? "0" : "") + hour);
+    date->pop_back();
+  }
   return date ? printable(*date) : "-";
 }
 
@@ -46,13 +59,10 @@ std::string dateOf(const OXArchivedFile& file) {
 
 void ListTable::add(const OXArchivedFile& file) {
   if (entries_ == 0) {
-    addHeader();
+    addRow("Flags", "Size", "Modified", "Kind", "Path");
   }
-  addRow({.flags = {file.isFolder() ? 'd' : '-', file.isEncrypted() ? 'e' : '-'},
-          .size = sizeText(file.actualSize()),
-          .modified = dateOf(file),
-          .kind = kindOf(file),
-          .path = printable(*file.path())});
+  addRow({file.isFolder() ? 'd' : '-', file.isEncrypted() ? 'e' : '-'}, sizeText(file.actualSize()),
+         dateOf(file), kindOf(file), printable(*file.path()));
   ++entries_;
   // What an archive claims may be anything.
   bytes_ += std::min(file.actualSize(), std::numeric_limits<std::uint64_t>::max() - bytes_);
@@ -77,14 +87,11 @@ void ListTable::finish(bool isComplete) {
   }
 }
 
-void ListTable::addRow(const Row& row) {
-  rows_ += left(row.flags, flagsWidth) + padding(row.size, sizeWidth) + row.size + "  " +
-           left(row.modified, dateWidth) + left(row.kind, kindWidth) + row.path + "\n";
-}
-
-void ListTable::addHeader() {
-  addRow(
-      {.flags = "Flags", .size = "Size", .modified = "Modified", .kind = "Kind", .path = "Path"});
+void ListTable::addRow(const std::string& flags, const std::string& size,
+                       const std::string& modified, const std::string& kind,
+                       const std::string& path) {
+  rows_ += left(flags, flagsWidth) + padding(size, sizeWidth) + size + "  " +
+           left(modified, dateWidth) + left(kind, kindWidth) + path + "\n";
 }
 
 }  // namespace oxarchive

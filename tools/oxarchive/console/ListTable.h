@@ -31,16 +31,8 @@ class ListTable {
   void finish(bool isComplete);
 
  private:
-  struct Row {
-    std::string flags;
-    std::string size;
-    std::string modified;
-    std::string kind;
-    std::string path;
-  };
-
-  void addRow(const Row& row);
-  void addHeader();
+  void addRow(const std::string& flags, const std::string& size, const std::string& modified,
+              const std::string& kind, const std::string& path);
 
   Console& console_;
   std::string rows_;  // put together, since a listing may have very many

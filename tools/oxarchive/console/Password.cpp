@@ -14,6 +14,7 @@
 #include "console/Printable.h"
 #include "system/Descriptor.h"
 #include "system/Interruption.h"
+#include "system/Uncopied.h"
 
 namespace oxarchive {
 namespace {
@@ -70,7 +71,7 @@ std::string passwordInEnvironment(const std::string& name) {
 }
 
 // A terminal that does not show what is typed, as long as the object lives.
-class SilentTerminal {
+class SilentTerminal : Uncopied {
  public:
   SilentTerminal() : terminal_(::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
     if (!terminal_.isOpen() || ::tcgetattr(terminal_.get(), &before_) != 0) {
@@ -81,10 +82,6 @@ class SilentTerminal {
     ::tcsetattr(terminal_.get(), TCSAFLUSH, &silent);
   }
   ~SilentTerminal() { ::tcsetattr(terminal_.get(), TCSAFLUSH, &before_); }
-  SilentTerminal(const SilentTerminal&) = delete;
-  SilentTerminal(SilentTerminal&&) = delete;
-  SilentTerminal& operator=(const SilentTerminal&) = delete;
-  SilentTerminal& operator=(SilentTerminal&&) = delete;
 
   std::string ask(std::string_view prompt) {
     show(prompt);

@@ -1,47 +1,30 @@
 #include "console/Printable.h"
 
+#include <glib.h>
+
 #include <algorithm>
-#include <array>
 
 namespace oxarchive {
 namespace {
 
-struct Character {
-  std::size_t size;  // in bytes; 0 when they are not UTF-8
-  char32_t codePoint;
-};
-
-bool isContinuation(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+// Seen as what it is, and nothing that steers or deceives: controls, marks for the direction of
+// writing and others without a width, and letters that are blank.
+bool isHarmless(gunichar c) {
+  constexpr gunichar blanks[] = {0x115F, 0x1160, 0x2800, 0x3164, 0xFFA0};
+  constexpr GUnicodeType invisible[] = {G_UNICODE_CONTROL, G_UNICODE_FORMAT,
+                                        G_UNICODE_LINE_SEPARATOR, G_UNICODE_PARAGRAPH_SEPARATOR};
+  return std::ranges::find(invisible, g_unichar_type(c)) == std::end(invisible) &&
+         std::ranges::find(blanks, c) == std::end(blanks);
 }
 
-Character firstCharacter(std::string_view bytes) {
-  const auto lead = static_cast<unsigned char>(bytes.front());
-  if (lead < 0x80) {
-    return {1, lead};
-  }
-  const std::size_t size = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-  if (lead < 0xC2 || lead > 0xF4 || bytes.size() < size ||
-      !std::ranges::all_of(bytes.substr(1, size - 1), isContinuation)) {
-    return {0, 0};
-  }
-  char32_t codePoint = lead & (0xFFU >> (size + 1));
-  for (const char byte : bytes.substr(1, size - 1)) {
-    codePoint = codePoint << 6U | (static_cast<unsigned char>(byte) & 0x3FU);
-  }
-  constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
-  const bool isSurrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
-  if (codePoint < smallest.at(size) || codePoint > 0x10FFFF || isSurrogate) {
-    return {0, 0};
-  }
-  return {size, codePoint};
+// Of the character that `text` starts with.
+std::size_t sizeOfFirst(std::string_view text) {
+  return static_cast<std::size_t>(g_utf8_next_char(text.data()) - text.data());
 }
 
-bool isHarmless(char32_t c) {
-  const bool isControl = c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029;
-  const bool turnsDirection = c == 0x061C || c == 0x200E || c == 0x200F ||
-                              (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
-  return !isControl && !turnsDirection;
+std::size_t cellsOfFirst(std::string_view text) {
+  const gunichar c = g_utf8_get_char(text.data());
+  return g_unichar_iszerowidth(c) != 0 ? 0 : g_unichar_iswide(c) != 0 ? 2 : 1;
 }
 
 void appendEscaped(std::string& text, std::string_view bytes) {
@@ -60,9 +43,11 @@ std::string printable(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size());
   while (!bytes.empty()) {
-    const Character first = firstCharacter(bytes);
-    const std::size_t size = std::max<std::size_t>(first.size, 1);
-    if (first.size != 0 && isHarmless(first.codePoint)) {
+    const gunichar c = g_utf8_get_char_validated(bytes.data(), static_cast<gssize>(bytes.size()));
+    const bool isCharacter = g_unichar_validate(c) != 0;
+    const std::size_t size = isCharacter ? sizeOfFirst(bytes) : 1;
+    // A name that looks like an escape is not one.
+    if (isCharacter && isHarmless(c) && !bytes.starts_with("\\x")) {
       text += bytes.substr(0, size);
     } else {
       appendEscaped(text, bytes.substr(0, size));
@@ -72,47 +57,40 @@ std::string printable(std::string_view bytes) {
   return text;
 }
 
-bool isUtf8(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const std::size_t size = firstCharacter(bytes).size;
-    if (size == 0) {
-      return false;
-    }
-    bytes.remove_prefix(size);
-  }
-  return true;
+bool isUtf8(const std::string& bytes) {
+  return g_utf8_validate_len(bytes.data(), bytes.size(), nullptr) != 0;
 }
 
-std::size_t characterCount(std::string_view text) {
-  return text.size() - static_cast<std::size_t>(std::ranges::count_if(text, isContinuation));
+std::size_t cellCount(std::string_view text) {
+  std::size_t cells = 0;
+  for (; !text.empty(); text.remove_prefix(sizeOfFirst(text))) {
+    cells += cellsOfFirst(text);
+  }
+  return cells;
 }
 
-std::string firstCharacters(std::string_view text, std::size_t count) {
-  if (characterCount(text) <= count) {
-    return std::string(text);
+std::string firstCells(const std::string& text, std::size_t count) {
+  if (cellCount(text) <= count) {
+    return text;
   }
-  std::size_t size = 0;
-  for (std::size_t taken = 0; size < text.size(); ++size) {
-    if (!isContinuation(text[size]) && taken++ == count - 1) {
-      break;
-    }
+  std::string_view rest = text;
+  for (std::size_t room = count - 1; cellsOfFirst(rest) <= room;) {
+    room -= cellsOfFirst(rest);
+    rest.remove_prefix(sizeOfFirst(rest));
   }
-  return std::string(text.substr(0, size)) + "…";
+  return text.substr(0, text.size() - rest.size()) + "…";
 }
 
-std::string lastCharacters(std::string_view text, std::size_t count) {
-  std::size_t surplus = characterCount(text);
-  if (surplus <= count) {
-    return std::string(text);
+std::string lastCells(const std::string& text, std::size_t count) {
+  std::size_t cells = cellCount(text);
+  if (cells <= count) {
+    return text;
   }
-  surplus -= count - 1;
-  while (!text.empty() && (surplus > 0 || isContinuation(text.front()))) {
-    if (!isContinuation(text.front())) {
-      --surplus;
-    }
-    text.remove_prefix(1);
+  std::string_view rest = text;
+  for (; cells > count - 1; rest.remove_prefix(sizeOfFirst(rest))) {
+    cells -= cellsOfFirst(rest);
   }
-  return "…" + std::string(text);
+  return "…" + std::string(rest);
 }
 
 }  // namespace oxarchive

@@ -40,8 +40,8 @@ std::string line(const std::string& label, unsigned percent, std::size_t width) 
   if (room < shortestBar) {
     return std::to_string(percent) + "%";
   }
-  const std::string name = lastCharacters(label, std::max<std::size_t>(room / 2, 1));
-  const std::size_t length = room - std::min(room, characterCount(name));
+  const std::string name = lastCells(label, std::max<std::size_t>(room / 2, 1));
+  const std::size_t length = room - std::min(room, cellCount(name));
   const std::size_t filled = length * percent / 100;
   std::string bar(filled, '=');
   if (filled < length) {

@@ -4,18 +4,16 @@
 #include <cstdint>
 #include <string>
 
+#include "system/Uncopied.h"
+
 namespace oxarchive {
 
 // One line at the foot of a terminal that is drawn over again. Nothing is written where `fd` is no
 // terminal, or one that cannot go back to the start of a line.
-class ProgressBar {
+class ProgressBar : Uncopied {
  public:
   explicit ProgressBar(int fd);
   ~ProgressBar() { clear(); }
-  ProgressBar(const ProgressBar&) = delete;
-  ProgressBar(ProgressBar&&) = delete;
-  ProgressBar& operator=(const ProgressBar&) = delete;
-  ProgressBar& operator=(ProgressBar&&) = delete;
 
   // `done` of `total` for what is called `label`. May be called often: it is drawn some times a
   // second.

@@ -1,14 +1,22 @@
 #pragma once
 
+#include <OrvexKit/OXFileUtil.h>
+
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <string>
 
 namespace oxarchive {
 
-// `bytes` for people: "1.5 KB". What is beyond the largest signed number is told as that.
-std::string sizeText(std::uint64_t bytes);
+inline std::string sizeText(std::uint64_t bytes) {
+  constexpr std::uint64_t largest = std::numeric_limits<std::int64_t>::max();
+  return OXHumanReadableFileSize(static_cast<std::int64_t>(std::min(bytes, largest))).value();
+}
 
-// "N entries, SIZE"
-std::string entriesText(std::uint64_t entries, std::uint64_t bytes);
+// "3 entries, 1.5 KB"
+inline std::string entriesText(std::uint64_t entries, std::uint64_t bytes) {
+  return std::to_string(entries) + " entries, " + sizeText(bytes);
+}
 
 }  // namespace oxarchive

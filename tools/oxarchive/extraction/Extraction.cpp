@@ -207,7 +207,7 @@ class Extraction {
 
 // Throws ArchiveFailure when nothing was extracted.
 ExtractionEnd extract(ExtractionJob& job, ExtractionReport& report, Console& console) {
-  keepCatchingInterruptions();
+  catchInterruptions(false);  // the parent decides when it is enough
   demandHeadway(static_cast<unsigned>(job.limits.patience));
   enterCage(
       {.readableFiles = job.volumes, .writableFolder = job.folder, .memory = job.limits.memory});

@@ -1,18 +1,19 @@
 #include "reading/ArchiveFiles.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
+#include "console/Console.h"
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/WorkerProcess.h"
 #include "system/Cage.h"
-#include "system/FolderStream.h"
 #include "system/Headway.h"
 #include "system/Interruption.h"
 
@@ -31,30 +32,16 @@ std::string takeFirst(std::string_view& texts) {
   return text;
 }
 
-int send(const std::string& texts) {
-  std::string_view rest = texts;
-  while (!rest.empty()) {
-    const ssize_t count = ::write(STDOUT_FILENO, rest.data(), rest.size());
-    if (count < 0) {
-      return EXIT_FAILURE;
-    }
-    rest.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return EXIT_SUCCESS;
-}
-
 // The archive and its possible volumes, where they are links to files that lie elsewhere.
 std::vector<std::string> filesElsewhere(const std::string& path, const std::string& folder) {
+  namespace fs = std::filesystem;
   std::vector<std::string> files{path};
   const std::string name = path.substr(path.rfind('/') + 1);
-  const std::string start = name.substr(0, name.find('.', 1));
-  const FolderStream stream = openFolderStream(folder.c_str());
-  while (const char* const each = stream ? nextName(stream) : nullptr) {
-    struct ::stat status {};
-    const std::string item = folder + "/" + each;
-    if (std::string_view(each).starts_with(start) && ::lstat(item.c_str(), &status) == 0 &&
-        S_ISLNK(status.st_mode)) {
-      files.push_back(item);
+  std::error_code error;
+  for (const fs::directory_entry& item : fs::directory_iterator(folder, error)) {
+    if (item.path().filename().string().starts_with(name.substr(0, name.find('.', 1))) &&
+        item.is_symlink(error)) {
+      files.push_back(item.path());
     }
   }
   return files;
@@ -79,7 +66,7 @@ int sendVolumes(const std::string& path, const Limits& limits) {
   } catch (const std::exception& failure) {
     append(texts, failure.what());
   }
-  return send(texts);
+  return writeAll(STDOUT_FILENO, texts) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace

@@ -67,6 +67,7 @@ EntryKind kindOf(struct ::archive_entry* entry) {
   }
   switch (::archive_entry_filetype(entry)) {
     case AE_IFREG:
+    case 0:  // as `ar` leaves it
       return EntryKind::file;
     case AE_IFDIR:
       return EntryKind::folder;
@@ -157,6 +158,11 @@ const Entry* ArchiveReader::next() {
     feed_->rethrow();
     if (result == ARCHIVE_OK || result == ARCHIVE_WARN) {
       describe(entry);
+      // The tables of an archive by `ar` are no files.
+      if (baseFormat() == ARCHIVE_FORMAT_AR &&
+          entry_.path.find_first_not_of('/') == entry_.path.npos) {
+        continue;
+      }
       entry_.warning = result == ARCHIVE_WARN ? failureReason(archive_.get()) : "";
       return &entry_;
     }

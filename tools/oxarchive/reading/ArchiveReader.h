@@ -10,6 +10,7 @@
 
 #include "reading/Entry.h"
 #include "reading/LibarchiveFeed.h"
+#include "system/Uncopied.h"
 #include "volumes/ByteSource.h"
 #include "volumes/RarVolume.h"
 #include "volumes/VolumeStream.h"
@@ -20,16 +21,11 @@ namespace oxarchive {
 //
 // Formats that read other files of this machine, and compressions that need another program, are
 // left out; so is taking a file that is no archive for one with a single entry.
-class ArchiveReader {
+class ArchiveReader : Uncopied {  // libarchive knows where it is
  public:
   // Reads the volumes at `paths`, in order. A `password` is for ZIP archives. Throws
   // ArchiveFailure.
   explicit ArchiveReader(const std::vector<std::string>& paths, OXString password = std::nullopt);
-  ~ArchiveReader() = default;
-  ArchiveReader(const ArchiveReader&) = delete;  // libarchive knows where it is
-  ArchiveReader(ArchiveReader&&) = delete;
-  ArchiveReader& operator=(const ArchiveReader&) = delete;
-  ArchiveReader& operator=(ArchiveReader&&) = delete;
 
   // The next entry, valid until the next call; null after the last one of a whole archive. Throws
   // ArchiveFailure when the archive is damaged, cut short, or none that is known.

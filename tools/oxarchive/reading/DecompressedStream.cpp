@@ -41,10 +41,6 @@ class GzipStream final : public ByteSource {
     }
   }
   ~GzipStream() override { ::inflateEnd(&zlib_); }
-  GzipStream(const GzipStream&) = delete;
-  GzipStream(GzipStream&&) = delete;
-  GzipStream& operator=(const GzipStream&) = delete;
-  GzipStream& operator=(GzipStream&&) = delete;
 
  private:
   static constexpr std::size_t bufferSize = std::size_t{256} * 1024;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "system/Descriptor.h"
+#include "system/Uncopied.h"
 
 namespace oxarchive {
 
@@ -17,17 +18,13 @@ struct WorkerEnd {
 
 // A process of its own that does one thing, and writes to this one. It never outlives this process,
 // however that ends.
-class WorkerProcess {
+class WorkerProcess : Uncopied {
  public:
   // Does `work` there, with standard output to `output()`; what it returns is the exit code. Throws
   // std::system_error when no process can be started.
   explicit WorkerProcess(const std::function<int()>& work);
   // Ends the process if it still runs.
   ~WorkerProcess();
-  WorkerProcess(const WorkerProcess&) = delete;
-  WorkerProcess(WorkerProcess&&) = delete;
-  WorkerProcess& operator=(const WorkerProcess&) = delete;
-  WorkerProcess& operator=(WorkerProcess&&) = delete;
 
   // What it writes to its standard output.
   int output() const { return output_.get(); }

@@ -2,6 +2,7 @@
 
 #include <asm/termbits.h>
 #include <fcntl.h>
+#include <iconv.h>
 #include <linux/landlock.h>
 #include <seccomp.h>
 #include <sys/ioctl.h>
@@ -148,8 +149,13 @@ void confineToCalls() {
 }  // namespace
 
 void enterCage(const Cage& cage) {
-  // The time zone is read now, when its file still can be.
+  // What the C library reads when it is asked for is read now: the time zone, and the tables for
+  // the names in LHA archives and others.
   ::tzset();
+  for (const char* const charset : {"CP932", "UTF-16LE", "UTF-16BE"}) {
+    ::iconv_open("UTF-8", charset);
+    ::iconv_open(charset, "UTF-8");
+  }
   ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
   confineToFiles(cage);
   limitResources(cage.memory);

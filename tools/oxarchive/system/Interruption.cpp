@@ -13,7 +13,15 @@ extern "C" void rememberSignal(int signal) {
   caughtSignal = signal;
 }
 
-void catchWith(int flags) {
+}  // namespace
+
+void setWriteSignals(bool areIgnored) {
+  for (const int signal : {SIGPIPE, SIGXFSZ}) {
+    static_cast<void>(::signal(signal, areIgnored ? SIG_IGN : SIG_DFL));
+  }
+}
+
+void catchInterruptions(bool isOnce) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction action {};
     if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) {
@@ -21,31 +29,9 @@ void catchWith(int flags) {
     }
     action = {};
     action.sa_handler = rememberSignal;
-    action.sa_flags = flags;
+    action.sa_flags = SA_RESTART | (isOnce ? static_cast<int>(SA_RESETHAND) : 0);
     ::sigaction(signal, &action, nullptr);
   }
-}
-
-}  // namespace
-
-void ignoreWriteSignals() {
-  for (const int signal : {SIGPIPE, SIGXFSZ}) {
-    static_cast<void>(::signal(signal, SIG_IGN));
-  }
-}
-
-void restoreWriteSignals() {
-  for (const int signal : {SIGPIPE, SIGXFSZ}) {
-    static_cast<void>(::signal(signal, SIG_DFL));
-  }
-}
-
-void catchInterruptions() {
-  catchWith(SA_RESTART | static_cast<int>(SA_RESETHAND));
-}
-
-void keepCatchingInterruptions() {
-  catchWith(SA_RESTART);
 }
 
 bool isInterrupted() {

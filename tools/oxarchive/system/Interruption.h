@@ -5,20 +5,13 @@
 
 namespace oxarchive {
 
-// Writing to a pipe that nobody reads any more, or past the largest size of a file, is from now on
-// a failed write like others, so that no work is broken off in its middle.
-void ignoreWriteSignals();
+// Whether writing to a pipe that nobody reads any more, or past the largest size of a file, is a
+// failed write like others, so that no work is broken off in its middle.
+void setWriteSignals(bool areIgnored);
 
-// Undoes that, for another program.
-void restoreWriteSignals();
-
-// Catches the signals from now on. The second one of a kind ends the program at once, and one that
-// the program was started to ignore stays ignored.
-void catchInterruptions();
-
-// Catches those that are caught any number of times from now on: the parent decides when it is
-// enough.
-void keepCatchingInterruptions();
+// Catches the signals from now on, but one that the program was started to ignore stays ignored.
+// With `isOnce` the second one of a kind ends the program at once.
+void catchInterruptions(bool isOnce);
 
 bool isInterrupted();
 

@@ -3,26 +3,33 @@
 #include <cstddef>
 #include <span>
 
+#include "system/Uncopied.h"
+
 namespace oxarchive {
 
 using Bytes = std::span<const std::byte>;
 
 // A stream of bytes in blocks. A block is valid until the next one is asked for; an empty one is
 // the end. Throws ArchiveFailure when the stream is damaged or cannot be read.
-class ByteSource {
+class ByteSource : Uncopied {
  public:
-  ByteSource() = default;
   virtual ~ByteSource() = default;
-  ByteSource(const ByteSource&) = delete;
-  ByteSource(ByteSource&&) = delete;
-  ByteSource& operator=(const ByteSource&) = delete;
-  ByteSource& operator=(ByteSource&&) = delete;
 
   // The next block, which stays the next one.
-  Bytes peek();
+  Bytes peek() {
+    if (!isPeeked_) {
+      block_ = produce();
+      isPeeked_ = true;
+    }
+    return block_;
+  }
 
   // The next block, which is then behind.
-  Bytes take();
+  Bytes take() {
+    const Bytes block = peek();
+    isPeeked_ = false;
+    return block;
+  }
 
  protected:
   virtual Bytes produce() = 0;

@@ -12,13 +12,14 @@
 #include <vector>
 
 #include "system/Descriptor.h"
+#include "system/Uncopied.h"
 #include "writing/Formats.h"
 
 namespace oxarchive {
 
 // Writes one archive to an open file. Whatever goes wrong throws ArchiveFailure, and the archive is
 // then of no use.
-class ArchiveWriter {
+class ArchiveWriter : Uncopied {
  public:
   // Told of bytes that were read from the items; may throw to end the work.
   using Progress = std::function<void(std::uint64_t)>;
@@ -26,10 +27,6 @@ class ArchiveWriter {
   ArchiveWriter(const Format& format, const OXArchiveSettings& settings, int file,
                 Progress progress);
   ~ArchiveWriter();
-  ArchiveWriter(const ArchiveWriter&) = delete;
-  ArchiveWriter(ArchiveWriter&&) = delete;
-  ArchiveWriter& operator=(const ArchiveWriter&) = delete;
-  ArchiveWriter& operator=(ArchiveWriter&&) = delete;
 
   // Adds the file, folder or link at `disk`, without what is in it, as `path`. A file with several
   // names is one file in the formats that know such.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <any>
+#include <iterator>
 #include <utility>
 
 #include "commands/CommandLine.h"
@@ -14,136 +15,116 @@ namespace {
 
 using Strings = OXFormatInfo::Strings;
 using Objects = OXFormatInfo::Objects;
-using Signature = OXFormatInfo::Bytes;
 
-enum class FormatId : OXUnsignedWord {
-  tar = 1,
-  tarGzip,
-  tarBzip2,
-  tarXz,
-  tarZstd,
-  zip,
-  sevenZip,
-  rar,
-  cab,
-  iso,
-  lha,
-  rpm,
+// A format as libarchive knows it. One without `setFormat` is read alone.
+struct Row {
+  std::string name{};
+  Strings extensions{};
+  int (*setFormat)(struct ::archive*) = nullptr;
+  int (*addFilter)(struct ::archive*) = ::archive_write_add_filter_none;
+  std::string compressor{};  // none: it is not compressed
+  int firstLevel = 0;
+  int lastLevel = 0;
+  int fastestLevel = 0;
+  int normalLevel = 0;
+  std::vector<std::string> options{};
+  Strings methods{};
+  bool isUnicode = false;
 };
-
-// Of a format that can be read alone.
-std::shared_ptr<OXFormatInfo> newInfo(FormatId id, const std::string& name,
-                                      const Strings& extensions, const Signature& signature) {
-  auto info = std::make_shared<OXFormatInfo>();
-  info->setFormatId(static_cast<OXUnsignedWord>(id));
-  info->setName(name);
-  info->setExtensions(std::make_shared<const Strings>(extensions));
-  if (!signature.empty()) {
-    info->setSignature(std::make_shared<const Signature>(signature));
-  }
-  return info;
-}
-
-std::shared_ptr<const Objects> levelsBetween(int first, int last) {
-  Objects levels;
-  for (int level = first; level <= last; ++level) {
-    levels.emplace_back(level);
-  }
-  return std::make_shared<const Objects>(std::move(levels));
-}
 
 // The variant of tar with times to the nanosecond, and names of any length and any bytes.
-constexpr auto tarFormat = ::archive_write_set_format_pax;
+constexpr auto tar = ::archive_write_set_format_pax;
 
-Format plainTar() {
-  const auto info = newInfo(FormatId::tar, "tar", {"tar"}, {});
-  info->setIsCreationSupported(true);
-  return {.info = info, .setFormat = tarFormat, .addFilter = ::archive_write_add_filter_none};
-}
-
-struct Compression {
-  FormatId id;
-  const char* name;
-  int (*addFilter)(struct ::archive*);
-  int firstLevel;
-  int lastLevel;
-  int normalLevel;
+const Row rows[] = {
+    {.name = "tar", .extensions = {"tar"}, .setFormat = tar},
+    // So that the same items always give the same archive.
+    {"tar with gzip",
+     {"tar.gz", "tgz"},
+     tar,
+     ::archive_write_add_filter_gzip,
+     "gzip",
+     1,
+     9,
+     1,
+     6,
+     {"gzip:!timestamp"}},
+    {"tar with bzip2",
+     {"tar.bz2", "tbz2", "tbz"},
+     tar,
+     ::archive_write_add_filter_bzip2,
+     "bzip2",
+     1,
+     9,
+     1,
+     9},
+    {"tar with xz", {"tar.xz", "txz"}, tar, ::archive_write_add_filter_xz, "xz", 0, 9, 0, 6},
+    {"tar with zstd",
+     {"tar.zst", "tzst"},
+     tar,
+     ::archive_write_add_filter_zstd,
+     "zstd",
+     1,
+     22,
+     1,
+     3},
+    {"ZIP",
+     {"zip"},
+     ::archive_write_set_format_zip,
+     ::archive_write_add_filter_none,
+     "zip",
+     0,
+     9,
+     1,
+     6,
+     {},
+     {"aes256", "aes128", "zipcrypt"},
+     true},
+    {"7-Zip",
+     {"7z"},
+     ::archive_write_set_format_7zip,
+     ::archive_write_add_filter_none,
+     "7zip",
+     0,
+     9,
+     1,
+     6,
+     {},
+     {},
+     true},
+    {"RAR", {"rar"}},
+    {"CAB", {"cab"}},
+    {"ISO 9660", {"iso"}},
+    {"LHA", {"lha", "lzh"}},
+    {"RPM", {"rpm"}},
 };
 
-Format compressedTar(const Compression& compression, const Strings& extensions,
-                     const Signature& signature) {
-  const std::string name = compression.name;
-  const auto info = newInfo(compression.id, "tar with " + name, extensions, signature);
-  info->setIsCreationSupported(true);
-  info->setCompressionLevels(levelsBetween(compression.firstLevel, compression.lastLevel));
-  return {.info = info,
-          .setFormat = tarFormat,
-          .addFilter = compression.addFilter,
-          .compressor = name,
-          .fastestLevel = compression.firstLevel,
-          .normalLevel = compression.normalLevel};
-}
-
-Format gzippedTar() {
-  Format format =
-      compressedTar({FormatId::tarGzip, "gzip", ::archive_write_add_filter_gzip, 1, 9, 6},
-                    {"tar.gz", "tgz"}, {0x1F, 0x8B});
-  // So that the same items always give the same archive.
-  format.options = {"gzip:!timestamp"};
-  return format;
-}
-
-Format zip() {
-  const auto info = newInfo(FormatId::zip, "ZIP", {"zip"}, {'P', 'K', 3, 4});
-  info->setIsCreationSupported(true);
-  info->setCompressionLevels(levelsBetween(0, 9));
-  info->setEncryptionMethods(std::make_shared<const Objects>(
-      Objects{std::string("aes256"), std::string("aes128"), std::string("zipcrypt")}));
-  return {.info = info,
-          .setFormat = ::archive_write_set_format_zip,
-          .addFilter = ::archive_write_add_filter_none,
-          .compressor = "zip",
-          .fastestLevel = 1,
-          .normalLevel = 6,
-          .isUnicode = true};
-}
-
-Format sevenZip() {
-  const auto info =
-      newInfo(FormatId::sevenZip, "7-Zip", {"7z"}, {'7', 'z', 0xBC, 0xAF, 0x27, 0x1C});
-  info->setIsCreationSupported(true);
-  info->setCompressionLevels(levelsBetween(0, 9));
-  return {.info = info,
-          .setFormat = ::archive_write_set_format_7zip,
-          .addFilter = ::archive_write_add_filter_none,
-          .compressor = "7zip",
-          .fastestLevel = 1,
-          .normalLevel = 6,
-          .isUnicode = true};
-}
-
-Format readOnly(FormatId id, const std::string& name, const Strings& extensions) {
-  return {.info = newInfo(id, name, extensions, {})};
+Format toFormat(const Row& row) {
+  const auto info = std::make_shared<OXFormatInfo>();
+  info->setFormatId(static_cast<OXUnsignedWord>(&row - rows) + 1);
+  info->setName(row.name);
+  info->setExtensions(std::make_shared<const Strings>(row.extensions));
+  info->setIsCreationSupported(row.setFormat != nullptr);
+  if (!row.compressor.empty()) {
+    Objects levels;
+    for (int level = row.firstLevel; level <= row.lastLevel; ++level) {
+      levels.emplace_back(level);
+    }
+    info->setCompressionLevels(std::make_shared<const Objects>(std::move(levels)));
+  }
+  if (!row.methods.empty()) {
+    info->setEncryptionMethods(
+        std::make_shared<const Objects>(row.methods.begin(), row.methods.end()));
+  }
+  return {info,           row.setFormat,    row.addFilter,   row.options,
+          row.compressor, row.fastestLevel, row.normalLevel, row.isUnicode};
 }
 
 const std::vector<Format>& formats() {
-  static const std::vector<Format> formats = {
-      plainTar(),
-      gzippedTar(),
-      compressedTar({FormatId::tarBzip2, "bzip2", ::archive_write_add_filter_bzip2, 1, 9, 9},
-                    {"tar.bz2", "tbz2", "tbz"}, {'B', 'Z', 'h'}),
-      compressedTar({FormatId::tarXz, "xz", ::archive_write_add_filter_xz, 0, 9, 6},
-                    {"tar.xz", "txz"}, {0xFD, '7', 'z', 'X', 'Z', 0}),
-      compressedTar({FormatId::tarZstd, "zstd", ::archive_write_add_filter_zstd, 1, 22, 3},
-                    {"tar.zst", "tzst"}, {0x28, 0xB5, 0x2F, 0xFD}),
-      zip(),
-      sevenZip(),
-      readOnly(FormatId::rar, "RAR", {"rar"}),
-      readOnly(FormatId::cab, "CAB", {"cab"}),
-      readOnly(FormatId::iso, "ISO 9660", {"iso"}),
-      readOnly(FormatId::lha, "LHA", {"lha", "lzh"}),
-      readOnly(FormatId::rpm, "RPM", {"rpm"}),
-  };
+  static const std::vector<Format> formats = [] {
+    std::vector<Format> all;
+    std::ranges::transform(rows, std::back_inserter(all), toFormat);
+    return all;
+  }();
   return formats;
 }
 

@@ -3,23 +3,20 @@
 #include <string>
 
 #include "system/Descriptor.h"
+#include "system/Uncopied.h"
 
 namespace oxarchive {
 
 // A file that is written before it has its name, so that nobody ever sees a part of it: when the
 // program ends before, by whatever, nothing of it is left. On file systems that have no files
 // without a name it has a hidden one meanwhile, which a killed program leaves behind.
-class NewFile {
+class NewFile : Uncopied {
  public:
   enum class Before { nameless, hidden };
 
   // In `folder`, which is "" or ends with "/". Throws ArchiveFailure when it cannot be made.
   explicit NewFile(const std::string& folder, Before before = Before::nameless);
   ~NewFile();
-  NewFile(const NewFile&) = delete;
-  NewFile(NewFile&&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-  NewFile& operator=(NewFile&&) = delete;
 
   int descriptor() const { return file_.get(); }
 

@@ -1,3 +1,0 @@
-#include "OrvexKit/OXFileUtil.h"
-
-const std::string_view kOXCodecErrorDomain = "OrvexKitCodecError";

@@ -1,0 +1,16 @@
+#pragma once
+
+namespace oxarchive {
+
+// The base of what is neither copied nor moved.
+class Uncopied {
+ public:
+  Uncopied(const Uncopied&) = delete;
+  Uncopied& operator=(const Uncopied&) = delete;
+
+ protected:
+  Uncopied() = default;
+  ~Uncopied() = default;
+};
+
+}  // namespace oxarchive
