@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "support/ChildProcess.h"
 #include "support/TemporaryFolder.h"
 
 namespace ox::test {
@@ -23,9 +22,6 @@ class TrashFixture : public TemporaryFolderTest {
 
   void TearDown() override {
     for (const std::string& path : {trash(), work()}) {
-      if (isFolder(path) && !isRoot()) {
-        outputOf({.program = "chmod", .arguments = {"-R", "u+rwx", path}});
-      }
       removeTree(path);
     }
     std::filesystem::create_directory(work());
