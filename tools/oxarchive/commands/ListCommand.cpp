@@ -12,7 +12,6 @@
 #include "console/ListTable.h"
 #include "console/Password.h"
 #include "console/Printable.h"
-#include "reading/ListWorker.h"
 #include "reading/WorkerProcess.h"
 #include "system/Headway.h"
 #include "system/Interruption.h"

@@ -66,7 +66,9 @@ ArchiveWriter::~ArchiveWriter() {
 
 void ArchiveWriter::configure(const Format& format, const OXArchiveSettings& settings) {
   check(format.setFormat(archive_.get()));
-  check(format.addFilter(archive_.get()));
+  if (!format.filter.empty()) {
+    check(::archive_write_add_filter_by_name(archive_.get(), format.filter.c_str()));
+  }
   for (const std::string& option : format.options) {
     setOption(option);
   }

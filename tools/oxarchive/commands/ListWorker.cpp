@@ -1,5 +1,3 @@
-#include "reading/ListWorker.h"
-
 #include <OrvexKit/OrvexKit.h>
 #include <unistd.h>
 
@@ -8,6 +6,7 @@
 #include <new>
 #include <string>
 
+#include "commands/Commands.h"
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/ArchiveFiles.h"
