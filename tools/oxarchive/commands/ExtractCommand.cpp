@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <new>
@@ -35,11 +36,6 @@
 namespace oxarchive {
 namespace {
 
-bool isFolder(const std::string& path) {
-  struct ::stat status {};
-  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 // The folders that were made for an archive. They go with this object as far as they are empty,
 // unless they are to be kept.
 class NewFolders : Uncopied {
@@ -63,7 +59,8 @@ class NewFolders : Uncopied {
         continue;
       }
       const int error = errno;
-      if (!isFolder(folder)) {
+      std::error_code ignored;
+      if (!std::filesystem::is_directory(folder, ignored)) {
         throw ArchiveFailure(withSystemReason("cannot make the folder " + printable(folder),
                                               error == EEXIST ? ENOTDIR : error));
       }

@@ -81,7 +81,6 @@ bool listArchive(const ListOptions& options, Console& console) {
     return false;  // which ends the worker
   }
   if (!areRecords) {
-    worker.kill();
     table.finish(false);
     console.message(label + "the process that read it sent something that is no listing");
     return false;
