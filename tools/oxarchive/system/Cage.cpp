@@ -128,14 +128,14 @@ void confineToCalls() {
     allowCall(filter, name);
   }
   const auto self = static_cast<scmp_datum_t>(::getpid());
-  allowCall(filter, "kill", SCMP_A0_32(SCMP_CMP_EQ, self));
-  allowCall(filter, "tgkill", SCMP_A0_32(SCMP_CMP_EQ, self));
+  allowCall(filter, "kill", scmp_arg_cmp{0, SCMP_CMP_EQ, self, 0});
+  allowCall(filter, "tgkill", scmp_arg_cmp{0, SCMP_CMP_EQ, self, 0});
   // A terminal is looked at, and not written to as if by its keyboard.
-  allowCall(filter, "ioctl", SCMP_A1_32(SCMP_CMP_EQ, TCGETS));
-  allowCall(filter, "ioctl", SCMP_A1_32(SCMP_CMP_EQ, TIOCGWINSZ));
+  allowCall(filter, "ioctl", scmp_arg_cmp{1, SCMP_CMP_EQ, TCGETS, 0});
+  allowCall(filter, "ioctl", scmp_arg_cmp{1, SCMP_CMP_EQ, TIOCGWINSZ, 0});
   // No memory becomes code.
   for (const char* const name : {"mmap", "mmap2", "mprotect"}) {
-    allowCall(filter, name, SCMP_A2_32(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0));
+    allowCall(filter, name, scmp_arg_cmp{2, SCMP_CMP_MASKED_EQ, PROT_EXEC, 0});
   }
   ::seccomp_load(filter.get());
 }
