@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstdint>
 #include <ctime>
@@ -242,6 +244,67 @@ TEST_F(RoundTrip, HolesTakeNoRoomInTar) {
   unpack({"o.tar"});
   EXPECT_TRUE(readFile(in("o/f")) == contents);
   remove({"f", "o.tar", "o"});
+}
+
+TEST_F(RoundTrip, HolesAreNotRead) {
+  // It would take minutes.
+  constexpr std::int64_t size = std::int64_t{1} << 39U;
+  writeFile(in("f"), "start");
+  if (::truncate(in("f").c_str(), size) != 0) {
+    GTEST_SKIP() << "files cannot be as large here";
+  }
+  const int file = ::open(in("f").c_str(), O_WRONLY | O_CLOEXEC);
+  EXPECT_EQ(::pwrite(file, "end", 3, size / 2), 3);
+  ::close(file);
+  const auto limitProcessor = [] {
+    const rlimit limit{20, 20};
+    ::setrlimit(RLIMIT_CPU, &limit);
+  };
+  const ProgramResult packed =
+      oxarchive({"create", "o.tar", "f"}, {.folder = work(), .beforeExec = limitProcessor});
+  EXPECT_EQ(packed.exitCode, 0) << packed.errors;
+  unpack({"o.tar"});
+  struct stat status {};
+  EXPECT_EQ(::stat(in("o/f").c_str(), &status), 0);
+  EXPECT_EQ(status.st_size, size);
+  EXPECT_LT(status.st_blocks, 1000);
+  const int copy = ::open(in("o/f").c_str(), O_RDONLY | O_CLOEXEC);
+  std::array<char, 5> bytes{};
+  EXPECT_EQ(::pread(copy, bytes.data(), bytes.size(), 0), 5);
+  EXPECT_EQ(std::string_view(bytes.data(), 5), "start");
+  EXPECT_EQ(::pread(copy, bytes.data(), bytes.size(), size / 2), 5);
+  EXPECT_EQ(std::string_view(bytes.data(), 5), std::string_view("end\0\0", 5));
+  ::close(copy);
+  remove({"f", "o.tar", "o"});
+}
+
+TEST_F(RoundTrip, TimesThatTheFormatCannotHoldAreTold) {
+  if (sizeof(std::time_t) < sizeof(std::int64_t)) {
+    GTEST_SKIP() << "files have no such times here";
+  }
+  makeFile("old", "x");
+  makeFile("new", "x");
+  setTime("old", -315'619'200);   // in 1960
+  setTime("new", 4'500'000'000);  // in 2112
+  const auto packedWith = [&](const std::string& archive) {
+    const ProgramResult result = oxarchive({"create", archive, "old", "new"}, {.folder = work()});
+    EXPECT_EQ(result.exitCode, 0);
+    unpack({archive});
+    std::string text = result.errors;
+    for (const std::string name : {"old", "new"}) {
+      struct stat status {};
+      EXPECT_EQ(::stat(in("o/" + name).c_str(), &status), 0);
+      text += name + " " + std::to_string(status.st_mtime) + "\n";
+    }
+    remove({archive, "o"});
+    return text;
+  };
+  const std::string told = ": its time is not one that the format holds; the nearest is packed\n";
+  EXPECT_EQ(packedWith("o.tar"), "old -315619200\nnew 4500000000\n");
+  EXPECT_EQ(packedWith("o.7z"), "oxarchive: old" + told + "old 0\nnew 4500000000\n");
+  EXPECT_EQ(packedWith("o.zip"),
+            "oxarchive: old" + told + "oxarchive: new" + told + "old 0\nnew 4294967295\n");
+  remove({"old", "new"});
 }
 
 TEST_F(RoundTrip, NamesThatAreNotUnicode) {

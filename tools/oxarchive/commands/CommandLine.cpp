@@ -9,7 +9,6 @@
 
 #include "commands/Commands.h"
 #include "console/Printable.h"
-#include "reading/ListWorker.h"
 
 namespace oxarchive {
 

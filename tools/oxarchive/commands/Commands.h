@@ -15,6 +15,11 @@ bool extractArchives(const ExtractOptions& options, Console& console);
 // Prints a table of what is in the archive, an entry a line, and the totals.
 bool listArchive(const ListOptions& options, Console& console);
 
+// What `list` runs in a process of its own: goes into a cage, opens the archive and writes its
+// entries to standard output, each as a coded record. False when that cannot be done to the end,
+// and told why.
+bool sendListing(const std::string& archive, const Limits& limits, Console& console);
+
 // Packs items into a new archive, which is there only when it is whole. Throws UsageError for what
 // makes no sense.
 bool createArchive(const CreateOptions& options, Console& console);

@@ -37,12 +37,14 @@ void tellProblems(const DeltaTree& tree, Console& console) {
   }
 }
 
-void writeTree(const DeltaTree& tree, ArchiveWriter& writer) {
+void writeTree(const DeltaTree& tree, ArchiveWriter& writer, Console& console) {
   tree.root->traversePathsUsingBlock(
       [&](std::string_view path, std::string_view disk, bool isFolder) {
         writer.add(std::string(path), std::string(disk), isFolder);
       });
-  writer.finish();
+  for (const std::string& warning : writer.finish()) {
+    console.message(warning);
+  }
 }
 
 // The path of the new archive.
@@ -57,7 +59,7 @@ std::string pack(const CreateOptions& options, const DeltaTree& tree, const Form
     done += count;
     console.progress().show(label, done, tree.bytes);
   });
-  writeTree(tree, writer);
+  writeTree(tree, writer, console);
   throwIfInterrupted();
   return file.publish(name);
 }

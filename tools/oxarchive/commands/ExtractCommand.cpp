@@ -1,6 +1,7 @@
 #include "commands/Commands.h"
 
 #include <OrvexKit/OXFileUtil.h>
+#include <OrvexKit/platform/OXFileReference.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <new>
@@ -16,13 +18,13 @@
 #include <utility>
 #include <vector>
 
-#include "commands/TrashedArchives.h"
 #include "console/Failure.h"
 #include "console/Password.h"
 #include "console/Printable.h"
 #include "console/SizeText.h"
 #include "extraction/Extraction.h"
 #include "reading/ArchiveFiles.h"
+#include "reading/EntryPath.h"
 #include "reading/WorkerProcess.h"
 #include "system/Descriptor.h"
 #include "system/FolderStream.h"
@@ -33,11 +35,6 @@
 
 namespace oxarchive {
 namespace {
-
-bool isFolder(const std::string& path) {
-  struct ::stat status {};
-  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
 
 // The folders that were made for an archive. They go with this object as far as they are empty,
 // unless they are to be kept.
@@ -62,7 +59,8 @@ class NewFolders : Uncopied {
         continue;
       }
       const int error = errno;
-      if (!isFolder(folder)) {
+      std::error_code ignored;
+      if (!std::filesystem::is_directory(folder, ignored)) {
         throw ArchiveFailure(withSystemReason("cannot make the folder " + printable(folder),
                                               error == EEXIST ? ENOTDIR : error));
       }
@@ -78,14 +76,10 @@ class NewFolders : Uncopied {
   std::vector<std::string> made_;  // from the outermost inwards
 };
 
-[[noreturn]] void failToOpen(const std::string& folder, int error) {
-  throw ArchiveFailure(withSystemReason("cannot open the folder " + printable(folder), error));
-}
-
 bool isEmptyFolder(int fd, const std::string& path) {
   const FolderStream stream = listFolder(fd);
   if (!stream) {
-    failToOpen(path, errno);
+    throw ArchiveFailure(withSystemReason("cannot open the folder " + printable(path), errno));
   }
   return nextName(stream) == nullptr;
 }
@@ -115,28 +109,13 @@ ExtractionFolder makeFolder(const VolumeSet& volumes, const std::string& destina
   }
   made.add(*path);
   if (error != 0) {
-    failToOpen(*path, error);
+    throw ArchiveFailure(withSystemReason("cannot open the folder " + printable(*path), error));
   }
   if (!isEmptyFolder(folder.descriptor.get(), *path)) {
     throw ArchiveFailure("no new folder could be made at " + printable(*path));
   }
   return folder;
 }
-
-// Which archives were given by which of their volumes, so that one which is named by several of
-// them, as by "disk.7z.*", is extracted once.
-class GivenArchives {
- public:
-  bool isAnotherVolume(const VolumeSet& volumes, const std::string& given) {
-    std::set<std::string>& names = names_[volumes.paths.front()];
-    const bool isFirstTime = names.empty();
-    const bool isNewName = names.insert(given).second;
-    return isNewName && !isFirstTime;
-  }
-
- private:
-  std::map<std::string, std::set<std::string>> names_;
-};
 
 struct ReportUnmapper {
   void operator()(ExtractionReport* report) const { ::munmap(report, sizeof *report); }
@@ -208,12 +187,76 @@ Outcome extractArchive(const std::string& archive, const VolumeSet& volumes,
   return {isWhole, report->entries};
 }
 
+// Which items the volumes of an archive are. An archive that cannot be looked at has fewer.
+std::vector<OXFileReference> referencesTo(const VolumeSet& volumes) {
+  std::vector<OXFileReference> references;
+  for (const std::string& path : volumes.paths) {
+    OXFileReference reference;
+    if (OXReferenceFromPath(reference, path)) {
+      references.push_back(std::move(reference));
+    }
+  }
+  return references;
+}
+
+// A folder's own path, whichever way leads there.
+std::string realFolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  return OXFileUtilAdditions::canonicalPath(folder).value_or(folder);
+}
+
+// Moves a volume to the Trash; "" when it is gone, else why it is not.
+std::string trash(const OXFileReference& volume) {
+  OXFileReference now;
+  if (!OXReferenceFromPath(now, volume.path)) {
+    return "it is not there any more";
+  }
+  if (now != volume) {
+    return "it was replaced while it was extracted";
+  }
+  return OXMoveFileToTrashSync(volume.path) ? "" : "it cannot be moved to the Trash";
+}
+
+// Archives that are to go to the Trash once all work is done: until then they may be needed again,
+// since several volumes of one may have been given.
+class TrashedArchives {
+ public:
+  // All volumes of an archive, as they were before it was read.
+  void add(const std::vector<OXFileReference>& volumes) {
+    for (const OXFileReference& volume : volumes) {
+      if (names_.emplace(realFolderOf(volume.path), nameOf(volume.path)).second) {
+        volumes_.push_back(volume);
+      }
+    }
+  }
+
+  // Moves them, and says which had to stay, and why. Whether all are gone.
+  bool moveToTrash(Console& console) {
+    bool areAllGone = true;
+    for (const OXFileReference& volume : volumes_) {
+      const std::string reason = trash(volume);
+      if (!reason.empty()) {
+        console.message(printable(volume.path) + " stays where it is: " + reason);
+        areAllGone = false;
+      }
+    }
+    return areAllGone;
+  }
+
+ private:
+  std::vector<OXFileReference> volumes_;
+  std::set<std::pair<std::string, std::string>> names_;  // the same by another path is the same
+};
+
 }  // namespace
 
 bool extractArchives(const ExtractOptions& options, Console& console) {
   catchInterruptions(true);
   const OXString password = readPassword(options.password, false);
-  GivenArchives given;
+  // By which of its volumes each was given: one that is named by several of them, as by
+  // "disk.7z.*", is extracted once.
+  std::map<std::string, std::set<std::string>> given;
   TrashedArchives trashed;
   bool isComplete = true;
   for (const std::string& archive : options.archives) {
@@ -222,7 +265,9 @@ bool extractArchives(const ExtractOptions& options, Console& console) {
     }
     try {
       const VolumeSet volumes = findArchiveFiles(archive, options.limits);
-      if (given.isAnotherVolume(volumes, archive)) {
+      std::set<std::string>& names = given[volumes.paths.front()];
+      const bool isFirst = names.empty();
+      if (names.insert(archive).second && !isFirst) {
         console.message(printable(archive) + ": a volume of an archive that was given before");
         continue;
       }

@@ -12,7 +12,6 @@
 #include "console/ListTable.h"
 #include "console/Password.h"
 #include "console/Printable.h"
-#include "reading/ListWorker.h"
 #include "reading/WorkerProcess.h"
 #include "system/Headway.h"
 #include "system/Interruption.h"
@@ -82,7 +81,6 @@ bool listArchive(const ListOptions& options, Console& console) {
     return false;  // which ends the worker
   }
   if (!areRecords) {
-    worker.kill();
     table.finish(false);
     console.message(label + "the process that read it sent something that is no listing");
     return false;

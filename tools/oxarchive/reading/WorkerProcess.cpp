@@ -52,7 +52,7 @@ WorkerProcess::WorkerProcess(const std::function<int()>& work) {
 
 WorkerProcess::~WorkerProcess() {
   if (process_ > 0) {
-    kill();
+    ::kill(process_, SIGKILL);
     wait();
   }
 }
@@ -84,12 +84,8 @@ void WorkerProcess::passOnInterruption() {
     ::kill(process_, SIGTERM);
   }
   if (++ticksSinceInterruption_ > mostTicksAfterInterruption) {
-    kill();
+    ::kill(process_, SIGKILL);
   }
-}
-
-void WorkerProcess::kill() const {
-  ::kill(process_, SIGKILL);
 }
 
 WorkerEnd WorkerProcess::wait() {

@@ -33,8 +33,6 @@ class WorkerProcess : Uncopied {
   // the process a little later if it does not end by itself.
   std::string readAll();
 
-  void kill() const;
-
   // Waits for its end; once.
   WorkerEnd wait();
 

@@ -48,11 +48,8 @@ constexpr std::uint64_t readFolder = readFile | LANDLOCK_ACCESS_FS_READ_DIR;
 // All that a version of Landlock can refuse: what comes with the first one, links and renaming from
 // folder to folder, truncating, and control of devices.
 std::uint64_t allAccess(long version) {
-  std::uint64_t access = (std::uint64_t{1} << 13U) - 1;
-  access |= version >= 2 ? std::uint64_t{1} << 13U : 0;
-  access |= version >= 3 ? std::uint64_t{1} << 14U : 0;
-  access |= version >= 5 ? std::uint64_t{1} << 15U : 0;
-  return access;
+  const unsigned bits = version >= 5 ? 16 : version >= 3 ? 15 : version >= 2 ? 14 : 13;
+  return (std::uint64_t{1} << bits) - 1;
 }
 
 std::uint64_t writeAccess(long version) {
@@ -114,13 +111,10 @@ constexpr const char* allowedCalls[] = {
 
 using Filter = std::unique_ptr<void, void (*)(void*)>;
 
-void allowCall(const Filter& filter, const char* name) {
-  ::seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, ::seccomp_syscall_resolve_name(name), 0);
-}
-
-void allowCall(const Filter& filter, const char* name, const scmp_arg_cmp& argument) {
-  ::seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, ::seccomp_syscall_resolve_name(name), 1,
-                     argument);
+template <typename... Arguments>
+void allowCall(const Filter& filter, const char* name, const Arguments&... arguments) {
+  ::seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, ::seccomp_syscall_resolve_name(name),
+                     sizeof...(arguments), arguments...);
 }
 
 // A call that is not known is refused as one that the kernel does not have, which the C library
@@ -134,14 +128,14 @@ void confineToCalls() {
     allowCall(filter, name);
   }
   const auto self = static_cast<scmp_datum_t>(::getpid());
-  allowCall(filter, "kill", SCMP_A0_32(SCMP_CMP_EQ, self));
-  allowCall(filter, "tgkill", SCMP_A0_32(SCMP_CMP_EQ, self));
+  allowCall(filter, "kill", scmp_arg_cmp{0, SCMP_CMP_EQ, self, 0});
+  allowCall(filter, "tgkill", scmp_arg_cmp{0, SCMP_CMP_EQ, self, 0});
   // A terminal is looked at, and not written to as if by its keyboard.
-  allowCall(filter, "ioctl", SCMP_A1_32(SCMP_CMP_EQ, TCGETS));
-  allowCall(filter, "ioctl", SCMP_A1_32(SCMP_CMP_EQ, TIOCGWINSZ));
+  allowCall(filter, "ioctl", scmp_arg_cmp{1, SCMP_CMP_EQ, TCGETS, 0});
+  allowCall(filter, "ioctl", scmp_arg_cmp{1, SCMP_CMP_EQ, TIOCGWINSZ, 0});
   // No memory becomes code.
   for (const char* const name : {"mmap", "mmap2", "mprotect"}) {
-    allowCall(filter, name, SCMP_A2_32(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0));
+    allowCall(filter, name, scmp_arg_cmp{2, SCMP_CMP_MASKED_EQ, PROT_EXEC, 0});
   }
   ::seccomp_load(filter.get());
 }

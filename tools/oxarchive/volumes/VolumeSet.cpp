@@ -35,18 +35,12 @@ SplitName splitExtension(std::string_view name) {
   return {name.substr(0, dot), name.substr(dot + 1)};
 }
 
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 // Digits alone, and not more than any archive has volumes.
 std::optional<unsigned> readNumber(std::string_view digits) {
   unsigned number = 0;
-  if (digits.empty() || digits.size() > 9 || !std::ranges::all_of(digits, isDigit)) {
-    return std::nullopt;
-  }
-  std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  return number;
+  const char* const end = digits.data() + digits.size();
+  const bool isNumber = std::from_chars(digits.data(), end, number).ptr == end;
+  return isNumber && !digits.empty() && digits.size() <= 9 ? std::optional(number) : std::nullopt;
 }
 
 std::string writeNumber(unsigned number, std::size_t width) {

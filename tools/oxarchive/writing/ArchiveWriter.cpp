@@ -39,6 +39,8 @@ auto orThrow(Pointer* pointer) {
 ArchiveWriter::ArchiveWriter(const Format& format, const OXArchiveSettings& settings, int file,
                              Progress progress)
     : isUnicode_(format.isUnicode),
+      firstTime_(format.isUnicode ? 0 : INT64_MIN),
+      lastTime_(format.compressor == "zip" ? UINT32_MAX : INT64_MAX),
       file_(file),
       progress_(std::move(progress)),
       links_(orThrow(::archive_entry_linkresolver_new())),
@@ -66,7 +68,9 @@ ArchiveWriter::~ArchiveWriter() {
 
 void ArchiveWriter::configure(const Format& format, const OXArchiveSettings& settings) {
   check(format.setFormat(archive_.get()));
-  check(format.addFilter(archive_.get()));
+  if (!format.filter.empty()) {
+    check(::archive_write_add_filter_by_name(archive_.get(), format.filter.c_str()));
+  }
   for (const std::string& option : format.options) {
     setOption(option);
   }
@@ -112,7 +116,7 @@ void ArchiveWriter::add(const std::string& path, const std::string& disk, bool i
   const EntryPointer entry = readEntry(path, disk, file.get(), status);
   check(::archive_write_header(archive_.get(), entry.get()));
   if (file.isOpen() && ::archive_entry_hardlink(entry.get()) == nullptr) {
-    writeContents(file.get(), disk, static_cast<std::uint64_t>(status.st_size));
+    writeContents(file.get(), disk, status);
   }
   check(::archive_write_finish_entry(archive_.get()));
 }
@@ -126,6 +130,13 @@ ArchiveWriter::EntryPointer ArchiveWriter::readEntry(const std::string& path,
   if (::archive_read_disk_entry_from_file(disk_.get(), entry.get(), file, &status) < ARCHIVE_WARN) {
     failToRead(disk, ::archive_errno(disk_.get()));
   }
+  const std::int64_t time = ::archive_entry_mtime(entry.get());
+  if (time < firstTime_ || time > lastTime_) {
+    const std::int64_t nearest = std::clamp(time, firstTime_, lastTime_);
+    ::archive_entry_set_mtime(entry.get(), static_cast<time_t>(nearest), 0);
+    warnings_.push_back(printable(disk) +
+                        ": its time is not one that the format holds; the nearest is packed");
+  }
   // When it was read last is nobody's business, and would make each archive another one.
   ::archive_entry_unset_atime(entry.get());
   ::archive_entry_unset_ctime(entry.get());
@@ -136,11 +147,36 @@ ArchiveWriter::EntryPointer ArchiveWriter::readEntry(const std::string& path,
   return EntryPointer(linked);
 }
 
+// How many bytes of zeros are known to be at `position` without reading them.
+std::uint64_t ArchiveWriter::sizeOfHole(int file, const std::string& disk, std::uint64_t position,
+                                        std::uint64_t size) {
+  const off_t data = ::lseek(file, static_cast<off_t>(position), SEEK_DATA);
+  if (data >= 0) {
+    return std::min(static_cast<std::uint64_t>(data), size) - position;
+  }
+  struct ::stat status {};
+  if (errno != ENXIO || ::fstat(file, &status) != 0) {
+    return 0;
+  }
+  if (static_cast<std::uint64_t>(status.st_size) < size) {
+    failAsChanged(disk);
+  }
+  return size - position;
+}
+
 // A file that grows meanwhile is packed as long as it was.
-void ArchiveWriter::writeContents(int file, const std::string& disk, std::uint64_t size) {
-  while (size > 0) {
-    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, buffer_.size()));
-    const ssize_t count = ::read(file, buffer_.data(), wanted);
+void ArchiveWriter::writeContents(int file, const std::string& disk, const struct ::stat& status) {
+  static const std::vector<std::byte> zeros(std::size_t{1} << 20U);
+  const auto size = static_cast<std::uint64_t>(status.st_size);
+  const bool hasHoles = status.st_blocks < status.st_size / 512;
+  for (std::uint64_t done = 0; done < size;) {
+    const std::uint64_t hole = hasHoles ? sizeOfHole(file, disk, done, size) : 0;
+    const std::vector<std::byte>& buffer = hole > 0 ? zeros : buffer_;
+    const auto wanted = static_cast<std::size_t>(
+        std::min<std::uint64_t>(hole > 0 ? hole : size - done, buffer.size()));
+    const auto offset = static_cast<off_t>(done);
+    const ssize_t count =
+        hole > 0 ? static_cast<ssize_t>(wanted) : ::pread(file, buffer_.data(), wanted, offset);
     if (count < 0 && errno == EINTR) {
       continue;
     }
@@ -152,16 +188,17 @@ void ArchiveWriter::writeContents(int file, const std::string& disk, std::uint64
     }
     const auto length = static_cast<std::size_t>(count);
     progress_(length);
-    if (::archive_write_data(archive_.get(), buffer_.data(), length) != count) {
+    if (::archive_write_data(archive_.get(), buffer.data(), length) != count) {
       fail();
     }
-    size -= length;
+    done += length;
   }
 }
 
-void ArchiveWriter::finish() {
+std::vector<std::string> ArchiveWriter::finish() {
   check(::archive_write_close(archive_.get()));
   isFinished_ = true;
+  return warnings_;
 }
 
 // A warning is about a name that the locale cannot tell, which is then written as it is.

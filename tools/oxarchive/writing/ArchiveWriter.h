@@ -32,8 +32,8 @@ class ArchiveWriter : Uncopied {
   // names is one file in the formats that know such.
   void add(const std::string& path, const std::string& disk, bool isFolder);
 
-  // To be called once, last of all.
-  void finish();
+  // To be called once, last of all. What could not be packed as it is, in whole messages.
+  std::vector<std::string> finish();
 
  private:
   struct Closer {
@@ -52,11 +52,16 @@ class ArchiveWriter : Uncopied {
   void setOption(const std::string& option);
   EntryPointer readEntry(const std::string& path, const std::string& disk, int file,
                          const struct ::stat& status);
-  void writeContents(int file, const std::string& disk, std::uint64_t size);
+  static std::uint64_t sizeOfHole(int file, const std::string& disk, std::uint64_t position,
+                                  std::uint64_t size);
+  void writeContents(int file, const std::string& disk, const struct ::stat& status);
   void check(int result);
   [[noreturn]] void fail();
 
   bool isUnicode_;
+  std::int64_t firstTime_;  // that the format holds
+  std::int64_t lastTime_;
+  std::vector<std::string> warnings_;
   bool isFinished_ = false;
   int file_;
   Progress progress_;

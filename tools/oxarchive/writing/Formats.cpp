@@ -16,81 +16,37 @@ namespace {
 using Strings = OXFormatInfo::Strings;
 using Objects = OXFormatInfo::Objects;
 
+struct Levels {
+  int first = 0;
+  int last = 0;
+  int fastest = 0;
+  int normal = 0;
+};
+
 // A format as libarchive knows it. One without `setFormat` is read alone.
 struct Row {
   std::string name{};
   Strings extensions{};
   int (*setFormat)(struct ::archive*) = nullptr;
-  int (*addFilter)(struct ::archive*) = ::archive_write_add_filter_none;
   std::string compressor{};  // none: it is not compressed
-  int firstLevel = 0;
-  int lastLevel = 0;
-  int fastestLevel = 0;
-  int normalLevel = 0;
+  Levels levels{};
   std::vector<std::string> options{};
   Strings methods{};
-  bool isUnicode = false;
 };
 
 // The variant of tar with times to the nanosecond, and names of any length and any bytes.
 constexpr auto tar = ::archive_write_set_format_pax;
+constexpr auto zip = ::archive_write_set_format_zip;
 
+// The same items always give the same archive, so there is no time in gzip.
 const Row rows[] = {
-    {.name = "tar", .extensions = {"tar"}, .setFormat = tar},
-    // So that the same items always give the same archive.
-    {"tar with gzip",
-     {"tar.gz", "tgz"},
-     tar,
-     ::archive_write_add_filter_gzip,
-     "gzip",
-     1,
-     9,
-     1,
-     6,
-     {"gzip:!timestamp"}},
-    {"tar with bzip2",
-     {"tar.bz2", "tbz2", "tbz"},
-     tar,
-     ::archive_write_add_filter_bzip2,
-     "bzip2",
-     1,
-     9,
-     1,
-     9},
-    {"tar with xz", {"tar.xz", "txz"}, tar, ::archive_write_add_filter_xz, "xz", 0, 9, 0, 6},
-    {"tar with zstd",
-     {"tar.zst", "tzst"},
-     tar,
-     ::archive_write_add_filter_zstd,
-     "zstd",
-     1,
-     22,
-     1,
-     3},
-    {"ZIP",
-     {"zip"},
-     ::archive_write_set_format_zip,
-     ::archive_write_add_filter_none,
-     "zip",
-     0,
-     9,
-     1,
-     6,
-     {},
-     {"aes256", "aes128", "zipcrypt"},
-     true},
-    {"7-Zip",
-     {"7z"},
-     ::archive_write_set_format_7zip,
-     ::archive_write_add_filter_none,
-     "7zip",
-     0,
-     9,
-     1,
-     6,
-     {},
-     {},
-     true},
+    {"tar", {"tar"}, tar},
+    {"tar with gzip", {"tar.gz", "tgz"}, tar, "gzip", {1, 9, 1, 6}, {"gzip:!timestamp"}},
+    {"tar with bzip2", {"tar.bz2", "tbz2", "tbz"}, tar, "bzip2", {1, 9, 1, 9}},
+    {"tar with xz", {"tar.xz", "txz"}, tar, "xz", {0, 9, 0, 6}, {"xz:threads=0"}},
+    {"tar with zstd", {"tar.zst", "tzst"}, tar, "zstd", {1, 22, 1, 3}},
+    {"ZIP", {"zip"}, zip, "zip", {0, 9, 1, 6}, {}, {"aes256", "aes128", "zipcrypt"}},
+    {"7-Zip", {"7z"}, ::archive_write_set_format_7zip, "7zip", {0, 9, 1, 6}},
     {"RAR", {"rar"}},
     {"CAB", {"cab"}},
     {"ISO 9660", {"iso"}},
@@ -106,7 +62,7 @@ Format toFormat(const Row& row) {
   info->setIsCreationSupported(row.setFormat != nullptr);
   if (!row.compressor.empty()) {
     Objects levels;
-    for (int level = row.firstLevel; level <= row.lastLevel; ++level) {
+    for (int level = row.levels.first; level <= row.levels.last; ++level) {
       levels.emplace_back(level);
     }
     info->setCompressionLevels(std::make_shared<const Objects>(std::move(levels)));
@@ -115,8 +71,9 @@ Format toFormat(const Row& row) {
     info->setEncryptionMethods(
         std::make_shared<const Objects>(row.methods.begin(), row.methods.end()));
   }
-  return {info,           row.setFormat,    row.addFilter,   row.options,
-          row.compressor, row.fastestLevel, row.normalLevel, row.isUnicode};
+  const bool isTar = row.setFormat == tar;
+  return {info,           row.setFormat,      isTar ? row.compressor : "", row.options,
+          row.compressor, row.levels.fastest, row.levels.normal,           !isTar};
 }
 
 const std::vector<Format>& formats() {

@@ -17,7 +17,7 @@ struct Format {
   std::shared_ptr<const OXFormatInfo> info;
 
   int (*setFormat)(struct ::archive*) = nullptr;
-  int (*addFilter)(struct ::archive*) = nullptr;
+  std::string filter{};                // the compression around the format, or none
   std::vector<std::string> options{};  // for every archive, in libarchive's words
   std::string compressor{};            // the part of libarchive that takes the level
   int fastestLevel = 0;                // without counting "not at all"

@@ -1,5 +1,3 @@
-#include "reading/ListWorker.h"
-
 #include <OrvexKit/OrvexKit.h>
 #include <unistd.h>
 
@@ -8,6 +6,7 @@
 #include <new>
 #include <string>
 
+#include "commands/Commands.h"
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/ArchiveFiles.h"
@@ -24,15 +23,6 @@ std::optional<OXDate> toDate(const std::optional<timespec>& time) {
   }
   return OXDate(OXDate::duration(static_cast<double>(time->tv_sec) +
                                  static_cast<double>(time->tv_nsec) * 1e-9));
-}
-
-// The root of the archive has no name of its own, and is not listed.
-bool isRoot(const Entry& entry) {
-  return !entry.path.empty() && entry.path.find_first_not_of('/') == std::string::npos;
-}
-
-std::string withWarning(const std::string& reason, const Entry& entry) {
-  return entry.warning.empty() ? reason : reason + " (" + entry.warning + ")";
 }
 
 class Listing {
@@ -86,8 +76,10 @@ bool sendListing(const std::string& archive, const Limits& limits, Console& cons
                              " entries, which is the limit");
       }
       if (entry->path.empty()) {
-        fail(withWarning("entry " + std::to_string(number) + ": it has no name", *entry));
-      } else if (!isRoot(*entry)) {
+        fail("entry " + std::to_string(number) + ": it has no name" +
+             (entry->warning.empty() ? "" : " (" + entry->warning + ")"));
+      } else if (entry->path.find_first_not_of('/') != std::string::npos) {
+        // The root of the archive has no name of its own, and is not listed.
         isTaken = listing.send(*entry);
       }
     }
