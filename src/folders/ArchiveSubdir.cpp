@@ -48,8 +48,7 @@ class Trial {
     const bool isMade = scratch_.makeFolder(name.c_str(), S_IRWXU) == 0;
     while (hasPackageExtension(name)) {
       std::string shorter(path::deletingExtension(name));
-      if (isMade &&
-          scratch_.rename(name.c_str(), scratch_, shorter.c_str(), Folder::Replacing::never) != 0) {
+      if (isMade && scratch_.rename(name.c_str(), scratch_, shorter.c_str()) != 0) {
         return std::nullopt;
       }
       name = std::move(shorter);
