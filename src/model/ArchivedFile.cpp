@@ -5,6 +5,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "platform/objects/BadAlloc.h"
+
 namespace ox {
 namespace {
 
@@ -60,9 +62,7 @@ void OXArchivedFile::setModificationTime(std::optional<OXDate> modificationTime)
 }
 
 OXString OXArchivedFile::description() const {
-  std::string text = "[Archived File] : ";
-  text += path_ ? std::string_view(*path_) : "(null)";
-  return text;
+  return ox::orBadAlloc([this] { return "[Archived File] : " + path_.value_or("(null)"); });
 }
 
 const OXArchivedFile* OXArchivedFile::replacementObjectForPortCoder(OXPortCoder& coder) const {
