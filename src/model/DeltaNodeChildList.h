@@ -21,9 +21,7 @@ class OXDeltaNode::ChildList {
   ChildList() = default;
   ~ChildList() = default;
   ChildList(const ChildList&) = delete;
-  ChildList(ChildList&&) = delete;
   ChildList& operator=(const ChildList&) = delete;
-  ChildList& operator=(ChildList&&) = delete;
 
   void add(std::shared_ptr<OXDeltaNode> node);
   void beginVisit() noexcept;
@@ -55,7 +53,6 @@ class OXDeltaNode::Visit {
   Visit(Visit&& other) noexcept = default;
   Visit(const Visit&) = delete;
   Visit& operator=(const Visit&) = delete;
-  Visit& operator=(Visit&&) = delete;
   ~Visit() {
     if (list_ != nullptr) {
       list_->endVisit();
