@@ -128,7 +128,6 @@ class Stranger : public ox::test::TemporaryFolderTest {
   }
 
   static std::string outputOf(const std::string& command) {
-    // NOLINTNEXTLINE(cert-env33-c): the shell gets nothing but the words above
     FILE* const pipe = ::popen(command.c_str(), "re");
     std::string output;
     std::array<char, 4096> buffer{};
