@@ -34,7 +34,7 @@ namespace {
 
 constexpr std::string_view entryExtension = ".trashinfo";
 
-// Empty when it cannot be told.
+// Empty when it cannot be resolved.
 std::string realPath(std::string_view path) {
   std::array<char, PATH_MAX> resolved;
   return std::string(

@@ -26,7 +26,7 @@ class FreeName {
  public:
   FreeName(std::string_view name, std::string_view directory, bool isFolder);
 
-  // `directory` joined with the next name that nothing bears.
+  // `directory` joined with the next free name.
   const std::string& next();
 
   // The path that `next` gave last, to keep.

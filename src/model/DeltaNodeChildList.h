@@ -19,7 +19,6 @@ class OXDeltaNode::ChildList {
   static std::shared_ptr<ChildList> make();
 
   ChildList() = default;
-  ~ChildList() = default;
   ChildList(const ChildList&) = delete;
   ChildList& operator=(const ChildList&) = delete;
 
