@@ -155,7 +155,6 @@ class OX_EXPORT OXArchivedFile : public OXObject {
   // A date is kept as the bits of its double. One not-a-number out of many stands for no date.
   static constexpr std::uint64_t noDate = ~std::uint64_t{0};
 
-  void adoptPath(std::string&& path);
   void adoptPath(OXString&& path);
 
   OXString path_;

@@ -37,17 +37,11 @@ void OXArchivedFile::setPath(OXStringView path) {
   }
 }
 
-void OXArchivedFile::adoptPath(std::string&& path) {
-  path.resize(ox::lengthToKeep(path));
-  path_ = std::move(path);
-}
-
 void OXArchivedFile::adoptPath(OXString&& path) {
   if (path) {
-    adoptPath(*std::move(path));
-  } else {
-    path_.reset();
+    path->resize(ox::lengthToKeep(*path));
   }
+  path_ = std::move(path);
 }
 
 void OXArchivedFile::setModificationTime(std::optional<OXDate> modificationTime) noexcept {
