@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <climits>
 
 #include "platform/desktop/Gio.h"
 #include "platform/files/Files.h"
@@ -125,16 +127,41 @@ bool ItemWay::passesTrashAt(const Folder& top) const {
          (error == 0 ? passes(top, sharedTrash) : !isAbsence(error));
 }
 
+// Whether the item is a folder or link that the absolute path `rest` leads through, those that its
+// links lead through included.
+bool ItemWay::isOnWayTo(std::string rest) const {
+  constexpr int mostLinks = 40;  // the kernel follows no more
+  std::string folder = "/";
+  std::array<char, PATH_MAX> target;
+  for (int links = 0; !rest.empty() && links <= mostLinks;) {
+    const std::string name = rest.substr(0, rest.find('/'));
+    rest.erase(0, name.size() + 1);
+    if (name == "..") {
+      folder = path::deletingLastComponent(folder);
+    } else if (!name.empty() && name != ".") {
+      std::string path = path::appendingComponent(folder, name);
+      const auto status = files::statusOfLink(PathBuffer(path));
+      if (!status || identityOf(*status) == passed_.front()) {
+        return status.has_value();
+      }
+      if (const auto linked = files::readLink(PathBuffer(path), target)) {
+        ++links;
+        rest = path::appendingComponent(*linked, rest);
+        path = linked->starts_with('/') ? "/" : folder;
+      }
+      folder = std::move(path);
+    }
+  }
+  return false;
+}
+
 // Each link that leads there stays as well: without it the Trash could not be found again.
 bool ItemWay::passesHomeTrash() const {
   if (home_.empty()) {
     return false;
   }
-  for (std::string path = home_; path != "/"; path = path::deletingLastComponent(path)) {
-    const auto status = files::statusOfLink(PathBuffer(path));
-    if (status && identityOf(*status) == passed_.front()) {
-      return true;
-    }
+  if (isOnWayTo(home_)) {
+    return true;
   }
   Folder trash;
   const int error = Folder::open(home_.c_str(), Access::use, Folder::Links::follow, trash);

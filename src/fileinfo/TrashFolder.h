@@ -74,6 +74,7 @@ class ItemWay {
   int reachTop(Folder top, const std::string& path);
   bool passes(const Folder& folder, const std::string& name) const noexcept;
   bool passesTrashAt(const Folder& top) const;
+  bool isOnWayTo(std::string rest) const;
   bool passesHomeTrash() const;
   int openHome(MadeFolders& made, Folder& opened) const;
   int openAtTop(Trash which, MadeFolders& made, Folder& opened) const;

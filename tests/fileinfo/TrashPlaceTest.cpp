@@ -515,4 +515,35 @@ TEST_F(TrashPlace, KeepsTheLinksThatLeadToIt) {
   }
 }
 
+// One link may lead to the next, and each is in a folder of its own.
+TEST_F(TrashPlace, KeepsTheLinksThatItsLinksLeadThrough) {
+  for (const char* folder : {"a", "b/sub", "c", "real", "other"}) {
+    fs::create_directories(in(folder));
+  }
+  fs::create_directory_symlink("../b/./sub/../second", in("a/first"));
+  fs::create_directory_symlink(in("c/third"), in("b/second"));
+  fs::create_directory_symlink("../real", in("c/third"));
+  const ox::test::ScopedEnvironment data("XDG_DATA_HOME", in("a/first"));
+  writeFile(in("file"), "contents");
+  EXPECT_TRUE(OXMoveFileToTrashSync(in("file")));
+  const Names before = listing(work());
+  for (const char* path : {"a", "a/first", "b", "b/sub", "b/second", "c", "c/third", "real"}) {
+    EXPECT_FALSE(OXMoveFileToTrashSync(in(path))) << path;
+    EXPECT_EQ(listing(work()), before) << path;
+  }
+  EXPECT_TRUE(OXMoveFileToTrashSync(in("other")));
+  EXPECT_EQ(readFile(in("a/first/Trash/files/file")), "contents");
+}
+
+TEST_F(TrashPlace, IsNotLookedForInLinksThatLeadInACircle) {
+  fs::create_directory_symlink("second", in("first"));
+  fs::create_directory_symlink("first", in("second"));
+  const ox::test::ScopedEnvironment data("XDG_DATA_HOME", in("first"));
+  writeFile(in("file"), "contents");
+  const Names before = listing(work());
+  EXPECT_FALSE(OXMoveFileToTrashSync(in("file")));
+  EXPECT_FALSE(OXMoveFileToTrashSync(in("first")));
+  EXPECT_EQ(listing(work()), before);
+}
+
 }  // namespace

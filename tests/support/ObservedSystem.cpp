@@ -216,6 +216,10 @@ char* realpath(const char* path, char* resolved) noexcept {
                   [&] { return ::realpath(path, resolved); });
 }
 
+ssize_t readlink(const char* path, char* target, std::size_t size) noexcept {
+  return observed(Call::readlink, ssize_t{-1}, [&] { return ::readlink(path, target, size); });
+}
+
 char* getcwd(char* path, std::size_t size) noexcept {
   return observed(Call::getcwd, static_cast<char*>(nullptr), [&] { return ::getcwd(path, size); });
 }

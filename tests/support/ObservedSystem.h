@@ -21,6 +21,7 @@ enum class Call {
   mkdirat,
   mkdtemp,
   realpath,
+  readlink,
   getcwd,
   open,
   openat,

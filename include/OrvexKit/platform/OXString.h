@@ -96,8 +96,18 @@ class OXStringView {
   template <typename Text>
   requires std::convertible_to<const Text&, OXStringView>
   friend constexpr bool operator==(OXStringView a, const Text& b) noexcept { return a.equals(b); }
-  // Said once more for the optional, whose own comparison would take null for unlike null.
-  friend bool operator==(OXStringView a, const OXString& b) noexcept { return a.equals(b); }
+  // Said once more for optionals on either side, whose own comparison would take null for unlike
+  // null, or be as good a match.
+  template <typename Text>
+  requires std::convertible_to<const Text&, OXStringView>
+  friend constexpr bool operator==(OXStringView a, const std::optional<Text>& b) noexcept {
+    return a.equals(b);
+  }
+  template <typename Text>
+  requires std::convertible_to<const Text&, OXStringView>
+  friend constexpr bool operator==(const std::optional<Text>& a, OXStringView b) noexcept {
+    return b.equals(a);
+  }
 
  private:
   struct Present {};

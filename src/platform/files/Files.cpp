@@ -91,6 +91,14 @@ std::optional<std::string_view> resolvePath(const PathBuffer& path,
   return resolved.data();
 }
 
+std::optional<std::string_view> readLink(const PathBuffer& path,
+                                         std::array<char, PATH_MAX>& target) noexcept {
+  const ssize_t size =
+      path.isRepresentable() ? sys::readlink(path.c_str(), target.data(), target.size()) : -1;
+  return size < 0 ? std::nullopt
+                  : std::optional(std::string_view(target.data(), static_cast<std::size_t>(size)));
+}
+
 bool createUniqueFolder(char* pattern) noexcept {
   return sys::mkdtemp(pattern) != nullptr;
 }

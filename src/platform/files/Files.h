@@ -37,6 +37,10 @@ bool isNameTaken(const PathBuffer& path) noexcept;
 std::optional<std::string_view> resolvePath(const PathBuffer& path,
                                             std::array<char, PATH_MAX>& resolved) noexcept;
 
+// Where the link at `path` leads, as it says itself, in `target`. No value when there is no link.
+std::optional<std::string_view> readLink(const PathBuffer& path,
+                                         std::array<char, PATH_MAX>& target) noexcept;
+
 enum class Creation { created, nameTaken, failed };
 
 // Makes a folder, exclusively, and the missing ones on the way to it.

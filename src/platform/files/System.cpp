@@ -47,6 +47,10 @@ char* realpath(const char* path, char* resolved) noexcept {
   return ::realpath(path, resolved);
 }
 
+ssize_t readlink(const char* path, char* target, std::size_t size) noexcept {
+  return ::readlink(path, target, size);
+}
+
 char* getcwd(char* path, std::size_t size) noexcept {
   return ::getcwd(path, size);
 }

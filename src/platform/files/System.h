@@ -25,6 +25,7 @@ int mkdir(const char* path, mode_t mode) noexcept;
 int mkdirat(int dirfd, const char* name, mode_t mode) noexcept;
 char* mkdtemp(char* pattern) noexcept;
 char* realpath(const char* path, char* resolved) noexcept;  // `resolved` holds PATH_MAX bytes
+ssize_t readlink(const char* path, char* target, std::size_t size) noexcept;
 char* getcwd(char* path, std::size_t size) noexcept;
 int open(const char* path, int flags) noexcept;
 int openat(int dirfd, const char* name, int flags, mode_t mode) noexcept;
@@ -80,6 +81,7 @@ inline constexpr Retried<kernel::mkdir> mkdir;
 inline constexpr Retried<kernel::mkdirat> mkdirat;
 inline constexpr Retried<kernel::mkdtemp> mkdtemp;
 inline constexpr Retried<kernel::realpath> realpath;
+inline constexpr Retried<kernel::readlink> readlink;
 inline constexpr Retried<kernel::open> open;
 inline constexpr Retried<kernel::openat> openat;
 inline constexpr Retried<kernel::read> read;

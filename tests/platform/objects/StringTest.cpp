@@ -155,6 +155,31 @@ TEST(StringView, EqualsWhatHasTheSameBytes) {
   EXPECT_TRUE(null != OXString("") && OXString("") != null);
 }
 
+// An optional's own comparison takes any two for unlike when one of them holds nothing.
+template <typename Optional>
+void expectComparisons(const Optional& null, const Optional& text) {
+  const OXStringView noView;
+  const OXStringView view("text");
+  EXPECT_TRUE(noView == null);
+  EXPECT_TRUE(null == noView);
+  EXPECT_TRUE(view == text);
+  EXPECT_TRUE(text == view);
+  EXPECT_TRUE(noView != text);
+  EXPECT_TRUE(text != noView);
+  EXPECT_TRUE(view != null);
+  EXPECT_TRUE(null != view);
+}
+
+TEST(StringView, IsComparedWithEveryKindOfOptional) {
+  expectComparisons<OXString>({}, "text");
+  expectComparisons<std::optional<std::string_view>>({}, "text");
+  expectComparisons<std::optional<std::filesystem::path>>({}, "text");
+  expectComparisons<std::optional<const char*>>({}, "text");
+  expectComparisons<std::optional<const char*>>(nullptr, "text");
+  expectComparisons<std::optional<OXStringView>>({}, OXStringView("text"));
+  expectComparisons<std::optional<OXStringView>>(OXStringView(), OXStringView("text"));
+}
+
 TEST(StringView, CanBeSetAnew) {
   OXStringView view = "one";
   view = nullptr;
