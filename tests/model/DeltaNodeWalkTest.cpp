@@ -474,7 +474,7 @@ TEST_F(DeltaNodeWalkDeathTest, AbortsAfterTwoRoundsWhateverTheWayToACircle) {
       {65, 63},    {100, 64}, {100, 65}, {127, 1}, {1023, 5}, {1, 1000},   {2000, 129}};
   for (const auto& [way, round] : rows) {
     SCOPED_TRACE(testing::Message() << round << " after " << way);
-    expectAborted([&] { walkIntoCircle(way, round); }, belowItself);
+    expectAborted([way = way, round = round] { walkIntoCircle(way, round); }, belowItself);
   }
 }
 

@@ -52,7 +52,7 @@ class OXStringView {
  public:
   // Null.
   constexpr OXStringView() noexcept = default;
-  constexpr OXStringView(std::nullopt_t) noexcept {}
+  constexpr OXStringView(std::nullopt_t /*null*/) noexcept {}
 
   // The bytes up to the NUL, or null for a null pointer.
   constexpr OXStringView(const char* text) noexcept {
@@ -111,7 +111,7 @@ class OXStringView {
 
  private:
   struct Present {};
-  constexpr OXStringView(Present, std::string_view text) noexcept
+  constexpr OXStringView(Present /*tag*/, std::string_view text) noexcept
       : text_(text.data() != nullptr ? text : std::string_view("")) {}
 
   constexpr bool equals(OXStringView other) const noexcept {

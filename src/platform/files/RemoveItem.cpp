@@ -88,6 +88,7 @@ class FolderRemover {
     for (; isTop && emptiedDeep_ != nextDeep_; ++emptiedDeep_) {
       remove(folder, deepName(emptiedDeep_).data(), true, level);
     }
+    top_ = isTop ? nullptr : top_;
   }
 
   // A folder below the deepest level is emptied once it is in the top one.
