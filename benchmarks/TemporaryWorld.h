@@ -26,9 +26,7 @@ class TemporaryWorld {
     std::filesystem::remove_all(folder_, ignored);
   }
   TemporaryWorld(const TemporaryWorld&) = delete;
-  TemporaryWorld(TemporaryWorld&&) = delete;
   TemporaryWorld& operator=(const TemporaryWorld&) = delete;
-  TemporaryWorld& operator=(TemporaryWorld&&) = delete;
 
   const std::filesystem::path& folder() const { return folder_; }
 

@@ -18,7 +18,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <limits>
 #include <memory>
 #include <random>
 #include <string>
@@ -128,7 +127,7 @@ std::int64_t sizeByBareCalls(int fd, std::size_t level = 0) {
       position += entry->d_reclen;
       const char* const name = static_cast<const char*>(entry->d_name);
       if (entry->d_type != DT_DIR) {
-        struct statx status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
+        struct statx status;
         ::statx(fd, name, AT_SYMLINK_NOFOLLOW, STATX_SIZE, &status);
         total += static_cast<std::int64_t>(status.stx_size);
       } else if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0) {

@@ -99,7 +99,7 @@ struct BareCalls {
       return false;
     }
     scratch.copy(probe.data(), scratch.size());
-    struct stat status;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by the call
+    struct stat status;
     return ::mkdir(probe.c_str(), 0777) == 0 && ::rmdir(probe.c_str()) == 0 &&
            ::rmdir(scratch.c_str()) == 0 && ::lstat(final.c_str(), &status) != 0 &&
            ::mkdir(final.c_str(), 0777) == 0;

@@ -6,7 +6,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>

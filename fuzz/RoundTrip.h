@@ -9,8 +9,6 @@
 #include <cstddef>
 #include <optional>
 #include <span>
-#include <string>
-#include <string_view>
 
 #include "Require.h"
 

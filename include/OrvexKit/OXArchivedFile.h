@@ -15,7 +15,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 
 // One entry of an archive's listing: where the item lies inside the archive, its sizes, checksum,
@@ -129,9 +128,9 @@ class OX_EXPORT OXArchivedFile : public OXObject {
   // identifier is read as a signed word, which keeps all its bits. The path is set as by `setPath`.
   //
   // Null when an object is there but of a kind that its field can't take: under a keyed coder's key
-  // that includes the null marker. An encoded path that is empty, which no record writes unless its
-  // path was "/", is `setPath`'s `std::out_of_range`. Otherwise only what the coder throws is
-  // thrown.
+  // that includes the null marker. Else, an encoded path that is empty, which no record writes
+  // unless its path was "/", is `setPath`'s `std::out_of_range`. Otherwise only
+  // `std::bad_alloc` and what the coder throws are thrown.
   //
   //   keyed, {"path": "docs/", "isFolder": true}  => path "docs", a folder, all else zero or null
   //   keyed, {}                                   => a fresh record
@@ -156,7 +155,6 @@ class OX_EXPORT OXArchivedFile : public OXObject {
   // A date is kept as the bits of its double. One not-a-number out of many stands for no date.
   static constexpr std::uint64_t noDate = ~std::uint64_t{0};
 
-  void adoptPath(std::string&& path);
   void adoptPath(OXString&& path);
 
   OXString path_;

@@ -77,8 +77,7 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   std::shared_ptr<const List> children() const noexcept;
 
   // Adds `node` at the end of `children`, which is made for the first one. A null `node` is not
-  // added, and makes no list. There is no look whether `node` is among the children already, has a
-  // name that is taken, or has this node below it.
+  // added, and makes no list. Does not check for duplicates, name clashes or cycles.
   //
   // Adding to a list that is being walked by `traversePathsUsingBlock`, from the callback or from
   // another thread, is a fatal error: one line on standard error, and the process is aborted. The

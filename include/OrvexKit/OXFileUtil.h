@@ -29,8 +29,8 @@
 // Archive names -------------------------------------------------------------------------------
 //
 // The extension of a path is what follows the last "." of its last component; slashes at the end
-// of the path do not count. A "." that is the component's first character and its only one starts
-// a hidden name, not an extension: ".gz" has none, ".tar.gz" has "gz".
+// of the path do not count. A leading "." with no other "." marks a hidden name, not an extension:
+// ".gz" has none, ".tar.gz" has "gz".
 
 // What can be asked of a path or of a date: the path or the date comes first.
 namespace OXFileUtilAdditions {
@@ -121,7 +121,7 @@ OX_EXPORT OXString OXPathByRemovingAncestorPath(OXStringView path, OXStringView 
 namespace OXFileUtilAdditions {
 
 // The absolute path of what `path` leads to, without links, ".", ".." and doubled slashes; a
-// relative path starts in the current folder. `path` itself when that cannot be told: a component
+// relative path starts in the current folder. `path` itself when it cannot be resolved: a component
 // is missing or may not be searched, links lead in a circle, or the result is longer than 1023
 // bytes. Reads the disk.
 //
@@ -283,7 +283,7 @@ OX_EXPORT std::int64_t OXGetTotalFolderSize(OXStringView path);
 OX_EXPORT std::int64_t _OXGetTotalFolderSize(const char* bytePath);
 
 // The bytes of the item at `path`, as the file system reports them: of a link its own, of a folder
-// its entry's. Zero when it cannot be told, with one line in the log:
+// its entry's. Zero when it cannot be read, with one line in the log:
 // "Failed to get size for file at path: " and the path, or "(null)" in its place.
 //
 //   a file that holds "abc"   => 3
@@ -312,10 +312,10 @@ OX_EXPORT OXString OXGenerateMD5DigestForFile(OXStringView path);
 // Texts for the user --------------------------------------------------------------------------
 
 // A byte count as text: a number with one decimal, or none where that would be a zero, and a unit.
-// Units are powers of 1000 up to "GB"; a size of exactly one unit is told in the smaller. The unit
-// is chosen before the number is rounded: the double nearest to the quotient, half to even. The
-// decimal point is "." whatever the user's locale. A negative size is told in bytes. Never null;
-// touches nothing.
+// Units are powers of 1000 up to "GB"; exactly one unit uses the next smaller unit. The unit is
+// chosen before the number is rounded: the double nearest to the quotient, half to even. The
+// decimal point is "." whatever the user's locale. A negative size is in bytes. Never null; touches
+// nothing.
 //
 //   0             => "0 B"
 //   1000          => "1000 B"

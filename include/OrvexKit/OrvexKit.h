@@ -1,4 +1,5 @@
-// All of OrvexKit in one include.
+// All of OrvexKit in one include. No function needs more than 40 KiB of stack, apart from what it
+// calls of the host's.
 
 #pragma once
 

@@ -3,6 +3,7 @@
 #include "OrvexKit/OXFileUtil.h"
 #include "platform/desktop/Log.h"
 #include "platform/files/Files.h"
+#include "platform/objects/BadAlloc.h"
 
 std::int64_t OXGetFileSize(OXStringView path) {
   if (path) {
@@ -10,8 +11,8 @@ std::int64_t OXGetFileSize(OXStringView path) {
       return status->st_size;
     }
   }
-  std::string line("Failed to get size for file at path: ");
-  line += path.value_or("(null)");
-  ox::logLine(line);
+  ox::orBadAlloc([&] {
+    ox::logLine("Failed to get size for file at path: " + std::string(path.value_or("(null)")));
+  });
   return 0;
 }

@@ -13,7 +13,7 @@ namespace ox {
 namespace {
 
 struct Unit {
-  std::int64_t last;  // the largest size that is told in it
+  std::int64_t last;  // the largest size that uses it
   double bytes;
   std::string_view name;
 };

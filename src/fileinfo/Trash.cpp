@@ -34,7 +34,7 @@ namespace {
 
 constexpr std::string_view entryExtension = ".trashinfo";
 
-// Empty when it cannot be told.
+// Empty when it cannot be resolved.
 std::string realPath(std::string_view path) {
   std::array<char, PATH_MAX> resolved;
   return std::string(
@@ -147,7 +147,7 @@ int renameReadOnlyFolder(const ItemPlace& place, mode_t mode, const Folder& file
   if (place.folder.setPermissionsOf(name, mode | S_IWUSR) != 0) {
     return EACCES;
   }
-  const int error = place.folder.rename(name, files, newName, Folder::Replacing::never);
+  const int error = place.folder.rename(name, files, newName);
   if (error == 0) {
     files.setPermissionsOf(newName, mode);
   } else {
@@ -163,8 +163,7 @@ int moveItem(const ItemPlace& place, const Folder& files, const std::string& new
   if (!isThere || identityOf(status) != place.item) {
     return ESTALE;  // another item may have taken its place
   }
-  const int error =
-      place.folder.rename(place.name.c_str(), files, newName.c_str(), Folder::Replacing::never);
+  const int error = place.folder.rename(place.name.c_str(), files, newName.c_str());
   const bool isReadOnlyFolder = S_ISDIR(status.st_mode) && (status.st_mode & S_IWUSR) == 0;
   return error == EACCES && isReadOnlyFolder
              ? renameReadOnlyFolder(place, status.st_mode, files, newName.c_str())

@@ -11,6 +11,7 @@
 #include "platform/files/Files.h"
 #include "platform/files/Folder.h"
 #include "platform/files/Path.h"
+#include "platform/objects/BadAlloc.h"
 
 namespace ox {
 namespace {
@@ -48,8 +49,7 @@ class Trial {
     const bool isMade = scratch_.makeFolder(name.c_str(), S_IRWXU) == 0;
     while (hasPackageExtension(name)) {
       std::string shorter(path::deletingExtension(name));
-      if (isMade &&
-          scratch_.rename(name.c_str(), scratch_, shorter.c_str(), Folder::Replacing::never) != 0) {
+      if (isMade && scratch_.rename(name.c_str(), scratch_, shorter.c_str()) != 0) {
         return std::nullopt;
       }
       name = std::move(shorter);
@@ -107,12 +107,10 @@ OXString OXSafelyCreateArchiveSubdir(OXStringView name, OXStringView destination
   if (!name || !destination || name->find_first_of(std::string_view("/\0", 2)) != name->npos) {
     return std::nullopt;
   }
-  const std::string_view folderName =
-      deletePathExtension ? ox::path::deletingExtension(*name) : *name;
-  if (!ox::isSafeFolderName(folderName)) {
-    return std::nullopt;
-  }
-  const std::optional<ox::Trial> trial = ox::Trial::start();
-  const OXString finalName = trial ? trial->unpackagedName(std::string(folderName)) : std::nullopt;
-  return finalName ? OXString(ox::createFreeFolder(*finalName, *destination)) : std::nullopt;
+  return ox::orBadAlloc([&] {
+    std::string folderName(deletePathExtension ? ox::path::deletingExtension(*name) : *name);
+    const auto trial = ox::isSafeFolderName(folderName) ? ox::Trial::start() : std::nullopt;
+    const OXString finalName = trial ? trial->unpackagedName(std::move(folderName)) : std::nullopt;
+    return finalName ? ox::createFreeFolder(*finalName, *destination) : std::nullopt;
+  });
 }

@@ -1,6 +1,6 @@
 #include "folders/FreeName.h"
 
-#include <algorithm>
+#include <array>
 #include <charconv>
 
 #include "OrvexKit/OXFileUtil.h"
@@ -8,6 +8,7 @@
 #include "platform/files/Files.h"
 #include "platform/files/Folder.h"
 #include "platform/files/Path.h"
+#include "platform/objects/BadAlloc.h"
 
 namespace ox {
 namespace {
@@ -20,22 +21,6 @@ constexpr int probesBeforeListing = 16;
 constexpr std::size_t longestCounter = 11;
 
 }  // namespace
-
-void FreeName::TakenCounters::clear(std::int32_t first) noexcept {
-  first_ = first;
-  span_ = span;
-  bits_.fill(0);
-}
-
-void FreeName::TakenCounters::add(std::int32_t counter) noexcept {
-  if (covers(counter)) {
-    bits_[offset(counter) / 64] |= std::uint64_t{1} << offset(counter) % 64;
-  }
-}
-
-bool FreeName::TakenCounters::contains(std::int32_t counter) const noexcept {
-  return covers(counter) && (bits_[offset(counter) / 64] >> offset(counter) % 64 & 1U) != 0;
-}
 
 FreeName::FreeName(std::string_view name, std::string_view directory, bool isFolder)
     : name_(name),
@@ -96,16 +81,16 @@ void FreeName::writeCounter() {
 }
 
 bool FreeName::isListedAsTaken() {
-  if (mayList_ && probes_ >= probesBeforeListing && !taken_.covers(counter_)) {
+  if (mayList_ && probes_ >= probesBeforeListing && !(listing_ && listing_->covers(counter_))) {
     listFolder();
   }
-  return taken_.contains(counter_);
+  return listing_ && listing_->covers(counter_) && listing_->taken[listing_->place(counter_)];
 }
 
 // What a listing does not show is asked for all the same: a folder that ignores case has names
 // taken that are written otherwise.
 void FreeName::listFolder() {
-  taken_.clear(counter_);
+  listing_.emplace(counter_);
   const PathBuffer path(directory_.empty() ? "." : directory_);
   Folder folder;
   mayList_ = path.isRepresentable() &&
@@ -133,9 +118,10 @@ void FreeName::addIfNumbered(std::string_view entryName) {
   const auto [end, error] =
       std::from_chars(entryName.data(), entryName.data() + entryName.size(), counter);
   // Only a number as it would be written here: "007" is another name than "7".
-  const bool isWrittenOut = entryName.front() == '0' || entryName.starts_with("-0");
-  if (error == std::errc() && end == entryName.data() + entryName.size() && !isWrittenOut) {
-    taken_.add(counter);
+  const bool startsWithZero = entryName.front() == '0' || entryName.starts_with("-0");
+  if (error == std::errc() && end == entryName.data() + entryName.size() && !startsWithZero &&
+      listing_->covers(counter)) {
+    listing_->taken.set(listing_->place(counter));
   }
 }
 
@@ -145,7 +131,9 @@ OXString OXSequentiallyUniqueName(OXStringView name, OXStringView directory, boo
   if (!name || !directory) {
     return std::nullopt;
   }
-  ox::FreeName freeName(*name, *directory, isFolder);
-  freeName.next();
-  return freeName.take();
+  return ox::orBadAlloc([&] {
+    ox::FreeName freeName(*name, *directory, isFolder);
+    freeName.next();
+    return OXString(freeName.take());
+  });
 }

@@ -2,8 +2,10 @@
 
 #pragma once
 
-#include <array>
+#include <bitset>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -24,31 +26,25 @@ class FreeName {
  public:
   FreeName(std::string_view name, std::string_view directory, bool isFolder);
 
-  // `directory` joined with the next name that nothing bears.
+  // `directory` joined with the next free name.
   const std::string& next();
 
   // The path that `next` gave last, to keep.
   std::string take() noexcept { return std::move(path_); }
 
  private:
-  // Which counters a listing of the folder shows as taken: one bit for each of a run of counters.
-  class TakenCounters {
-   public:
-    static constexpr std::uint32_t span = 1U << 15;
+  // What a listing of the folder shows of a run of counters.
+  struct Listing {
+    explicit Listing(std::int32_t counter) noexcept : first(counter) {}
 
-    void clear(std::int32_t first) noexcept;
-    void add(std::int32_t counter) noexcept;
-    bool covers(std::int32_t counter) const noexcept { return offset(counter) < span_; }
-    bool contains(std::int32_t counter) const noexcept;
-
-   private:
-    std::uint32_t offset(std::int32_t counter) const noexcept {
-      return static_cast<std::uint32_t>(counter) - static_cast<std::uint32_t>(first_);
+    // The counter's place in the run; not in it when that is too large.
+    std::uint32_t place(std::int32_t counter) const noexcept {
+      return static_cast<std::uint32_t>(counter) - static_cast<std::uint32_t>(first);
     }
+    bool covers(std::int32_t counter) const noexcept { return place(counter) < taken.size(); }
 
-    std::int32_t first_ = 0;
-    std::uint32_t span_ = 0;
-    std::array<std::uint64_t, span / 64> bits_;  // left as it is until a listing fills it
+    std::int32_t first;
+    std::bitset<std::size_t{1} << 15> taken;
   };
 
   void startCounting();
@@ -67,7 +63,7 @@ class FreeName {
   std::int32_t counter_ = 0;
   int probes_ = 0;
   bool mayList_ = true;
-  TakenCounters taken_;
+  std::optional<Listing> listing_;
 };
 
 }  // namespace ox

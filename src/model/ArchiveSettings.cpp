@@ -9,11 +9,6 @@ namespace ox {
 namespace {
 
 struct PasswordInTransit {
-  PasswordInTransit(const PasswordInTransit&) = delete;
-  PasswordInTransit(PasswordInTransit&&) = delete;
-  PasswordInTransit& operator=(const PasswordInTransit&) = delete;
-  PasswordInTransit& operator=(PasswordInTransit&&) = delete;
-  explicit PasswordInTransit(const OXArchiveSettings& settings) : text(settings.password()) {}
   ~PasswordInTransit() {
     if (text) {
       wipe(*text);
@@ -36,7 +31,7 @@ OXArchiveSettings::~OXArchiveSettings() = default;
 
 std::shared_ptr<OXArchiveSettings> OXArchiveSettings::copyWithZone() const {
   auto copy = std::make_shared<OXArchiveSettings>();
-  copy->setPassword(ox::PasswordInTransit(*this).text);
+  copy->setPassword(ox::PasswordInTransit{password()}.text);
   copy->setCompressionLevelIndex(compressionLevelIndex());
   copy->setEncryptionIndex(encryptionIndex());
   copy->setVolumeSize(volumeSize());

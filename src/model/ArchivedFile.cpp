@@ -5,6 +5,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "platform/objects/BadAlloc.h"
+
 namespace ox {
 namespace {
 
@@ -35,17 +37,11 @@ void OXArchivedFile::setPath(OXStringView path) {
   }
 }
 
-void OXArchivedFile::adoptPath(std::string&& path) {
-  path.resize(ox::lengthToKeep(path));
-  path_ = std::move(path);
-}
-
 void OXArchivedFile::adoptPath(OXString&& path) {
   if (path) {
-    adoptPath(*std::move(path));
-  } else {
-    path_.reset();
+    path->resize(ox::lengthToKeep(*path));
   }
+  path_ = std::move(path);
 }
 
 void OXArchivedFile::setModificationTime(std::optional<OXDate> modificationTime) noexcept {
@@ -60,9 +56,7 @@ void OXArchivedFile::setModificationTime(std::optional<OXDate> modificationTime)
 }
 
 OXString OXArchivedFile::description() const {
-  std::string text = "[Archived File] : ";
-  text += path_ ? std::string_view(*path_) : "(null)";
-  return text;
+  return ox::orBadAlloc([this] { return "[Archived File] : " + path_.value_or("(null)"); });
 }
 
 const OXArchivedFile* OXArchivedFile::replacementObjectForPortCoder(OXPortCoder& coder) const {

@@ -4,7 +4,6 @@
 
 #include "model/DeltaNodeChildList.h"
 #include "platform/files/Path.h"
-#include "platform/objects/BadAlloc.h"
 #include "platform/objects/RecordLock.h"
 
 OXDeltaNode::OXDeltaNode() = default;
@@ -80,7 +79,5 @@ OXString OXDeltaNode::fullPathOnDisk() const {
   if (physicalPath == nullptr || name == nullptr) {
     return std::nullopt;
   }
-  return ox::orBadAlloc([&folder = *physicalPath, &item = *name] {
-    return ox::path::appendingComponent(folder, item);
-  });
+  return ox::path::appendingComponent(*physicalPath, *name);
 }

@@ -2,6 +2,7 @@
 
 #include <iterator>
 
+#include "platform/objects/BadAlloc.h"
 #include "platform/objects/FatalError.h"
 #include "platform/objects/RecordLock.h"
 
@@ -12,7 +13,7 @@ std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::ChildList::make() {
 void OXDeltaNode::ChildList::add(std::shared_ptr<OXDeltaNode> node) {
   List spare;  // where a full list moves to: memory is asked for, and given back, without the lock
   while (!addInto(spare, node)) {
-    spare.reserve(2 * size() + 1);
+    ox::orBadAlloc([&] { spare.reserve(2 * size() + 1); });
   }
 }
 

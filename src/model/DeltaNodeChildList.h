@@ -19,11 +19,8 @@ class OXDeltaNode::ChildList {
   static std::shared_ptr<ChildList> make();
 
   ChildList() = default;
-  ~ChildList() = default;
   ChildList(const ChildList&) = delete;
-  ChildList(ChildList&&) = delete;
   ChildList& operator=(const ChildList&) = delete;
-  ChildList& operator=(ChildList&&) = delete;
 
   void add(std::shared_ptr<OXDeltaNode> node);
   void beginVisit() noexcept;
@@ -55,7 +52,6 @@ class OXDeltaNode::Visit {
   Visit(Visit&& other) noexcept = default;
   Visit(const Visit&) = delete;
   Visit& operator=(const Visit&) = delete;
-  Visit& operator=(Visit&&) = delete;
   ~Visit() {
     if (list_ != nullptr) {
       list_->endVisit();

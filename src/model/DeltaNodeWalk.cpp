@@ -86,10 +86,10 @@ class OXDeltaNode::Walk {
     }
   }
 
-  // A list comes back on one way down only in a circle. It is compared with the last two levels at
-  // multiples of 1, 2, 4 and so on: of the power of two that goes into the circle's length once,
-  // one such level is in the circle before its first round is over, and is still among the last two
-  // when the list of that level comes back.
+  // A list repeats on one path only in a cycle. It is compared with the lists at the last two
+  // depths that are multiples of 1, of 2, of 4 and so on. Let p be the largest power of two that is
+  // no longer than the cycle: a multiple of p is passed in the first round, and is still one of the
+  // last two when its list repeats, within the second round.
   void refuseCircle(const List& nodes) const {
     const std::size_t depth = levels_.size();
     for (std::size_t step = 1; step <= depth; step *= 2) {

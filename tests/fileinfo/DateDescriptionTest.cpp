@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cmath>
 #include <ctime>
+#include <filesystem>
 #include <limits>
 #include <optional>
 #include <random>

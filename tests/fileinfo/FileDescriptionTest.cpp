@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -11,6 +12,7 @@
 
 #include "OrvexKit/OXFileUtil.h"
 #include "support/ChildProcess.h"
+#include "support/LongText.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
@@ -153,6 +155,12 @@ TEST_F(FileDescription, IsTheSameForThreadsThatAskFirstAtTheSameMoment) {
                                .arguments = {"race-for-kinds:x.oxp"},
                                .environment = {{"XDG_DATA_DIRS", work()}, {"LC_ALL", "C"}}}),
             Lines{"Ox package"});
+}
+
+using LongPath = ox::test::LongText;
+
+TEST_F(LongPath, IsTooMuchForTheMemory) {
+  EXPECT_THROW(OXFileUtilAdditions::fileDescription(startingWith("x.")), std::bad_alloc);
 }
 
 }  // namespace

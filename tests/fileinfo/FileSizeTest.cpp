@@ -3,12 +3,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "OrvexKit/OXFileUtil.h"
 #include "support/LogCapture.h"
+#include "support/LongText.h"
 #include "support/ObservedSystem.h"
 #include "support/TemporaryFolder.h"
 
@@ -91,6 +93,12 @@ TEST_F(FileSize, IsZeroAndLoggedForEveryFailureOfTheSystem) {
   EXPECT_EQ(OXGetFileSize(in("file")), 3);
   EXPECT_TRUE(takeLogLines().empty());
   removeOne(in("file"));
+}
+
+using LongPath = ox::test::LongText;
+
+TEST_F(LongPath, IsTooMuchForTheMemory) {
+  EXPECT_THROW(OXGetFileSize(endingIn("")), std::bad_alloc);
 }
 
 }  // namespace

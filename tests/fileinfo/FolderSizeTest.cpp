@@ -19,7 +19,6 @@
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "OrvexKit/OXFileUtil.h"
 #include "support/AllocationCount.h"
@@ -38,7 +37,7 @@ using ox::test::removeOne;
 
 // The rule as it is read: paths in a buffer of 1024 bytes, and one call after the other. A path
 // that is cut to its folder's own would lead round for ever, and is passed over.
-std::int64_t plainTotal(const char* bytePath) {  // NOLINT(misc-no-recursion)
+std::int64_t plainTotal(const char* bytePath) {
   DIR* const folder = ::opendir(bytePath);
   if (folder == nullptr) {
     return 0;
@@ -211,7 +210,7 @@ class RandomTree {
  public:
   explicit RandomTree(unsigned seed) : random_(seed) {}
 
-  void fill(const std::string& folder, int depth) {  // NOLINT(misc-no-recursion)
+  void fill(const std::string& folder, int depth) {
     const unsigned count = below(12);
     for (unsigned i = 0; i < count; ++i) {
       const std::string path = folder + "/" + std::to_string(i) + std::string(below(40), 'n');

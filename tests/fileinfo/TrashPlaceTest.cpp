@@ -10,8 +10,6 @@
 #include <fstream>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "OrvexKit/OXFileUtil.h"
 #include "fileinfo/TrashFixture.h"

@@ -6,8 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
-#include <vector>
 
 #include "support/LogCapture.h"
 #include "support/TemporaryFolder.h"

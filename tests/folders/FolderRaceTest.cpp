@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <fstream>
 #include <set>
 #include <string>
 #include <thread>

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <limits>
 #include <string>
 

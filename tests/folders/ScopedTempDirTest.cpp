@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
@@ -340,7 +341,7 @@ TEST_F(ScopedTempDir, WithoutAScopeOnTheMainThreadIsGoneAtTheEndOfTheProcess) {
   EXPECT_EXIT(
       {
         const std::string path = OXScopedTempDir::path(OXReleaseScope::current()).value();
-        std::exit(isFolder(path) ? 0 : 1);  // NOLINT(concurrency-mt-unsafe)
+        std::exit(isFolder(path) ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");
   EXPECT_THAT(listing(tmp()), IsEmpty());

@@ -1,8 +1,7 @@
-// How much stack the functions on files and folders need: workers run them in threads that have
-// little. Each runs on a stack that has been filled with a pattern, which shows how deep it got.
+// How much stack the functions need: workers run them in threads that have little. Each runs on a
+// stack that has been filled with a pattern, which shows how deep it got.
 
-#include <OrvexKit/OXFileUtil.h>
-#include <OrvexKit/OXScopedTempDir.h>
+#include <OrvexKit/OrvexKit.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/mman.h>
@@ -12,9 +11,12 @@
 #include <cstddef>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 
+#include "support/Pipe.h"
 #include "support/TemporaryFolder.h"
 
 // The sanitizers put room between the variables.
@@ -64,6 +66,30 @@ std::size_t stackUsedBy(const Function& function) {
 }
 
 class Stack : public ox::test::TemporaryFolderTest {};
+
+void sendAndReceive(OXCBORMode mode) {
+  const ox::test::Pipe pipe;
+  OXArchivedFile file;
+  file.setPath("docs");
+  OXCBOREncoder encoder(mode);
+  file.encodeWithCoder(encoder);
+  OXCBORSequenceWriter writer(pipe.writing());
+  EXPECT_TRUE(writer.write(encoder.item()) && writer.flush());
+  OXCBORSequenceReader reader(pipe.reading());
+  const auto item = reader.next();
+  ASSERT_TRUE(item);
+  EXPECT_NE(OXCBORDecodeRecord<OXArchivedFile>(*item, mode), nullptr);
+}
+
+void walkDeepTree() {
+  auto top = std::make_shared<OXDeltaNode>();
+  for (int i = 0; i < 1000; ++i) {
+    auto above = std::make_shared<OXDeltaNode>();
+    above->addChild(std::move(top));
+    top = std::move(above);
+  }
+  top->traversePathsUsingBlock([](std::string_view, std::string_view, bool) {});
+}
 
 TEST_F(Stack, IsEnoughWith40KiB) {
 #ifdef OX_STACK_IS_PADDED
@@ -123,6 +149,9 @@ TEST_F(Stack, IsEnoughWith40KiB) {
       {"fileDescription", [] { OXFileUtilAdditions::fileDescription("x.zip"); }},
       {"OXReferenceFromPath", [&] { OXReferenceFromPath(reference, in("full/x")); }},
       {"OXMoveFileToTrashSync", [this] { OXMoveFileToTrashSync(in("full/x")); }},
+      {"coding, keyed", [] { sendAndReceive(OXCBORMode::keyed); }},
+      {"coding, sequential", [] { sendAndReceive(OXCBORMode::sequential); }},
+      {"a deep tree", walkDeepTree},
   };
   for (const auto& [name, function] : rows) {
     const std::size_t used = stackUsedBy(function);

@@ -4,9 +4,7 @@
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <array>
 #include <string>
 #include <string_view>
 #include <utility>

@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "support/LogCapture.h"

@@ -1,7 +1,8 @@
 #include <OrvexKit/OXFileUtil.h>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 

@@ -11,7 +11,6 @@
 #include <string_view>
 #include <type_traits>
 #include <typeinfo>
-#include <utility>
 #include <vector>
 
 #include "support/AllocationCount.h"

@@ -1,6 +1,5 @@
 // A tree that several threads use at once.
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>

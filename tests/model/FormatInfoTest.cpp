@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <any>
 #include <limits>
 #include <memory>
 #include <string>

@@ -6,17 +6,17 @@
 #include <OrvexKit/platform/OXCBORSequence.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstdio>
 #include <limits>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "model/Records.h"
 #include "support/Bytes.h"
+#include "support/ChildProcess.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
@@ -108,9 +108,12 @@ class Stranger : public ox::test::TemporaryFolderTest {
       expected += expectedLine(row, mode);
     }
     const std::string modeName = mode == OXCBORMode::keyed ? "keyed" : "sequential";
-    EXPECT_EQ(outputOf("PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 '" ORVEXKIT_STRANGER "' " +
-                       modeName + " " + style + " '" + in("ours") + "' '" + in("theirs") + "'"),
-              expected);
+    EXPECT_EQ(ox::test::outputOf(
+                  {.program = "/usr/bin/python3",
+                   .arguments = {ORVEXKIT_STRANGER, modeName, style, in("ours"), in("theirs")},
+                   .environment = {{"PYTHONDONTWRITEBYTECODE", "1"}}}),
+              expected)
+        << "python3-cbor2 of Debian has to be installed";
     ox::test::removeOne(in("ours"));
   }
 
@@ -125,20 +128,6 @@ class Stranger : public ox::test::TemporaryFolderTest {
     }
     EXPECT_TRUE(writer.flush());
     ::close(fd);
-  }
-
-  static std::string outputOf(const std::string& command) {
-    // NOLINTNEXTLINE(cert-env33-c): the shell gets nothing but the words above
-    FILE* const pipe = ::popen(command.c_str(), "re");
-    std::string output;
-    std::array<char, 4096> buffer{};
-    while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
-      output.append(buffer.data(), count);
-    }
-    const int status = ::pclose(pipe);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
-        << "python3-cbor2 of Debian has to be installed";
-    return output;
   }
 };
 

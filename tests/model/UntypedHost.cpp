@@ -2,10 +2,8 @@
 
 #include <any>
 #include <filesystem>
-#include <map>
 #include <optional>
 #include <string_view>
-#include <vector>
 
 #include "OrvexKit/OrvexKit.h"
 

@@ -31,9 +31,7 @@ class HangGuard {
   HangGuard() { ::alarm(300); }
   ~HangGuard() { ::alarm(0); }
   HangGuard(const HangGuard&) = delete;
-  HangGuard(HangGuard&&) = delete;
   HangGuard& operator=(const HangGuard&) = delete;
-  HangGuard& operator=(HangGuard&&) = delete;
 };
 
 class Worker {
@@ -63,9 +61,7 @@ class Worker {
     }
   }
   Worker(const Worker&) = delete;
-  Worker(Worker&&) = delete;
   Worker& operator=(const Worker&) = delete;
-  Worker& operator=(Worker&&) = delete;
 
   int output() const { return pipe_.reading(); }
   void kill() const { ::kill(process_, SIGKILL); }

@@ -5,7 +5,6 @@
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <cstdint>
 #include <limits>
 #include <new>
 #include <optional>

@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <functional>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
-#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -142,9 +141,7 @@ class Worker {
   }
   ~Worker() { kill(); }
   Worker(const Worker&) = delete;
-  Worker(Worker&&) = delete;
   Worker& operator=(const Worker&) = delete;
-  Worker& operator=(Worker&&) = delete;
 
   // Waits until it has told so many lines; false when it has ended before.
   bool awaitLines(std::size_t count) {
@@ -180,7 +177,7 @@ class Worker {
 
  private:
   bool readMore() {
-    std::array<char, 4096> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+    std::array<char, 4096> buffer;
     const ssize_t count = ::read(output_.reading(), buffer.data(), buffer.size());
     told_.append(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
     return count > 0;

@@ -28,9 +28,7 @@ class AllocationFailure {
                              std::size_t count = std::numeric_limits<std::size_t>::max());
   ~AllocationFailure();
   AllocationFailure(const AllocationFailure&) = delete;
-  AllocationFailure(AllocationFailure&&) = delete;
   AllocationFailure& operator=(const AllocationFailure&) = delete;
-  AllocationFailure& operator=(AllocationFailure&&) = delete;
 };
 
 // As long as it lives, looks for `bytes` in every block that is given back by `operator delete`.
@@ -40,9 +38,7 @@ class FreedMemoryWatch {
   explicit FreedMemoryWatch(std::string_view bytes);
   ~FreedMemoryWatch();
   FreedMemoryWatch(const FreedMemoryWatch&) = delete;
-  FreedMemoryWatch(FreedMemoryWatch&&) = delete;
   FreedMemoryWatch& operator=(const FreedMemoryWatch&) = delete;
-  FreedMemoryWatch& operator=(FreedMemoryWatch&&) = delete;
 
   // Blocks that held the bytes.
   std::size_t found() const;

@@ -30,7 +30,7 @@ namespace {
 
 std::string readAll(int fd) {
   std::string text;
-  std::array<char, 4096> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  std::array<char, 4096> buffer;
   ssize_t count = 0;
   while ((count = ::read(fd, buffer.data(), buffer.size())) > 0) {
     text.append(buffer.data(), static_cast<std::size_t>(count));

@@ -17,9 +17,7 @@ class Locales {
   explicit Locales(const std::string& folder) : folder_(folder + "/locales") {}
   ~Locales();
   Locales(const Locales&) = delete;
-  Locales(Locales&&) = delete;
   Locales& operator=(const Locales&) = delete;
-  Locales& operator=(Locales&&) = delete;
 
   // Makes "language.encoding" of the system's sources, or with a table of characters of the test's
   // own; false when it has none.

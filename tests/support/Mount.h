@@ -24,7 +24,6 @@ class Mount {
   Mount(Mount&& other) noexcept
       : folder_(std::move(other.folder_)), isMounted_(std::exchange(other.isMounted_, false)) {}
   Mount& operator=(const Mount&) = delete;
-  Mount& operator=(Mount&&) = delete;
 
   explicit operator bool() const { return isMounted_; }
 

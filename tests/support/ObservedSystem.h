@@ -50,9 +50,7 @@ class ObservedSystem {
   ObservedSystem();
   ~ObservedSystem();
   ObservedSystem(const ObservedSystem&) = delete;
-  ObservedSystem(ObservedSystem&&) = delete;
   ObservedSystem& operator=(const ObservedSystem&) = delete;
-  ObservedSystem& operator=(ObservedSystem&&) = delete;
 
   // Calls since the start, without `close`, which cannot be told from tidying up.
   int count() const;

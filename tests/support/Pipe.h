@@ -12,9 +12,7 @@ class Pipe {
   explicit Pipe(int flags = 0);  // as `pipe2` takes them
   ~Pipe();
   Pipe(const Pipe&) = delete;
-  Pipe(Pipe&&) = delete;
   Pipe& operator=(const Pipe&) = delete;
-  Pipe& operator=(Pipe&&) = delete;
 
   int reading() const { return reading_; }
   int writing() const { return writing_; }

@@ -16,9 +16,7 @@ class DescriptorLimit {
   explicit DescriptorLimit(std::size_t free);
   ~DescriptorLimit();
   DescriptorLimit(const DescriptorLimit&) = delete;
-  DescriptorLimit(DescriptorLimit&&) = delete;
   DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-  DescriptorLimit& operator=(DescriptorLimit&&) = delete;
 
  private:
   std::uint64_t before_;

@@ -6,11 +6,9 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace ox::test {
@@ -21,9 +19,7 @@ class ScopedEnvironment {
   ScopedEnvironment(std::string name, const std::optional<std::string>& value);
   ~ScopedEnvironment();
   ScopedEnvironment(const ScopedEnvironment&) = delete;
-  ScopedEnvironment(ScopedEnvironment&&) = delete;
   ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
-  ScopedEnvironment& operator=(ScopedEnvironment&&) = delete;
 
  private:
   std::string name_;
@@ -44,9 +40,7 @@ class TemporaryFolderTest : public testing::Test {
   TemporaryFolderTest();
   ~TemporaryFolderTest() override;
   TemporaryFolderTest(const TemporaryFolderTest&) = delete;
-  TemporaryFolderTest(TemporaryFolderTest&&) = delete;
   TemporaryFolderTest& operator=(const TemporaryFolderTest&) = delete;
-  TemporaryFolderTest& operator=(TemporaryFolderTest&&) = delete;
 
  protected:
   void TearDown() override;

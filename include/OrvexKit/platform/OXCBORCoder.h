@@ -93,9 +93,9 @@ class OX_EXPORT OXCBOREncoder final : public OXCoder {
 
   OX_INTERNAL void startRecord() noexcept;
   OX_INTERNAL void startAnewIfTaken() noexcept;
-  OX_INTERNAL void grow(std::size_t size);
+  OX_INTERNAL void grow(std::uint64_t size);
   // Where the next `size` bytes go.
-  unsigned char* roomFor(std::size_t size) {
+  unsigned char* roomFor(std::uint64_t size) {
     if (size > buffer_.size() - end_) {
       grow(size);
     }

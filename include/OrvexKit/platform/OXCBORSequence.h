@@ -68,9 +68,7 @@ class OX_EXPORT OXCBORSequenceReader {
   explicit OXCBORSequenceReader(int fd, std::size_t maximumItemSize = defaultMaximumItemSize);
   ~OXCBORSequenceReader();
   OXCBORSequenceReader(const OXCBORSequenceReader&) = delete;
-  OXCBORSequenceReader(OXCBORSequenceReader&&) = delete;
   OXCBORSequenceReader& operator=(const OXCBORSequenceReader&) = delete;
-  OXCBORSequenceReader& operator=(OXCBORSequenceReader&&) = delete;
 
   // The bytes of the next item, valid until the next call; or none, and `state()` says why. Items
   // that arrived whole before a failure are given first. After `wouldBlock` the next call goes on
@@ -111,9 +109,7 @@ class OX_EXPORT OXCBORSequenceWriter {
   // Flushes, without a word when that fails.
   ~OXCBORSequenceWriter();
   OXCBORSequenceWriter(const OXCBORSequenceWriter&) = delete;
-  OXCBORSequenceWriter(OXCBORSequenceWriter&&) = delete;
   OXCBORSequenceWriter& operator=(const OXCBORSequenceWriter&) = delete;
-  OXCBORSequenceWriter& operator=(OXCBORSequenceWriter&&) = delete;
 
   // Adds one data item, which is copied as it is. False when writing has failed, now or before:
   // nothing more is written then, as nobody knows how much of the last item has arrived.

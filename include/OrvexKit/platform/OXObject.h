@@ -20,9 +20,7 @@ class OX_EXPORT OXObject {
   // An object with an identity of its own.
   OXObject() = default;
   OXObject(const OXObject&) = delete;
-  OXObject(OXObject&&) = delete;
   OXObject& operator=(const OXObject&) = delete;
-  OXObject& operator=(OXObject&&) = delete;
   virtual ~OXObject();
 
   // A short text for logs and debuggers, never null; here the object's address, `<OXObject: 0x…>`.

@@ -31,9 +31,7 @@ class OX_EXPORT OXReleaseScope {
   // Ends it, with everything that it keeps.
   ~OXReleaseScope();
   OXReleaseScope(const OXReleaseScope&) = delete;
-  OXReleaseScope(OXReleaseScope&&) = delete;
   OXReleaseScope& operator=(const OXReleaseScope&) = delete;
-  OXReleaseScope& operator=(OXReleaseScope&&) = delete;
   static void* operator new(std::size_t) = delete;
   static void* operator new[](std::size_t) = delete;
 

@@ -18,7 +18,6 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <utility>
 
 // A string, or null. As a result it belongs to the caller.
 using OXString = std::optional<std::string>;

@@ -11,11 +11,12 @@ namespace {
 
 constexpr std::size_t firstCapacity = 512;
 
-std::size_t largestSize(std::string_view string) noexcept {
-  return longestHead + string.size();
+// Wider than a size on 32-bit processors, where the sum of two strings' may be no size.
+std::uint64_t largestSize(std::string_view string) noexcept {
+  return std::uint64_t{longestHead} + string.size();
 }
 
-std::size_t largestSize(const OXValueView& object) noexcept {
+std::uint64_t largestSize(const OXValueView& object) noexcept {
   const auto* const string = std::get_if<std::string_view>(&object);
   return string != nullptr ? largestSize(*string) : longestHead + 1;  // a date: a tag and a double
 }
@@ -77,13 +78,13 @@ void OXCBOREncoder::startRecord() noexcept {
 }
 
 // The buffer's whole size is room, so that writing into it neither checks nor clears anything.
-void OXCBOREncoder::grow(std::size_t size) {
+void OXCBOREncoder::grow(std::uint64_t size) {
   const std::size_t most = buffer_.max_size();
   if (size > most - end_) {
     throw std::bad_alloc();
   }
   const std::size_t doubled = buffer_.size() > most / 2 ? most : buffer_.size() * 2;
-  buffer_.resize(std::max(doubled, end_ + size));
+  buffer_.resize(std::max(doubled, end_ + static_cast<std::size_t>(size)));
 }
 
 void OXCBOREncoder::encodeObjectForKey(const OXValueView& object, std::string_view key) {

@@ -2,12 +2,11 @@
 
 #pragma once
 
-#include <string>
+#include <string_view>
 
 namespace ox {
 
 // Writes one line, exactly `text`, bytes that are not UTF-8 included. Any thread.
-void logLine(const char* text) noexcept;
-void logLine(const std::string& text) noexcept;
+void logLine(std::string_view text) noexcept;
 
 }  // namespace ox

@@ -63,9 +63,7 @@ class Md5Library {
 
   Md5Library() = default;
   Md5Library(const Md5Library&) = delete;
-  Md5Library(Md5Library&&) = delete;
   Md5Library& operator=(const Md5Library&) = delete;
-  Md5Library& operator=(Md5Library&&) = delete;
   ~Md5Library() {
     if (algorithm_ != nullptr) {
       crypto_.free(algorithm_);

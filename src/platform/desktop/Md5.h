@@ -21,7 +21,6 @@ class Md5 {
   Md5(Md5&& other) noexcept : context_(std::exchange(other.context_, nullptr)) {}
   Md5(const Md5&) = delete;
   Md5& operator=(const Md5&) = delete;
-  Md5& operator=(Md5&&) = delete;
   ~Md5();
 
   bool add(const void* bytes, std::size_t count) noexcept;

@@ -22,7 +22,7 @@ namespace ox::files {
 std::string temporaryFolder();
 
 // What the system says of the item that a path leads to, or of the link itself that is there. No
-// value when there is none, or that cannot be told.
+// value when there is none, or asking fails.
 std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept;
 std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept;
 
@@ -33,7 +33,7 @@ bool itemExists(const PathBuffer& path) noexcept;
 bool isNameTaken(const PathBuffer& path) noexcept;
 
 // The absolute path, without links, of what a path leads to, in `resolved`. No value when there is
-// nothing, or that cannot be told.
+// nothing, or asking fails.
 std::optional<std::string_view> resolvePath(const PathBuffer& path,
                                             std::array<char, PATH_MAX>& resolved) noexcept;
 

@@ -67,7 +67,7 @@ int Folder::makeFolder(const char* name, mode_t mode) const noexcept {
 }
 
 int Folder::status(struct ::stat& status) const noexcept {
-  return errorOf(sys::fstat(fd(), &status));
+  return ox::statusOf(fd(), status);
 }
 
 int Folder::statusOf(const char* name, struct ::stat& status) const noexcept {
@@ -82,7 +82,7 @@ std::uint64_t Folder::mountId() const noexcept {
 }
 
 int Folder::rewind() const noexcept {
-  return sys::lseek(fd(), 0, SEEK_SET) < 0 ? errno : 0;
+  return seekToStart(fd());
 }
 
 int Folder::unlink(const char* name) const noexcept {
@@ -93,18 +93,15 @@ int Folder::removeFolder(const char* name) const noexcept {
   return errorOf(sys::unlinkat(fd(), name, AT_REMOVEDIR));
 }
 
-int Folder::rename(const char* name, const Folder& to, const char* newName,
-                   Replacing replacing) const noexcept {
-  if (replacing == Replacing::never) {
-    const int error = errorOf(sys::renameat2(fd(), name, to.fd(), newName, RENAME_NOREPLACE));
-    if (error != EINVAL && error != ENOSYS) {
-      return error;
-    }
-    struct ::stat status;
-    const int taken = to.statusOf(newName, status);
-    if (taken != ENOENT) {
-      return taken == 0 ? EEXIST : taken;
-    }
+int Folder::rename(const char* name, const Folder& to, const char* newName) const noexcept {
+  const int error = errorOf(sys::renameat2(fd(), name, to.fd(), newName, RENAME_NOREPLACE));
+  if (error != EINVAL && error != ENOSYS) {
+    return error;
+  }
+  struct ::stat status;
+  const int taken = to.statusOf(newName, status);
+  if (taken != ENOENT) {
+    return taken == 0 ? EEXIST : taken;
   }
   return errorOf(sys::renameat(fd(), name, to.fd(), newName));
 }

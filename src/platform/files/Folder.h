@@ -35,7 +35,6 @@ class Folder {
     use,   // to make, open, rename and remove by name alone
   };
   enum class Links { refuse, follow };
-  enum class Replacing { never, allowed };
 
   Folder() noexcept = default;
 
@@ -65,11 +64,9 @@ class Folder {
   int unlink(const char* name) const noexcept;        // anything but a folder
   int removeFolder(const char* name) const noexcept;  // an empty one
 
-  // `Replacing::never` returns EEXIST when `newName` is taken, by whatever. Where the file system
-  // cannot check that and rename in one step, somebody else's item may be replaced that appears
-  // between the two.
-  int rename(const char* name, const Folder& to, const char* newName,
-             Replacing replacing) const noexcept;
+  // Returns EEXIST when `newName` is taken, by whatever. Where the file system cannot check that
+  // and rename in one step, an item that somebody else makes between the two may be replaced.
+  int rename(const char* name, const Folder& to, const char* newName) const noexcept;
 
   // Of the folder itself, opened with `Access::list`.
   int setPermissions(mode_t mode) const noexcept;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/objects/BadAlloc.h"
+
 namespace ox::path {
 namespace {
 
@@ -72,11 +74,13 @@ void appendComponent(std::string& path, std::string_view component) {
 }
 
 std::string appendingComponent(std::string_view path, std::string_view component) {
-  std::string joined;
-  joined.reserve(path.size() + 1 + component.size());
-  joined = path;
-  appendComponent(joined, component);
-  return joined;
+  return orBadAlloc([&] {
+    std::string joined;
+    joined.reserve(path.size() + 1 + component.size());
+    joined = path;
+    appendComponent(joined, component);
+    return joined;
+  });
 }
 
 bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept {

@@ -5,9 +5,8 @@
 //
 // - Slashes at the end of a path do not count: the last component of "a/b//" is "b".
 // - A root ("/", "//") has no component.
-// - The extension is what follows the last "." of the last component. A "." that is the
-//   component's first character and its only one starts a hidden name instead (".gz"), and a "."
-//   at the end starts nothing ("a.", "..").
+// - The extension is what follows the last "." of the last component. A leading "." with no other
+//   "." marks a hidden name instead (".gz"), and a "." at the end starts nothing ("a.", "..").
 
 #pragma once
 

@@ -94,8 +94,7 @@ class FolderRemover {
   int moveToTop(const Folder& in, const char* name) noexcept {
     bool madeWritable = false;
     for (int tries = 0; tries < mostNames; ++tries) {
-      const int error =
-          in.rename(name, *top_, deepName(nextDeep_).data(), Folder::Replacing::never);
+      const int error = in.rename(name, *top_, deepName(nextDeep_).data());
       if (error == 0 || error == EEXIST) {
         ++nextDeep_;
       }

@@ -31,9 +31,7 @@ class RecordGuard {
     }
   }
   RecordGuard(const RecordGuard&) = delete;
-  RecordGuard(RecordGuard&&) = delete;
   RecordGuard& operator=(const RecordGuard&) = delete;
-  RecordGuard& operator=(RecordGuard&&) = delete;
   ~RecordGuard() {
     if (lock_.exchange(unlocked) == awaited) {
       lock_.notify_one();

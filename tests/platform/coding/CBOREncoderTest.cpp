@@ -3,10 +3,14 @@
 
 #include <cstdint>
 #include <limits>
+#include <new>
+#include <span>
 #include <string>
+#include <string_view>
 
 #include "support/AllocationCount.h"
 #include "support/Bytes.h"
+#include "support/LongText.h"
 #include "support/ValueText.h"
 
 namespace {
@@ -293,6 +297,17 @@ TEST(CBOREncoder, IgnoresTheOtherModeAndGivesNoObjects) {
   sequential.encodeObject("docs");
   EXPECT_EQ(valueText(keyed.decodeObjectForKey("path")), "none");
   EXPECT_EQ(valueText(sequential.decodeObject()), "none");
+}
+
+using LongString = ox::test::LongText;
+
+// The sizes of a key and a string together are no size on a 32-bit processor.
+TEST_F(LongString, IsTooMuchForTheMemory) {
+  const std::string_view text = endingIn("");
+  OXCBOREncoder keyed(OXCBORMode::keyed);
+  EXPECT_THROW(keyed.encodeObjectForKey(text, text), std::bad_alloc);
+  EXPECT_THROW(keyed.encodeObjectForKey("docs", text), std::bad_alloc);
+  EXPECT_EQ(toHex(keyed.bytes()), "a0");
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -55,9 +54,7 @@ class IgnoredBrokenPipe {
   IgnoredBrokenPipe() : before_(std::signal(SIGPIPE, SIG_IGN)) {}
   ~IgnoredBrokenPipe() { static_cast<void>(std::signal(SIGPIPE, before_)); }
   IgnoredBrokenPipe(const IgnoredBrokenPipe&) = delete;
-  IgnoredBrokenPipe(IgnoredBrokenPipe&&) = delete;
   IgnoredBrokenPipe& operator=(const IgnoredBrokenPipe&) = delete;
-  IgnoredBrokenPipe& operator=(IgnoredBrokenPipe&&) = delete;
 
  private:
   void (*before_)(int);

@@ -1,8 +1,6 @@
 #include <OrvexKit/OrvexKit.h>
 #include <gmock/gmock.h>
 
-#include <cstdint>
-#include <string>
 #include <type_traits>
 
 namespace {

@@ -22,9 +22,7 @@ class Witness : public OXObject {
   explicit Witness(std::function<void()> atEnd) : atEnd_(std::move(atEnd)) {}
   ~Witness() override { atEnd_(); }
   Witness(const Witness&) = delete;
-  Witness(Witness&&) = delete;
   Witness& operator=(const Witness&) = delete;
-  Witness& operator=(Witness&&) = delete;
 
  private:
   std::function<void()> atEnd_;

@@ -22,9 +22,7 @@ class Utf8Locale {
   }
   ~Utf8Locale() { static_cast<void>(std::setlocale(LC_CTYPE, before_.c_str())); }
   Utf8Locale(const Utf8Locale&) = delete;
-  Utf8Locale(Utf8Locale&&) = delete;
   Utf8Locale& operator=(const Utf8Locale&) = delete;
-  Utf8Locale& operator=(Utf8Locale&&) = delete;
 
  private:
   std::string before_;

@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 

@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cstdint>
@@ -62,9 +61,7 @@ class RoundTrip : public OxarchiveTest {
   RoundTrip() : mask_(::umask(0)) {}
   ~RoundTrip() override { ::umask(mask_); }
   RoundTrip(const RoundTrip&) = delete;
-  RoundTrip(RoundTrip&&) = delete;
   RoundTrip& operator=(const RoundTrip&) = delete;
-  RoundTrip& operator=(RoundTrip&&) = delete;
 
  protected:
   void makeFile(const std::string& path, const std::string& contents, mode_t permissions = 0644) {

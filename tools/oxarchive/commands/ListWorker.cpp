@@ -1,7 +1,6 @@
 #include <OrvexKit/OrvexKit.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdint>
 #include <new>
 #include <string>

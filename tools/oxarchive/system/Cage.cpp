@@ -97,9 +97,9 @@ constexpr const char* allowedCalls[] = {
     "access", "close", "dup", "faccessat", "faccessat2", "fadvise64", "fadvise64_64", "fchmod",
     "fchmodat", "fchmodat2", "fcntl", "fcntl64", "fstat", "fstat64", "fstatat64", "fsync",
     "ftruncate", "ftruncate64", "getcwd", "getdents", "getdents64", "linkat", "_llseek", "lseek",
-    "lstat", "lstat64", "mkdirat", "newfstatat", "open", "openat", "poll", "ppoll", "ppoll_time64",
-    "pread64", "pwrite64", "read", "readlink", "readlinkat", "readv", "stat", "stat64", "statx",
-    "symlinkat", "unlinkat", "utimensat", "utimensat_time64", "write", "writev",
+    "lstat", "lstat64", "mkdirat", "newfstatat", "open", "openat", "pipe", "pipe2", "poll", "ppoll",
+    "ppoll_time64", "pread64", "pwrite64", "read", "readlink", "readlinkat", "readv", "stat",
+    "stat64", "statx", "symlinkat", "unlinkat", "utimensat", "utimensat_time64", "write", "writev",
     // Memory.
     "brk", "madvise", "mremap", "munmap",
     // The process itself.

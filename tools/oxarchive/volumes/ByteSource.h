@@ -3,17 +3,18 @@
 #include <cstddef>
 #include <span>
 
-#include "system/Uncopied.h"
-
 namespace oxarchive {
 
 using Bytes = std::span<const std::byte>;
 
 // A stream of bytes in blocks. A block is valid until the next one is asked for; an empty one is
 // the end. Throws ArchiveFailure when the stream is damaged or cannot be read.
-class ByteSource : Uncopied {
+class ByteSource {
  public:
+  ByteSource() = default;
   virtual ~ByteSource() = default;
+  ByteSource(const ByteSource&) = delete;
+  ByteSource& operator=(const ByteSource&) = delete;
 
   // The next block, which stays the next one.
   Bytes peek() {
