@@ -136,20 +136,27 @@ bool ItemWay::isOnWayTo(std::string rest) const {
   for (int links = 0; !rest.empty() && links <= mostLinks;) {
     const std::string name = rest.substr(0, rest.find('/'));
     rest.erase(0, name.size() + 1);
+    if (name.empty() || name == ".") {
+      continue;
+    }
     if (name == "..") {
       folder = path::deletingLastComponent(folder);
-    } else if (!name.empty() && name != ".") {
-      std::string path = path::appendingComponent(folder, name);
-      const auto status = files::statusOfLink(PathBuffer(path));
-      if (!status || identityOf(*status) == passed_.front()) {
-        return status.has_value();
-      }
-      if (const auto linked = files::readLink(PathBuffer(path), target)) {
-        ++links;
-        rest = path::appendingComponent(*linked, rest);
-        path = linked->starts_with('/') ? "/" : folder;
-      }
+      continue;
+    }
+    std::string path = path::appendingComponent(folder, name);
+    const auto status = files::statusOfLink(PathBuffer(path));
+    if (!status || identityOf(*status) == passed_.front()) {
+      return status.has_value();
+    }
+    const auto linked = files::readLink(PathBuffer(path), target);
+    if (!linked) {
       folder = std::move(path);
+      continue;
+    }
+    ++links;
+    rest = path::appendingComponent(*linked, rest);
+    if (linked->starts_with('/')) {
+      folder = "/";
     }
   }
   return false;
