@@ -68,8 +68,9 @@ class FolderWalk {
     std::size_t depth = 0;  // 1 in the top folder
   };
 
-  // Adds what is in the folder, and leaves the folders in it pending.
-  void read(const Folder& folder, const Pending& place) {
+  // Adds what is in the folder, and leaves the folders in it pending. Not inlined: each copy would
+  // take stack for a buffer of its own.
+  [[gnu::noinline]] void read(const Folder& folder, const Pending& place) {
     const std::string prefix = place.path.empty() ? "" : place.path + '/';
     const std::size_t length = topLength_ + 1 + prefix.size();
     DirectoryReader<16384> reader(folder);
@@ -100,7 +101,8 @@ class FolderWalk {
 };
 
 // Every path in the folder is truncated to one and the same, somewhere in the folder's own.
-std::int64_t sizeBelowLongPath(const Folder& folder, std::string_view path) noexcept {
+[[gnu::noinline]] std::int64_t sizeBelowLongPath(const Folder& folder,
+                                                 std::string_view path) noexcept {
   const auto status = files::statusOfLink(PathBuffer(path.substr(0, longestPath)));
   std::int64_t total = 0;
   for (DirectoryReader<16384> reader(folder);
