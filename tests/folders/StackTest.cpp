@@ -32,8 +32,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t stackSize = 64 * 1024;
-constexpr std::size_t mostNeeded = 40 * 1024;
+constexpr std::size_t stackSize = std::size_t{64} * 1024;
+constexpr std::size_t mostNeeded = std::size_t{40} * 1024;
 constexpr std::byte pattern{0xA5};
 
 using Function = std::function<void()>;

@@ -65,6 +65,7 @@ void setFlagsTogether(const std::vector<Flag>& flags) {
   std::atomic<int> lost = 0;
   std::atomic<std::size_t> done = 0;
   std::vector<std::thread> threads;
+  threads.reserve(flags.size() + 1);
   for (const Flag& flag : flags) {
     threads.emplace_back([&] {
       for (int i = 0; i < rounds; ++i) {

@@ -41,6 +41,7 @@ template <typename Busy, typename Use>
 void forkWhileBusy(Busy busy, Use use) {
   std::atomic<bool> isDone = false;
   std::vector<std::thread> threads;
+  threads.reserve(2);
   for (int i = 0; i < 2; ++i) {
     threads.emplace_back([&] {
       while (!isDone) {

@@ -98,7 +98,7 @@ void resetAll() {
 // What is opened must not be open in a program that is started meanwhile.
 void requireCloseOnExec(const char* name, int flags) {
   if ((flags & O_CLOEXEC) == 0) {
-    std::fprintf(stderr, "%s was opened without O_CLOEXEC\n", name);
+    static_cast<void>(std::fprintf(stderr, "%s was opened without O_CLOEXEC\n", name));
     std::abort();
   }
 }

@@ -306,6 +306,7 @@ TEST_F(RemoveItem, EndsWhileThreadsGoOnFillingTheFolder) {
   std::filesystem::create_directories(in("d/e"));
   std::atomic<bool> isOver{false};
   std::vector<std::thread> writers;
+  writers.reserve(4);
   for (int writer = 0; writer < 4; ++writer) {
     writers.emplace_back([this, writer, &isOver] {
       for (int i = 0; !isOver; ++i) {

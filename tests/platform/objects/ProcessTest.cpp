@@ -30,6 +30,7 @@ constexpr unsigned patience = 20;  // seconds, after which a process hangs
 bool worksInChildren(const std::function<bool()>& use) {
   std::atomic<bool> isDone = false;
   std::vector<std::thread> threads;
+  threads.reserve(2);
   for (int i = 0; i < 2; ++i) {
     threads.emplace_back([&] {
       while (!isDone) {

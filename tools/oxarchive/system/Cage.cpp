@@ -147,8 +147,8 @@ void enterCage(const Cage& cage) {
   // the names in LHA archives and others.
   ::tzset();
   for (const char* const charset : {"CP932", "UTF-16LE", "UTF-16BE"}) {
-    ::iconv_open("UTF-8", charset);
-    ::iconv_open(charset, "UTF-8");
+    static_cast<void>(::iconv_open("UTF-8", charset));
+    static_cast<void>(::iconv_open(charset, "UTF-8"));
   }
   ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
   confineToFiles(cage);
