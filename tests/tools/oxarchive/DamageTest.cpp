@@ -329,9 +329,9 @@ class Whole : public Damage {
 
 TEST_F(Whole, TarWithAShortEndMarkOrALineFeed) {
   const std::string entries = tarWithoutEnd(smallItems);
-  const std::string block(512, '\0');
+  const auto blocks = [](std::size_t count) { return std::string(count * 512, '\0'); };
   for (const std::string& end :
-       {block, std::string("\n"), block + "\n", block + block + "\n", block + block + block}) {
+       {blocks(1), std::string("\n"), blocks(1) + "\n", blocks(2) + "\n", blocks(3)}) {
     SCOPED_TRACE(testing::PrintToString(end));
     expectWhole("d.tar", entries + end, treeOf(smallItems));
   }

@@ -152,7 +152,7 @@ TEST_F(Extract, AnArchiveInAnArchiveIsAFile) {
     }
     for (const std::string name :
          {"x.rar4", "x.rar5", "x.lzh", "x.7z", "x.tar", "x.cpio", "x.ar", "x.zip"}) {
-      SCOPED_TRACE(name + " with " + inner);
+      SCOPED_TRACE(testing::Message() << name << " with " << inner);
       const ProgramResult result = oxarchive({"extract", in(name), "--into", in("out")});
       EXPECT_EQ(result.exitCode, 0) << result.errors;
       const std::vector<std::string> made = listing(in("out"));

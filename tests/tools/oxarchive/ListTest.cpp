@@ -114,7 +114,7 @@ TEST_F(List, TellsTimesInTheZoneOfTheUser) {
 TEST_F(List, CountsHoursTo24WhereTheDayHasNoHalves) {
   Item morning = file("morning");
   Item evening = file("evening");
-  evening.modified += 12 * 3600;
+  evening.modified += std::time_t{12} * 3600;
   Item midnight = file("midnight");
   midnight.modified = 1'000'000'000 - 1 * 3600 - 46 * 60;
   writeArchive(in("t.tar"), {morning, evening, midnight});

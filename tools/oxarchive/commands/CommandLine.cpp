@@ -101,11 +101,13 @@ bool takePassword(Arguments& arguments, PasswordSource& source) {
 // A whole number, at least 1; sizes may have K, M, G or T behind them, in powers of 1024.
 std::uint64_t readCount(const std::string& option, std::string text, bool isSize) {
   constexpr std::string_view units = "KMGT";
-  const std::size_t unit = isSize && !text.empty() ? units.find(text.back()) : units.npos;
-  if (unit != units.npos) {
+  const std::size_t unit =
+      isSize && !text.empty() ? units.find(text.back()) : std::string_view::npos;
+  if (unit != std::string_view::npos) {
     text.pop_back();
   }
-  const unsigned shift = unit != units.npos ? 10 * (static_cast<unsigned>(unit) + 1) : 0;
+  const unsigned shift =
+      unit != std::string_view::npos ? 10 * (static_cast<unsigned>(unit) + 1) : 0;
   std::uint64_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size() || value == 0 ||

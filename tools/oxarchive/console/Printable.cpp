@@ -3,6 +3,7 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <array>
 
 namespace oxarchive {
 namespace {
@@ -10,11 +11,12 @@ namespace {
 // Seen as what it is, and nothing that steers or deceives: controls, marks for the direction of
 // writing and others without a width, and letters that are blank.
 bool isHarmless(gunichar c) {
-  constexpr gunichar blanks[] = {0x115F, 0x1160, 0x2800, 0x3164, 0xFFA0};
-  constexpr GUnicodeType invisible[] = {G_UNICODE_CONTROL, G_UNICODE_FORMAT,
-                                        G_UNICODE_LINE_SEPARATOR, G_UNICODE_PARAGRAPH_SEPARATOR};
-  return std::ranges::find(invisible, g_unichar_type(c)) == std::end(invisible) &&
-         std::ranges::find(blanks, c) == std::end(blanks);
+  constexpr auto blanks = std::to_array<gunichar>({0x115F, 0x1160, 0x2800, 0x3164, 0xFFA0});
+  constexpr auto invisible =
+      std::to_array({G_UNICODE_CONTROL, G_UNICODE_FORMAT, G_UNICODE_LINE_SEPARATOR,
+                     G_UNICODE_PARAGRAPH_SEPARATOR});
+  return std::ranges::find(invisible, g_unichar_type(c)) == invisible.end() &&
+         std::ranges::find(blanks, c) == blanks.end();
 }
 
 // Of the character that `text` starts with.

@@ -160,7 +160,7 @@ const Entry* ArchiveReader::next() {
       describe(entry);
       // The tables of an archive by `ar` are no files.
       if (baseFormat() == ARCHIVE_FORMAT_AR &&
-          entry_.path.find_first_not_of('/') == entry_.path.npos) {
+          entry_.path.find_first_not_of('/') == std::string::npos) {
         continue;
       }
       entry_.warning = result == ARCHIVE_WARN ? failureReason(archive_.get()) : "";

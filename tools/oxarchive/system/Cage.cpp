@@ -12,6 +12,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <ctime>
 #include <memory>
@@ -92,22 +93,23 @@ void confineToFiles(const Cage& cage) {
 }
 
 // Of all processors; one that does not have a call does without it.
-constexpr const char* allowedCalls[] = {
-    // Files.
-    "access", "close", "dup", "faccessat", "faccessat2", "fadvise64", "fadvise64_64", "fchmod",
-    "fchmodat", "fchmodat2", "fcntl", "fcntl64", "fstat", "fstat64", "fstatat64", "fsync",
-    "ftruncate", "ftruncate64", "getcwd", "getdents", "getdents64", "linkat", "_llseek", "lseek",
-    "lstat", "lstat64", "mkdirat", "newfstatat", "open", "openat", "pipe", "pipe2", "poll", "ppoll",
-    "ppoll_time64", "pread64", "pwrite64", "read", "readlink", "readlinkat", "readv", "stat",
-    "stat64", "statx", "symlinkat", "unlinkat", "utimensat", "utimensat_time64", "write", "writev",
-    // Memory.
-    "brk", "madvise", "mremap", "munmap",
-    // The process itself.
-    "clock_getres", "clock_gettime", "clock_gettime64", "clock_nanosleep", "exit", "exit_group",
-    "futex", "futex_time64", "getegid", "getegid32", "geteuid", "geteuid32", "getgid", "getgid32",
-    "getpid", "getppid", "getrandom", "gettid", "gettimeofday", "getuid", "getuid32",
-    "restart_syscall", "rt_sigaction", "rt_sigprocmask", "rt_sigreturn", "sched_yield",
-    "sigaltstack", "sigreturn", "time", "umask"};
+constexpr auto allowedCalls = std::to_array<const char*>(
+    {// Files.
+     "access", "close", "dup", "faccessat", "faccessat2", "fadvise64", "fadvise64_64", "fchmod",
+     "fchmodat", "fchmodat2", "fcntl", "fcntl64", "fstat", "fstat64", "fstatat64", "fsync",
+     "ftruncate", "ftruncate64", "getcwd", "getdents", "getdents64", "linkat", "_llseek", "lseek",
+     "lstat", "lstat64", "mkdirat", "newfstatat", "open", "openat", "pipe", "pipe2", "poll",
+     "ppoll", "ppoll_time64", "pread64", "pwrite64", "read", "readlink", "readlinkat", "readv",
+     "stat", "stat64", "statx", "symlinkat", "unlinkat", "utimensat", "utimensat_time64", "write",
+     "writev",
+     // Memory.
+     "brk", "madvise", "mremap", "munmap",
+     // The process itself.
+     "clock_getres", "clock_gettime", "clock_gettime64", "clock_nanosleep", "exit", "exit_group",
+     "futex", "futex_time64", "getegid", "getegid32", "geteuid", "geteuid32", "getgid", "getgid32",
+     "getpid", "getppid", "getrandom", "gettid", "gettimeofday", "getuid", "getuid32",
+     "restart_syscall", "rt_sigaction", "rt_sigprocmask", "rt_sigreturn", "sched_yield",
+     "sigaltstack", "sigreturn", "time", "umask"});
 
 using Filter = std::unique_ptr<void, void (*)(void*)>;
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <any>
+#include <array>
 #include <iterator>
 #include <utility>
 
@@ -39,7 +40,7 @@ constexpr auto tar = ::archive_write_set_format_pax;
 constexpr auto zip = ::archive_write_set_format_zip;
 
 // The same items always give the same archive, so there is no time in gzip.
-const Row rows[] = {
+const auto rows = std::to_array<Row>({
     {"tar", {"tar"}, tar},
     {"tar with gzip", {"tar.gz", "tgz"}, tar, "gzip", {1, 9, 1, 6}, {"gzip:!timestamp"}},
     {"tar with bzip2", {"tar.bz2", "tbz2", "tbz"}, tar, "bzip2", {1, 9, 1, 9}},
@@ -52,11 +53,11 @@ const Row rows[] = {
     {"ISO 9660", {"iso"}},
     {"LHA", {"lha", "lzh"}},
     {"RPM", {"rpm"}},
-};
+});
 
 Format toFormat(const Row& row) {
   const auto info = std::make_shared<OXFormatInfo>();
-  info->setFormatId(static_cast<OXUnsignedWord>(&row - rows) + 1);
+  info->setFormatId(static_cast<OXUnsignedWord>(&row - rows.data()) + 1);
   info->setName(row.name);
   info->setExtensions(std::make_shared<const Strings>(row.extensions));
   info->setIsCreationSupported(row.setFormat != nullptr);
