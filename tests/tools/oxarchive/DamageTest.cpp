@@ -336,7 +336,7 @@ TEST_F(Whole, TarWithAShortEndMarkOrALineFeed) {
     expectWhole("d.tar", entries + end, treeOf(smallItems));
   }
   EXPECT_EQ(extractDamaged("d.tar", entries + "x", treeOf(smallItems)), 1);
-  EXPECT_EQ(extractDamaged("d.tar", entries + block + "\nx", treeOf(smallItems)), 1);
+  EXPECT_EQ(extractDamaged("d.tar", entries + blocks(1) + "\nx", treeOf(smallItems)), 1);
 }
 
 TEST_F(Whole, HolesInTarAsSolarisWritesThem) {
