@@ -68,8 +68,7 @@ class FolderWalk {
     std::size_t depth = 0;  // 1 in the top folder
   };
 
-  // Adds what is in the folder, and leaves the folders in it pending. Not inlined: each copy would
-  // take stack for a buffer of its own.
+  // Adds what is in the folder, and leaves the folders in it pending. Inlined copies cost stack.
   [[gnu::noinline]] void read(const Folder& folder, const Pending& place) {
     const std::string prefix = place.path.empty() ? "" : place.path + '/';
     const std::size_t length = topLength_ + 1 + prefix.size();
