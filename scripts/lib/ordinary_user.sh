@@ -59,6 +59,12 @@ run_tests_as_ordinary_user() {
     echo "An ordinary user cannot read this clone, and nothing can be mounted here to change that:"
     echo "the tests are not run as one."
   fi
+  # It was a mount point for the tree, in another mount namespace. It is gone by now, or something of
+  # the tree might be removed with it.
+  if [ -e "$folder/tree" ]; then
+    echo "$folder is left as it is: the tree may be mounted in it" >&2
+    return 1
+  fi
   rm -rf "$folder"
   return "$status"
 }
