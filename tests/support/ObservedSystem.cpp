@@ -1,11 +1,5 @@
 #include "support/ObservedSystem.h"
 
-#include <dirent.h>
-#include <dlfcn.h>
-#include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -14,6 +8,7 @@
 #include <filesystem>
 #include <mutex>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -64,20 +59,36 @@ bool isInterruptedNow(Call call, Observation& observation) {
   return interruptions > 0 && observation.tries++ % (interruptions + 1) < interruptions;
 }
 
-template <typename Result, typename RealCall>
-Result observed(Call call, Result failure, RealCall realCall) {
+bool isMadeToFail(Call call) {
   Observation& observation = observationOf(call);
   if (observation.before) {
     observation.before();
   }
-  if (isInterruptedNow(call, observation)) {
-    return failure;
-  }
-  if (call != Call::close && failsNow(anyCall)) {
-    return failure;
-  }
-  return failsNow(observation) ? failure : realCall();
+  return isInterruptedNow(call, observation) || (call != Call::close && failsNow(anyCall)) ||
+         failsNow(observation);
 }
+
+template <Call call, auto real>
+struct Observed;
+
+template <Call call, typename Result, typename... Argument, bool isNoexcept,
+          Result (*real)(Argument...) noexcept(isNoexcept)>
+struct Observed<call, real> {
+  static Result make(Argument... argument) noexcept {
+    if (!isMadeToFail(call)) {
+      return real(argument...);
+    }
+    if constexpr (std::is_pointer_v<Result>) {
+      return nullptr;
+    } else {
+      return -1;
+    }
+  }
+};
+
+// What stands in the real call's place.
+template <Call call, auto real>
+constexpr auto observe = Observed<call, real>::make;
 
 void resetAll() {
   for (Observation& observation : observations) {
@@ -103,6 +114,16 @@ void requireCloseOnExec(const char* name, int flags) {
   }
 }
 
+int openWithCloseOnExec(const char* path, int flags) {
+  requireCloseOnExec(path, flags);
+  return ox::kernel::open(path, flags);
+}
+
+int openatWithCloseOnExec(int dirfd, const char* name, int flags, mode_t mode) {
+  requireCloseOnExec(name, flags);
+  return ox::kernel::openat(dirfd, name, flags, mode);
+}
+
 int diskOrAnswer(const char* path, struct ::stat* status) {
   if (!existence) {
     return ::stat(path, status);
@@ -112,12 +133,31 @@ int diskOrAnswer(const char* path, struct ::stat* status) {
   return existence(path) ? 0 : -1;
 }
 
-void hideTypes(void* entries, ssize_t size) {
-  for (ssize_t position = 0; position < size;) {
-    auto* const entry = reinterpret_cast<dirent64*>(static_cast<char*>(entries) + position);
+ssize_t getdentsOrHideTypes(int fd, void* buffer, std::size_t size) {
+  const ssize_t count = ::getdents64(fd, buffer, size);
+  for (ssize_t position = 0; entryTypesAreHidden && position < count;) {
+    auto* const entry = reinterpret_cast<dirent64*>(static_cast<char*>(buffer) + position);
     entry->d_type = DT_UNKNOWN;
     position += entry->d_reclen;
   }
+  return count;
+}
+
+int noteAndSync(int fd) {
+  const std::lock_guard lock(syncedMutex);
+  synced.push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd)));
+  return ::fsync(fd);
+}
+
+int fchmodatWithProc(int dirfd, const char* name, mode_t mode, int flags) {
+  errno = EOPNOTSUPP;
+  return procIsHidden && (flags & AT_SYMLINK_NOFOLLOW) != 0 ? -1
+                                                            : ::fchmodat(dirfd, name, mode, flags);
+}
+
+int fchmodat2WithProc(int dirfd, const char* name, mode_t mode, int flags) {
+  errno = ENOSYS;
+  return procIsHidden ? -1 : ox::kernel::fchmodat2(dirfd, name, mode, flags);
 }
 
 }  // namespace
@@ -177,146 +217,40 @@ void ObservedSystem::answerExistence(std::function<bool(std::string_view)> exist
 
 }  // namespace ox::test
 
-namespace ox::kernel {
+namespace ox {
 
-int stat(const char* path, struct ::stat* status) noexcept {
-  return observed(Call::stat, -1, [&] { return diskOrAnswer(path, status); });
-}
+static_assert(sizeof(System) == static_cast<std::size_t>(Call::callCount) * sizeof(void (*)()),
+              "every call is observed");
 
-int lstat(const char* path, struct ::stat* status) noexcept {
-  return observed(Call::lstat, -1, [&] { return ::lstat(path, status); });
-}
+constinit const System sys{
+    .stat = {observe<Call::stat, diskOrAnswer>},
+    .lstat = {observe<Call::lstat, ::lstat>},
+    .fstat = {observe<Call::fstat, ::fstat>},
+    .fstatat = {observe<Call::fstatat, ::fstatat>},
+    .statx = {observe<Call::statx, ::statx>},
+    .mkdir = {observe<Call::mkdir, ::mkdir>},
+    .mkdirat = {observe<Call::mkdirat, ::mkdirat>},
+    .mkdtemp = {observe<Call::mkdtemp, ::mkdtemp>},
+    .realpath = {observe<Call::realpath, ::realpath>},
+    .readlink = {observe<Call::readlink, ::readlink>},
+    .open = {observe<Call::open, openWithCloseOnExec>},
+    .openat = {observe<Call::openat, openatWithCloseOnExec>},
+    .read = {observe<Call::read, ::read>},
+    .write = {observe<Call::write, ::write>},
+    .poll = {observe<Call::poll, ::poll>},
+    .getdents = {observe<Call::getdents, getdentsOrHideTypes>},
+    .fsync = {observe<Call::fsync, noteAndSync>},
+    .unlinkat = {observe<Call::unlinkat, ::unlinkat>},
+    .renameat = {observe<Call::renameat, ::renameat>},
+    .renameat2 = {observe<Call::renameat2, ::renameat2>},
+    .fchmod = {observe<Call::fchmod, ::fchmod>},
+    .fchmodat = {observe<Call::fchmodat, fchmodatWithProc>},
+    .fchmodat2 = {observe<Call::fchmodat2, fchmodat2WithProc>},
+    .getpwuid = {observe<Call::getpwuid, kernel::getpwuid>},
+    .close = observe<Call::close, ::close>,
+    .dlopen = observe<Call::dlopen, ::dlopen>,
+    .getcwd = observe<Call::getcwd, ::getcwd>,
+    .lseek = observe<Call::lseek, ::lseek>,
+};
 
-int fstat(int fd, struct ::stat* status) noexcept {
-  return observed(Call::fstat, -1, [&] { return ::fstat(fd, status); });
-}
-
-int fstatat(int dirfd, const char* name, struct ::stat* status, int flags) noexcept {
-  return observed(Call::fstatat, -1, [&] { return ::fstatat(dirfd, name, status, flags); });
-}
-
-int statx(int dirfd, const char* name, int flags, unsigned mask, struct ::statx* status) noexcept {
-  return observed(Call::statx, -1, [&] { return ::statx(dirfd, name, flags, mask, status); });
-}
-
-int mkdir(const char* path, mode_t mode) noexcept {
-  return observed(Call::mkdir, -1, [&] { return ::mkdir(path, mode); });
-}
-
-int mkdirat(int dirfd, const char* name, mode_t mode) noexcept {
-  return observed(Call::mkdirat, -1, [&] { return ::mkdirat(dirfd, name, mode); });
-}
-
-char* mkdtemp(char* pattern) noexcept {
-  return observed(Call::mkdtemp, static_cast<char*>(nullptr), [&] { return ::mkdtemp(pattern); });
-}
-
-char* realpath(const char* path, char* resolved) noexcept {
-  return observed(Call::realpath, static_cast<char*>(nullptr),
-                  [&] { return ::realpath(path, resolved); });
-}
-
-ssize_t readlink(const char* path, char* target, std::size_t size) noexcept {
-  return observed(Call::readlink, ssize_t{-1}, [&] { return ::readlink(path, target, size); });
-}
-
-char* getcwd(char* path, std::size_t size) noexcept {
-  return observed(Call::getcwd, static_cast<char*>(nullptr), [&] { return ::getcwd(path, size); });
-}
-
-int open(const char* path, int flags) noexcept {
-  requireCloseOnExec(path, flags);
-  return observed(Call::open, -1, [&] { return ::open(path, flags); });
-}
-
-int openat(int dirfd, const char* name, int flags, mode_t mode) noexcept {
-  requireCloseOnExec(name, flags);
-  return observed(Call::openat, -1, [&] { return ::openat(dirfd, name, flags, mode); });
-}
-
-int close(int fd) noexcept {
-  return observed(Call::close, -1, [&] { return ::close(fd); });
-}
-
-ssize_t read(int fd, void* buffer, std::size_t size) noexcept {
-  return observed(Call::read, ssize_t{-1}, [&] { return ::read(fd, buffer, size); });
-}
-
-ssize_t write(int fd, const void* bytes, std::size_t size) noexcept {
-  return observed(Call::write, ssize_t{-1}, [&] { return ::write(fd, bytes, size); });
-}
-
-int poll(struct ::pollfd* waiting, nfds_t count, int timeout) noexcept {
-  return observed(Call::poll, -1, [&] { return ::poll(waiting, count, timeout); });
-}
-
-ssize_t getdents(int fd, void* buffer, std::size_t size) noexcept {
-  return observed(Call::getdents, ssize_t{-1}, [&] {
-    const ssize_t count = ::getdents64(fd, buffer, size);
-    if (entryTypesAreHidden) {
-      hideTypes(buffer, count);
-    }
-    return count;
-  });
-}
-
-int fsync(int fd) noexcept {
-  return observed(Call::fsync, -1, [&] {
-    const std::lock_guard lock(syncedMutex);
-    synced.push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd)));
-    return ::fsync(fd);
-  });
-}
-
-off_t lseek(int fd, off_t offset, int whence) noexcept {
-  return observed(Call::lseek, off_t{-1}, [&] { return ::lseek(fd, offset, whence); });
-}
-
-int unlinkat(int dirfd, const char* name, int flags) noexcept {
-  return observed(Call::unlinkat, -1, [&] { return ::unlinkat(dirfd, name, flags); });
-}
-
-int renameat(int fromDirfd, const char* from, int toDirfd, const char* to) noexcept {
-  return observed(Call::renameat, -1, [&] { return ::renameat(fromDirfd, from, toDirfd, to); });
-}
-
-int renameat2(int fromDirfd, const char* from, int toDirfd, const char* to,
-              unsigned flags) noexcept {
-  return observed(Call::renameat2, -1,
-                  [&] { return ::renameat2(fromDirfd, from, toDirfd, to, flags); });
-}
-
-int fchmod(int fd, mode_t mode) noexcept {
-  return observed(Call::fchmod, -1, [&] { return ::fchmod(fd, mode); });
-}
-
-int fchmodat(int dirfd, const char* name, mode_t mode, int flags) noexcept {
-  return observed(Call::fchmodat, -1, [&] {
-    errno = EOPNOTSUPP;
-    return procIsHidden && (flags & AT_SYMLINK_NOFOLLOW) != 0
-               ? -1
-               : ::fchmodat(dirfd, name, mode, flags);
-  });
-}
-
-int fchmodat2(int dirfd, const char* name, mode_t mode, int flags) noexcept {
-  return observed(Call::fchmodat2, -1, [&] {
-    errno = ENOSYS;
-    constexpr long number = 452;
-    return procIsHidden ? -1 : static_cast<int>(::syscall(number, dirfd, name, mode, flags));
-  });
-}
-
-int getpwuid(uid_t user, struct ::passwd* entry, char* strings, std::size_t size,
-             struct ::passwd** found) noexcept {
-  return observed(Call::getpwuid, -1, [&] {
-    errno = ::getpwuid_r(user, entry, strings, size, found);
-    return errno == 0 ? 0 : -1;
-  });
-}
-
-void* dlopen(const char* file, int flags) noexcept {
-  return observed(Call::dlopen, static_cast<void*>(nullptr), [&] { return ::dlopen(file, flags); });
-}
-
-}  // namespace ox::kernel
+}  // namespace ox

@@ -22,16 +22,13 @@ enum class Call {
   mkdtemp,
   realpath,
   readlink,
-  getcwd,
   open,
   openat,
-  close,
   read,
   write,
   poll,
   getdents,
   fsync,
-  lseek,
   unlinkat,
   renameat,
   renameat2,
@@ -39,7 +36,10 @@ enum class Call {
   fchmodat,
   fchmodat2,
   getpwuid,
+  close,
   dlopen,
+  getcwd,
+  lseek,
   callCount
 };
 

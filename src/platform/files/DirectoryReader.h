@@ -43,7 +43,7 @@ class DirectoryReader {
 
  private:
   bool fill() noexcept {
-    const ssize_t count = sys::getdents(fd_, buffer_.data(), buffer_.size());
+    const ssize_t count = sys.getdents(fd_, buffer_.data(), buffer_.size());
     position_ = 0;
     filled_ = count > 0 ? static_cast<std::size_t>(count) : 0;
     return count > 0;

@@ -22,7 +22,7 @@ namespace ox {
 class DynamicLibrary {
  public:
   explicit DynamicLibrary(const char* name) noexcept
-      : handle_(sys::dlopen(name, RTLD_NOW | RTLD_LOCAL)), hasAll_(handle_ != nullptr) {}
+      : handle_(sys.dlopen(name, RTLD_NOW | RTLD_LOCAL)), hasAll_(handle_ != nullptr) {}
 
   template <typename Function>
   void find(const char* name, Function*& function) noexcept {

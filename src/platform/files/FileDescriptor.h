@@ -26,7 +26,7 @@ class FileDescriptor {
   }
   ~FileDescriptor() {
     if (isOpen()) {
-      sys::close(fd_);
+      sys.close(fd_);
     }
   }
 

@@ -15,7 +15,7 @@ std::string temporaryFolder() {
   const std::string_view folder = named != nullptr && *named != '\0' ? named : "/tmp/";
   std::array<char, PATH_MAX> current;
   const bool isKnown =
-      folder.starts_with('/') || sys::getcwd(current.data(), current.size()) == nullptr;
+      folder.starts_with('/') || sys.getcwd(current.data(), current.size()) == nullptr;
   return isKnown ? std::string(folder) : path::appendingComponent(current.data(), folder);
 }
 
@@ -33,11 +33,11 @@ std::optional<struct ::stat> statusBy(Ask ask, const PathBuffer& path) noexcept 
 }  // namespace
 
 std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept {
-  return statusBy(sys::stat, path);
+  return statusBy(sys.stat, path);
 }
 
 std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept {
-  return statusBy(sys::lstat, path);
+  return statusBy(sys.lstat, path);
 }
 
 bool itemExists(const PathBuffer& path) noexcept {
@@ -51,7 +51,7 @@ bool isNameTaken(const PathBuffer& path) noexcept {
 namespace {
 
 Creation createOneFolder(const char* path, mode_t mode) noexcept {
-  if (sys::mkdir(path, mode) == 0) {
+  if (sys.mkdir(path, mode) == 0) {
     return Creation::created;
   }
   return errno == EEXIST ? Creation::nameTaken : Creation::failed;
@@ -63,7 +63,7 @@ void createFoldersAbove(const PathBuffer& path, mode_t mode) noexcept {
   for (std::size_t i = 1; i < path.view().size(); ++i) {
     if (bytes[i] == '/' && bytes[i - 1] != '/') {
       bytes[i] = '\0';
-      sys::mkdir(bytes, mode);
+      sys.mkdir(bytes, mode);
       bytes[i] = '/';
     }
   }
@@ -85,7 +85,7 @@ Creation createFolder(const PathBuffer& path, mode_t mode) noexcept {
 
 std::optional<std::string_view> resolvePath(const PathBuffer& path,
                                             std::array<char, PATH_MAX>& resolved) noexcept {
-  if (!path.isRepresentable() || sys::realpath(path.c_str(), resolved.data()) == nullptr) {
+  if (!path.isRepresentable() || sys.realpath(path.c_str(), resolved.data()) == nullptr) {
     return std::nullopt;
   }
   return resolved.data();
@@ -94,13 +94,13 @@ std::optional<std::string_view> resolvePath(const PathBuffer& path,
 std::optional<std::string_view> readLink(const PathBuffer& path,
                                          std::array<char, PATH_MAX>& target) noexcept {
   const ssize_t size =
-      path.isRepresentable() ? sys::readlink(path.c_str(), target.data(), target.size()) : -1;
+      path.isRepresentable() ? sys.readlink(path.c_str(), target.data(), target.size()) : -1;
   return size < 0 ? std::nullopt
                   : std::optional(std::string_view(target.data(), static_cast<std::size_t>(size)));
 }
 
 bool createUniqueFolder(char* pattern) noexcept {
-  return sys::mkdtemp(pattern) != nullptr;
+  return sys.mkdtemp(pattern) != nullptr;
 }
 
 FileDescriptor openRegularFile(const PathBuffer& path) noexcept {
@@ -108,7 +108,7 @@ FileDescriptor openRegularFile(const PathBuffer& path) noexcept {
   if (!status || !S_ISREG(status->st_mode)) {
     return {};
   }
-  return FileDescriptor(sys::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  return FileDescriptor(sys.open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
 }  // namespace ox::files

@@ -46,24 +46,24 @@ int openedBy(int fd, FileDescriptor& opened) noexcept {
 
 int Folder::open(const char* path, Access access, Links links, Folder& opened) noexcept {
   const int noFollow = links == Links::refuse ? O_NOFOLLOW : 0;
-  return openedBy(sys::open(path, flagsFor(access) | noFollow), opened.descriptor_);
+  return openedBy(sys.open(path, flagsFor(access) | noFollow), opened.descriptor_);
 }
 
 int Folder::openFolder(const char* name, Access access, Folder& opened) const noexcept {
-  return openedBy(sys::openat(fd(), name, flagsFor(access) | O_NOFOLLOW, 0), opened.descriptor_);
+  return openedBy(sys.openat(fd(), name, flagsFor(access) | O_NOFOLLOW, 0), opened.descriptor_);
 }
 
 int Folder::openParent(Access access, Folder& opened) const noexcept {
-  return openedBy(sys::openat(fd(), "..", flagsFor(access), 0), opened.descriptor_);
+  return openedBy(sys.openat(fd(), "..", flagsFor(access), 0), opened.descriptor_);
 }
 
 int Folder::createFile(const char* name, mode_t mode, FileDescriptor& opened) const noexcept {
   constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;  // O_EXCL follows no link
-  return openedBy(sys::openat(fd(), name, flags, mode), opened);
+  return openedBy(sys.openat(fd(), name, flags, mode), opened);
 }
 
 int Folder::makeFolder(const char* name, mode_t mode) const noexcept {
-  return errorOf(sys::mkdirat(fd(), name, mode));
+  return errorOf(sys.mkdirat(fd(), name, mode));
 }
 
 int Folder::status(struct ::stat& status) const noexcept {
@@ -71,12 +71,12 @@ int Folder::status(struct ::stat& status) const noexcept {
 }
 
 int Folder::statusOf(const char* name, struct ::stat& status) const noexcept {
-  return errorOf(sys::fstatat(fd(), name, &status, AT_SYMLINK_NOFOLLOW));
+  return errorOf(sys.fstatat(fd(), name, &status, AT_SYMLINK_NOFOLLOW));
 }
 
 std::uint64_t Folder::mountId() const noexcept {
   struct ::statx status;
-  const bool isKnown = sys::statx(fd(), "", AT_EMPTY_PATH, STATX_MNT_ID, &status) == 0 &&
+  const bool isKnown = sys.statx(fd(), "", AT_EMPTY_PATH, STATX_MNT_ID, &status) == 0 &&
                        (status.stx_mask & STATX_MNT_ID) != 0;
   return isKnown ? status.stx_mnt_id : 0;
 }
@@ -86,15 +86,15 @@ int Folder::rewind() const noexcept {
 }
 
 int Folder::unlink(const char* name) const noexcept {
-  return errorOf(sys::unlinkat(fd(), name, 0));
+  return errorOf(sys.unlinkat(fd(), name, 0));
 }
 
 int Folder::removeFolder(const char* name) const noexcept {
-  return errorOf(sys::unlinkat(fd(), name, AT_REMOVEDIR));
+  return errorOf(sys.unlinkat(fd(), name, AT_REMOVEDIR));
 }
 
 int Folder::rename(const char* name, const Folder& to, const char* newName) const noexcept {
-  const int error = errorOf(sys::renameat2(fd(), name, to.fd(), newName, RENAME_NOREPLACE));
+  const int error = errorOf(sys.renameat2(fd(), name, to.fd(), newName, RENAME_NOREPLACE));
   if (error != EINVAL && error != ENOSYS) {
     return error;
   }
@@ -103,20 +103,20 @@ int Folder::rename(const char* name, const Folder& to, const char* newName) cons
   if (taken != ENOENT) {
     return taken == 0 ? EEXIST : taken;
   }
-  return errorOf(sys::renameat(fd(), name, to.fd(), newName));
+  return errorOf(sys.renameat(fd(), name, to.fd(), newName));
 }
 
 int Folder::setPermissions(mode_t mode) const noexcept {
-  return errorOf(sys::fchmod(fd(), mode & permissionBits));
+  return errorOf(sys.fchmod(fd(), mode & permissionBits));
 }
 
 int Folder::setPermissionsOf(const char* name, mode_t mode) const noexcept {
   mode &= permissionBits;
-  int error = errorOf(sys::fchmodat2(fd(), name, mode, AT_SYMLINK_NOFOLLOW));
+  int error = errorOf(sys.fchmodat2(fd(), name, mode, AT_SYMLINK_NOFOLLOW));
   // Filters of system calls refuse those that they do not know with EPERM.
   if (error == ENOSYS || error == EPERM) {
     // The C library's own way, through /proc.
-    error = errorOf(sys::fchmodat(fd(), name, mode, AT_SYMLINK_NOFOLLOW));
+    error = errorOf(sys.fchmodat(fd(), name, mode, AT_SYMLINK_NOFOLLOW));
   }
   return error == EOPNOTSUPP ? setPermissionsWithoutProc(name, mode) : error;
 }
@@ -127,9 +127,9 @@ int Folder::setPermissionsWithoutProc(const char* name, mode_t mode) const noexc
     return error;
   }
   // "." is the open folder itself, but can be looked up only in one that may be searched.
-  const int error = errorOf(sys::fchmodat(folder.fd(), ".", mode, 0));
+  const int error = errorOf(sys.fchmodat(folder.fd(), ".", mode, 0));
   return error == EACCES && isNameOnlyOurs(*this, folder)
-             ? errorOf(sys::fchmodat(fd(), name, mode, 0))
+             ? errorOf(sys.fchmodat(fd(), name, mode, 0))
              : error;
 }
 

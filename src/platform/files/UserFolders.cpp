@@ -30,7 +30,7 @@ std::optional<std::string> dataFolderByPasswordDatabase() {
   std::vector<char> strings(1024);
   struct ::passwd entry {};
   struct ::passwd* found = nullptr;
-  while (sys::getpwuid(::getuid(), &entry, strings.data(), strings.size(), &found) != 0 &&
+  while (sys.getpwuid(::getuid(), &entry, strings.data(), strings.size(), &found) != 0 &&
          errno == ERANGE) {
     strings.resize(strings.size() * 2);
   }
