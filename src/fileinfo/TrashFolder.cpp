@@ -12,7 +12,6 @@
 #include "platform/files/Files.h"
 #include "platform/files/Path.h"
 #include "platform/files/PathBuffer.h"
-#include "platform/files/UserFolders.h"
 
 namespace ox {
 namespace {
@@ -83,7 +82,7 @@ int ItemWay::reachTop(Folder top, const std::string& path) {
 
 int ItemWay::follow(const ItemPlace& place) {
   user_ = std::to_string(::getuid());
-  if (const auto data = userDataFolder()) {
+  if (const auto data = files::userDataFolder()) {
     home_ = path::appendingComponent(*data, "Trash");
   }
   passed_ = {place.item};

@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <optional>
 #include <string>
 #include <utility>
@@ -94,7 +95,7 @@ class Trial {
 // Exclusive creation decides: whoever is told that the name is taken goes on to the next.
 OXString createFreeFolder(std::string_view name, std::string_view destination) {
   FreeName freeName(name, destination, true);
-  while (files::createFolder(PathBuffer(freeName.next())) == files::Creation::nameTaken) {
+  while (files::createFolder(PathBuffer(freeName.next())) == EEXIST) {
   }
   return freeName.take();
 }

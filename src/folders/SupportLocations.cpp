@@ -4,7 +4,6 @@
 #include "OrvexKit/OXFileUtil.h"
 #include "platform/files/Files.h"
 #include "platform/files/Path.h"
-#include "platform/files/UserFolders.h"
 
 namespace ox {
 namespace {
@@ -24,7 +23,7 @@ OXString makeFolder(const OXString& parent, std::string_view name) {
 
 const OXString& appSupportDir() {
   static const OXString& kOXAppSupportDirPath =
-      *new OXString(makeFolder(userDataFolder(), "Orvex"));
+      *new OXString(makeFolder(files::userDataFolder(), "Orvex"));
   return kOXAppSupportDirPath;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstddef>
 #include <span>
@@ -45,11 +46,17 @@ int readSome(int fd, std::span<std::byte> bytes, std::size_t& count) noexcept;
 // Writes all of it, however often that takes; a descriptor with O_NONBLOCK is waited for.
 int writeAll(int fd, std::span<const std::byte> bytes) noexcept;
 
-int seekToStart(int fd) noexcept;
+inline int seekToStart(int fd) noexcept {
+  return errorOf(sys.lseek(fd, 0, SEEK_SET));
+}
 
-int statusOf(int fd, struct ::stat& status) noexcept;
+inline int statusOf(int fd, struct ::stat& status) noexcept {
+  return errorOf(sys.fstat(fd, &status));
+}
 
 // Returns when what was written is on the disk.
-int syncToDisk(int fd) noexcept;
+inline int syncToDisk(int fd) noexcept {
+  return errorOf(sys.fsync(fd));
+}
 
 }  // namespace ox

@@ -1,60 +1,32 @@
 #include "platform/files/Files.h"
 
 #include <fcntl.h>
+#include <pwd.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
+#include <vector>
 
 #include "platform/files/Path.h"
-#include "platform/files/System.h"
 
 namespace ox::files {
-
-std::string temporaryFolder() {
-  const char* const named = std::getenv("TMPDIR");
-  const std::string_view folder = named != nullptr && *named != '\0' ? named : "/tmp/";
-  std::array<char, PATH_MAX> current;
-  const bool isKnown =
-      folder.starts_with('/') || sys.getcwd(current.data(), current.size()) == nullptr;
-  return isKnown ? std::string(folder) : path::appendingComponent(current.data(), folder);
-}
-
 namespace {
 
-template <typename Ask>
-std::optional<struct ::stat> statusBy(Ask ask, const PathBuffer& path) noexcept {
-  std::optional<struct ::stat> status(std::in_place);
-  if (!path.isRepresentable() || ask(path.c_str(), &*status) != 0) {
-    status.reset();
+std::string_view environment(const char* variable) noexcept {
+  const char* const value = std::getenv(variable);
+  return value != nullptr ? value : "";
+}
+
+std::string homeInPasswordDatabase() {
+  std::vector<char> strings(1024);
+  struct ::passwd entry {};
+  struct ::passwd* found = nullptr;
+  while (sys.getpwuid(::getuid(), &entry, strings.data(), strings.size(), &found) != 0 &&
+         errno == ERANGE) {
+    strings.resize(strings.size() * 2);
   }
-  return status;
-}
-
-}  // namespace
-
-std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept {
-  return statusBy(sys.stat, path);
-}
-
-std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept {
-  return statusBy(sys.lstat, path);
-}
-
-bool itemExists(const PathBuffer& path) noexcept {
-  return statusOf(path).has_value();
-}
-
-bool isNameTaken(const PathBuffer& path) noexcept {
-  return statusOfLink(path).has_value();
-}
-
-namespace {
-
-Creation createOneFolder(const char* path, mode_t mode) noexcept {
-  if (sys.mkdir(path, mode) == 0) {
-    return Creation::created;
-  }
-  return errno == EEXIST ? Creation::nameTaken : Creation::failed;
+  return found != nullptr && found->pw_dir != nullptr ? found->pw_dir : "";
 }
 
 void createFoldersAbove(const PathBuffer& path, mode_t mode) noexcept {
@@ -71,36 +43,60 @@ void createFoldersAbove(const PathBuffer& path, mode_t mode) noexcept {
 
 }  // namespace
 
-Creation createFolder(const PathBuffer& path, mode_t mode) noexcept {
-  if (!path.isRepresentable()) {
-    return Creation::failed;
+std::string temporaryFolder() {
+  const std::string_view named = environment("TMPDIR");
+  const std::string_view folder = named.empty() ? "/tmp/" : named;
+  std::array<char, PATH_MAX> current;
+  const bool isKnown =
+      folder.starts_with('/') || sys.getcwd(current.data(), current.size()) == nullptr;
+  return isKnown ? std::string(folder) : path::appendingComponent(current.data(), folder);
+}
+
+std::optional<std::string> userDataFolder() {
+  const std::string_view data = environment("XDG_DATA_HOME");
+  if (data.starts_with('/')) {
+    return std::string(data);
   }
-  const Creation outcome = createOneFolder(path.c_str(), mode);
-  if (outcome != Creation::failed || errno != ENOENT) {
-    return outcome;
+  std::string home(environment("HOME"));
+  if (!home.starts_with('/')) {
+    home = homeInPasswordDatabase();
+  }
+  return home.starts_with('/') ? std::optional(path::appendingComponent(home, ".local/share"))
+                               : std::nullopt;
+}
+
+std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept {
+  struct ::stat status;
+  const bool isThere = path.isRepresentable() && sys.stat(path.c_str(), &status) == 0;
+  return isThere ? std::optional(status) : std::nullopt;
+}
+
+std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept {
+  struct ::stat status;
+  const bool isThere = path.isRepresentable() && sys.lstat(path.c_str(), &status) == 0;
+  return isThere ? std::optional(status) : std::nullopt;
+}
+
+int createFolder(const PathBuffer& path, mode_t mode) noexcept {
+  const int error = errorOf(sys.mkdir(path.c_str(), mode));
+  if (error != ENOENT) {
+    return error;
   }
   createFoldersAbove(path, mode);
-  return createOneFolder(path.c_str(), mode);
+  return errorOf(sys.mkdir(path.c_str(), mode));
 }
 
 std::optional<std::string_view> resolvePath(const PathBuffer& path,
                                             std::array<char, PATH_MAX>& resolved) noexcept {
-  if (!path.isRepresentable() || sys.realpath(path.c_str(), resolved.data()) == nullptr) {
-    return std::nullopt;
-  }
-  return resolved.data();
+  const bool isThere = sys.realpath(path.c_str(), resolved.data()) != nullptr;
+  return isThere ? std::optional<std::string_view>(resolved.data()) : std::nullopt;
 }
 
 std::optional<std::string_view> readLink(const PathBuffer& path,
                                          std::array<char, PATH_MAX>& target) noexcept {
-  const ssize_t size =
-      path.isRepresentable() ? sys.readlink(path.c_str(), target.data(), target.size()) : -1;
+  const ssize_t size = sys.readlink(path.c_str(), target.data(), target.size());
   return size < 0 ? std::nullopt
                   : std::optional(std::string_view(target.data(), static_cast<std::size_t>(size)));
-}
-
-bool createUniqueFolder(char* pattern) noexcept {
-  return sys.mkdtemp(pattern) != nullptr;
 }
 
 FileDescriptor openRegularFile(const PathBuffer& path) noexcept {

@@ -13,6 +13,7 @@
 
 #include "platform/files/FileDescriptor.h"
 #include "platform/files/PathBuffer.h"
+#include "platform/files/System.h"
 
 namespace ox::files {
 
@@ -21,16 +22,25 @@ namespace ox::files {
 // relative all the same where nobody knows the current folder. Read at every call.
 std::string temporaryFolder();
 
+// The user's data folder: XDG_DATA_HOME, else ".local/share" in HOME, else ".local/share" in the
+// password database's home folder. A path that is not absolute would mean another folder after
+// every change of the current one, and counts as none. Read at every call; nothing is made.
+std::optional<std::string> userDataFolder();
+
 // What the system says of the item that a path leads to, or of the link itself that is there. No
 // value when there is none, or asking fails.
 std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept;
 std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept;
 
 // Whether something is there to be opened: a link is followed, and one that leads nowhere is not.
-bool itemExists(const PathBuffer& path) noexcept;
+inline bool itemExists(const PathBuffer& path) noexcept {
+  return statusOf(path).has_value();
+}
 
 // Whether the name is taken: a link takes its name wherever it leads.
-bool isNameTaken(const PathBuffer& path) noexcept;
+inline bool isNameTaken(const PathBuffer& path) noexcept {
+  return statusOfLink(path).has_value();
+}
 
 // The absolute path, without links, of what a path leads to, in `resolved`. No value when there is
 // nothing, or asking fails.
@@ -41,14 +51,15 @@ std::optional<std::string_view> resolvePath(const PathBuffer& path,
 std::optional<std::string_view> readLink(const PathBuffer& path,
                                          std::array<char, PATH_MAX>& target) noexcept;
 
-enum class Creation { created, nameTaken, failed };
-
-// Makes a folder, exclusively, and the missing ones on the way to it.
-Creation createFolder(const PathBuffer& path, mode_t mode = 0777) noexcept;
+// Makes a folder, exclusively, and the missing ones on the way to it. Returns 0 or the `errno`:
+// EEXIST when its name is taken, by whatever.
+int createFolder(const PathBuffer& path, mode_t mode = 0777) noexcept;
 
 // Makes a new folder, open to the user alone, and writes its random characters over the "XXXXXX"
 // that `pattern` ends in.
-bool createUniqueFolder(char* pattern) noexcept;
+inline bool createUniqueFolder(char* pattern) noexcept {
+  return sys.mkdtemp(pattern) != nullptr;
+}
 
 // Opens the regular file that `path` leads to for reading. Never waits, and never changes what it
 // opens: a device may act on being opened, and a pipe would wait for its writer, so neither is. Not

@@ -1,12 +1,9 @@
 #include "platform/files/Folder.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
-
-#include "platform/files/System.h"
 
 namespace ox {
 namespace {
@@ -15,12 +12,6 @@ namespace {
 constexpr int flagsFor(Folder::Access access) noexcept {
   return O_DIRECTORY | O_CLOEXEC |
          (access == Folder::Access::list ? O_RDONLY | O_NONBLOCK : O_PATH);
-}
-
-constexpr mode_t permissionBits = 07777;
-
-int errorOf(int result) noexcept {
-  return result < 0 ? errno : 0;
 }
 
 // Whether nobody else can put something different under the name of `item`, which is in `parent`.
@@ -62,35 +53,11 @@ int Folder::createFile(const char* name, mode_t mode, FileDescriptor& opened) co
   return openedBy(sys.openat(fd(), name, flags, mode), opened);
 }
 
-int Folder::makeFolder(const char* name, mode_t mode) const noexcept {
-  return errorOf(sys.mkdirat(fd(), name, mode));
-}
-
-int Folder::status(struct ::stat& status) const noexcept {
-  return ox::statusOf(fd(), status);
-}
-
-int Folder::statusOf(const char* name, struct ::stat& status) const noexcept {
-  return errorOf(sys.fstatat(fd(), name, &status, AT_SYMLINK_NOFOLLOW));
-}
-
 std::uint64_t Folder::mountId() const noexcept {
   struct ::statx status;
   const bool isKnown = sys.statx(fd(), "", AT_EMPTY_PATH, STATX_MNT_ID, &status) == 0 &&
                        (status.stx_mask & STATX_MNT_ID) != 0;
   return isKnown ? status.stx_mnt_id : 0;
-}
-
-int Folder::rewind() const noexcept {
-  return seekToStart(fd());
-}
-
-int Folder::unlink(const char* name) const noexcept {
-  return errorOf(sys.unlinkat(fd(), name, 0));
-}
-
-int Folder::removeFolder(const char* name) const noexcept {
-  return errorOf(sys.unlinkat(fd(), name, AT_REMOVEDIR));
 }
 
 int Folder::rename(const char* name, const Folder& to, const char* newName) const noexcept {
@@ -106,12 +73,8 @@ int Folder::rename(const char* name, const Folder& to, const char* newName) cons
   return errorOf(sys.renameat(fd(), name, to.fd(), newName));
 }
 
-int Folder::setPermissions(mode_t mode) const noexcept {
-  return errorOf(sys.fchmod(fd(), mode & permissionBits));
-}
-
 int Folder::setPermissionsOf(const char* name, mode_t mode) const noexcept {
-  mode &= permissionBits;
+  mode &= 07777;  // a file's mode has its type as well
   int error = errorOf(sys.fchmodat2(fd(), name, mode, AT_SYMLINK_NOFOLLOW));
   // Filters of system calls refuse those that they do not know with EPERM.
   if (error == ENOSYS || error == EPERM) {

@@ -7,12 +7,14 @@
 
 #pragma once
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstdint>
 
 #include "platform/files/FileDescriptor.h"
+#include "platform/files/System.h"
 
 namespace ox {
 
@@ -50,26 +52,38 @@ class Folder {
   // Makes a file, which must not exist, and opens it for writing.
   int createFile(const char* name, mode_t mode, FileDescriptor& opened) const noexcept;
 
-  int makeFolder(const char* name, mode_t mode) const noexcept;
+  int makeFolder(const char* name, mode_t mode) const noexcept {
+    return errorOf(sys.mkdirat(fd(), name, mode));
+  }
 
-  int status(struct ::stat& status) const noexcept;  // of the folder itself
-  int statusOf(const char* name, struct ::stat& status) const noexcept;
+  // Of the folder itself.
+  int status(struct ::stat& status) const noexcept { return ox::statusOf(fd(), status); }
+
+  int statusOf(const char* name, struct ::stat& status) const noexcept {
+    return errorOf(sys.fstatat(fd(), name, &status, AT_SYMLINK_NOFOLLOW));
+  }
 
   // The number of the mount that the folder was reached through; 0 where the kernel has none,
   // before 5.8. A bind mount has the device of what it shows, yet nothing can be renamed across it.
   std::uint64_t mountId() const noexcept;
 
-  int rewind() const noexcept;  // so that its entries are read from the first one on
+  // So that its entries are read from the first one on.
+  int rewind() const noexcept { return seekToStart(fd()); }
 
-  int unlink(const char* name) const noexcept;        // anything but a folder
-  int removeFolder(const char* name) const noexcept;  // an empty one
+  // Anything but a folder.
+  int unlink(const char* name) const noexcept { return errorOf(sys.unlinkat(fd(), name, 0)); }
+
+  // An empty one.
+  int removeFolder(const char* name) const noexcept {
+    return errorOf(sys.unlinkat(fd(), name, AT_REMOVEDIR));
+  }
 
   // Returns EEXIST when `newName` is taken, by whatever. Where the file system cannot check that
   // and rename in one step, an item that somebody else makes between the two may be replaced.
   int rename(const char* name, const Folder& to, const char* newName) const noexcept;
 
   // Of the folder itself, opened with `Access::list`.
-  int setPermissions(mode_t mode) const noexcept;
+  int setPermissions(mode_t mode) const noexcept { return errorOf(sys.fchmod(fd(), mode)); }
 
   // Of the folder `name`. EACCES where that cannot be done without the danger of following a
   // link: before Linux 6.6 without /proc, for a folder that may not be searched, when somebody else

@@ -5,11 +5,6 @@
 #include "platform/objects/BadAlloc.h"
 
 namespace ox::path {
-namespace {
-
-constexpr std::size_t npos = std::string_view::npos;
-
-}  // namespace
 
 std::string_view withoutTrailingSlashes(std::string_view path) noexcept {
   while (path.size() > 1 && path.ends_with('/')) {
@@ -24,8 +19,7 @@ std::string_view withoutLeadingSlashes(std::string_view component) noexcept {
 
 std::string_view lastComponent(std::string_view path) noexcept {
   const std::string_view trimmed = withoutTrailingSlashes(path);
-  const std::size_t slash = trimmed.rfind('/');
-  return trimmed.substr(slash == npos ? 0 : slash + 1);
+  return trimmed.substr(trimmed.rfind('/') + 1);  // all of it where there is none: npos + 1 is 0
 }
 
 ExtensionSplit splitExtension(std::string_view path) noexcept {
@@ -44,18 +38,10 @@ ExtensionSplit splitExtension(std::string_view path) noexcept {
   return {path, {}};
 }
 
-std::string_view extension(std::string_view path) noexcept {
-  return splitExtension(path).extension;
-}
-
-std::string_view deletingExtension(std::string_view path) noexcept {
-  return splitExtension(path).rest;
-}
-
 std::string_view deletingLastComponent(std::string_view path) noexcept {
   const std::size_t slash = withoutTrailingSlashes(path).rfind('/');
   // A root is its own parent; a lone relative component has the empty path for one.
-  return slash == npos ? std::string_view() : withoutTrailingSlashes(path.substr(0, slash + 1));
+  return withoutTrailingSlashes(path.substr(0, slash + 1));
 }
 
 void endWithSeparator(std::string& path) {

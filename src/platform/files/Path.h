@@ -18,19 +18,23 @@ namespace ox::path {
 //   "/a/b.c" => "b.c"   "a//" => "a"   "/" => ""   ".." => ".."   "" => ""
 std::string_view lastComponent(std::string_view path) noexcept;
 
-//   "a.tar.gz/" => "gz"   "/a.b/c" => ""   ".gz" => ""   ".tar.gz" => "gz"   "a." => ""
-std::string_view extension(std::string_view path) noexcept;
-
-// All that precedes the extension's "."; the path itself when there is no extension.
-//   "a.tar.gz/" => "a.tar"   "/a.b/c" => "/a.b/c"   "a/" => "a/"   "..zip" => "."   "a." => "a."
-std::string_view deletingExtension(std::string_view path) noexcept;
-
-// A path taken apart at the "." of its extension: what the two functions above give, at once.
+// A path taken apart at the "." of its extension: what the two functions below give, at once.
 struct ExtensionSplit {
   std::string_view rest;
   std::string_view extension;
 };
 ExtensionSplit splitExtension(std::string_view path) noexcept;
+
+//   "a.tar.gz/" => "gz"   "/a.b/c" => ""   ".gz" => ""   ".tar.gz" => "gz"   "a." => ""
+inline std::string_view extension(std::string_view path) noexcept {
+  return splitExtension(path).extension;
+}
+
+// All that precedes the extension's "."; the path itself when there is no extension.
+//   "a.tar.gz/" => "a.tar"   "/a.b/c" => "/a.b/c"   "a/" => "a/"   "..zip" => "."   "a." => "a."
+inline std::string_view deletingExtension(std::string_view path) noexcept {
+  return splitExtension(path).rest;
+}
 
 //   "/a/b.c" => "/a"   "/a" => "/"   "a/" => ""   "a//b" => "a"   "//" => "/"   "" => ""
 std::string_view deletingLastComponent(std::string_view path) noexcept;

@@ -9,7 +9,7 @@ namespace ox {
 
 // Holds the bytes in place, so that asking the disk about a path allocates nothing. A path that no
 // system call could take, because it holds a NUL or is longer than the kernel reads, has no
-// representation.
+// representation: then the bytes are those of the empty path, where nothing is and nothing can be.
 class PathBuffer {
  public:
   explicit PathBuffer(std::string_view path) noexcept
@@ -18,7 +18,7 @@ class PathBuffer {
   }
 
   bool isRepresentable() const noexcept { return representable_; }
-  const char* c_str() const noexcept { return bytes_; }  // empty without a representation
+  const char* c_str() const noexcept { return bytes_; }
   char* data() noexcept { return bytes_; }
   std::string_view view() const noexcept { return bytes_; }
 

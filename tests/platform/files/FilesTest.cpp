@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <string>
 
@@ -56,15 +57,15 @@ TEST_F(FileManager, TellsWhatExistsAndWhatIsTaken) {
 }
 
 TEST_F(FileManager, MakesFoldersExclusively) {
-  EXPECT_EQ(files::createFolder(path("d")), files::Creation::created);
-  EXPECT_EQ(files::createFolder(path("d")), files::Creation::nameTaken);
+  EXPECT_EQ(files::createFolder(path("d")), 0);
+  EXPECT_EQ(files::createFolder(path("d")), EEXIST);
   writeFile(in("file"));
-  EXPECT_EQ(files::createFolder(path("file")), files::Creation::nameTaken);
-  EXPECT_EQ(files::createFolder(path("file/x")), files::Creation::failed);
+  EXPECT_EQ(files::createFolder(path("file")), EEXIST);
+  EXPECT_EQ(files::createFolder(path("file/x")), ENOTDIR);
   std::filesystem::create_symlink("d", in("link"));
-  EXPECT_EQ(files::createFolder(path("link")), files::Creation::nameTaken);
-  EXPECT_EQ(files::createFolder(path(nul)), files::Creation::failed);
-  EXPECT_EQ(files::createFolder(path("link/x")), files::Creation::created);
+  EXPECT_EQ(files::createFolder(path("link")), EEXIST);
+  EXPECT_EQ(files::createFolder(path(nul)), ENOENT);
+  EXPECT_EQ(files::createFolder(path("link/x")), 0);
   EXPECT_THAT(listing(work()), ElementsAre("d", "d/x", "file", "link"));
   for (const char* name : {"d/x", "d", "file", "link"}) {
     removeOne(in(name));
@@ -72,11 +73,11 @@ TEST_F(FileManager, MakesFoldersExclusively) {
 }
 
 TEST_F(FileManager, MakesFoldersOnTheWay) {
-  EXPECT_EQ(files::createFolder(path("a//b/./c"), 0700), files::Creation::created);
+  EXPECT_EQ(files::createFolder(path("a//b/./c"), 0700), 0);
   for (const char* name : {"a", "a/b", "a/b/c"}) {
     EXPECT_EQ(std::filesystem::status(in(name)).permissions(), std::filesystem::perms::owner_all);
   }
-  EXPECT_EQ(files::createFolder(path("a/b/c")), files::Creation::nameTaken);
+  EXPECT_EQ(files::createFolder(path("a/b/c")), EEXIST);
   for (const char* name : {"a/b/c", "a/b", "a"}) {
     removeOne(in(name));
   }
