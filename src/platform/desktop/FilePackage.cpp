@@ -9,54 +9,21 @@ namespace ox {
 namespace {
 
 // In lower case, a group per origin.
-constexpr auto packageExtensions = std::to_array<std::string_view>({
-    // Programs, libraries and their plug-ins: what macOS and GNUstep declare to be bundles.
-    "app",
-    "appex",
-    "bundle",
-    "component",
-    "kext",
-    "mdimporter",
-    "plugin",
-    "prefpane",
-    "qlgenerator",
-    "saver",
-    "service",
-    "wdgt",
-    "xpc",
-    // Installer packages of macOS.
-    "mpkg",
-    "pkg",
-    // Documents of the programs that macOS brings along.
-    "action",
-    "dictionary",
-    "download",
-    "lpdf",
-    "photoslibrary",
-    "rtfd",
-    "scptd",
-    "sparsebundle",
-    "webarchivebundle",
-    "workflow",
-    // What its developer tools keep as folders.
-    "docset",
-    "dsym",
-    "nib",
-    "playground",
-    "xcarchive",
-    "xcodeproj",
-    "xcworkspace",
-    // Documents of its office and media programs.
-    "band",
-    "fcpbundle",
-    "imovielibrary",
-    "key",
-    "logicx",
-    "numbers",
-    "pages",
-    // Application folders of the ROX desktop and of the image format that grew from it.
-    "appdir",
-});
+constexpr auto packageExtensions = std::to_array<std::string_view>(
+    {// Programs, libraries and their plug-ins: what macOS and GNUstep declare to be bundles.
+     "app", "appex", "bundle", "component", "kext", "mdimporter", "plugin", "prefpane",
+     "qlgenerator", "saver", "service", "wdgt", "xpc",
+     // Installer packages of macOS.
+     "mpkg", "pkg",
+     // Documents of the programs that macOS brings along.
+     "action", "dictionary", "download", "lpdf", "photoslibrary", "rtfd", "scptd", "sparsebundle",
+     "webarchivebundle", "workflow",
+     // What its developer tools keep as folders.
+     "docset", "dsym", "nib", "playground", "xcarchive", "xcodeproj", "xcworkspace",
+     // Documents of its office and media programs.
+     "band", "fcpbundle", "imovielibrary", "key", "logicx", "numbers", "pages",
+     // Application folders of the ROX desktop and of the image format that grew from it.
+     "appdir"});
 
 }  // namespace
 

@@ -10,41 +10,21 @@
 namespace ox::gio {
 namespace {
 
-struct Gio {
-  decltype(&::g_content_type_guess) guessContentType;
-  decltype(&::g_content_type_is_unknown) isUnknown;
-  decltype(&::g_content_type_get_description) description;
-  decltype(&::g_unix_mount_at) mountAt;
-  decltype(&::g_unix_mount_get_fs_type) fileSystemOf;
-  decltype(&::g_unix_mount_get_device_path) deviceOf;
-  decltype(&::g_unix_is_mount_path_system_internal) isSystemPath;
-  decltype(&::g_unix_is_system_fs_type) isSystemFileSystem;
-  decltype(&::g_unix_is_system_device_path) isSystemDevice;
-  decltype(&::g_unix_mount_free) freeMount;
+struct Gio : DynamicLibrary {
+  Gio() noexcept : DynamicLibrary("libgio-2.0.so.0") {}
 
-  bool load() noexcept {
-    DynamicLibrary library("libgio-2.0.so.0");
-    library.find("g_content_type_guess", guessContentType);
-    library.find("g_content_type_is_unknown", isUnknown);
-    library.find("g_content_type_get_description", description);
-    library.find("g_unix_mount_at", mountAt);
-    library.find("g_unix_mount_get_fs_type", fileSystemOf);
-    library.find("g_unix_mount_get_device_path", deviceOf);
-    library.find("g_unix_is_mount_path_system_internal", isSystemPath);
-    library.find("g_unix_is_system_fs_type", isSystemFileSystem);
-    library.find("g_unix_is_system_device_path", isSystemDevice);
-    library.find("g_unix_mount_free", freeMount);
-    return library.hasAll();
-  }
+  decltype(&::g_content_type_guess) guessContentType = find("g_content_type_guess");
+  decltype(&::g_content_type_is_unknown) isUnknown = find("g_content_type_is_unknown");
+  decltype(&::g_content_type_get_description) description = find("g_content_type_get_description");
+  decltype(&::g_unix_mount_at) mountAt = find("g_unix_mount_at");
+  decltype(&::g_unix_mount_get_fs_type) fileSystemOf = find("g_unix_mount_get_fs_type");
+  decltype(&::g_unix_mount_get_device_path) deviceOf = find("g_unix_mount_get_device_path");
+  decltype(&::g_unix_is_mount_path_system_internal) isSystemPath =
+      find("g_unix_is_mount_path_system_internal");
+  decltype(&::g_unix_is_system_fs_type) isSystemFileSystem = find("g_unix_is_system_fs_type");
+  decltype(&::g_unix_is_system_device_path) isSystemDevice = find("g_unix_is_system_device_path");
+  decltype(&::g_unix_mount_free) freeMount = find("g_unix_mount_free");
 };
-
-const Gio* gio() {
-  static LazyValue<Gio> library;
-  return library.get([]() -> std::unique_ptr<Gio> {
-    auto made = std::make_unique<Gio>();
-    return made->load() ? std::move(made) : nullptr;
-  });
-}
 
 using Text = std::unique_ptr<char, decltype(&g_free)>;
 
@@ -54,7 +34,7 @@ std::string kindOfExtension(std::string_view extension) {
   // The database is in UTF-8, so it has no other extension; and GIO takes nothing else.
   const bool isText =
       g_utf8_validate(extension.data(), static_cast<gssize>(extension.size()), nullptr) != FALSE;
-  const Gio* const library = isText && !extension.empty() ? gio() : nullptr;
+  const Gio* const library = isText && !extension.empty() ? sharedLibrary<Gio>() : nullptr;
   if (library == nullptr) {
     return {};
   }
@@ -70,7 +50,7 @@ std::string kindOfExtension(std::string_view extension) {
 }
 
 bool isUserMount(const char* mountPoint) {
-  const Gio* const library = gio();
+  const Gio* const library = sharedLibrary<Gio>();
   GUnixMountEntry* const mount =
       library == nullptr ? nullptr : library->mountAt(mountPoint, nullptr);
   if (mount == nullptr) {

@@ -4,8 +4,10 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <optional>
-#include <utility>
+
+struct evp_md_ctx_st;  // libcrypto's EVP_MD_CTX
 
 namespace ox {
 
@@ -18,20 +20,19 @@ class Md5 {
   // No value when there is no libcrypto, or no memory.
   static std::optional<Md5> start();
 
-  Md5(Md5&& other) noexcept : context_(std::exchange(other.context_, nullptr)) {}
-  Md5(const Md5&) = delete;
-  Md5& operator=(const Md5&) = delete;
-  ~Md5();
-
   bool add(const void* bytes, std::size_t count) noexcept;
 
   // Once, at the end.
   std::optional<Digest> finish() noexcept;
 
  private:
-  explicit Md5(void* context) noexcept : context_(context) {}
+  struct Free {
+    void operator()(evp_md_ctx_st* context) const noexcept;
+  };
 
-  void* context_;
+  explicit Md5(evp_md_ctx_st* context) noexcept : context_(context) {}
+
+  std::unique_ptr<evp_md_ctx_st, Free> context_;
 };
 
 }  // namespace ox

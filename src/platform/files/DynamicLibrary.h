@@ -18,49 +18,55 @@
 
 namespace ox {
 
-// Stays loaded for as long as the process runs: what it started may not be pulled away again.
+// The base of a class whose members are functions of the library, each initialised by `find`. Stays
+// loaded for as long as the process runs: what it started may not be pulled away again.
 class DynamicLibrary {
  public:
-  explicit DynamicLibrary(const char* name) noexcept
-      : handle_(sys.dlopen(name, RTLD_NOW | RTLD_LOCAL)), hasAll_(handle_ != nullptr) {}
+  // Whether the library is there, with all functions that were looked for and what else it needs.
+  bool isUsable() const noexcept { return isUsable_; }
 
-  template <typename Function>
-  void find(const char* name, Function*& function) noexcept {
+ protected:
+  // A function's address, for a pointer to whatever type of function.
+  struct Address {
+    template <typename Function>
+    operator Function*() const noexcept {
+      return reinterpret_cast<Function*>(value);
+    }
+    void* value;
+  };
+
+  explicit DynamicLibrary(const char* name) noexcept
+      : handle_(sys.dlopen(name, RTLD_NOW | RTLD_LOCAL)) {}
+
+  Address find(const char* name) noexcept {
     // Without a library the handle would stand for the program itself.
-    function = handle_ == nullptr ? nullptr : reinterpret_cast<Function*>(::dlsym(handle_, name));
-    hasAll_ &= function != nullptr;
+    const Address found{handle_ != nullptr ? ::dlsym(handle_, name) : nullptr};
+    isUsable_ = isUsable_ && found.value != nullptr;
+    return found;
   }
 
-  // Whether the library is there, with all functions that were looked for.
-  bool hasAll() const noexcept { return hasAll_; }
+  bool isUsable_ = true;
 
  private:
   void* handle_;
-  bool hasAll_;
 };
 
-// A value that is made when it is first asked for and kept until the process ends. Unlike a local
-// static it is tried for again after a failure, which may be a passing one (no descriptor left).
-template <typename Value>
-class LazyValue {
- public:
-  // `make` gives a `std::unique_ptr<Value>`, null when it fails. Threads that ask at the same
-  // moment may make several, of which one is kept.
-  template <typename Make>
-  const Value* get(Make make) {
-    if (const Value* const value = value_.load(std::memory_order_acquire)) {
-      return value;
-    }
-    std::unique_ptr<Value> made = make();
-    const Value* kept = nullptr;
-    if (made != nullptr && value_.compare_exchange_strong(kept, made.get())) {
-      kept = made.release();
-    }
-    return kept;
+// The process's one `Library`, which is made when it is first asked for and kept until the process
+// ends; null where it cannot be used. Unlike a local static it is tried for again after a failure,
+// which may be a passing one (no descriptor left). Threads that ask at the same moment may make
+// several, of which one is kept.
+template <typename Library>
+const Library* sharedLibrary() {
+  static std::atomic<const Library*> shared{nullptr};
+  if (const Library* const library = shared.load(std::memory_order_acquire)) {
+    return library;
   }
-
- private:
-  std::atomic<const Value*> value_{nullptr};
-};
+  auto made = std::make_unique<const Library>();
+  const Library* kept = nullptr;
+  if (made->isUsable() && shared.compare_exchange_strong(kept, made.get())) {
+    kept = made.release();
+  }
+  return kept;
+}
 
 }  // namespace ox

@@ -2,9 +2,15 @@
 
 #pragma once
 
+#include <cstdio>
+#include <cstdlib>
+
 namespace ox {
 
 // Writes one line with `reason` to standard error and aborts the process. Any thread.
-[[noreturn]] void fatalError(const char* reason) noexcept;
+[[noreturn]] inline void fatalError(const char* reason) noexcept {
+  static_cast<void>(std::fprintf(stderr, "OrvexKit: %s\n", reason));
+  std::abort();
+}
 
 }  // namespace ox
