@@ -97,7 +97,7 @@ int ItemWay::follow(const ItemPlace& place) {
     isRoot = path == "/";
     Folder parent;
     Spot above;
-    error = folder.openParent(Access::use, parent);
+    error = folder.openFolder("..", Access::use, parent);
     error = error == 0 ? look(parent, above) : error;
     if (error == 0 && (isRoot || !isSameMount(above, spot))) {
       error = reachTop(std::move(folder), path);

@@ -38,8 +38,7 @@ std::string kindOfExtension(std::string_view extension) {
   if (library == nullptr) {
     return {};
   }
-  std::string name("x.");
-  name += extension;
+  const std::string name = "x." + std::string(extension);
   gboolean isUncertain = FALSE;
   const Text type(library->guessContentType(name.c_str(), nullptr, 0, &isUncertain), g_free);
   if (!type || (isUncertain != FALSE && library->isUnknown(type.get()) != FALSE)) {

@@ -27,6 +27,18 @@ bool isNameOnlyOurs(const Folder& parent, const Folder& item) noexcept {
   return (outer.st_uid == user || outer.st_uid == 0) && (!othersMayWrite || onlyOwnersRename);
 }
 
+int setPermissionsWithoutProc(const Folder& in, const char* name, mode_t mode) noexcept {
+  Folder folder;
+  if (const int error = in.openFolder(name, Folder::Access::use, folder); error != 0) {
+    return error;
+  }
+  // "." is the open folder itself, but can be looked up only in one that may be searched.
+  const int error = errorOf(sys.fchmodat(folder.fd(), ".", mode, 0));
+  return error == EACCES && isNameOnlyOurs(in, folder)
+             ? errorOf(sys.fchmodat(in.fd(), name, mode, 0))
+             : error;
+}
+
 int openedBy(int fd, FileDescriptor& opened) noexcept {
   const int error = errorOf(fd);
   opened = FileDescriptor(fd);
@@ -42,10 +54,6 @@ int Folder::open(const char* path, Access access, Links links, Folder& opened) n
 
 int Folder::openFolder(const char* name, Access access, Folder& opened) const noexcept {
   return openedBy(sys.openat(fd(), name, flagsFor(access) | O_NOFOLLOW, 0), opened.descriptor_);
-}
-
-int Folder::openParent(Access access, Folder& opened) const noexcept {
-  return openedBy(sys.openat(fd(), "..", flagsFor(access), 0), opened.descriptor_);
 }
 
 int Folder::createFile(const char* name, mode_t mode, FileDescriptor& opened) const noexcept {
@@ -81,19 +89,7 @@ int Folder::setPermissionsOf(const char* name, mode_t mode) const noexcept {
     // The C library's own way, through /proc.
     error = errorOf(sys.fchmodat(fd(), name, mode, AT_SYMLINK_NOFOLLOW));
   }
-  return error == EOPNOTSUPP ? setPermissionsWithoutProc(name, mode) : error;
-}
-
-int Folder::setPermissionsWithoutProc(const char* name, mode_t mode) const noexcept {
-  Folder folder;
-  if (const int error = openFolder(name, Access::use, folder); error != 0) {
-    return error;
-  }
-  // "." is the open folder itself, but can be looked up only in one that may be searched.
-  const int error = errorOf(sys.fchmodat(folder.fd(), ".", mode, 0));
-  return error == EACCES && isNameOnlyOurs(*this, folder)
-             ? errorOf(sys.fchmodat(fd(), name, mode, 0))
-             : error;
+  return error == EOPNOTSUPP ? setPermissionsWithoutProc(*this, name, mode) : error;
 }
 
 int Folder::sync() const noexcept {

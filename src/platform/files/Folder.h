@@ -47,7 +47,6 @@ class Folder {
   static int open(const char* path, Access access, Links links, Folder& opened) noexcept;
 
   int openFolder(const char* name, Access access, Folder& opened) const noexcept;
-  int openParent(Access access, Folder& opened) const noexcept;
 
   // Makes a file, which must not exist, and opens it for writing.
   int createFile(const char* name, mode_t mode, FileDescriptor& opened) const noexcept;
@@ -95,8 +94,6 @@ class Folder {
   int sync() const noexcept;
 
  private:
-  int setPermissionsWithoutProc(const char* name, mode_t mode) const noexcept;
-
   FileDescriptor descriptor_;
 };
 

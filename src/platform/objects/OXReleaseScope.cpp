@@ -14,18 +14,11 @@ thread_local OXReleaseScope* innermost = nullptr;
 // The scope below all others of a thread. It is made when first asked for and destroyed at the
 // thread's end, through the run-time call behind `thread_local`: unlike such a variable it comes
 // back when another one's destructor asks for a scope after it has ended.
-struct BaseScope {
-  OXReleaseScope scope;
-};
-
-void closeBaseScope(void* base) {
-  delete static_cast<BaseScope*>(base);
-}
-
 OXReleaseScope& openBaseScope() {
-  auto base = std::make_unique<BaseScope>();
-  abi::__cxa_thread_atexit(closeBaseScope, base.get(), &__dso_handle);
-  return base.release()->scope;
+  auto* const base = ::new OXReleaseScope;  // users cannot: the class has no `new` of its own
+  const auto close = [](void* scope) { ::delete static_cast<OXReleaseScope*>(scope); };
+  abi::__cxa_thread_atexit(close, base, &__dso_handle);
+  return *base;
 }
 
 }  // namespace

@@ -2,16 +2,30 @@
 
 #pragma once
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include "platform/objects/BadAlloc.h"
+
 namespace ox {
 
 // Overwrites all that the string's memory holds, and leaves it empty.
-void wipe(std::string& text) noexcept;
+inline void wipe(std::string& text) noexcept {
+  // The capacity, not the size: an earlier, longer text may have left its end there.
+  explicit_bzero(text.data(), text.capacity());
+  text.clear();
+}
 
 // A copy of `text` whose memory is overwritten before it is given back.
-std::shared_ptr<const std::string> makeWipedString(std::string_view text);
+inline std::shared_ptr<const std::string> makeWipedString(std::string_view text) {
+  const auto wipeAndDelete = [](std::string* secret) noexcept {
+    wipe(*secret);
+    delete secret;
+  };
+  auto* const copy = orBadAlloc([text] { return new std::string(text); });
+  return std::shared_ptr<std::string>(copy, wipeAndDelete);
+}
 
 }  // namespace ox

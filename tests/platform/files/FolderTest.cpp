@@ -98,7 +98,7 @@ TEST_F(FolderTest, IsTheSameFolderWhereverItGoes) {
   EXPECT_EQ(inner.removeFolder("e"), 0);
   EXPECT_THAT(listing(work()), ElementsAre("d", "moved", "moved/made"));
   Folder parent;
-  ASSERT_EQ(inner.openParent(Access::list, parent), 0);
+  ASSERT_EQ(inner.openFolder("..", Access::list, parent), 0);
   struct stat one {};
   struct stat other {};
   EXPECT_EQ(parent.status(one), 0);
