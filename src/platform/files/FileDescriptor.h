@@ -19,8 +19,6 @@ class FileDescriptor {
   // Takes over what `open` gave; a negative number is no descriptor.
   explicit FileDescriptor(int fd) noexcept : fd_(fd) {}
   FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
   FileDescriptor& operator=(FileDescriptor&& other) noexcept {
     std::swap(fd_, other.fd_);
     return *this;

@@ -92,9 +92,4 @@ int Folder::setPermissionsOf(const char* name, mode_t mode) const noexcept {
   return error == EOPNOTSUPP ? setPermissionsWithoutProc(*this, name, mode) : error;
 }
 
-int Folder::sync() const noexcept {
-  const int error = syncToDisk(fd());
-  return error == EINVAL ? 0 : error;  // some file systems know no such thing for folders
-}
-
 }  // namespace ox

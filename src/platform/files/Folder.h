@@ -91,7 +91,10 @@ class Folder {
 
   // Returns when the entries made and removed so far are on the disk, if the file system can tell.
   // Of a folder opened with `Access::list`.
-  int sync() const noexcept;
+  int sync() const noexcept {
+    const int error = syncToDisk(fd());
+    return error == EINVAL ? 0 : error;  // some file systems know no such thing for folders
+  }
 
  private:
   FileDescriptor descriptor_;
