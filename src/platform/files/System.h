@@ -1,8 +1,8 @@
 // System calls on files and folders.
 //
-// The library makes each of them through the table `sys`: the one seam, which tests replace with a
-// table of their own at link time to count calls and to make any of them fail. The table is
-// constant, so nobody can put another call there while a program runs.
+// The library makes each of them through the table `sys`. That is the seam: tests link a table of
+// their own in its place, to count calls and to make any of them fail. It is constant, in memory
+// that is read-only while a program runs, so nobody can put another call there.
 
 #pragma once
 

@@ -15,7 +15,7 @@ thread_local OXReleaseScope* innermost = nullptr;
 // thread's end, through the run-time call behind `thread_local`: unlike such a variable it comes
 // back when another one's destructor asks for a scope after it has ended.
 OXReleaseScope& openBaseScope() {
-  auto* const base = ::new OXReleaseScope;  // users cannot: the class has no `new` of its own
+  auto* const base = ::new OXReleaseScope;  // the class's own `new` is deleted: it is for blocks
   const auto close = [](void* scope) { ::delete static_cast<OXReleaseScope*>(scope); };
   abi::__cxa_thread_atexit(close, base, &__dso_handle);
   return *base;
