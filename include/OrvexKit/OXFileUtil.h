@@ -3,11 +3,10 @@
 /// about files, and the Trash. Unless a function says otherwise:
 /// - A path is a string of bytes. A null path returns null, false or 0. A path that contains a NUL
 ///   byte is treated as a missing item.
-/// - A relative path, and an empty `baseDir`, `directory` or `destination`, starts in the current
-///   folder.
+/// - A relative path starts in the current folder; an empty folder argument is that folder.
 /// - A failure returns null, false, 0 or the given path. Only `std::bad_alloc` is thrown.
 /// - The caller owns the result. Arguments are read only until the function returns.
-/// - Functions are thread-safe, if no thread changes the environment, which some read as they say.
+/// - Functions are thread-safe. While some read the environment, as they say, nobody may change it.
 /// - Interrupted system calls are repeated. No function needs more than 40 KiB of stack.
 /// - Log lines go to GLib's structured log, domain "OrvexKit", level "message".
 
@@ -121,10 +120,9 @@ OX_EXPORT OXString OXPathByRemovingAncestorPath(OXStringView path, OXStringView 
 /// \}
 
 /// \defgroup folders Folders
-/// The user's temporary folder is TMPDIR if set and not empty, else "/tmp/", read by each call and
-/// made absolute. The user's data folder is XDG_DATA_HOME if absolute, else ".local/share" in HOME
-/// if absolute, else ".local/share" in the password database's home folder (XDG Base Directory
-/// 0.8).
+/// The user's temporary folder is TMPDIR if set and not empty, else "/tmp/"; each call reads it and
+/// makes it absolute. The user's data folder is XDG_DATA_HOME if absolute, else ".local/share" in
+/// HOME if absolute, else in the home folder of the password database (XDG Base Directory 0.8).
 /// \{
 
 /// Creates a new, empty, hidden folder in `baseDir`, accessible to the user only, and returns its
@@ -180,7 +178,7 @@ OX_EXPORT OXString OXSequentiallyUniqueName(OXStringView name, OXStringView dire
 /// Creates a new folder in `destination` (and those above it) for the contents of the archive file
 /// `name`, and returns its path. `deletePathExtension` drops the last extension. The extension of a
 /// file package, a folder that some desktops show as one document ("Tool.app"), is dropped too.
-/// Takes the first free name, see `OXSequentiallyUniqueName`. No two callers get the same folder.
+/// Takes the first free name, see `OXSequentiallyUniqueName`. No two callers get the same one.
 ///
 /// Returns null and touches nothing if an argument is null, or if `name` contains "/" or NUL, or is
 /// empty, "." or ".." once an extension is dropped. If only the last folder cannot be created
@@ -210,13 +208,14 @@ OX_EXPORT OXString OXSafelyCreateArchiveSubdir(OXStringView name, OXStringView d
 OX_EXPORT OXString OXAppSupportDir();
 
 /// Returns the folder of the user's codecs, "codecs" in `OXAppSupportDir()`, or null if that is
-/// null. Determined and created, with the support folder, by the first call in the process.
+/// null. The first call in the process determines it and creates both folders, as that function
+/// does.
 ///
 ///     XDG_DATA_HOME=/x   => "/x/Orvex/codecs"
 OX_EXPORT OXString OXUserCodecsPath();
 
-/// Returns the path of the RAR codec, "rar/rar" in `OXUserCodecsPath()`, or null if that is null.
-/// Neither creates nor looks for the codec and its own folder.
+/// Returns the path of the RAR codec, "rar/rar" in `OXUserCodecsPath()`, which it calls, or null if
+/// that is null. Neither creates nor looks for the codec and its own folder.
 ///
 ///     XDG_DATA_HOME=/x   => "/x/Orvex/codecs/rar/rar"
 OX_EXPORT OXString OXRARCodecPath();
@@ -242,7 +241,8 @@ OX_EXPORT OXString OXRARCodecPath();
 ///     null                                                               => 0
 OX_EXPORT std::int64_t OXGetTotalFolderSize(OXStringView path);
 
-/// Returns `OXGetTotalFolderSize` in bytes for a NUL-terminated path, or 0 for a null pointer.
+/// Returns the total size of a folder tree in bytes, as `OXGetTotalFolderSize` does, for a
+/// NUL-terminated path. Returns 0 for a null pointer.
 OX_EXPORT std::int64_t _OXGetTotalFolderSize(const char* bytePath);
 
 /// Returns the size of an item in bytes, as the file system reports it: of a symbolic link or a
@@ -321,7 +321,7 @@ OX_EXPORT OXString fileDescription(OXStringView path);
 
 }  // namespace OXFileUtilAdditions
 
-/// Records in `refOut` which item is at `path`, a symbolic link itself also with a trailing slash.
+/// Records in `refOut` which item is at `path`: a symbolic link itself, also with a trailing slash.
 /// Returns false and leaves `refOut` unchanged if there is none or it cannot be determined.
 ///
 ///     an existing file, folder or link   => true
