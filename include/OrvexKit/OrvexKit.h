@@ -7,7 +7,7 @@
 ///
 /// \defgroup coding Coding
 /// The form in which records go from process to process: the interface of coders, the library's own
-/// coder over CBOR, and streams of records.
+/// coder over CBOR (OXCBORCoder.h describes the form), and streams of records (OXCBORSequence.h).
 ///
 /// \defgroup types Types
 /// Strings, dates, objects and release scopes, which the rest of the interface is written in.

@@ -135,8 +135,8 @@ class OXCBORItem : public std::span<const std::byte> {
 ///   simple values: none. Asking for one fails as above; under an unused key it is harmless.
 ///
 /// Containers and chunked strings may nest 64 levels deep. Only returned strings are allocated. A
-/// library record takes one more pass, whatever its keys. Other look-ups begin where the last
-/// ended: keys in the order of writing are found at once, an absent key takes a pass over the map.
+/// library record takes one more pass over the bytes, whatever its keys and their number. A host's
+/// own look-up takes at most one pass over the map; nothing grows with the depth.
 class OX_EXPORT OXCBORDecoder final : public OXCoder {
  public:
   /// Creates a decoder for bytes, which are not copied.
