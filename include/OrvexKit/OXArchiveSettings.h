@@ -35,7 +35,7 @@ class OX_EXPORT OXArchiveSettings : public OXObject {
   /// Returns a new object with what this object's getters return, owned by the caller alone. Always
   /// of the class `OXArchiveSettings`, also if this object is not. The password is copied, while
   /// both objects share one `auxSettings` dictionary: each sees an option that is added to the
-  /// other. A property that is set meanwhile is copied before or after that, each for itself.
+  /// other. Of a property that another thread sets meanwhile, copies the old or the new value.
   std::shared_ptr<OXArchiveSettings> copyWithZone() const;
 
   /// The password, or null. The caller must overwrite this copy itself.

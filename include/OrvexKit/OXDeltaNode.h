@@ -34,7 +34,7 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   using TraversalCallback =
       std::function<void(std::string_view relative, std::string_view disk, bool isFolder)>;
 
-  OXDeltaNode();  ///< A node without name, physical path and children, and no folder.
+  OXDeltaNode();  ///< No name, no physical path, no children, not a folder.
   ~OXDeltaNode() override;
 
   /// The node's name, or null. The caller owns the copy.

@@ -13,7 +13,7 @@
 /// \ingroup folders
 class OX_EXPORT OXScopedTempDir : public OXObject {
  public:
-  /// Creates the folder. On failure the path is null; see `OXCreateTemporaryDirectoryInDir`'s log.
+  /// Creates the folder. On failure the path is null, and one line in the log says why.
   OXScopedTempDir();
 
   /// Removes the item at `path()` with everything in it, read-only folders too. Never follows a

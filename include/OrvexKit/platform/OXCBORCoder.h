@@ -159,7 +159,7 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
   void encodeObject(const OXValueView& object) override;                              ///< Ignored.
 
   /// Returns whether the bytes are no record, or a request had no answer: an object after the last
-  /// one, or an item that is no object. Then the results are void. An absent key is no failure.
+  /// one, or an item that is no object. Discard the results then. An absent key is no failure.
   bool hasFailed() const noexcept;
 
   /// Returns whether a sequential record has no more objects. True if keyed and after a failure.

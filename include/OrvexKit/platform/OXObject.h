@@ -22,7 +22,7 @@ class OX_EXPORT OXObject {
   /// Returns a short text for logs, never null. By default the address: `<OXObject: 0x…>`.
   virtual OXString description() const;
 
-  /// Returns whether `other` equals this object; null never does. By default: is this object.
+  /// Returns whether `other` equals this object; null never does. By default, only itself does.
   virtual bool isEqual(const OXObject* other) const;
 
   /// Returns a number by identity, not by content: constant, and unique among living objects.

@@ -57,7 +57,7 @@ class OXStringView {
   template <ox::StringClass Text>
   constexpr OXStringView(const Text& text) : OXStringView(Present(), text) {}
 
-  /// The string that an object keeps.
+  /// The bytes of an object's `native()`.
   template <ox::NativeStringClass Path>
   constexpr OXStringView(const Path& path) : OXStringView(Present(), path.native()) {}
 

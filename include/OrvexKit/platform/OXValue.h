@@ -25,8 +25,8 @@ struct OXMisfit {
 };
 
 /// A number that remembers the kind it was boxed as and can be read as any other. Converts as C
-/// does where C defines it: integers wrap, a double loses its fraction, and every number but 0 is
-/// true. A double out of range gives the nearest limit; not-a-number gives 0, or true.
+/// does where C defines it: integers wrap, a double loses its fraction, every number but 0 is true.
+/// A double out of range gives the nearest limit; not-a-number gives 0, and true as a boolean.
 ///
 ///     OXNumber(std::uint64_t{1} << 32).unsigned32Value()  => 0
 ///     OXNumber(-1.5).signed64Value()                      => -1
