@@ -292,7 +292,7 @@ namespace OXFileUtilAdditions {
 
 /// Returns a date as text in UTF-8: short month name, day, year of at least four digits ("-" before
 /// year 0), hour and minute of a 12-hour clock, AM or PM. In the local time (`localtime_r`),
-/// rounded down to seconds. Null for null, infinities, not-a-number and years beyond 2^31.
+/// rounded down to seconds. Null for null, infinities, not-a-number, years beyond 2^31 and -2^31.
 ///
 /// Month names, AM and PM are those of LC_ALL, else LC_TIME, else LANG, read from the environment
 /// by the first call in the process. English replaces a locale that is not installed or whose
