@@ -1,5 +1,3 @@
-// The options chosen for creating an archive.
-
 #pragma once
 
 #include <OrvexKit/platform/OXAtomic.h>
@@ -15,65 +13,55 @@
 #include <memory>
 #include <string>
 
-// Carries the options for a new archive. The library holds and copies them and never acts on them;
-// the two indices are positions in the `compressionLevels` and `encryptionMethods` of the format's
-// descriptor. A fresh object has every field zero or null.
-//
-//   std::shared_ptr<OXArchiveSettings> settings = OXArchiveSettings::defaultSettings();
-//   settings->setPassword("secret");
-//   settings->setVolumeSize(700'000'000);
-//   std::shared_ptr<OXArchiveSettings> same = settings->copyWithZone();
-//
-// Two objects are equal, and have the same hash, only when they are the same object. Getters and
-// setters are virtual, so that a derived class can keep its options elsewhere.
-//
-// Thread safety: every property may be got and set from any number of threads at once, and is
-// always read and written whole, `volumeSize` on 32-bit processors too. The properties do not order
-// each other. What is inside the dictionary of further options the host guards itself.
+/// The options for a new archive. The library stores and copies them and never acts on them. The
+/// indices are positions in `compressionLevels` and `encryptionMethods` of the `OXFormatInfo`.
+/// Equality and hash are by identity. Derived classes may override getters and setters.
+///
+/// Thread-safe: each property is read and written whole, `volumeSize` on 32-bit processors too, but
+/// the properties are not ordered. The host guards the contents of the dictionary.
+/// \ingroup records
 class OX_EXPORT OXArchiveSettings : public OXObject {
  public:
-  // Further options by name. The values are objects of kinds that the host chooses and the library
-  // never looks at.
+  /// Further options by name. The host chooses the types of the values; the library ignores them.
   using AuxSettings = std::map<std::string, std::any, std::less<>>;
 
-  // A new object with every field zero or null, which nobody but the caller holds. Always an
-  // `OXArchiveSettings` itself, also when called as a derived class's.
+  /// Returns a new object with every field zero or null, owned by the caller alone. Always of the
+  /// class `OXArchiveSettings`, also when called through a derived class.
   static std::shared_ptr<OXArchiveSettings> defaultSettings();
 
-  // Settings with every field zero or null.
-  OXArchiveSettings();
+  OXArchiveSettings();            ///< Every field is zero or null.
+  ~OXArchiveSettings() override;  ///< Overwrites the password in memory, releases the dictionary.
 
-  // Forgets the password as `setPassword(std::nullopt)` does, and releases the dictionary.
-  ~OXArchiveSettings() override;
-
-  // A new object with what this object's getters return, which nobody but the caller holds. Always
-  // an `OXArchiveSettings` itself, also when this object is of a derived class. Its password is a
-  // copy of its own, while `auxSettings` is the same dictionary in both, on purpose: an option that
-  // is added to one is seen by both. A property that is set meanwhile is copied as it was or as it
-  // is, each for itself.
+  /// Returns a new object with what this object's getters return, owned by the caller alone. Always
+  /// of the class `OXArchiveSettings`, also if this object is not. The password is copied, while
+  /// both objects share one `auxSettings` dictionary: each sees an option that is added to the
+  /// other. Of a property that another thread sets meanwhile, copies the old or the new value.
   std::shared_ptr<OXArchiveSettings> copyWithZone() const;
 
-  // The password, or null. The object keeps its own copy and overwrites that copy's memory before
-  // releasing it, when another password is set and when the object is destroyed. The caller must
-  // overwrite its own copies: the string given to the setter and those that the getter returned.
+  /// The password, or null. The caller must overwrite this copy itself.
   virtual OXString password() const;
+  /// Sets the password. Keeps a copy and overwrites its memory before releasing it, when the next
+  /// password is set and when the object is destroyed. The caller must overwrite `password` itself.
   virtual void setPassword(OXStringView password);
 
-  // The position of the chosen encryption method.
+  /// The position of the chosen encryption method.
   virtual OXUnsignedWord encryptionIndex() const noexcept;
+  /// Sets the position of the chosen encryption method.
   virtual void setEncryptionIndex(OXUnsignedWord encryptionIndex) noexcept;
 
-  // The position of the chosen compression level.
+  /// The position of the chosen compression level.
   virtual OXUnsignedWord compressionLevelIndex() const noexcept;
+  /// Sets the position of the chosen compression level.
   virtual void setCompressionLevelIndex(OXUnsignedWord compressionLevelIndex) noexcept;
 
-  // The size of each volume. Its unit and the meaning of 0 are the host's.
+  /// The size of each volume. The host defines its unit and the meaning of 0.
   virtual std::uint64_t volumeSize() const noexcept;
+  /// Sets the size of each volume.
   virtual void setVolumeSize(std::uint64_t volumeSize) noexcept;
 
-  // Further options, or null. The dictionary is kept as the object it is, not copied: whoever else
-  // holds it sees and changes the same one.
+  /// The dictionary of further options, or null: the object that was set, not a copy.
   virtual std::shared_ptr<AuxSettings> auxSettings() const noexcept;
+  /// Sets the dictionary of further options, which all its owners share.
   virtual void setAuxSettings(std::shared_ptr<AuxSettings> auxSettings) noexcept;
 
  private:

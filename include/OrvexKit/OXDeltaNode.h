@@ -1,5 +1,3 @@
-// A tree of what is to be archived: places inside an archive, and the files on disk for them.
-
 #pragma once
 
 #include <OrvexKit/platform/OXAtomic.h>
@@ -15,117 +13,88 @@
 #include <string_view>
 #include <vector>
 
-// One item of the tree. Its name is both its component of the path inside the archive and its file
-// name on disk, and its physical path is the folder on disk that holds it. Pure text: the disk is
-// not touched. A fresh node has no name, no physical path and no children, and is no folder.
-//
-//   auto root = std::make_shared<OXDeltaNode>();
-//   auto docs = std::make_shared<OXDeltaNode>();     // a folder of the archive alone
-//   docs->setName("docs");
-//   docs->setIsFolder(true);
-//   auto note = std::make_shared<OXDeltaNode>();
-//   note->setName("note.txt");
-//   note->setPhysicalPath("/home/me");
-//   root->addChild(docs);
-//   docs->addChild(note);
-//   root->traversePathsUsingBlock(
-//       [](std::string_view relative, std::string_view disk, bool isFolder) { ... });
-//                                     => ("docs/note.txt", "/home/me/note.txt", false)
-//
-// Paths are joined with exactly one "/", whatever slashes are at the seam; joining to an empty path
-// gives the other one alone, and joining nothing to a path leaves it as it is.
-//
-// A node holds its children and knows no parent. The last owner of a node that lets it go releases
-// all that it holds: a tree of any depth needs little stack for that. While nodes are being
-// released, those below them may outlive them for a moment, until the release that began it all
-// returns. A node that is put below itself is never released, as it holds itself.
-//
-// Two nodes are equal, and have the same hash, only when they are the same object.
-//
-// Thread safety: name, physical path and folder flag may be got and set from any number of threads
-// at once, and are always read and written whole. Children may be added from any number of threads
-// at once, but not to a list that is being walked, see `addChild`; who looks through the list that
-// `children` gives makes sure that nobody adds to it meanwhile.
+/// A node in a tree that pairs paths inside an archive with files on disk. The name is the item's
+/// path component in both; the physical path is the folder on disk that holds the item. Equality
+/// and hash are by identity. Does not touch the disk.
+///
+/// Paths are joined with exactly one "/". Joined with an empty path, a path stays as it is.
+///
+/// A node owns its children and has no link to its parent. Releasing a tree of any depth needs
+/// little stack; nodes below a released one may live until the outermost release returns. A node
+/// below itself is never released, because it owns itself.
+///
+/// Thread-safe: name, physical path and folder flag are read and written whole, and children may be
+/// added, except to a list that is being walked (see `addChild`) or read through `children`.
+/// \ingroup records
 class OX_EXPORT OXDeltaNode : public OXObject {
  public:
-  // Nodes in an order.
-  using List = std::vector<std::shared_ptr<OXDeltaNode>>;
+  using List = std::vector<std::shared_ptr<OXDeltaNode>>;  ///< Nodes in an order.
 
-  // What a walk calls: the path inside the archive, the path on disk, and whether it is a folder.
-  // Both paths are valid during the call only.
+  /// Called with the path inside the archive and the path on disk, which are valid during the call.
   using TraversalCallback =
       std::function<void(std::string_view relative, std::string_view disk, bool isFolder)>;
 
-  // A node without name, physical path and children, which is no folder.
-  OXDeltaNode();
+  OXDeltaNode();  ///< No name, no physical path, no children, not a folder.
   ~OXDeltaNode() override;
 
-  // The node's name, or null. The result is the caller's own copy.
+  /// The node's name, or null. The caller owns the copy.
   OXString name() const;
+  /// Sets the node's name.
   void setName(OXStringView name);
 
-  // The folder on disk that holds the item, or null. The result is the caller's own copy.
+  /// The folder on disk that holds the item, or null. The caller owns the copy.
   OXString physicalPath() const;
+  /// Sets the folder on disk that holds the item.
   void setPhysicalPath(OXStringView physicalPath);
 
-  // Whether the item is a folder.
+  /// Whether the item is a folder.
   bool isFolder() const noexcept { return isFolder_.get(); }
+  /// Sets whether the item is a folder.
   void setIsFolder(bool isFolder) noexcept { isFolder_.set(isFolder); }
 
-  // The children in the order they were added: the node's own list, which grows as they are added,
-  // and the same one every time. Null until the first child is added.
+  /// The node's own list of children, in the order of addition. Null until the first is added.
   std::shared_ptr<const List> children() const noexcept;
 
-  // Adds `node` at the end of `children`, which is made for the first one. A null `node` is not
-  // added, and makes no list. Does not check for duplicates, name clashes or cycles.
-  //
-  // Adding to a list that is being walked by `traversePathsUsingBlock`, from the callback or from
-  // another thread, is a fatal error: one line on standard error, and the process is aborted. The
-  // lists on the way from where a walk started down to the node that it is at are being walked;
-  // every other list may be added to.
+  /// Appends `node` to `children`, creating the list for the first. Ignores null. Does not check
+  /// for duplicates, name clashes or cycles.
+  ///
+  /// Adding to a list that `traversePathsUsingBlock` is walking, in the callback or in another
+  /// thread, is a fatal error: one line on standard error, then the process is aborted. The lists
+  /// from the start of the walk down to its current node are being walked, and no other.
   void addChild(std::shared_ptr<OXDeltaNode> node);
 
-  // The first child, in the order they were added, whose name is `name`, byte for byte; null when
-  // there is none. A null `name` is no child's, not even a nameless one's. A linear scan; a child
-  // that is added meanwhile may or may not be found.
+  /// Returns the first added child whose name is `name`, byte for byte, or null. Null for a null
+  /// `name`, even if a child has none. A linear scan, which may miss a child added meanwhile.
   std::shared_ptr<OXDeltaNode> childNamed(OXStringView name) const;
 
-  // Where the item is on disk: the physical path joined with the name. Null when either is null.
-  //
-  //   physicalPath "/d", name "f"    => "/d/f"
-  //   physicalPath "/d/", name "f"   => "/d/f"
-  //   physicalPath "", name "f"      => "f"
-  //   physicalPath "/d", name ""     => "/d"
-  //   physicalPath null, name "f"    => null
-  //   physicalPath "/d", name null   => null
+  /// Returns the physical path joined with the name, or null if either is null.
+  ///
+  ///     physicalPath "/d", name "f"    => "/d/f"
+  ///     physicalPath "/d/", name "f"   => "/d/f"
+  ///     physicalPath "", name "f"      => "f"
+  ///     physicalPath "/d", name ""     => "/d"
+  ///     physicalPath null, name "f"    => null
+  ///     physicalPath "/d", name null   => null
   OXString fullPathOnDisk() const;
 
-  // Walks what is below this node and calls `callback` for every node that has a physical path and
-  // a name, with its path from here (this node's own name is no part of it) and its full path on
-  // disk: each node before anything below it, and siblings in the order they were added.
-  //
-  // A node without a physical path is a folder of the archive alone: it is not reported, but its
-  // name is part of the paths of those below it, and they are. A node without a name is not
-  // reported either, since it has no place of its own: it adds nothing to the paths of those below
-  // it, which are reported as if they were in its place.
-  //
-  //   A ("/src") with B ("/src/A") below it  => ("A", "/src/A"), ("A/B", "/src/A/B")
-  //   X (no path) with F ("/d") below it     => ("X/F", "/d/F")
-  //   a nameless one with F ("/d") below it  => ("F", "/d/F")
-  //   nothing below                          => no call
-  //
-  // The callback may start walks of its own, of the same tree too, and may add children where no
-  // walk is on its way (see `addChild`). A child that it adds to the node being reported is walked
-  // as well, unless it is that node's first one: whether there is a list to walk is settled before
-  // the call. What the callback throws ends the walk and is thrown on. An empty callback is never
-  // called, and nothing is walked.
-  //
-  // A tree of any depth needs little stack. Apart from the two paths and one record for each level,
-  // which grow to the longest path and the deepest level, the walk allocates nothing. What is being
-  // walked stays alive, even if the callback lets go of the tree.
-  //
-  // A node that is below itself would have the walk go on for ever: that is a fatal error as well,
-  // found after at most two rounds.
+  /// Walks the tree below this node in pre-order, siblings in the order of addition, and calls
+  /// `callback` for each node that has a name and a physical path, with its path relative to this
+  /// node and its full path on disk. A node without a physical path exists in the archive only: it
+  /// is not reported, but its name is in the paths below it. A node without a name is not reported,
+  /// and what is below it is reported as if in its place.
+  ///
+  ///     A ("/src") with B ("/src/A") below it  => ("A", "/src/A"), ("A/B", "/src/A/B")
+  ///     X (no path) with F ("/d") below it     => ("X/F", "/d/F")
+  ///     a nameless one with F ("/d") below it  => ("F", "/d/F")
+  ///     nothing below                          => no call
+  ///
+  /// The callback may start further walks, also of this tree, may add children except to lists
+  /// being walked (see `addChild`), and may release the tree. A child that it adds to the reported
+  /// node is walked too, unless it is that node's first. An exception from the callback ends the
+  /// walk and is passed on. An empty callback walks nothing.
+  ///
+  /// Needs little stack for any depth. Allocates the two paths and one record for each level only.
+  /// A node below itself is a fatal error, found after at most two rounds (see `addChild`).
   void traversePathsUsingBlock(const TraversalCallback& callback) const;
 
  private:
@@ -133,7 +102,7 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   class OX_INTERNAL Visit;
   class OX_INTERNAL Walk;
 
-  // What the lock guards, all as it is at one moment.
+  // What the lock guards: a snapshot of one moment.
   struct Contents {
     std::shared_ptr<const std::string> name;
     std::shared_ptr<const std::string> physicalPath;

@@ -1,5 +1,3 @@
-// What one archive format is and can do.
-
 #pragma once
 
 #include <OrvexKit/platform/OXAtomic.h>
@@ -14,111 +12,98 @@
 #include <string>
 #include <vector>
 
-// Describes one archive format as the host knows it. The library keeps no table of formats: the
-// host makes descriptors and fills them in. A fresh one has every field zero, false or null.
-//
-//   auto zip = std::make_shared<OXFormatInfo>();
-//   zip->setFormatId(1);
-//   zip->setName("Zip");
-//   zip->setExtensions(std::make_shared<OXFormatInfo::Strings>(OXFormatInfo::Strings{"zip"}));
-//   zip->supportsExtension("zip")  => true
-//   zip->isConfigurable()          => false
-//
-// Lists and signature bytes are kept as the objects they are, not copied: whoever else holds one
-// sees the same object. What the host leaves changeable in them it has to guard itself. The
-// descriptor releases them when it is destroyed.
-//
-// Thread safety: every property may be got and set from any number of threads at once, and is
-// always read and written whole, `maxSupportedVersion` on 32-bit processors too. The properties do
-// not order each other.
+/// What one archive format is and can do. The host creates descriptors: the library has no table. A
+/// descriptor shares lists and signature bytes with their other owners, without a copy, until it is
+/// destroyed; the host guards what it can still change in them.
+///
+/// Thread-safe: each property is read and written whole, `maxSupportedVersion` on 32-bit processors
+/// too, but the properties are not ordered.
+/// \ingroup records
 class OX_EXPORT OXFormatInfo : public OXObject {
  public:
-  // A list of texts, such as file extensions.
-  using Strings = std::vector<std::string>;
-  // Objects of kinds that the host chooses and the library never looks at: numbers, texts, its own.
-  using Objects = std::vector<std::any>;
-  // Signature bytes, in the order in which they stand in a file.
-  using Bytes = std::vector<std::uint8_t>;
+  using Strings = std::vector<std::string>;  ///< Texts, such as file extensions.
+  using Objects = std::vector<std::any>;     ///< Objects of any kind; the library ignores them.
+  using Bytes = std::vector<std::uint8_t>;   ///< Signature bytes, in file order.
 
-  // A descriptor with every field zero, false or null.
-  OXFormatInfo();
+  OXFormatInfo();  ///< Every field is zero, false or null.
   ~OXFormatInfo() override;
 
-  // The format's identifier.
+  /// The format's identifier.
   OXUnsignedWord formatId() const noexcept { return formatId_.get(); }
+  /// Sets the format's identifier.
   void setFormatId(OXUnsignedWord formatId) noexcept { formatId_.set(formatId); }
 
-  // The format's name, or null. The result is the caller's own copy.
+  /// The format's name, or null. The caller owns the copy.
   OXString name() const;
+  /// Sets the format's name.
   void setName(OXStringView name);
 
-  // The file extensions of the format, without dots, or null.
+  /// The file extensions of the format, without dots, or null.
   std::shared_ptr<const Strings> extensions() const noexcept;
+  /// Sets the file extensions.
   void setExtensions(std::shared_ptr<const Strings> extensions) noexcept;
 
-  // Whether archives of this format can be created.
+  /// Whether archives of this format can be created.
   bool isCreationSupported() const noexcept { return isCreationSupported_.get(); }
+  /// Sets whether archives can be created.
   void setIsCreationSupported(bool isCreationSupported) noexcept {
     isCreationSupported_.set(isCreationSupported);
   }
 
-  // Whether archives of this format can be split into volumes.
+  /// Whether archives of this format can be split into volumes.
   bool isSplittingSupported() const noexcept { return isSplittingSupported_.get(); }
+  /// Sets whether archives can be split into volumes.
   void setIsSplittingSupported(bool isSplittingSupported) noexcept {
     isSplittingSupported_.set(isSplittingSupported);
   }
 
-  // The compression levels offered, or null when there is nothing to choose from.
+  /// The compression levels offered, or null if there is no choice.
   std::shared_ptr<const Objects> compressionLevels() const noexcept;
+  /// Sets the compression levels offered.
   void setCompressionLevels(std::shared_ptr<const Objects> compressionLevels) noexcept;
 
-  // The highest version of the format that is supported.
+  /// The highest supported version of the format.
   double maxSupportedVersion() const noexcept { return maxSupportedVersion_.get(); }
+  /// Sets the highest supported version.
   void setMaxSupportedVersion(double maxSupportedVersion) noexcept {
     maxSupportedVersion_.set(maxSupportedVersion);
   }
 
-  // The bytes that archives of this format start with, or null.
+  /// The bytes that archives of this format begin with, or null.
   std::shared_ptr<const Bytes> signature() const noexcept;
+  /// Sets the signature bytes.
   void setSignature(std::shared_ptr<const Bytes> signature) noexcept;
 
-  // The encryption methods offered, or null when there is nothing to choose from.
+  /// The encryption methods offered, or null if there is no choice.
   std::shared_ptr<const Objects> encryptionMethods() const noexcept;
+  /// Sets the encryption methods offered.
   void setEncryptionMethods(std::shared_ptr<const Objects> encryptionMethods) noexcept;
 
-  // The name, or "" when it is null.
-  OXString description() const override;
+  OXString description() const override;  ///< The name, or "" if it is null.
 
-  // Whether `other` describes the same format: it is this very object, or it is an instance of this
-  // object's own class or of one derived publicly from that, both have names, the names are equal
-  // byte for byte, and the identifiers are equal.
-  //
-  // The class that counts is the one this object has at run time, a host's class too, so two
-  // objects may answer differently about each other. An object of a class that was compiled without
-  // run-time type information (-fno-rtti) is equal to itself alone.
-  //
-  //   plain "Zip" 1, plain "Zip" 1      => true
-  //   plain "Zip" 1, plain "Zip" 2      => false
-  //   plain "Zip" 1, plain "zip" 1      => false
-  //   plain "Zip" 1, derived "Zip" 1    => true
-  //   derived "Zip" 1, plain "Zip" 1    => false
-  //   plain null 1, another null 1      => false
-  //   any, null                         => false
-  //
-  // `hash` still goes by identity, on purpose: equal descriptors have different hashes, and a hash
-  // table of descriptors is one of objects.
+  /// Returns whether `other` describes the same format: it is this object; or it is of this
+  /// object's run-time class or one publicly derived from that, and both have equal names (byte for
+  /// byte, not null) and equal identifiers. Not always symmetric. Without run-time type information
+  /// (-fno-rtti), an object only equals itself. `hash` is by identity all the same, on purpose.
+  ///
+  ///     plain "Zip" 1, plain "Zip" 1      => true
+  ///     plain "Zip" 1, plain "Zip" 2      => false
+  ///     plain "Zip" 1, plain "zip" 1      => false
+  ///     plain "Zip" 1, derived "Zip" 1    => true
+  ///     derived "Zip" 1, plain "Zip" 1    => false
+  ///     plain null 1, another null 1      => false
+  ///     any, null                         => false
   bool isEqual(const OXObject* other) const override;
 
-  // Whether there is anything to choose when an archive is made: compression levels, splitting, or
-  // encryption methods. A list counts when it is there, even if it is empty.
+  /// Returns whether a new archive has any options: compression levels, splitting, or encryption
+  /// methods. An empty list counts, null does not.
   bool isConfigurable() const noexcept;
 
-  // Whether `extension` is one of `extensions`, byte for byte; upper and lower case are told apart.
-  // False when either is null.
-  //
-  //   extensions {"zip"}, "zip"  => true
-  //   extensions {"zip"}, "ZIP"  => false
-  //   extensions null, "zip"     => false
+  /// Returns whether `extension` is in `extensions`, byte for byte. False if either is null.
+  ///
+  ///     extensions {"zip"}, "zip"  => true
+  ///     extensions {"zip"}, "ZIP"  => false
+  ///     extensions null, "zip"     => false
   bool supportsExtension(OXStringView extension) const noexcept;
 
  private:

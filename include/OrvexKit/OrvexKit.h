@@ -1,5 +1,16 @@
-// All of OrvexKit in one include. No function needs more than 40 KiB of stack, apart from what it
-// calls of the host's.
+/// \file
+/// All of OrvexKit. No function needs more than 40 KiB of stack, not counting the host's callbacks.
+///
+/// \defgroup records Records
+/// What an application and its worker processes exchange. The library stores, copies and codes
+/// records and never acts on them. Lists and dictionaries are shared with their owners, not copied.
+///
+/// \defgroup coding Coding
+/// The form in which records go from process to process: the interface of coders, the library's own
+/// coder over CBOR (OXCBORCoder.h describes the form), and streams of records (OXCBORSequence.h).
+///
+/// \defgroup types Types
+/// Strings, dates, objects and release scopes, which the rest of the interface is written in.
 
 #pragma once
 

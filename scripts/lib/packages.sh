@@ -12,7 +12,7 @@ TEST_PACKAGES=(libgtest-dev libgmock-dev "7zip|p7zip-full" python3 python3-cbor2
 
 # What each stage of scripts/test needs on top of these, and each other script.
 FORMAT_PACKAGES=(clang-format)
-DOCS_PACKAGES=(doxygen python3)
+DOCS_PACKAGES=(doxygen)
 RELEASE_PACKAGES=()
 ASAN_PACKAGES=()
 TSAN_PACKAGES=()

@@ -1,34 +1,34 @@
-// The library's own coder: records as CBOR (RFC 8949), keyed or sequential.
-//
-//   OXCBOREncoder encoder(OXCBORMode::keyed);
-//   file->encodeWithCoder(encoder);
-//   send(encoder.item());
-//   ...
-//   auto file = OXCBORDecodeRecord<OXArchivedFile>(received, OXCBORMode::keyed);   // or null
-//
-// The coded form:
-// - A keyed record is one map with text keys. A sequential record is a run of items, one after the
-//   other, without anything around them; where a record has to be one data item, as in a stream of
-//   records, the run stands in an array.
-// - The null marker is null, a boolean number is a boolean, an integer is an integer (major type 0,
-//   or 1 when it is negative), a double is a double, always of eight bytes.
-// - A date is tag 1 on a double: seconds since 1970-01-01 00:00 UTC (RFC 8949, 3.4.2).
-// - A string is a text string if it is UTF-8, and else a byte string, because other decoders may
-//   refuse text that is not UTF-8, while names on Linux are any bytes. The same goes for keys.
-// - Lengths are always given, and always in their shortest form.
-//
-//   "docs"                              => 64 646f6373
-//   "\xff"                              => 41 ff
-//   OXDate at 0.5 s                     => c1 fb 3fe0000000000000
-//   OXNumber(std::uint64_t{500})        => 19 01f4
-//   OXNumber(std::int64_t{-1})          => 20
-//   OXNumber(true)                      => f5
-//   OXNumber(1.0)                       => fb 3ff0000000000000
-//   OXNull()                            => f6
-//   path = "docs", and then isFolder = true
-//     keyed                             => a2 64 70617468 64 646f6373 68 6973466f6c646572 f5
-//     sequential                        => 64 646f6373 f5
-//     sequential, as one item           => 82 64 646f6373 f5
+/// \file
+/// The library's own coder: records as CBOR (RFC 8949), keyed or sequential.
+///
+///     OXCBOREncoder encoder(OXCBORMode::keyed);
+///     file->encodeWithCoder(encoder);
+///     send(encoder.item());
+///     ...
+///     auto file = OXCBORDecodeRecord<OXArchivedFile>(received, OXCBORMode::keyed);   // or null
+///
+/// The coded form:
+/// - A keyed record is one map with text keys. A sequential record is a run of items, or one array
+///   where a record has to be one data item, as in a stream.
+/// - The null marker is null, a boolean is a boolean, an integer is an integer (major type 0, or 1
+///   if negative), and a double is a double of eight bytes.
+/// - A date is tag 1 on a double: seconds since 1970-01-01 00:00 UTC (RFC 8949, 3.4.2).
+/// - A string or key is a text string if UTF-8, else a byte string, as decoders may refuse other
+///   text.
+/// - Lengths are definite and in the shortest form.
+///
+///     "docs"                              => 64 646f6373
+///     "\xff"                              => 41 ff
+///     OXDate at 0.5 s                     => c1 fb 3fe0000000000000
+///     OXNumber(std::uint64_t{500})        => 19 01f4
+///     OXNumber(std::int64_t{-1})          => 20
+///     OXNumber(true)                      => f5
+///     OXNumber(1.0)                       => fb 3ff0000000000000
+///     OXNull()                            => f6
+///     path = "docs", and then isFolder = true
+///       keyed                             => a2 64 70617468 64 646f6373 68 6973466f6c646572 f5
+///       sequential                        => 64 646f6373 f5
+///       sequential, as one item           => 82 64 646f6373 f5
 
 #pragma once
 
@@ -46,46 +46,45 @@
 #include <string_view>
 #include <vector>
 
-// In which of the two forms a record is coded.
+/// \addtogroup coding
+/// \{
+
+/// The two forms of a coded record.
 enum class OXCBORMode : std::uint8_t {
-  keyed,       // a map: each object under its key, in any order
-  sequential,  // a run of items: the objects in the order of writing, without keys
+  keyed,       ///< A map: each object under its key, in any order.
+  sequential,  ///< A run of items: the objects in the order of writing, without keys.
 };
 
-// Writes one record at a time. Its memory grows to the largest record and is kept for the next
-// ones, so that coding many records takes memory from the heap for the first few only.
-//
-// `reset()` makes it ready for the next record. One of the library's records that is written
-// without that is not lost: once `bytes()` or `item()` was called after a record, whatever is
-// written next starts anew, and in a map, where two records cannot stand, the second one always
-// does. Before that, further objects join the record, and further records the sequential run.
-//
-// What belongs to the other mode is ignored. A key is used once in a record.
-//
-// Thread safety: as for every coder, one thread at a time.
+/// Encodes records, one at a time, in one thread at a time. Memory grows to the largest record and
+/// is reused, so that only the first of many records allocate.
+///
+/// Call `reset()` before each further record. Without it, what is written after `bytes()` or
+/// `item()` replaces a library record, and so does a second record in a map; otherwise further
+/// objects join the record, and further records the sequential run. A key may be used once. The
+/// functions of the other mode do nothing.
 class OX_EXPORT OXCBOREncoder final : public OXCoder {
  public:
-  // An encoder that nothing has been written to yet.
+  /// Creates an encoder without objects.
   explicit OXCBOREncoder(OXCBORMode mode);
 
+  /// \cond
   bool allowsKeyedCoding() const override;
+  /// \endcond
   void encodeObjectForKey(const OXValueView& object, std::string_view key) override;
   void encodeObject(const OXValueView& object) override;
 
-  // Reading is not what an encoder does: always no object.
-  std::optional<OXValue> decodeObjectForKey(std::string_view key) override;
-  std::optional<OXValue> decodeObject() override;
+  std::optional<OXValue> decodeObjectForKey(std::string_view key) override;  ///< Always no object.
+  std::optional<OXValue> decodeObject() override;                            ///< Always no object.
 
-  // What has been written so far: the map of a keyed record (`a0` when nothing was written), the
-  // run of a sequential one (no bytes when nothing was written). Valid until the encoder is used
-  // again.
+  /// Returns the encoded bytes: the map of a keyed record (`a0` if empty), the run of a sequential
+  /// one (no bytes if empty). Valid until the next use of the encoder, which owns them.
   std::span<const std::byte> bytes();
 
-  // The same as exactly one data item: the map of a keyed record, the array of a sequential one
-  // (`80` when nothing was written). Valid until the encoder is used again.
+  /// Returns the record as one data item: the map of a keyed record (`a0` if empty), the array of a
+  /// sequential one (`80` if empty). Valid until the next use of the encoder, which owns the bytes.
   std::span<const std::byte> item();
 
-  // Forgets what has been written, and keeps the memory.
+  /// Discards what was encoded and keeps the memory.
   void reset() noexcept;
 
  private:
@@ -111,69 +110,59 @@ class OX_EXPORT OXCBOREncoder final : public OXCoder {
   std::size_t end_;  // of the run in `buffer_`
 };
 
-// The bytes of one data item that an `OXCBORSequenceReader` has found to be whole and well-formed.
-// They are bytes like any other, but a decoder that is given the item itself does not look through
-// them again.
+/// The bytes of one whole, well-formed data item from an `OXCBORSequenceReader`. A decoder that is
+/// given the item itself does not validate it again.
 class OXCBORItem : public std::span<const std::byte> {
  private:
   friend class OXCBORSequenceReader;
   explicit OXCBORItem(std::span<const std::byte> bytes) noexcept : span(bytes) {}
 };
 
-// Reads the objects of one record, in place, from bytes that the caller owns and keeps unchanged
-// for as long as the decoder is used.
-//
-// Any bytes may be given to it. They are looked through once, before anything is given; unless they
-// are well-formed CBOR from the first byte to the last, and one map for a keyed record, one array
-// or a run of items for a sequential one, `hasFailed()` is true from the start. Then, and whenever
-// something is asked for that has no answer, the decoder gives an `OXMisfit`, which stands for no
-// field's value, so that a record that is read from it becomes null and never one with made-up
-// fields.
-//
-// How data items become objects:
-// - text and byte strings a string, whatever their bytes, also those given in chunks;
-// - integers and floating-point numbers of any size a number; integers below -2^63 fit none;
-// - tag 1 on an integer or a floating-point number a date;
-// - true and false a number, null the null marker;
-// - anything else (arrays, maps, other tags, which may change the meaning of what they stand on,
-//   undefined and other simple values) fits nothing and fails as above when it is asked for, but
-//   harms nothing under a key that nobody asks for.
-//
-// Containers and chunked strings may lie in each other up to 64 levels deep; deeper ones fail. No
-// memory is taken but for the strings that are handed out, and nothing grows with the depth. One of
-// the library's records takes one more pass, whatever the keys and their number. A look-up of a
-// host's own begins where the last one ended, so that keys in the order of writing are found at
-// once; a key that is not there costs one pass over the map.
-//
-// Thread safety: as for every coder, one thread at a time.
+/// Decodes the objects of one record in place, in one thread at a time. The caller owns the bytes
+/// and keeps them unchanged while the decoder is used.
+///
+/// Accepts any bytes, and validates them once, before the first object. Unless they are well-formed
+/// CBOR from the first byte to the last (one map for a keyed record, one array or a run of items
+/// for a sequential one), `hasFailed()` is true from the start. Then, and whenever a request has no
+/// answer, the decoder returns an `OXMisfit`: a record becomes null, and never has made-up fields.
+///
+/// Data items become these objects:
+/// - text and byte strings, of any bytes and also in chunks: a string;
+/// - integers from -2^63 up and floating-point numbers, of any size: a number;
+/// - tag 1 on an integer or a floating-point number: a date;
+/// - true and false: a number; null: the null marker;
+/// - arrays, maps, other tags (which may change their content's meaning), undefined and other
+///   simple values: none. Asking for one fails as above; under an unused key it is harmless.
+///
+/// Containers and chunked strings may nest 64 levels deep. Only returned strings are allocated. A
+/// library record takes one more pass over the bytes, whatever its keys and their number. A host's
+/// own look-up takes at most one pass over the map; nothing grows with the depth.
 class OX_EXPORT OXCBORDecoder final : public OXCoder {
  public:
-  // The bytes are not copied.
+  /// Creates a decoder for bytes, which are not copied.
   OXCBORDecoder(std::span<const std::byte> bytes, OXCBORMode mode) noexcept;
-  // The same without another look through the item.
+  /// Creates a decoder for an item, which is neither copied nor validated again.
   OXCBORDecoder(const OXCBORItem& item, OXCBORMode mode) noexcept;
 
+  /// \cond
   bool allowsKeyedCoding() const override;
+  /// \endcond
 
-  // The object under the key, or none when there is none. A key that occurs more than once counts
-  // where it occurs first. Keys that are not strings are never found. In sequential mode no object.
+  /// Returns the object under `key`, the first of equal ones, or none if it is absent or the mode
+  /// is sequential. A key that is not a string is never found.
   std::optional<OXValue> decodeObjectForKey(std::string_view key) override;
 
-  // The next object. After the last one there is none to give, which is a failure: an `OXMisfit`.
-  // In keyed mode no object.
+  /// Returns the next object; after the last fails with an `OXMisfit`. In keyed mode, no object.
   std::optional<OXValue> decodeObject() override;
 
-  // Writing is not what a decoder does: ignored.
-  void encodeObjectForKey(const OXValueView& object, std::string_view key) override;
-  void encodeObject(const OXValueView& object) override;
+  void encodeObjectForKey(const OXValueView& object, std::string_view key) override;  ///< Ignored.
+  void encodeObject(const OXValueView& object) override;                              ///< Ignored.
 
-  // Whether the bytes were no record at all, or an object was asked for that could not be given:
-  // one beyond the last of a sequential record, or a data item that is no object. (A key without an
-  // object is no failure.) What was read from the decoder is then not to be used.
+  /// Returns whether the bytes are no record, or a request had no answer: an object after the last
+  /// one, or an item that is no object. Discard the results then. An absent key is no failure.
   bool hasFailed() const noexcept;
 
-  // Whether no object is left to be read in sequential mode. True in keyed mode and after a
-  // failure.
+  /// Returns whether a sequential record has no more objects. True if keyed and after a failure.
   bool isAtEnd() const noexcept;
 
  private:
@@ -196,19 +185,18 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
   std::uint64_t passed_ = 0;  // keyed: a bit or more for each key before it
 };
 
-// The record of class `Record` that the decoder's bytes hold, or null when they do not hold one:
-// whatever the bytes are, nothing else happens, and only `std::bad_alloc` is thrown. `Record` has
-// an `initWithCoder(OXCoder&)` that makes one, or is derived from one of the library's records and
-// has a `decodeWithCoder(OXCoder&)` that fills a new one; when it refuses a value by
-// `std::out_of_range`, as `OXArchivedFile` does with an empty path, that is null, too. Keys that it
-// does not ask for, and items after those that it reads, are passed over.
-//
-//   OXCBORDecodeRecord<OXArchivedFile>(bytes, OXCBORMode::keyed)
-//     a1 64 70617468 61 61   => path "a", all else zero or null
-//     a0                     => a fresh record
-//     a1 64 70617468 01      => null     a number is no path
-//     a1 64 70617468 60      => null     nor is the empty string
-//     a1 64 70617468         => null     cut off
+/// Returns the record that the decoder's bytes hold, or null if they hold none. Safe for any bytes:
+/// throws only `std::bad_alloc`, and takes a `std::out_of_range` of `Record`, as `OXArchivedFile`
+/// throws for an empty path, for null. `Record` has an `initWithCoder(OXCoder&)` that returns one;
+/// or it is derived from a library record, and its `decodeWithCoder(OXCoder&)` fills a new one.
+/// Ignores keys that `Record` does not ask for, and items after those that it reads.
+///
+///     OXCBORDecodeRecord<OXArchivedFile>(bytes, OXCBORMode::keyed)
+///     a1 64 70617468 61 61   => path "a", all else zero or null
+///     a0                     => a fresh record
+///     a1 64 70617468 01      => null     a number is no path
+///     a1 64 70617468 60      => null     nor is the empty string
+///     a1 64 70617468         => null     cut off
 template <typename Record>
 std::shared_ptr<Record> OXCBORDecodeRecord(OXCBORDecoder&& decoder) {
   try {
@@ -228,12 +216,14 @@ std::shared_ptr<Record> OXCBORDecodeRecord(OXCBORDecoder&& decoder) {
   }
 }
 
-// The same from bytes, and from an item of a sequence.
+/// Returns the record that the bytes hold, or null. See `OXCBORDecodeRecord(OXCBORDecoder&&)`.
 template <typename Record>
 std::shared_ptr<Record> OXCBORDecodeRecord(std::span<const std::byte> bytes, OXCBORMode mode) {
   return OXCBORDecodeRecord<Record>(OXCBORDecoder(bytes, mode));
 }
+/// Returns the record that an item of a sequence holds, or null, without validating it again.
 template <typename Record>
 std::shared_ptr<Record> OXCBORDecodeRecord(const OXCBORItem& item, OXCBORMode mode) {
   return OXCBORDecodeRecord<Record>(OXCBORDecoder(item, mode));
 }
+/// \}

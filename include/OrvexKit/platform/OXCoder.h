@@ -1,5 +1,3 @@
-// Coders: what writes a record's fields to some other form, and reads them back.
-
 #pragma once
 
 #include <OrvexKit/platform/OXExport.h>
@@ -10,31 +8,26 @@
 #include <optional>
 #include <string_view>
 
-// A coder, for hosts to implement; `OXCBOREncoder` and `OXCBORDecoder` are the library's own. A
-// keyed coder stores each object under a name, in any order; a sequential one stores a run of
-// objects without names, which are read in the order of writing. A record asks once which of the
-// two its coder is, and then calls only that pair of operations.
-//
-// A coder that only writes gives no object when it is asked to read, and one that only reads
-// ignores what it is given to write.
-//
-// Thread safety: a coder is used by one thread at a time.
+/// Writes a record's fields to some other form or reads them back, one thread at a time. The
+/// library has `OXCBOREncoder` and `OXCBORDecoder`; hosts may implement others. A keyed coder
+/// stores objects under names, in any order; a sequential one without names, to be read in the
+/// order of writing. A record asks for the mode once, then calls that mode's functions only. One
+/// that only writes decodes no object, and one that only reads ignores what it should encode.
+/// \ingroup coding
 class OX_EXPORT OXCoder : public OXObject {
  public:
-  // Whether this coder is a keyed one; never changes.
+  /// Returns whether this coder is keyed, always the same.
   virtual bool allowsKeyedCoding() const = 0;
 
-  // Keyed mode: stores the object under `key`. The key and the object's string are valid during the
-  // call only.
+  /// Keyed mode: stores the object under `key`. The strings of both are valid during the call only.
   virtual void encodeObjectForKey(const OXValueView& object, std::string_view key) = 0;
-  // The object under `key`, or none when there is none. A null marker is given as it is.
+  /// Keyed mode: returns the object under `key`, also a null marker, or none if the key is absent.
   virtual std::optional<OXValue> decodeObjectForKey(std::string_view key) = 0;
 
-  // Sequential mode: stores the object behind those that were stored before. Its string is valid
-  // during the call only.
+  /// Sequential mode: stores the next object. Its string is valid during the call only.
   virtual void encodeObject(const OXValueView& object) = 0;
-  // The next object, or none after the last. A coder that takes being asked for more than there is
-  // for damage may give an `OXMisfit` instead, so that no record comes of it.
+  /// Sequential mode: returns the next object, or none after the last. A coder for which reading
+  /// past the end means damage may return an `OXMisfit` instead, so that the record is refused.
   virtual std::optional<OXValue> decodeObject() = 0;
 
  private:
@@ -47,9 +40,10 @@ class OX_EXPORT OXCoder : public OXObject {
   Own own_ = Own::none;
 };
 
-// A coder that sends objects to another process.
+/// A coder that sends objects to another process.
+/// \ingroup coding
 class OX_EXPORT OXPortCoder : public OXCoder {
  public:
-  // Whether the objects are to be sent by reference instead of by value.
+  /// Returns whether to send objects by reference instead of by value.
   virtual bool isByref() const = 0;
 };

@@ -1,9 +1,9 @@
-// Marks what the shared library offers; everything else stays hidden in it.
-
 #pragma once
 
-// A function, class or constant that programs outside the library may use.
+/// Exports a function, class or constant from the shared library. All else stays hidden in it.
+/// \ingroup types
 #define OX_EXPORT __attribute__((visibility("default")))
 
-// A member of an exported class that is for the library's own use.
+/// Hides a member of an exported class, which only the library uses.
+/// \ingroup types
 #define OX_INTERNAL __attribute__((visibility("hidden")))

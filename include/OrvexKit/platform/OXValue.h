@@ -1,6 +1,3 @@
-// The objects that a coder writes and reads: the null marker, strings, dates, numbers, and one kind
-// for whatever else a coder finds.
-
 #pragma once
 
 #include <OrvexKit/platform/OXDate.h>
@@ -13,65 +10,64 @@
 #include <string_view>
 #include <variant>
 
-// The null marker: an object that stands for no object, where there has to be one.
+/// \addtogroup coding
+/// \{
+
+/// The null marker: an object that stands for no object where one is required.
 struct OXNull {
-  // One null marker is like the other.
-  friend bool operator==(OXNull, OXNull) = default;
+  friend bool operator==(OXNull, OXNull) = default;  ///< All null markers are equal.
 };
 
-// An object that no field takes: what a coder reads in place of an array, say, or where its bytes
-// are damaged. It is neither the null marker nor no object, so no record comes of it.
+/// An object that no field takes, so that the record is refused: what a coder reads for an array,
+/// say, or for damaged bytes. Neither the null marker nor the absence of an object.
 struct OXMisfit {
-  // One misfit is like the other.
-  friend bool operator==(OXMisfit, OXMisfit) = default;
+  friend bool operator==(OXMisfit, OXMisfit) = default;  ///< All misfits are equal.
 };
 
-// A boxed number, which remembers as what kind it was boxed and can be read as any other.
-//
-// Reading converts as C does where C defines it: integers wrap to the width that is asked for, a
-// double loses its fraction, and every number but 0 is true. Where C leaves it open the answer is
-// fixed: a double beyond the range of the kind that is asked for gives that kind's nearest limit,
-// and not-a-number gives 0 (and true as a boolean, as it is not 0).
-//
-//   OXNumber(std::uint64_t{1} << 32).unsigned32Value()  => 0
-//   OXNumber(-1.5).signed64Value()                      => -1
-//   OXNumber(1e300).unsigned64Value()                   => 18446744073709551615
-//   OXNumber(-1.0).unsigned64Value()                    => 0
+/// A number that remembers the kind it was boxed as and can be read as any other. Converts as C
+/// does where C defines it: integers wrap, a double loses its fraction, every number but 0 is true.
+/// A double out of range gives the nearest limit; not-a-number gives 0, and true as a boolean.
+///
+///     OXNumber(std::uint64_t{1} << 32).unsigned32Value()  => 0
+///     OXNumber(-1.5).signed64Value()                      => -1
+///     OXNumber(1e300).unsigned64Value()                   => 18446744073709551615
+///     OXNumber(-1.0).unsigned64Value()                    => 0
 class OX_EXPORT OXNumber {
  public:
-  // What a number was boxed as.
+  /// What a number was boxed as.
   enum class Kind : std::uint8_t {
-    boolean,          // from `bool`
-    signedInteger,    // from any signed integer type
-    unsignedInteger,  // from any unsigned integer type
-    floatingPoint,    // from `double`, or a type that is converted to it
+    boolean,          ///< From `bool`.
+    signedInteger,    ///< From any signed integer type.
+    unsignedInteger,  ///< From any unsigned integer type.
+    floatingPoint,    ///< From `double`, or a type that is converted to it.
   };
 
-  // Boxes `value`, as the kind that its type stands for. Nothing else converts: a pointer is no
-  // boolean.
+  /// Boxes a boolean. Nothing else converts to it: a pointer is no boolean.
   template <std::same_as<bool> Boolean>
   explicit OXNumber(Boolean value) noexcept : bits_{.asUnsigned = value ? 1U : 0U} {}
+  /// Boxes a signed integer.
   template <std::signed_integral Integer>
   requires(sizeof(Integer) <= sizeof(std::int64_t)) explicit OXNumber(Integer value) noexcept
       : kind_(Kind::signedInteger), bits_{.asSigned = value} {}
+  /// Boxes an unsigned integer.
   template <std::unsigned_integral Integer>
   requires(sizeof(Integer) <= sizeof(std::uint64_t) &&
            !std::same_as<Integer, bool>) explicit OXNumber(Integer value) noexcept
       : kind_(Kind::unsignedInteger), bits_{.asUnsigned = value} {}
+  /// Boxes a floating-point number.
   template <std::floating_point Real>
   explicit OXNumber(Real value) noexcept
       : kind_(Kind::floatingPoint), bits_{.asDouble = static_cast<double>(value)} {}
 
-  // What the number was boxed as.
+  /// The kind that the number was boxed as.
   Kind kind() const noexcept { return kind_; }
 
-  // The number, converted to the type of the result as said above.
-  bool boolValue() const noexcept;
-  std::int64_t signed64Value() const noexcept;
-  std::uint64_t unsigned64Value() const noexcept;
-  std::uint32_t unsigned32Value() const noexcept;
-  std::intptr_t signedWordValue() const noexcept;
-  double doubleValue() const noexcept;
+  bool boolValue() const noexcept;                 ///< The number as a boolean.
+  std::int64_t signed64Value() const noexcept;     ///< The number as 64 bits signed.
+  std::uint64_t unsigned64Value() const noexcept;  ///< The number as 64 bits unsigned.
+  std::uint32_t unsigned32Value() const noexcept;  ///< The number as 32 bits unsigned.
+  std::intptr_t signedWordValue() const noexcept;  ///< The number as a signed word.
+  double doubleValue() const noexcept;             ///< The number as a double.
 
  private:
   Kind kind_ = Kind::boolean;
@@ -82,17 +78,17 @@ class OX_EXPORT OXNumber {
   } bits_;
 };
 
-// An object as a coder gives it. No object at all is a `std::optional<OXValue>` without a value,
-// and is something else than the null marker.
+/// An object as a coder returns it. No object is an empty `std::optional<OXValue>`, not `OXNull`.
 using OXValue = std::variant<OXNull, std::string, OXDate, OXNumber, OXMisfit>;
 
-// An object as a coder takes it: the string is only looked at, and copied by the coder if it keeps
-// it. It is a variant as `OXValue` is, and can be made from one, which must outlive it.
+/// An object as a coder takes it, without a copy of the string. The string, or the `OXValue` that
+/// the view is made from, must outlive the view.
 class OXValueView : public std::variant<OXNull, std::string_view, OXDate, OXNumber, OXMisfit> {
  public:
   using variant::variant;
 
-  // A look at `value`.
+  /// A view of `value`.
   OXValueView(const OXValue& value)
       : OXValueView(std::visit([](const auto& object) { return OXValueView(object); }, value)) {}
 };
+/// \}
