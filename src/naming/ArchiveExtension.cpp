@@ -1,5 +1,7 @@
 #include "naming/ArchiveExtension.h"
 
+#include <string>
+
 #include "OrvexKit/OXFileUtil.h"
 #include "platform/files/Path.h"
 #include "platform/objects/BadAlloc.h"
@@ -20,11 +22,8 @@ bool hasTarExtension(std::string_view path) noexcept {
 
 ArchiveExtension archiveExtension(std::string_view path) noexcept {
   const auto [rest, extension] = path::splitExtension(path);
-  if (extension.empty() || !hasTarExtension(rest)) {
-    return {extension, false};
-  }
-  const std::size_t tarStart = rest.size() - ArchiveExtension::tar.size();
-  return {path.substr(tarStart, ArchiveExtension::tar.size() + 1 + extension.size()), true};
+  const bool isDouble = !extension.empty() && hasTarExtension(rest);
+  return {isDouble ? "tar." : "", extension};
 }
 
 std::string_view deletingArchiveExtension(std::string_view path) noexcept {
@@ -38,11 +37,15 @@ std::string_view deletingArchiveExtension(std::string_view path) noexcept {
 }  // namespace ox
 
 OXString OXFileUtilAdditions::archiveExtension(OXStringView path) {
-  OXString text;
-  if (path) {
-    ox::orBadAlloc([&] { ox::archiveExtension(*path).appendTo(text.emplace()); });
+  if (!path) {
+    return std::nullopt;
   }
-  return text;
+  return ox::orBadAlloc([path] {
+    const ox::ArchiveExtension extension = ox::archiveExtension(*path);
+    std::string text(extension.tar);
+    text += extension.last;
+    return text;
+  });
 }
 
 OXString OXFileUtilAdditions::stringByDeletingArchiveExtension(OXStringView path) {

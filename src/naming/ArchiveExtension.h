@@ -2,26 +2,16 @@
 
 #pragma once
 
-#include <string>
 #include <string_view>
 
 namespace ox {
 
-// An archive extension. In its text a "tar." is in lower case, however the name has it.
+// An archive extension, in two parts that follow each other.
 struct ArchiveExtension {
-  std::string_view inName;  // as the name has it
-  bool startsWithTar;
+  std::string_view tar;  // "tar." or nothing: in lower case, however the name has it
+  std::string_view last;
 
-  std::size_t length() const noexcept { return inName.size(); }
-  void appendTo(std::string& text) const {
-    const std::size_t start = text.size();
-    text += inName;
-    if (startsWithTar) {
-      tar.copy(&text[start], tar.size());
-    }
-  }
-
-  static constexpr std::string_view tar = "tar";
+  std::size_t length() const noexcept { return tar.size() + last.size(); }
 };
 
 ArchiveExtension archiveExtension(std::string_view path) noexcept;
