@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <string_view>
 
 #include "platform/desktop/Gio.h"
 #include "platform/files/Files.h"
@@ -22,10 +23,126 @@ using Access = Folder::Access;
 constexpr const char* sharedTrash = ".Trash";
 constexpr const char* ownTrash = ".Trash-";  // and the user's number
 
+// The item, and the folders from the root down to its own.
+using Passed = std::vector<Identity>;
+
+std::string userNumber() {
+  return std::to_string(::getuid());
+}
+
 // Whether an error says that no folder is there. No item was reached through one that may not be
 // searched, either.
 constexpr bool isAbsence(int error) noexcept {
   return error == ENOENT || error == ENOTDIR || error == ELOOP || error == EACCES;
+}
+
+MountPart mountPartOf(const Folder& folder, const struct stat& status) noexcept {
+  return {.mount = folder.mountId(), .device = status.st_dev};
+}
+
+bool passes(const Passed& passed, const Folder& folder, const std::string& name) noexcept {
+  struct stat status;
+  const int error = folder.statusOf(name.c_str(), status);
+  return error == 0 ? std::ranges::find(passed, identityOf(status)) != passed.end()
+                    : !isAbsence(error);
+}
+
+// All of ".Trash" stays while the user has a Trash in it.
+bool passesTrashAt(const Passed& passed, const Folder& top) {
+  Folder shared;
+  struct stat status;
+  int error = top.openFolder(sharedTrash, Access::use, shared);
+  error = error == 0 ? shared.statusOf(userNumber().c_str(), status) : error;
+  return passes(passed, top, ownTrash + userNumber()) ||
+         (error == 0 ? passes(passed, top, sharedTrash) : !isAbsence(error));
+}
+
+// Where the link at `path` leads; no value when there is no link.
+std::optional<std::string> linkedPath(const PathBuffer& path) {
+  std::array<char, PATH_MAX> target;
+  const auto linked = files::readLink(path, target);
+  if (!linked || linked->starts_with('/')) {
+    return linked ? std::optional<std::string>(*linked) : std::nullopt;
+  }
+  return path::appendingComponent(path::deletingLastComponent(path.view()), *linked);
+}
+
+// Whether the item is a folder or link that the absolute `path` leads through, those that its links
+// lead through included.
+bool isOnWayTo(const std::string& path, const Identity& item) {
+  constexpr std::size_t mostLinks = 40;  // the kernel follows no more
+  std::vector<std::string> paths{path};  // and where the links on them lead
+  for (std::size_t i = 0; i < paths.size() && i <= mostLinks; ++i) {
+    std::string way = paths[i];
+    path::endWithSeparator(way);
+    bool isThere = true;
+    for (std::size_t slash = way.find('/', 1); isThere && slash != std::string::npos;
+         slash = way.find('/', slash + 1)) {
+      const PathBuffer start(std::string_view(way).substr(0, slash));
+      const auto status = files::statusOfLink(start);
+      if (status && identityOf(*status) == item) {
+        return true;
+      }
+      if (auto linked = linkedPath(start)) {
+        paths.push_back(std::move(*linked));
+      }
+      isThere = status.has_value();
+    }
+  }
+  return false;
+}
+
+// Each link that leads there stays as well: without it the Trash could not be found again.
+bool passesHomeTrash(const Passed& passed, const std::string& home) {
+  if (home.empty()) {
+    return false;
+  }
+  if (isOnWayTo(home, passed.front())) {
+    return true;
+  }
+  Folder trash;
+  const int error = Folder::open(home.c_str(), Access::use, Folder::Links::follow, trash);
+  return error == 0 ? passes(passed, trash, ".") : !isAbsence(error);
+}
+
+int openHome(const ItemPlace& place, MadeFolders& made, Folder& opened) {
+  if (place.home.empty()) {
+    return EXDEV;
+  }
+  std::string path = place.home;
+  std::vector<std::string> missing;
+  while (Folder::open(path.c_str(), Access::use, Folder::Links::follow, opened) != 0 &&
+         path != "/") {
+    missing.emplace_back(path::lastComponent(path));
+    path = path::deletingLastComponent(path);
+  }
+  struct stat status;
+  if (opened.status(status) != 0 || mountPartOf(opened, status) != place.mount) {
+    return EXDEV;
+  }
+  int error = 0;
+  for (; error == 0 && !missing.empty(); missing.pop_back()) {
+    const Folder parent = std::move(opened);
+    error = made.open(parent, missing.back(), Access::use, std::nullopt, opened);
+  }
+  return error;
+}
+
+int openAtTop(Trash which, const ItemPlace& place, MadeFolders& made, Folder& opened) {
+  if (!gio::isUserMount(place.topPath.c_str())) {
+    return EXDEV;
+  }
+  if (which == Trash::own) {
+    return made.open(place.top, ownTrash + userNumber(), Access::use, ::getuid(), opened);
+  }
+  // An administrator made it, with the sticky bit, so that nobody moves what others have in it.
+  Folder shared;
+  struct stat status;
+  if (place.top.openFolder(sharedTrash, Access::use, shared) != 0 || shared.status(status) != 0 ||
+      (status.st_mode & S_ISVTX) == 0) {
+    return EXDEV;
+  }
+  return made.open(shared, userNumber(), Access::use, ::getuid(), opened);
 }
 
 }  // namespace
@@ -57,168 +174,40 @@ int MadeFolders::open(const Folder& parent, const std::string& name, Access acce
   return error == ENOENT && notMade != 0 && notMade != EEXIST ? notMade : error;
 }
 
-int ItemWay::look(const Folder& folder, Spot& spot) noexcept {
-  struct stat status {};
-  const int error = folder.status(status);
-  spot = {.identity = identityOf(status), .mount = folder.mountId()};
-  return error;
-}
-
-// A bind mount has the device of what it shows, and a mount may have several devices. Nothing can
-// be renamed across either.
-bool ItemWay::isSameMount(const Spot& a, const Spot& b) noexcept {
-  return a.mount == b.mount && a.identity.device == b.identity.device;
-}
-
-int ItemWay::reachTop(Folder top, const std::string& path) {
-  if (passesTrashAt(top)) {
-    return EBUSY;
+bool findTrashes(ItemPlace& place) {
+  Passed passed{place.item};
+  std::vector<Folder> tops;  // of the mounts that the item is below
+  std::string way = place.path;
+  path::endWithSeparator(way);
+  for (std::size_t slash = 0; slash != std::string::npos; slash = way.find('/', slash + 1)) {
+    const std::string path = way.substr(0, std::max<std::size_t>(slash, 1));
+    Folder folder;
+    struct stat status;
+    if (Folder::open(path.c_str(), Access::use, Folder::Links::refuse, folder) != 0 ||
+        folder.status(status) != 0) {
+      return false;
+    }
+    passed.push_back(identityOf(status));
+    const MountPart mount = mountPartOf(folder, status);
+    if (tops.empty() || mount != place.mount) {
+      tops.push_back(std::move(folder));
+      place.topPath = path;
+    }
+    place.mount = mount;
   }
-  if (!top_.isOpen()) {
-    top_ = std::move(top);
-    topPath_ = path;
-  }
-  return 0;
-}
-
-int ItemWay::follow(const ItemPlace& place) {
-  user_ = std::to_string(::getuid());
   if (const auto data = userDataFolder()) {
-    home_ = path::appendingComponent(*data, "Trash");
+    place.home = path::appendingComponent(*data, "Trash");
   }
-  passed_ = {place.item};
-  std::string path = place.path;
+  const bool passesTrash =
+      std::ranges::any_of(tops, [&](const Folder& top) { return passesTrashAt(passed, top); });
+  place.top = std::move(tops.back());
+  return !passesTrash && !passesHomeTrash(passed, place.home);
+}
+
+int openTrash(Trash which, const ItemPlace& place, TrashFolder& trash) {
   Folder folder;
-  Spot spot;
-  int error = place.folder.openFolder(".", Access::use, folder);
-  error = error == 0 ? look(folder, spot) : error;
-  first_ = spot;
-  for (bool isRoot = false; error == 0 && !isRoot;) {
-    passed_.push_back(spot.identity);
-    isRoot = path == "/";
-    Folder parent;
-    Spot above;
-    error = folder.openParent(Access::use, parent);
-    error = error == 0 ? look(parent, above) : error;
-    if (error == 0 && (isRoot || !isSameMount(above, spot))) {
-      error = reachTop(std::move(folder), path);
-    }
-    path = path::deletingLastComponent(path);
-    folder = std::move(parent);
-    spot = above;
-  }
-  return error == 0 && passesHomeTrash() ? EBUSY : error;
-}
-
-bool ItemWay::passes(const Folder& folder, const std::string& name) const noexcept {
-  struct stat status;
-  const int error = folder.statusOf(name.c_str(), status);
-  return error == 0 ? std::ranges::find(passed_, identityOf(status)) != passed_.end()
-                    : !isAbsence(error);
-}
-
-// All of ".Trash" stays while the user has a Trash in it.
-bool ItemWay::passesTrashAt(const Folder& top) const {
-  Folder shared;
-  struct stat status;
-  int error = top.openFolder(sharedTrash, Access::use, shared);
-  error = error == 0 ? shared.statusOf(user_.c_str(), status) : error;
-  return passes(top, ownTrash + user_) ||
-         (error == 0 ? passes(top, sharedTrash) : !isAbsence(error));
-}
-
-// Whether the item is a folder or link that the absolute path `rest` leads through, those that its
-// links lead through included.
-bool ItemWay::isOnWayTo(std::string rest) const {
-  constexpr int mostLinks = 40;  // the kernel follows no more
-  std::string folder = "/";
-  std::array<char, PATH_MAX> target;
-  for (int links = 0; !rest.empty() && links <= mostLinks;) {
-    const std::string name = rest.substr(0, rest.find('/'));
-    rest.erase(0, name.size() + 1);
-    if (name.empty() || name == ".") {
-      continue;
-    }
-    if (name == "..") {
-      folder = path::deletingLastComponent(folder);
-      continue;
-    }
-    std::string path = path::appendingComponent(folder, name);
-    const auto status = files::statusOfLink(PathBuffer(path));
-    if (!status || identityOf(*status) == passed_.front()) {
-      return status.has_value();
-    }
-    const auto linked = files::readLink(PathBuffer(path), target);
-    if (!linked) {
-      folder = std::move(path);
-      continue;
-    }
-    ++links;
-    rest = path::appendingComponent(*linked, rest);
-    if (linked->starts_with('/')) {
-      folder = "/";
-    }
-  }
-  return false;
-}
-
-// Each link that leads there stays as well: without it the Trash could not be found again.
-bool ItemWay::passesHomeTrash() const {
-  if (home_.empty()) {
-    return false;
-  }
-  if (isOnWayTo(home_)) {
-    return true;
-  }
-  Folder trash;
-  const int error = Folder::open(home_.c_str(), Access::use, Folder::Links::follow, trash);
-  return error == 0 ? passes(trash, ".") : !isAbsence(error);
-}
-
-int ItemWay::openHome(MadeFolders& made, Folder& opened) const {
-  if (home_.empty()) {
-    return EXDEV;
-  }
-  std::string path = home_;
-  std::vector<std::string> missing;
-  while (Folder::open(path.c_str(), Access::use, Folder::Links::follow, opened) != 0 &&
-         path != "/") {
-    missing.emplace_back(path::lastComponent(path));
-    path = path::deletingLastComponent(path);
-  }
-  Spot spot;
-  int error = look(opened, spot);
-  if (error != 0 || !isSameMount(spot, first_)) {
-    return EXDEV;
-  }
-  for (; error == 0 && !missing.empty(); missing.pop_back()) {
-    const Folder parent = std::move(opened);
-    error = made.open(parent, missing.back(), Access::use, std::nullopt, opened);
-  }
-  return error;
-}
-
-int ItemWay::openAtTop(Trash which, MadeFolders& made, Folder& opened) const {
-  if (!gio::isUserMount(topPath_.c_str())) {
-    return EXDEV;
-  }
-  if (which == Trash::own) {
-    return made.open(top_, ownTrash + user_, Access::use, ::getuid(), opened);
-  }
-  // An administrator made it, with the sticky bit, so that nobody moves what others have in it.
-  Folder shared;
-  struct stat status;
-  if (top_.openFolder(sharedTrash, Access::use, shared) != 0 || shared.status(status) != 0 ||
-      (status.st_mode & S_ISVTX) == 0) {
-    return EXDEV;
-  }
-  return made.open(shared, user_, Access::use, ::getuid(), opened);
-}
-
-int ItemWay::open(Trash which, TrashFolder& trash) const {
-  Folder folder;
-  int error =
-      which == Trash::home ? openHome(trash.made, folder) : openAtTop(which, trash.made, folder);
+  int error = which == Trash::home ? openHome(place, trash.made, folder)
+                                   : openAtTop(which, place, trash.made, folder);
   struct stat status;
   error = error == 0 ? folder.status(status) : error;
   if (error == 0) {
@@ -228,10 +217,10 @@ int ItemWay::open(Trash which, TrashFolder& trash) const {
     error = error == 0 ? trash.made.open(folder, "files", Access::use, owner, trash.files) : error;
   }
   if (which != Trash::home) {
-    trash.top = topPath_;
+    trash.top = place.topPath;
     path::endWithSeparator(trash.top);
   }
-  return error;
+  return error == 0 || error == ENOENT ? error : EXDEV;
 }
 
 }  // namespace ox

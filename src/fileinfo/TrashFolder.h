@@ -12,12 +12,32 @@
 
 namespace ox {
 
+// Which file system a folder is on, and by which way. A bind mount has the device of what it shows,
+// and a mount may have several devices: nothing can be renamed across either.
+struct MountPart {
+  std::uint64_t mount = 0;
+  dev_t device = 0;
+
+  bool operator==(const MountPart&) const = default;
+};
+
+// Where an item is, and where its Trashes are.
 struct ItemPlace {
   std::string path;  // of the item's folder: absolute, without links
   std::string name;  // in the folder
   Folder folder;
   Identity item;
+
+  // What `findTrashes` adds.
+  MountPart mount;      // that the folder is on
+  Folder top;           // of the mount
+  std::string topPath;  // of that
+  std::string home;     // the path of the Trash in the user's data folder; empty without one
 };
+
+// False when the item is in a Trash, or is one, or the path of the user's Trash leads through it,
+// or nobody knows.
+bool findTrashes(ItemPlace& place);
 
 // Opens folders, and makes those that are missing. Those made are removed again, if they are still
 // empty, unless they are kept.
@@ -47,44 +67,14 @@ struct TrashFolder {
   std::string top;
 };
 
-// The way from an item up to the root, and the Trashes that the item may go to.
-class ItemWay {
- public:
-  enum class Trash {
-    home,    // in the user's data folder, for items on the same mount
-    shared,  // the user's own in ".Trash", which is for all users, at the top of the item's mount
-    own,     // the user's own at the top of the item's mount
-  };
-
-  // To be called first, and once. EBUSY when the item is in a Trash on its way, or is one, or the
-  // path of the user's Trash leads through it.
-  int follow(const ItemPlace& place);
-
-  // Opens a Trash, which is made when it is missing. ENOENT when somebody removes it meanwhile.
-  int open(Trash which, TrashFolder& trash) const;
-
- private:
-  struct Spot {
-    Identity identity;
-    std::uint64_t mount = 0;
-  };
-
-  static int look(const Folder& folder, Spot& spot) noexcept;
-  static bool isSameMount(const Spot& a, const Spot& b) noexcept;
-  int reachTop(Folder top, const std::string& path);
-  bool passes(const Folder& folder, const std::string& name) const noexcept;
-  bool passesTrashAt(const Folder& top) const;
-  bool isOnWayTo(std::string rest) const;
-  bool passesHomeTrash() const;
-  int openHome(MadeFolders& made, Folder& opened) const;
-  int openAtTop(Trash which, MadeFolders& made, Folder& opened) const;
-
-  std::vector<Identity> passed_;  // the item, and the folders from its own up to the root
-  Spot first_;                    // the item's folder
-  Folder top_;                    // of the mount that it is on
-  std::string topPath_;
-  std::string home_;  // the path of the Trash in the user's data folder; empty without one
-  std::string user_;  // the user's number
+enum class Trash {
+  home,    // in the user's data folder, for items on the same mount
+  shared,  // the user's own in ".Trash", which is for all users, at the top of the item's mount
+  own,     // the user's own at the top of the item's mount
 };
+
+// Opens a Trash, which is made when it is missing. ENOENT when somebody removes it meanwhile, and
+// EXDEV when the item cannot go there.
+int openTrash(Trash which, const ItemPlace& place, TrashFolder& trash);
 
 }  // namespace ox
