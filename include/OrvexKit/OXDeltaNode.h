@@ -130,7 +130,6 @@ class OX_EXPORT OXDeltaNode : public OXObject {
 
  private:
   class OX_INTERNAL ChildList;
-  class OX_INTERNAL Visit;
   class OX_INTERNAL Walk;
 
   // What the lock guards, all as it is at one moment.

@@ -30,16 +30,15 @@ std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::childList() const noexcept 
 }
 
 std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::makeChildList() {
-  std::shared_ptr<ChildList> list = childList();
-  if (list == nullptr) {
-    std::shared_ptr<ChildList> made = ChildList::make();
-    const ox::RecordGuard guard(lock_);
-    if (contents_.children == nullptr) {
-      contents_.children.swap(made);
-    }
-    list = contents_.children;
+  if (std::shared_ptr<ChildList> list = childList()) {
+    return list;
   }
-  return list;
+  std::shared_ptr<ChildList> made = ChildList::make();
+  const ox::RecordGuard guard(lock_);
+  if (contents_.children == nullptr) {
+    contents_.children.swap(made);
+  }
+  return contents_.children;
 }
 
 std::shared_ptr<const OXDeltaNode::List> OXDeltaNode::children() const noexcept {

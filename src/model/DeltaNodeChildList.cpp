@@ -1,36 +1,33 @@
 #include "model/DeltaNodeChildList.h"
 
 #include <iterator>
+#include <utility>
 
 #include "platform/objects/BadAlloc.h"
 #include "platform/objects/FatalError.h"
 #include "platform/objects/RecordLock.h"
 
-std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::ChildList::make() {
-  return {new ChildList, release};
-}
-
 void OXDeltaNode::ChildList::add(std::shared_ptr<OXDeltaNode> node) {
   List spare;  // where a full list moves to: memory is asked for, and given back, without the lock
-  while (!addInto(spare, node)) {
-    ox::orBadAlloc([&] { spare.reserve(2 * size() + 1); });
+  while (const std::size_t wanted = addInto(spare, node)) {
+    ox::orBadAlloc([&] { spare.reserve(wanted); });
   }
 }
 
-// False when the list is full and `spare` has no more room than it.
-bool OXDeltaNode::ChildList::addInto(List& spare, std::shared_ptr<OXDeltaNode>& node) {
+// Gives the room that `spare` needs when the list is full; 0 when the node was added.
+std::size_t OXDeltaNode::ChildList::addInto(List& spare, std::shared_ptr<OXDeltaNode>& node) {
   {
     const ox::RecordGuard guard(lock_);
     if (visits_ == 0) {
       if (nodes_.size() == nodes_.capacity()) {
         if (spare.capacity() <= nodes_.size()) {
-          return false;
+          return 2 * nodes_.size() + 1;
         }
         spare.assign(std::move_iterator(nodes_.begin()), std::move_iterator(nodes_.end()));
         nodes_.swap(spare);
       }
       nodes_.push_back(std::move(node));
-      return true;
+      return 0;
     }
   }
   ox::fatalError("a child was added to a list of nodes that is being walked");
@@ -44,11 +41,6 @@ void OXDeltaNode::ChildList::beginVisit() noexcept {
 void OXDeltaNode::ChildList::endVisit() noexcept {
   const ox::RecordGuard guard(lock_);
   --visits_;
-}
-
-std::size_t OXDeltaNode::ChildList::size() const noexcept {
-  const ox::RecordGuard guard(lock_);
-  return nodes_.size();
 }
 
 std::shared_ptr<OXDeltaNode> OXDeltaNode::ChildList::at(std::size_t index) const noexcept {

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <utility>
 
 #include "OrvexKit/OXDeltaNode.h"
 
@@ -16,7 +15,7 @@ class OXDeltaNode::ChildList {
  public:
   // Its last owner lets go of the nodes without going deeper into the stack at each level of the
   // tree.
-  static std::shared_ptr<ChildList> make();
+  static std::shared_ptr<ChildList> make() { return {new ChildList, release}; }
 
   ChildList() = default;
   ChildList(const ChildList&) = delete;
@@ -34,32 +33,10 @@ class OXDeltaNode::ChildList {
 
  private:
   static void release(ChildList* list) noexcept;
-  bool addInto(List& spare, std::shared_ptr<OXDeltaNode>& node);
-  std::size_t size() const noexcept;
+  std::size_t addInto(List& spare, std::shared_ptr<OXDeltaNode>& node);
 
   mutable std::atomic<std::uint32_t> lock_{0};
   List nodes_;
   std::size_t visits_ = 0;
   ChildList* nextReleased_ = nullptr;
-};
-
-// Keeps a list alive and unchanged for as long as it lives.
-class OXDeltaNode::Visit {
- public:
-  explicit Visit(std::shared_ptr<ChildList> list) noexcept : list_(std::move(list)) {
-    list_->beginVisit();
-  }
-  Visit(Visit&& other) noexcept = default;
-  Visit(const Visit&) = delete;
-  Visit& operator=(const Visit&) = delete;
-  ~Visit() {
-    if (list_ != nullptr) {
-      list_->endVisit();
-    }
-  }
-
-  const List& nodes() const noexcept { return list_->nodes(); }
-
- private:
-  std::shared_ptr<ChildList> list_;
 };
