@@ -34,9 +34,7 @@ constexpr std::string_view entryExtension = ".trashinfo";
 
 // Empty when it cannot be resolved.
 std::string realPath(std::string_view path) {
-  std::array<char, PATH_MAX> resolved;
-  return std::string(
-      files::resolvePath(PathBuffer(path.empty() ? "." : path), resolved).value_or(""));
+  return files::resolvePath(PathBuffer(path.empty() ? "." : path)).value_or("");
 }
 
 // The folder's links are followed, the item's own is not; "." and ".." lead to a folder with a

@@ -4,9 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <climits>
 #include <string_view>
 
 #include "platform/desktop/Gio.h"
@@ -57,16 +55,6 @@ bool passesTrashAt(const Passed& passed, const Folder& top) {
          (error == 0 ? passes(passed, top, sharedTrash) : !isAbsence(error));
 }
 
-// Where the link at `path` leads; no value when there is no link.
-std::optional<std::string> linkedPath(const PathBuffer& path) {
-  std::array<char, PATH_MAX> target;
-  const auto linked = files::readLink(path, target);
-  if (!linked || linked->starts_with('/')) {
-    return linked ? std::optional<std::string>(*linked) : std::nullopt;
-  }
-  return path::appendingComponent(path::deletingLastComponent(path.view()), *linked);
-}
-
 // Whether the item is a folder or link that the absolute `path` leads through, those that its links
 // lead through included.
 bool isOnWayTo(const std::string& path, const Identity& item) {
@@ -83,7 +71,7 @@ bool isOnWayTo(const std::string& path, const Identity& item) {
       if (status && identityOf(*status) == item) {
         return true;
       }
-      if (auto linked = linkedPath(start)) {
+      if (auto linked = files::linkedPath(start)) {
         paths.push_back(std::move(*linked));
       }
       isThere = status.has_value();

@@ -1,5 +1,6 @@
 #include "naming/ArchiveExtension.h"
 
+#include <algorithm>
 #include <string>
 
 #include "OrvexKit/OXFileUtil.h"
@@ -7,23 +8,14 @@
 #include "platform/objects/BadAlloc.h"
 
 namespace ox {
-namespace {
-
-// Whether the extension of `path`, which does not end in a slash, is "tar" in any case: one look at
-// its end in place of a second search.
-bool hasTarExtension(std::string_view path) noexcept {
-  constexpr std::string_view ending = ".tar";
-  return path.size() > ending.size() &&
-         path::equalIgnoringCase(path.substr(path.size() - ending.size()), ending) &&
-         path[path.size() - ending.size() - 1] != '/';
-}
-
-}  // namespace
-
 ArchiveExtension archiveExtension(std::string_view path) noexcept {
   const auto [rest, extension] = path::splitExtension(path);
-  const bool isDouble = !extension.empty() && hasTarExtension(rest);
-  return {isDouble ? "tar." : "", extension};
+  // Whether the extension of `rest` is "tar": one look at its end in place of a second search.
+  constexpr std::size_t length = std::string_view("x.tar").size();
+  const std::string_view end = rest.substr(std::max(rest.size(), length) - length);
+  const bool isTar =
+      end.size() == length && end.front() != '/' && path::equalIgnoringCase(end.substr(1), ".tar");
+  return {isTar && !extension.empty() ? "tar." : "", extension};
 }
 
 std::string_view deletingArchiveExtension(std::string_view path) noexcept {

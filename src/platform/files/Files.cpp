@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 
 #include "platform/files/Path.h"
@@ -83,20 +85,25 @@ Creation createFolder(const PathBuffer& path, mode_t mode) noexcept {
   return createOneFolder(path.c_str(), mode);
 }
 
-std::optional<std::string_view> resolvePath(const PathBuffer& path,
-                                            std::array<char, PATH_MAX>& resolved) noexcept {
+std::optional<std::string> resolvePath(const PathBuffer& path) {
+  std::array<char, PATH_MAX> resolved;
   if (!path.isRepresentable() || sys::realpath(path.c_str(), resolved.data()) == nullptr) {
     return std::nullopt;
   }
   return resolved.data();
 }
 
-std::optional<std::string_view> readLink(const PathBuffer& path,
-                                         std::array<char, PATH_MAX>& target) noexcept {
+std::optional<std::string> linkedPath(const PathBuffer& path) {
+  std::array<char, PATH_MAX> target;
   const ssize_t size =
       path.isRepresentable() ? sys::readlink(path.c_str(), target.data(), target.size()) : -1;
-  return size < 0 ? std::nullopt
-                  : std::optional(std::string_view(target.data(), static_cast<std::size_t>(size)));
+  if (size < 0) {
+    return std::nullopt;
+  }
+  const std::string_view linked(target.data(), static_cast<std::size_t>(size));
+  const bool isAbsolute = linked.starts_with('/');
+  return path::appendingComponent(isAbsolute ? "" : path::deletingLastComponent(path.view()),
+                                  linked);
 }
 
 bool createUniqueFolder(char* pattern) noexcept {
