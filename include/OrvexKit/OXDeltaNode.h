@@ -141,7 +141,6 @@ class OX_EXPORT OXDeltaNode : public OXObject {
 
   OX_INTERNAL Contents contents() const noexcept;
   OX_INTERNAL std::shared_ptr<ChildList> childList() const noexcept;
-  OX_INTERNAL std::shared_ptr<ChildList> makeChildList();
 
   Contents contents_;
   ox::AtomicScalar<bool> isFolder_{false};

@@ -29,18 +29,6 @@ std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::childList() const noexcept 
   return ox::getGuarded(lock_, contents_.children);
 }
 
-std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::makeChildList() {
-  if (std::shared_ptr<ChildList> list = childList()) {
-    return list;
-  }
-  std::shared_ptr<ChildList> made = ChildList::make();
-  const ox::RecordGuard guard(lock_);
-  if (contents_.children == nullptr) {
-    contents_.children.swap(made);
-  }
-  return contents_.children;
-}
-
 std::shared_ptr<const OXDeltaNode::List> OXDeltaNode::children() const noexcept {
   std::shared_ptr<ChildList> list = childList();
   const List* const nodes = list ? &list->nodes() : nullptr;
@@ -48,9 +36,19 @@ std::shared_ptr<const OXDeltaNode::List> OXDeltaNode::children() const noexcept 
 }
 
 void OXDeltaNode::addChild(std::shared_ptr<OXDeltaNode> node) {
-  if (node != nullptr) {
-    makeChildList()->add(std::move(node));
+  if (node == nullptr) {
+    return;
   }
+  std::shared_ptr<ChildList> list = childList();
+  if (list == nullptr) {
+    std::shared_ptr<ChildList> made = ChildList::make();
+    const ox::RecordGuard guard(lock_);
+    if (contents_.children == nullptr) {
+      contents_.children.swap(made);
+    }
+    list = contents_.children;
+  }
+  list->add(std::move(node));
 }
 
 std::shared_ptr<OXDeltaNode> OXDeltaNode::childNamed(OXStringView name) const {
