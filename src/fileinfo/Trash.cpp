@@ -64,10 +64,11 @@ void appendEscaped(std::string& text, std::string_view path) {
   }
 }
 
-std::string entryOf(const ItemPlace& place, std::string_view top) {
+// With the path from the top of the mount, if the Trash is there.
+std::string entryOf(const ItemPlace& place, Trash which) {
   std::string path = path::appendingComponent(place.path, place.name);
-  if (path.starts_with(top)) {
-    path.erase(0, top.size());
+  if (which != Trash::home) {
+    path.erase(0, path.find_first_not_of('/', place.topPath.size()));
   }
   std::string entry("[Trash Info]\nPath=");
   appendEscaped(entry, path);
@@ -106,7 +107,7 @@ int createEntry(const TrashFolder& trash, TrashName& name, FileDescriptor& entry
   constexpr std::size_t shortest = 16;
   int error = 0;
   do {
-    error = trash.info.createFile(name.entry().c_str(), S_IRUSR | S_IWUSR, entry);
+    error = trash.info().createFile(name.entry().c_str(), S_IRUSR | S_IWUSR, entry);
   } while (error == ENAMETOOLONG && (name.room /= 2) > shortest);
   return error;
 }
@@ -139,12 +140,11 @@ int writeEntryAndMoveItem(const TrashFolder& trash, const std::string& newName,
                           std::string_view text, int entry, const ItemPlace& place) {
   int error = writeAll(entry, std::as_bytes(std::span(text)));
   error = error == 0 ? syncToDisk(entry) : error;
-  error = error == 0 ? trash.info.sync() : error;
-  return error == 0 ? moveItem(place, trash.files, newName) : error;
+  error = error == 0 ? trash.info().sync() : error;
+  return error == 0 ? moveItem(place, trash.files(), newName) : error;
 }
 
-int moveWithEntry(const ItemPlace& place, const TrashFolder& trash) {
-  const std::string text = entryOf(place, trash.top);
+int moveWithEntry(const ItemPlace& place, const TrashFolder& trash, const std::string& text) {
   TrashName name{.name = place.name};
   // Each name is tried once: somebody who takes them all along with us is not waited for.
   constexpr unsigned mostNames = 100000;
@@ -155,7 +155,7 @@ int moveWithEntry(const ItemPlace& place, const TrashFolder& trash) {
     if (error == 0) {
       error = writeEntryAndMoveItem(trash, name.item(), text, entry.get(), place);
       if (error != 0) {
-        trash.info.unlink(name.entry().c_str());
+        trash.info().unlink(name.entry().c_str());
       }
     }
   }
@@ -165,10 +165,10 @@ int moveWithEntry(const ItemPlace& place, const TrashFolder& trash) {
 // EXDEV when the item cannot go to this Trash but may go to another one.
 int moveTo(Trash which, const ItemPlace& place) {
   TrashFolder trash;
-  int error = openTrash(which, place, trash);
-  error = error == 0 ? moveWithEntry(place, trash) : error;
+  int error = trash.open(which, place);
+  error = error == 0 ? moveWithEntry(place, trash, entryOf(place, which)) : error;
   if (error == 0) {
-    trash.made.keep();
+    trash.keep();
   }
   return error;
 }

@@ -93,74 +93,7 @@ bool passesHomeTrash(const Passed& passed, const std::string& home) {
   return error == 0 ? passes(passed, trash, ".") : !isAbsence(error);
 }
 
-int openHome(const ItemPlace& place, MadeFolders& made, Folder& opened) {
-  if (place.home.empty()) {
-    return EXDEV;
-  }
-  std::string path = place.home;
-  std::vector<std::string> missing;
-  while (Folder::open(path.c_str(), Access::use, Folder::Links::follow, opened) != 0 &&
-         path != "/") {
-    missing.emplace_back(path::lastComponent(path));
-    path = path::deletingLastComponent(path);
-  }
-  struct stat status;
-  if (opened.status(status) != 0 || mountPartOf(opened, status) != place.mount) {
-    return EXDEV;
-  }
-  int error = 0;
-  for (; error == 0 && !missing.empty(); missing.pop_back()) {
-    const Folder parent = std::move(opened);
-    error = made.open(parent, missing.back(), Access::use, std::nullopt, opened);
-  }
-  return error;
-}
-
-int openAtTop(Trash which, const ItemPlace& place, MadeFolders& made, Folder& opened) {
-  if (!gio::isUserMount(place.topPath.c_str())) {
-    return EXDEV;
-  }
-  if (which == Trash::own) {
-    return made.open(place.top, ownTrash + userNumber(), Access::use, ::getuid(), opened);
-  }
-  // An administrator made it, with the sticky bit, so that nobody moves what others have in it.
-  Folder shared;
-  struct stat status;
-  if (place.top.openFolder(sharedTrash, Access::use, shared) != 0 || shared.status(status) != 0 ||
-      (status.st_mode & S_ISVTX) == 0) {
-    return EXDEV;
-  }
-  return made.open(shared, userNumber(), Access::use, ::getuid(), opened);
-}
-
 }  // namespace
-
-MadeFolders::~MadeFolders() {
-  for (; !made_.empty(); made_.pop_back()) {
-    made_.back().first.removeFolder(made_.back().second.c_str());
-  }
-}
-
-int MadeFolders::open(const Folder& parent, const std::string& name, Access access,
-                      std::optional<uid_t> owner, Folder& opened) {
-  std::pair<Folder, std::string> made(Folder(), name);
-  int error = parent.openFolder(".", Access::use, made.first);
-  if (error != 0) {
-    return error;
-  }
-  made_.reserve(made_.size() + 1);
-  const int notMade = parent.makeFolder(name.c_str(), S_IRWXU);
-  if (notMade == 0) {
-    made_.push_back(std::move(made));
-  }
-  struct stat status;
-  error = parent.openFolder(name.c_str(), access, opened);
-  error = error == 0 ? opened.status(status) : error;
-  if (error == 0) {
-    return owner.value_or(status.st_uid) == status.st_uid ? 0 : EPERM;
-  }
-  return error == ENOENT && notMade != 0 && notMade != EEXIST ? notMade : error;
-}
 
 bool findTrashes(ItemPlace& place) {
   Passed passed{place.item};
@@ -192,21 +125,85 @@ bool findTrashes(ItemPlace& place) {
   return !passesTrash && !passesHomeTrash(passed, place.home);
 }
 
-int openTrash(Trash which, const ItemPlace& place, TrashFolder& trash) {
+TrashFolder::~TrashFolder() {
+  for (; !made_.empty(); made_.pop_back()) {
+    made_.back().first.removeFolder(made_.back().second.c_str());
+  }
+}
+
+// Opens a folder, and makes it when it is missing. ENOENT only when somebody removes `parent`, or
+// the folder, meanwhile. EPERM when there is an `owner` and the folder belongs to somebody else.
+int TrashFolder::openMade(const Folder& parent, const std::string& name, Access access,
+                          std::optional<uid_t> owner, Folder& opened) {
+  std::pair<Folder, std::string> made(Folder(), name);
+  int error = parent.openFolder(".", Access::use, made.first);
+  if (error != 0) {
+    return error;
+  }
+  made_.reserve(made_.size() + 1);
+  const int notMade = parent.makeFolder(name.c_str(), S_IRWXU);
+  if (notMade == 0) {
+    made_.push_back(std::move(made));
+  }
+  struct stat status;
+  error = parent.openFolder(name.c_str(), access, opened);
+  error = error == 0 ? opened.status(status) : error;
+  if (error == 0) {
+    return owner.value_or(status.st_uid) == status.st_uid ? 0 : EPERM;
+  }
+  return error == ENOENT && notMade != 0 && notMade != EEXIST ? notMade : error;
+}
+
+int TrashFolder::openHome(const ItemPlace& place, Folder& opened) {
+  if (place.home.empty()) {
+    return EXDEV;
+  }
+  std::string path = place.home;
+  std::vector<std::string> missing;
+  while (Folder::open(path.c_str(), Access::use, Folder::Links::follow, opened) != 0 &&
+         path != "/") {
+    missing.emplace_back(path::lastComponent(path));
+    path = path::deletingLastComponent(path);
+  }
+  struct stat status;
+  if (opened.status(status) != 0 || mountPartOf(opened, status) != place.mount) {
+    return EXDEV;
+  }
+  int error = 0;
+  for (; error == 0 && !missing.empty(); missing.pop_back()) {
+    const Folder parent = std::move(opened);
+    error = openMade(parent, missing.back(), Access::use, std::nullopt, opened);
+  }
+  return error;
+}
+
+int TrashFolder::openAtTop(Trash which, const ItemPlace& place, Folder& opened) {
+  if (!gio::isUserMount(place.topPath.c_str())) {
+    return EXDEV;
+  }
+  if (which == Trash::own) {
+    return openMade(place.top, ownTrash + userNumber(), Access::use, ::getuid(), opened);
+  }
+  // An administrator made it, with the sticky bit, so that nobody moves what others have in it.
+  Folder shared;
+  struct stat status;
+  if (place.top.openFolder(sharedTrash, Access::use, shared) != 0 || shared.status(status) != 0 ||
+      (status.st_mode & S_ISVTX) == 0) {
+    return EXDEV;
+  }
+  return openMade(shared, userNumber(), Access::use, ::getuid(), opened);
+}
+
+int TrashFolder::open(Trash which, const ItemPlace& place) {
   Folder folder;
-  int error = which == Trash::home ? openHome(place, trash.made, folder)
-                                   : openAtTop(which, place, trash.made, folder);
+  int error = which == Trash::home ? openHome(place, folder) : openAtTop(which, place, folder);
   struct stat status;
   error = error == 0 ? folder.status(status) : error;
   if (error == 0) {
     const uid_t owner = status.st_uid;
     // The folder of the entries will be synced, which takes the permission to read it.
-    error = trash.made.open(folder, "info", Access::list, owner, trash.info);
-    error = error == 0 ? trash.made.open(folder, "files", Access::use, owner, trash.files) : error;
-  }
-  if (which != Trash::home) {
-    trash.top = place.topPath;
-    path::endWithSeparator(trash.top);
+    error = openMade(folder, "info", Access::list, owner, info_);
+    error = error == 0 ? openMade(folder, "files", Access::use, owner, files_) : error;
   }
   return error == 0 || error == ENOENT ? error : EXDEV;
 }

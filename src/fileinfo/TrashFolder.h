@@ -39,42 +39,37 @@ struct ItemPlace {
 // or nobody knows.
 bool findTrashes(ItemPlace& place);
 
-// Opens folders, and makes those that are missing. Those made are removed again, if they are still
-// empty, unless they are kept.
-class MadeFolders {
- public:
-  MadeFolders() noexcept = default;
-  MadeFolders(const MadeFolders&) = delete;
-  MadeFolders& operator=(const MadeFolders&) = delete;
-  ~MadeFolders();
-
-  // ENOENT only when somebody removes `parent`, or the folder, meanwhile. EPERM when there is an
-  // `owner` and the folder belongs to somebody else.
-  int open(const Folder& parent, const std::string& name, Folder::Access access,
-           std::optional<uid_t> owner, Folder& opened);
-  void keep() noexcept { made_.clear(); }
-
- private:
-  std::vector<std::pair<Folder, std::string>> made_;  // in which folder, and the name
-};
-
-struct TrashFolder {
-  MadeFolders made;
-  Folder info;   // says where each item came from, and when
-  Folder files;  // the items
-
-  // The folder that the paths in `info` start in, with a "/" at the end; empty for absolute ones.
-  std::string top;
-};
-
 enum class Trash {
   home,    // in the user's data folder, for items on the same mount
   shared,  // the user's own in ".Trash", which is for all users, at the top of the item's mount
   own,     // the user's own at the top of the item's mount
 };
 
-// Opens a Trash, which is made when it is missing. ENOENT when somebody removes it meanwhile, and
-// EXDEV when the item cannot go there.
-int openTrash(Trash which, const ItemPlace& place, TrashFolder& trash);
+// A Trash that is open. The folders that were made for it are removed again, if they are still
+// empty, unless they are kept.
+class TrashFolder {
+ public:
+  TrashFolder() noexcept = default;
+  TrashFolder(const TrashFolder&) = delete;
+  TrashFolder& operator=(const TrashFolder&) = delete;
+  ~TrashFolder();
+
+  // ENOENT when somebody removes it meanwhile, and EXDEV when the item cannot go there.
+  int open(Trash which, const ItemPlace& place);
+  void keep() noexcept { made_.clear(); }
+
+  const Folder& info() const noexcept { return info_; }    // says where each item came from
+  const Folder& files() const noexcept { return files_; }  // the items
+
+ private:
+  int openMade(const Folder& parent, const std::string& name, Folder::Access access,
+               std::optional<uid_t> owner, Folder& opened);
+  int openHome(const ItemPlace& place, Folder& opened);
+  int openAtTop(Trash which, const ItemPlace& place, Folder& opened);
+
+  std::vector<std::pair<Folder, std::string>> made_;  // in which folder, and the name
+  Folder info_;
+  Folder files_;
+};
 
 }  // namespace ox
