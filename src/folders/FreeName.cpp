@@ -19,15 +19,19 @@ constexpr std::int32_t probesBeforeListing = 16;
 }  // namespace
 
 FreeName::FreeName(std::string_view name, std::string_view directory, bool isFolder)
-    : name_(name),
-      directory_(directory),
-      label_(isFolder ? name : deletingArchiveExtension(name)),
-      extension_(isFolder ? ArchiveExtension{} : archiveExtension(name)) {
+    : name_(name), directory_(directory), label_(name) {
+  if (!isFolder) {
+    label_ = *OXFileUtilAdditions::stringByDeletingArchiveExtension(name);
+    if (const OXString extension = OXFileUtilAdditions::archiveExtension(name);
+        !extension->empty()) {
+      afterNumber_ += '.' + *extension;
+    }
+  }
   if (label_.empty()) {
     label_ = "Archive";
   }
-  constexpr std::size_t longestCounter = sizeof "/ (-2147483648).";
-  path_.reserve(directory.size() + label_.size() + longestCounter + extension_.length());
+  constexpr std::size_t longestCounter = sizeof "/ (-2147483648";
+  path_.reserve(directory.size() + label_.size() + longestCounter + afterNumber_.size());
 }
 
 const std::string& FreeName::next() {
@@ -47,7 +51,7 @@ bool FreeName::writeNext() {
     path_ = directory_;
     path::endWithSeparator(path_);
     nameStart_ = path_.size();
-    path_ += directory_.empty() ? label_ : path::withoutLeadingSlashes(label_);
+    path_ += directory_.empty() ? std::string_view(label_) : path::withoutLeadingSlashes(label_);
     path_ += " (";
     numberStart_ = path_.size();
   }
@@ -66,12 +70,7 @@ bool FreeName::writeNext() {
 void FreeName::writeCounter(std::int32_t counter) {
   path_.resize(numberStart_);
   path_ += std::to_string(counter);  // short enough to need no memory of its own
-  path_ += ')';
-  if (extension_.length() > 0) {
-    path_ += '.';
-    path_ += extension_.tar;
-    path_ += extension_.last;
-  }
+  path_ += afterNumber_;
 }
 
 // What a listing does not show is asked for all the same: a folder that ignores case has names

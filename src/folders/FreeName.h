@@ -10,8 +10,6 @@
 #include <string_view>
 #include <utility>
 
-#include "naming/ArchiveExtension.h"
-
 namespace ox {
 
 // The counter of a name: 1, 2, 3, … It is a signed 32-bit number, and after the largest comes the
@@ -39,11 +37,11 @@ class FreeName {
 
   std::string_view name_;
   std::string_view directory_;
-  std::string_view label_;
-  ArchiveExtension extension_;
-  std::string path_;             // the candidate
-  std::size_t nameStart_ = 0;    // where its last component starts
-  std::size_t numberStart_ = 0;  // where the counter goes
+  std::string label_;              // what is before the counter
+  std::string afterNumber_ = ")";  // and the extension
+  std::string path_;               // the candidate
+  std::size_t nameStart_ = 0;      // where its last component starts
+  std::size_t numberStart_ = 0;    // where the counter goes
   std::int32_t counter_ = 0;
   // What a listing of the folder shows, by counter; larger ones are asked for one by one.
   std::optional<std::bitset<std::size_t{1} << 16>> taken_;

@@ -1,13 +1,20 @@
-#include "naming/ArchiveExtension.h"
+#include "OrvexKit/OXFileUtil.h"
 
 #include <algorithm>
 #include <string>
 
-#include "OrvexKit/OXFileUtil.h"
 #include "platform/files/Path.h"
 #include "platform/objects/BadAlloc.h"
 
 namespace ox {
+namespace {
+
+// An archive extension, in two parts that follow each other.
+struct ArchiveExtension {
+  std::string_view tar;  // "tar." or nothing: in lower case, however the name has it
+  std::string_view last;
+};
+
 ArchiveExtension archiveExtension(std::string_view path) noexcept {
   const auto [rest, extension] = path::splitExtension(path);
   // Whether the extension of `rest` is "tar": one look at its end in place of a second search.
@@ -18,14 +25,7 @@ ArchiveExtension archiveExtension(std::string_view path) noexcept {
   return {isTar && !extension.empty() ? "tar." : "", extension};
 }
 
-std::string_view deletingArchiveExtension(std::string_view path) noexcept {
-  // The cut goes by length, never by matching text: slashes at the end of the path are counted in.
-  // Strictly longer, so that something is left.
-  const std::size_t cut = archiveExtension(path).length();
-  const bool leavesSomething = cut != 0 && path.size() - 1 > cut;
-  return leavesSomething ? path.substr(0, path.size() - 1 - cut) : path;
-}
-
+}  // namespace
 }  // namespace ox
 
 OXString OXFileUtilAdditions::archiveExtension(OXStringView path) {
@@ -33,13 +33,18 @@ OXString OXFileUtilAdditions::archiveExtension(OXStringView path) {
     return std::nullopt;
   }
   return ox::orBadAlloc([path] {
-    const ox::ArchiveExtension extension = ox::archiveExtension(*path);
-    std::string text(extension.tar);
-    text += extension.last;
+    const auto [tar, last] = ox::archiveExtension(*path);
+    std::string text(tar);
+    text += last;
     return text;
   });
 }
 
 OXString OXFileUtilAdditions::stringByDeletingArchiveExtension(OXStringView path) {
-  return OXString(path ? OXStringView(ox::deletingArchiveExtension(*path)) : path);
+  // The cut goes by length, never by matching text: slashes at the end of the path are counted in.
+  // Strictly longer, so that something is left.
+  const auto [tar, last] = ox::archiveExtension(*path);
+  const std::size_t cut = tar.size() + last.size();
+  const bool leavesSomething = cut != 0 && path->size() - 1 > cut;
+  return OXString(leavesSomething ? OXStringView(path->substr(0, path->size() - 1 - cut)) : path);
 }
