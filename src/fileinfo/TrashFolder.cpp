@@ -34,10 +34,6 @@ constexpr bool isAbsence(int error) noexcept {
   return error == ENOENT || error == ENOTDIR || error == ELOOP || error == EACCES;
 }
 
-MountPart mountPartOf(const Folder& folder, const struct stat& status) noexcept {
-  return {.mount = folder.mountId(), .device = status.st_dev};
-}
-
 bool passes(const Passed& passed, const Folder& folder, const std::string& name) noexcept {
   struct stat status;
   const int error = folder.statusOf(name.c_str(), status);
@@ -109,7 +105,7 @@ bool findTrashes(ItemPlace& place) {
       return false;
     }
     passed.push_back(identityOf(status));
-    const MountPart mount = mountPartOf(folder, status);
+    const Mount mount(folder.mountId(), status.st_dev);
     if (tops.empty() || mount != place.mount) {
       tops.push_back(std::move(folder));
       place.topPath = path;
@@ -166,7 +162,7 @@ int TrashFolder::openHome(const ItemPlace& place, Folder& opened) {
     path = path::deletingLastComponent(path);
   }
   struct stat status;
-  if (opened.status(status) != 0 || mountPartOf(opened, status) != place.mount) {
+  if (opened.status(status) != 0 || Mount(opened.mountId(), status.st_dev) != place.mount) {
     return EXDEV;
   }
   int error = 0;

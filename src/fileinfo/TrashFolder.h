@@ -12,14 +12,9 @@
 
 namespace ox {
 
-// Which file system a folder is on, and by which way. A bind mount has the device of what it shows,
-// and a mount may have several devices: nothing can be renamed across either.
-struct MountPart {
-  std::uint64_t mount = 0;
-  dev_t device = 0;
-
-  bool operator==(const MountPart&) const = default;
-};
+// The number of a mount, and a device on it: a bind mount has the device of what it shows, and a
+// mount may have several devices. Nothing can be renamed across either.
+using Mount = std::pair<std::uint64_t, dev_t>;
 
 // Where an item is, and where its Trashes are.
 struct ItemPlace {
@@ -29,7 +24,7 @@ struct ItemPlace {
   Identity item;
 
   // What `findTrashes` adds.
-  MountPart mount;      // that the folder is on
+  Mount mount;          // that the folder is on
   Folder top;           // of the mount
   std::string topPath;  // of that
   std::string home;     // the path of the Trash in the user's data folder; empty without one
