@@ -57,20 +57,18 @@ bool isOnWayTo(const std::string& path, const Identity& item) {
   constexpr std::size_t mostLinks = 40;  // the kernel follows no more
   std::vector<std::string> paths{path};  // and where the links on them lead
   for (std::size_t i = 0; i < paths.size() && i <= mostLinks; ++i) {
-    std::string way = paths[i];
-    path::endWithSeparator(way);
-    bool isThere = true;
-    for (std::size_t slash = way.find('/', 1); isThere && slash != std::string::npos;
-         slash = way.find('/', slash + 1)) {
-      const PathBuffer start(std::string_view(way).substr(0, slash));
-      const auto status = files::statusOfLink(start);
+    std::string way(path::withoutTrailingSlashes(paths[i]));
+    for (; way != "/"; way = path::deletingLastComponent(way)) {
+      const PathBuffer place(way);
+      const auto status = files::statusOfLink(place);
       if (status && identityOf(*status) == item) {
         return true;
       }
-      if (auto linked = files::linkedPath(start)) {
+      // Those below the same links lead through the same places again.
+      auto linked = files::linkedPath(place);
+      if (linked && std::ranges::find(paths, *linked) == paths.end()) {
         paths.push_back(std::move(*linked));
       }
-      isThere = status.has_value();
     }
   }
   return false;
