@@ -21,17 +21,15 @@ constexpr std::int32_t probesBeforeListing = 16;
 FreeName::FreeName(std::string_view name, std::string_view directory, bool isFolder)
     : name_(name), directory_(directory), label_(name) {
   if (!isFolder) {
-    label_ = *OXFileUtilAdditions::stringByDeletingArchiveExtension(name);
-    if (const OXString extension = OXFileUtilAdditions::archiveExtension(name);
-        !extension->empty()) {
-      afterNumber_ += '.' + *extension;
-    }
+    label_ = OXFileUtilAdditions::stringByDeletingArchiveExtension(name).value_or("");
+    const std::string extension = OXFileUtilAdditions::archiveExtension(name).value_or("");
+    afterNumber_ += extension.empty() ? "" : '.' + extension;
   }
   if (label_.empty()) {
     label_ = "Archive";
   }
-  constexpr std::size_t longestCounter = sizeof "/ (-2147483648";
-  path_.reserve(directory.size() + label_.size() + longestCounter + afterNumber_.size());
+  constexpr std::size_t longestNumber = sizeof "/ (-2147483648";
+  path_.reserve(directory.size() + label_.size() + longestNumber + afterNumber_.size());
 }
 
 const std::string& FreeName::next() {

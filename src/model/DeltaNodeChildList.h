@@ -27,8 +27,8 @@ class OXDeltaNode::ChildList {
   ChildList& operator=(const ChildList&) = delete;
 
   void add(std::shared_ptr<OXDeltaNode> node) {
-    List
-        spare;  // where a full list moves to: memory is asked for, and given back, without the lock
+    // Where a full list moves to: memory is asked for, and given back, without the lock.
+    List spare;
     while (const std::size_t wanted = addInto(spare, node)) {
       ox::orBadAlloc([&] { spare.reserve(wanted); });
     }
