@@ -99,7 +99,6 @@ class OX_EXPORT OXDeltaNode : public OXObject {
 
  private:
   class OX_INTERNAL ChildList;
-  class OX_INTERNAL Visit;
   class OX_INTERNAL Walk;
 
   // What the lock guards: a snapshot of one moment.
@@ -111,7 +110,6 @@ class OX_EXPORT OXDeltaNode : public OXObject {
 
   OX_INTERNAL Contents contents() const noexcept;
   OX_INTERNAL std::shared_ptr<ChildList> childList() const noexcept;
-  OX_INTERNAL std::shared_ptr<ChildList> makeChildList();
 
   Contents contents_;
   ox::AtomicScalar<bool> isFolder_{false};

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "OrvexKit/OXFileUtil.h"
 #include "platform/files/FileDescriptor.h"
@@ -15,35 +15,21 @@
 namespace ox {
 namespace {
 
-// Small enough to stay in the processor's cache between reading and digesting.
-constexpr std::size_t bufferSize = 65536;
-
-class Buffer {
- public:
-  // Adds up to `limit` bytes, and gives their number: less than `limit` when the file ends before.
-  // No value when reading fails.
-  std::optional<std::uint64_t> addTo(Md5& digest, int fd, std::uint64_t limit) noexcept {
-    std::uint64_t total = 0;
-    while (total < limit) {
-      const auto wanted =
-          static_cast<std::size_t>(std::min<std::uint64_t>(bufferSize, limit - total));
-      std::size_t count = 0;
-      if (readSome(fd, std::as_writable_bytes(std::span(bytes_.get(), wanted)), count) != 0 ||
-          !digest.add(bytes_.get(), count)) {
-        return std::nullopt;
-      }
-      if (count == 0) {
-        break;
-      }
-      total += count;
+// Adds up to `limit` bytes, and gives their number: less than `limit` when the file ends before. No
+// value when reading fails.
+std::optional<std::uint64_t> addFrom(int fd, std::uint64_t limit, Md5& digest) {
+  // Small enough to stay in the processor's cache between reading and digesting.
+  std::vector<std::byte> buffer(65536);
+  std::uint64_t total = 0;
+  for (std::size_t count = 1; count > 0 && total < limit; total += count) {
+    const auto wanted = std::min<std::uint64_t>(buffer.size(), limit - total);
+    if (readSome(fd, std::span(buffer).first(static_cast<std::size_t>(wanted)), count) != 0 ||
+        !digest.add(buffer.data(), count)) {
+      return std::nullopt;
     }
-    return total;
   }
-
- private:
-  std::unique_ptr<char[]> bytes_ =                         // NOLINT(modernize-avoid-c-arrays)
-      std::make_unique_for_overwrite<char[]>(bufferSize);  // NOLINT(modernize-avoid-c-arrays)
-};
+  return total;
+}
 
 std::optional<std::uint64_t> sizeOfRegularFile(int fd) noexcept {
   struct ::stat status;
@@ -71,25 +57,26 @@ std::string hexadecimal(const Md5::Digest& digest) {
 // it is read is read again, with the size that it has by then; one that still claims to be smaller
 // has no size to cut by.
 std::optional<Md5::Digest> digestOfFile(int fd, std::uint64_t countLimit) {
-  Buffer buffer;
-  std::optional<std::uint64_t> size = sizeOfRegularFile(fd);
-  if (size && *size < countLimit) {
+  for (const bool isReadAgain : {false, true}) {
+    const std::optional<std::uint64_t> size = sizeOfRegularFile(fd);
+    const bool isCut = size >= countLimit;
+    if (!size || (isReadAgain && !isCut)) {
+      return std::nullopt;
+    }
     std::optional<Md5> digest = Md5::start();
     const std::optional<std::uint64_t> count =
-        digest ? buffer.addTo(*digest, fd, countLimit) : std::nullopt;
+        digest ? addFrom(fd, isCut ? *size % countLimit : countLimit, *digest) : std::nullopt;
     if (!count) {
       return std::nullopt;
     }
-    if (*count < countLimit) {
+    if (isCut || *count < countLimit) {
       return digest->finish();
     }
-    size = seekToStart(fd) == 0 ? sizeOfRegularFile(fd) : std::nullopt;
+    if (seekToStart(fd) != 0) {
+      return std::nullopt;
+    }
   }
-  if (!size || *size < countLimit) {
-    return std::nullopt;
-  }
-  std::optional<Md5> digest = Md5::start();
-  return digest && buffer.addTo(*digest, fd, *size % countLimit) ? digest->finish() : std::nullopt;
+  return std::nullopt;
 }
 
 }  // namespace ox

@@ -15,11 +15,9 @@
 #include <cerrno>
 #include <climits>
 #include <ctime>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "fileinfo/TrashFolder.h"
 #include "platform/coding/UTF8.h"
@@ -36,24 +34,19 @@ constexpr std::string_view entryExtension = ".trashinfo";
 
 // Empty when it cannot be resolved.
 std::string realPath(std::string_view path) {
-  std::array<char, PATH_MAX> resolved;
-  return std::string(
-      files::resolvePath(PathBuffer(path.empty() ? "." : path), resolved).value_or(""));
+  return files::resolvePath(PathBuffer(path.empty() ? "." : path)).value_or("");
 }
 
 // The folder's links are followed, the item's own is not; "." and ".." lead to a folder with a
 // name.
-std::optional<ItemPlace> placeOf(const OXFileReference& item) {
+bool findPlace(const OXFileReference& item, ItemPlace& place) {
   const std::string_view last = path::lastComponent(item.path);
   const std::string path = last == "." || last == ".." ? realPath(item.path) : item.path;
-  ItemPlace place{
-      .path = realPath(path::deletingLastComponent(path)),
-      .name = std::string(path::lastComponent(path)),
-      .folder = {},
-      .item = {.device = static_cast<dev_t>(item.device), .inode = static_cast<ino_t>(item.inode)}};
-  const bool isOpen = Folder::open(place.path.c_str(), Folder::Access::use, Folder::Links::refuse,
-                                   place.folder) == 0;
-  return isOpen && !place.name.empty() ? std::optional(std::move(place)) : std::nullopt;
+  place.path = realPath(path::deletingLastComponent(path));
+  place.name = path::lastComponent(path);
+  place.item = {.device = static_cast<dev_t>(item.device), .inode = static_cast<ino_t>(item.inode)};
+  return !place.name.empty() && Folder::open(place.path.c_str(), Folder::Access::use,
+                                             Folder::Links::refuse, place.folder) == 0;
 }
 
 // A path as entries have it: as in a URL, byte by byte (RFC 2396).
@@ -71,10 +64,11 @@ void appendEscaped(std::string& text, std::string_view path) {
   }
 }
 
-std::string entryOf(const ItemPlace& place, std::string_view top) {
+// With the path from the top of the mount, if the Trash is there.
+std::string entryOf(const ItemPlace& place, Trash which) {
   std::string path = path::appendingComponent(place.path, place.name);
-  if (path.starts_with(top)) {
-    path.erase(0, top.size());
+  if (which != Trash::home) {
+    path.erase(0, path.find_first_not_of('/', place.topPath.size()));
   }
   std::string entry("[Trash Info]\nPath=");
   appendEscaped(entry, path);
@@ -89,111 +83,79 @@ std::string entryOf(const ItemPlace& place, std::string_view top) {
 
 // The names that an item may have in the Trash: its own, then with numbers before the extension, so
 // that it is still taken for what it is. No longer than that its entry's name fits as well.
-class TrashName {
- public:
-  explicit TrashName(std::string_view name) noexcept : name_(name) {}
-
-  const std::string& item() const noexcept { return item_; }
-  const std::string& entry() const noexcept { return entry_; }
-
-  void goOn() {
-    ++number_;
-    write();
-  }
-
-  // For a file system that takes shorter names than most. False when there is nothing left to cut.
-  bool shorten() {
-    constexpr std::size_t shortest = 16;
-    room_ /= 2;
-    write();
-    return room_ > shortest;
-  }
-
- private:
-  void write() {
-    std::string end = number_ > 1 ? '.' + std::to_string(number_) : "";
-    std::string_view start = name_;
-    const std::string_view extension = path::extension(name_);
-    if (!extension.empty() && end.size() + 1 + extension.size() < room_) {
-      start = path::deletingExtension(name_);
+struct TrashName {
+  std::string item() const {
+    std::string end = number > 1 ? '.' + std::to_string(number) : "";
+    auto [start, extension] = path::splitExtension(name);
+    if (!extension.empty() && end.size() + 1 + extension.size() < room) {
       end += '.';
       end += extension;
+    } else {
+      start = name;
     }
-    item_ = utf8::cut(start, room_ - end.size());
-    item_ += end;
-    entry_ = item_;
-    entry_ += entryExtension;
+    return std::string(utf8::cut(start, room - end.size())) + end;
   }
+  std::string entry() const { return item().append(entryExtension); }
 
-  std::string_view name_;
-  std::size_t room_ = NAME_MAX - entryExtension.size();
-  unsigned number_ = 0;
-  std::string item_;
-  std::string entry_;
+  std::string_view name;
+  unsigned number = 1;
+  std::size_t room = NAME_MAX - entryExtension.size();
 };
 
 int createEntry(const TrashFolder& trash, TrashName& name, FileDescriptor& entry) {
+  // For a file system that takes shorter names than most.
+  constexpr std::size_t shortest = 16;
   int error = 0;
   do {
-    error = trash.info.createFile(name.entry().c_str(), S_IRUSR | S_IWUSR, entry);
-  } while (error == ENAMETOOLONG && name.shorten());
-  return error;
-}
-
-// A folder changes its parent only when it may be written itself. Its owner may see to that.
-int renameReadOnlyFolder(const ItemPlace& place, mode_t mode, const Folder& files,
-                         const char* newName) {
-  const char* const name = place.name.c_str();
-  if (place.folder.setPermissionsOf(name, mode | S_IWUSR) != 0) {
-    return EACCES;
-  }
-  const int error = place.folder.rename(name, files, newName);
-  if (error == 0) {
-    files.setPermissionsOf(newName, mode);
-  } else {
-    place.folder.setPermissionsOf(name, mode);
-  }
+    error = trash.info().createFile(name.entry().c_str(), S_IRUSR | S_IWUSR, entry);
+  } while (error == ENAMETOOLONG && (name.room /= 2) > shortest);
   return error;
 }
 
 // What lies under the new name already stays there.
 int moveItem(const ItemPlace& place, const Folder& files, const std::string& newName) {
+  const char* const name = place.name.c_str();
   struct stat status;
-  const bool isThere = place.folder.statusOf(place.name.c_str(), status) == 0;
-  if (!isThere || identityOf(status) != place.item) {
+  if (place.folder.statusOf(name, status) != 0 || identityOf(status) != place.item) {
     return ESTALE;  // another item may have taken its place
   }
-  const int error = place.folder.rename(place.name.c_str(), files, newName.c_str());
-  const bool isReadOnlyFolder = S_ISDIR(status.st_mode) && (status.st_mode & S_IWUSR) == 0;
-  return error == EACCES && isReadOnlyFolder
-             ? renameReadOnlyFolder(place, status.st_mode, files, newName.c_str())
-             : error;
+  int error = place.folder.rename(name, files, newName.c_str());
+  // A folder changes its parent only when it may be written itself. Its owner may see to that.
+  const mode_t mode = status.st_mode;
+  if (error == EACCES && S_ISDIR(mode) && (mode & S_IWUSR) == 0 &&
+      place.folder.setPermissionsOf(name, mode | S_IWUSR) == 0) {
+    error = place.folder.rename(name, files, newName.c_str());
+    if (error == 0) {
+      files.setPermissionsOf(newName.c_str(), mode);
+    } else {
+      place.folder.setPermissionsOf(name, mode);
+    }
+  }
+  return error;
 }
 
 // An item must not be in the Trash before its entry is on the disk, and the entry's name: nobody
 // would know any more where it came from.
-int writeEntryAndMoveItem(const TrashFolder& trash, const TrashName& name, std::string_view text,
-                          int entry, const ItemPlace& place) {
+int writeEntryAndMoveItem(const TrashFolder& trash, const std::string& newName,
+                          std::string_view text, int entry, const ItemPlace& place) {
   int error = writeAll(entry, std::as_bytes(std::span(text)));
   error = error == 0 ? syncToDisk(entry) : error;
-  error = error == 0 ? trash.info.sync() : error;
-  return error == 0 ? moveItem(place, trash.files, name.item()) : error;
+  error = error == 0 ? trash.info().sync() : error;
+  return error == 0 ? moveItem(place, trash.files(), newName) : error;
 }
 
-int moveWithEntry(const ItemPlace& place, const TrashFolder& trash) {
-  const std::string text = entryOf(place, trash.top);
-  TrashName name(place.name);
+int moveWithEntry(const ItemPlace& place, const TrashFolder& trash, const std::string& text) {
+  TrashName name{.name = place.name};
   // Each name is tried once: somebody who takes them all along with us is not waited for.
-  constexpr int mostNames = 100000;
+  constexpr unsigned mostNames = 100000;
   int error = EEXIST;
-  for (int i = 0; error == EEXIST && i < mostNames; ++i) {
-    name.goOn();
+  for (; error == EEXIST && name.number <= mostNames; ++name.number) {
     FileDescriptor entry;
     error = createEntry(trash, name, entry);
     if (error == 0) {
-      error = writeEntryAndMoveItem(trash, name, text, entry.get(), place);
+      error = writeEntryAndMoveItem(trash, name.item(), text, entry.get(), place);
       if (error != 0) {
-        trash.info.unlink(name.entry().c_str());
+        trash.info().unlink(name.entry().c_str());
       }
     }
   }
@@ -201,37 +163,28 @@ int moveWithEntry(const ItemPlace& place, const TrashFolder& trash) {
 }
 
 // EXDEV when the item cannot go to this Trash but may go to another one.
-int moveTo(ItemWay::Trash which, const ItemWay& way, const ItemPlace& place) {
+int moveTo(Trash which, const ItemPlace& place) {
   TrashFolder trash;
-  int error = way.open(which, trash);
-  if (error != 0) {
-    return error == ENOENT ? ENOENT : EXDEV;
-  }
-  error = moveWithEntry(place, trash);
+  int error = trash.open(which, place);
+  error = error == 0 ? moveWithEntry(place, trash, entryOf(place, which)) : error;
   if (error == 0) {
-    trash.made.keep();
+    trash.keep();
   }
   return error;
 }
 
-int moveToTrash(const ItemPlace& place) {
-  using Trash = ItemWay::Trash;
-  ItemWay way;
-  int error = way.follow(place);
-  if (error != 0) {
-    return error;
-  }
+bool moveToTrash(const ItemPlace& place) {
   // Another caller, whose own move was refused, may remove empty folders that it made and this one
   // has opened.
   constexpr int mostRounds = 10;
-  error = ENOENT;
+  int error = ENOENT;
   for (int round = 0; error == ENOENT && round < mostRounds; ++round) {
     error = EXDEV;
     for (const Trash which : {Trash::home, Trash::shared, Trash::own}) {
-      error = error == EXDEV ? moveTo(which, way, place) : error;
+      error = error == EXDEV ? moveTo(which, place) : error;
     }
   }
-  return error;
+  return error == 0;
 }
 
 }  // namespace
@@ -239,9 +192,7 @@ int moveToTrash(const ItemPlace& place) {
 
 bool OXMoveFileToTrashSync(OXStringView path) {
   OXFileReference item;
-  if (!OXReferenceFromPath(item, path)) {
-    return false;
-  }
-  const std::optional<ox::ItemPlace> place = ox::placeOf(item);
-  return place && ox::moveToTrash(*place) == 0;
+  ox::ItemPlace place;
+  return OXReferenceFromPath(item, path) && ox::findPlace(item, place) && ox::findTrashes(place) &&
+         ox::moveToTrash(place);
 }

@@ -4,9 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <climits>
+#include <string_view>
 
 #include "platform/desktop/Gio.h"
 #include "platform/files/Files.h"
@@ -21,22 +20,114 @@ using Access = Folder::Access;
 constexpr const char* sharedTrash = ".Trash";
 constexpr const char* ownTrash = ".Trash-";  // and the user's number
 
+// The item, and the folders from the root down to its own.
+using Passed = std::vector<Identity>;
+
+std::string userNumber() {
+  return std::to_string(::getuid());
+}
+
 // Whether an error says that no folder is there. No item was reached through one that may not be
 // searched, either.
 constexpr bool isAbsence(int error) noexcept {
   return error == ENOENT || error == ENOTDIR || error == ELOOP || error == EACCES;
 }
 
+bool passes(const Passed& passed, const Folder& folder, const std::string& name) noexcept {
+  struct stat status;
+  const int error = folder.statusOf(name.c_str(), status);
+  return error == 0 ? std::ranges::find(passed, identityOf(status)) != passed.end()
+                    : !isAbsence(error);
+}
+
+// All of ".Trash" stays while the user has a Trash in it.
+bool passesTrashAt(const Passed& passed, const Folder& top) {
+  Folder shared;
+  struct stat status;
+  int error = top.openFolder(sharedTrash, Access::use, shared);
+  error = error == 0 ? shared.statusOf(userNumber().c_str(), status) : error;
+  return passes(passed, top, ownTrash + userNumber()) ||
+         (error == 0 ? passes(passed, top, sharedTrash) : !isAbsence(error));
+}
+
+// Whether the item is a folder or link that the absolute `path` leads through, those that its links
+// lead through included.
+bool isOnWayTo(const std::string& path, const Identity& item) {
+  constexpr std::size_t mostLinks = 40;  // the kernel follows no more
+  std::vector<std::string> paths{path};  // and where the links on them lead
+  for (std::size_t i = 0; i < paths.size() && i <= mostLinks; ++i) {
+    std::string way(path::withoutTrailingSlashes(paths[i]));
+    for (; way != "/"; way = path::deletingLastComponent(way)) {
+      const PathBuffer place(way);
+      const auto status = files::statusOfLink(place);
+      if (status && identityOf(*status) == item) {
+        return true;
+      }
+      // Those below the same links lead through the same places again.
+      auto linked = files::linkedPath(place);
+      if (linked && std::ranges::find(paths, *linked) == paths.end()) {
+        paths.push_back(std::move(*linked));
+      }
+    }
+  }
+  return false;
+}
+
+// Each link that leads there stays as well: without it the Trash could not be found again.
+bool passesHomeTrash(const Passed& passed, const std::string& home) {
+  if (home.empty()) {
+    return false;
+  }
+  if (isOnWayTo(home, passed.front())) {
+    return true;
+  }
+  Folder trash;
+  const int error = Folder::open(home.c_str(), Access::use, Folder::Links::follow, trash);
+  return error == 0 ? passes(passed, trash, ".") : !isAbsence(error);
+}
+
 }  // namespace
 
-MadeFolders::~MadeFolders() {
+bool findTrashes(ItemPlace& place) {
+  Passed passed{place.item};
+  std::vector<Folder> tops;  // of the mounts that the item is below
+  std::string way = place.path;
+  path::endWithSeparator(way);
+  for (std::size_t slash = 0; slash != std::string::npos; slash = way.find('/', slash + 1)) {
+    const std::string path = way.substr(0, std::max<std::size_t>(slash, 1));
+    Folder folder;
+    struct stat status;
+    if (Folder::open(path.c_str(), Access::use, Folder::Links::refuse, folder) != 0 ||
+        folder.status(status) != 0) {
+      return false;
+    }
+    passed.push_back(identityOf(status));
+    const Mount mount(folder.mountId(), status.st_dev);
+    if (tops.empty() || mount != place.mount) {
+      tops.push_back(std::move(folder));
+      place.topPath = path;
+    }
+    place.mount = mount;
+  }
+  if (const auto data = files::userDataFolder()) {
+    place.home = path::appendingComponent(*data, "Trash");
+  }
+  const bool passesTrash =
+      std::ranges::any_of(tops, [&](const Folder& top) { return passesTrashAt(passed, top); });
+  place.top = std::move(tops.back());
+  return !passesTrash && !passesHomeTrash(passed, place.home);
+}
+
+TrashFolder::~TrashFolder() {
   for (; !made_.empty(); made_.pop_back()) {
     made_.back().first.removeFolder(made_.back().second.c_str());
   }
 }
 
-int MadeFolders::open(const Folder& parent, const std::string& name, Access access,
-                      std::optional<uid_t> owner, Folder& opened) {
+// Opens a folder, and makes it when it is missing. ENOENT only when somebody removes `parent`, or
+// the folder, meanwhile. EPERM when there is an `owner` and the folder belongs to somebody else.
+int TrashFolder::openMade(const Folder& parent, const std::string& name, Access access,
+                          std::optional<uid_t> owner, Folder& opened) {
   std::pair<Folder, std::string> made(Folder(), name);
   int error = parent.openFolder(".", Access::use, made.first);
   if (error != 0) {
@@ -56,181 +147,58 @@ int MadeFolders::open(const Folder& parent, const std::string& name, Access acce
   return error == ENOENT && notMade != 0 && notMade != EEXIST ? notMade : error;
 }
 
-int ItemWay::look(const Folder& folder, Spot& spot) noexcept {
-  struct stat status {};
-  const int error = folder.status(status);
-  spot = {.identity = identityOf(status), .mount = folder.mountId()};
-  return error;
-}
-
-// A bind mount has the device of what it shows, and a mount may have several devices. Nothing can
-// be renamed across either.
-bool ItemWay::isSameMount(const Spot& a, const Spot& b) noexcept {
-  return a.mount == b.mount && a.identity.device == b.identity.device;
-}
-
-int ItemWay::reachTop(Folder top, const std::string& path) {
-  if (passesTrashAt(top)) {
-    return EBUSY;
-  }
-  if (!top_.isOpen()) {
-    top_ = std::move(top);
-    topPath_ = path;
-  }
-  return 0;
-}
-
-int ItemWay::follow(const ItemPlace& place) {
-  user_ = std::to_string(::getuid());
-  if (const auto data = files::userDataFolder()) {
-    home_ = path::appendingComponent(*data, "Trash");
-  }
-  passed_ = {place.item};
-  std::string path = place.path;
-  Folder folder;
-  Spot spot;
-  int error = place.folder.openFolder(".", Access::use, folder);
-  error = error == 0 ? look(folder, spot) : error;
-  first_ = spot;
-  for (bool isRoot = false; error == 0 && !isRoot;) {
-    passed_.push_back(spot.identity);
-    isRoot = path == "/";
-    Folder parent;
-    Spot above;
-    error = folder.openFolder("..", Access::use, parent);
-    error = error == 0 ? look(parent, above) : error;
-    if (error == 0 && (isRoot || !isSameMount(above, spot))) {
-      error = reachTop(std::move(folder), path);
-    }
-    path = path::deletingLastComponent(path);
-    folder = std::move(parent);
-    spot = above;
-  }
-  return error == 0 && passesHomeTrash() ? EBUSY : error;
-}
-
-bool ItemWay::passes(const Folder& folder, const std::string& name) const noexcept {
-  struct stat status;
-  const int error = folder.statusOf(name.c_str(), status);
-  return error == 0 ? std::ranges::find(passed_, identityOf(status)) != passed_.end()
-                    : !isAbsence(error);
-}
-
-// All of ".Trash" stays while the user has a Trash in it.
-bool ItemWay::passesTrashAt(const Folder& top) const {
-  Folder shared;
-  struct stat status;
-  int error = top.openFolder(sharedTrash, Access::use, shared);
-  error = error == 0 ? shared.statusOf(user_.c_str(), status) : error;
-  return passes(top, ownTrash + user_) ||
-         (error == 0 ? passes(top, sharedTrash) : !isAbsence(error));
-}
-
-// Whether the item is a folder or link that the absolute path `rest` leads through, those that its
-// links lead through included.
-bool ItemWay::isOnWayTo(std::string rest) const {
-  constexpr int mostLinks = 40;  // the kernel follows no more
-  std::string folder = "/";
-  std::array<char, PATH_MAX> target;
-  for (int links = 0; !rest.empty() && links <= mostLinks;) {
-    const std::string name = rest.substr(0, rest.find('/'));
-    rest.erase(0, name.size() + 1);
-    if (name.empty() || name == ".") {
-      continue;
-    }
-    if (name == "..") {
-      folder = path::deletingLastComponent(folder);
-      continue;
-    }
-    std::string path = path::appendingComponent(folder, name);
-    const auto status = files::statusOfLink(PathBuffer(path));
-    if (!status || identityOf(*status) == passed_.front()) {
-      return status.has_value();
-    }
-    const auto linked = files::readLink(PathBuffer(path), target);
-    if (!linked) {
-      folder = std::move(path);
-      continue;
-    }
-    ++links;
-    rest = path::appendingComponent(*linked, rest);
-    if (linked->starts_with('/')) {
-      folder = "/";
-    }
-  }
-  return false;
-}
-
-// Each link that leads there stays as well: without it the Trash could not be found again.
-bool ItemWay::passesHomeTrash() const {
-  if (home_.empty()) {
-    return false;
-  }
-  if (isOnWayTo(home_)) {
-    return true;
-  }
-  Folder trash;
-  const int error = Folder::open(home_.c_str(), Access::use, Folder::Links::follow, trash);
-  return error == 0 ? passes(trash, ".") : !isAbsence(error);
-}
-
-int ItemWay::openHome(MadeFolders& made, Folder& opened) const {
-  if (home_.empty()) {
+int TrashFolder::openHome(const ItemPlace& place, Folder& opened) {
+  if (place.home.empty()) {
     return EXDEV;
   }
-  std::string path = home_;
+  std::string path = place.home;
   std::vector<std::string> missing;
   while (Folder::open(path.c_str(), Access::use, Folder::Links::follow, opened) != 0 &&
          path != "/") {
     missing.emplace_back(path::lastComponent(path));
     path = path::deletingLastComponent(path);
   }
-  Spot spot;
-  int error = look(opened, spot);
-  if (error != 0 || !isSameMount(spot, first_)) {
+  struct stat status;
+  if (opened.status(status) != 0 || Mount(opened.mountId(), status.st_dev) != place.mount) {
     return EXDEV;
   }
+  int error = 0;
   for (; error == 0 && !missing.empty(); missing.pop_back()) {
     const Folder parent = std::move(opened);
-    error = made.open(parent, missing.back(), Access::use, std::nullopt, opened);
+    error = openMade(parent, missing.back(), Access::use, std::nullopt, opened);
   }
   return error;
 }
 
-int ItemWay::openAtTop(Trash which, MadeFolders& made, Folder& opened) const {
-  if (!gio::isUserMount(topPath_.c_str())) {
+int TrashFolder::openAtTop(Trash which, const ItemPlace& place, Folder& opened) {
+  if (!gio::isUserMount(place.topPath.c_str())) {
     return EXDEV;
   }
   if (which == Trash::own) {
-    return made.open(top_, ownTrash + user_, Access::use, ::getuid(), opened);
+    return openMade(place.top, ownTrash + userNumber(), Access::use, ::getuid(), opened);
   }
   // An administrator made it, with the sticky bit, so that nobody moves what others have in it.
   Folder shared;
   struct stat status;
-  if (top_.openFolder(sharedTrash, Access::use, shared) != 0 || shared.status(status) != 0 ||
+  if (place.top.openFolder(sharedTrash, Access::use, shared) != 0 || shared.status(status) != 0 ||
       (status.st_mode & S_ISVTX) == 0) {
     return EXDEV;
   }
-  return made.open(shared, user_, Access::use, ::getuid(), opened);
+  return openMade(shared, userNumber(), Access::use, ::getuid(), opened);
 }
 
-int ItemWay::open(Trash which, TrashFolder& trash) const {
+int TrashFolder::open(Trash which, const ItemPlace& place) {
   Folder folder;
-  int error =
-      which == Trash::home ? openHome(trash.made, folder) : openAtTop(which, trash.made, folder);
+  int error = which == Trash::home ? openHome(place, folder) : openAtTop(which, place, folder);
   struct stat status;
   error = error == 0 ? folder.status(status) : error;
   if (error == 0) {
     const uid_t owner = status.st_uid;
     // The folder of the entries will be synced, which takes the permission to read it.
-    error = trash.made.open(folder, "info", Access::list, owner, trash.info);
-    error = error == 0 ? trash.made.open(folder, "files", Access::use, owner, trash.files) : error;
+    error = openMade(folder, "info", Access::list, owner, info_);
+    error = error == 0 ? openMade(folder, "files", Access::use, owner, files_) : error;
   }
-  if (which != Trash::home) {
-    trash.top = topPath_;
-    path::endWithSeparator(trash.top);
-  }
-  return error;
+  return error == 0 || error == ENOENT ? error : EXDEV;
 }
 
 }  // namespace ox

@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <optional>
 #include <string>
 #include <utility>
 
@@ -17,6 +16,8 @@
 namespace ox {
 namespace {
 
+using Access = Folder::Access;
+
 // Whether a folder may be made and moved by this name and all that its extensions are dropped to,
 // without the path leading out of the folder that it is made in.
 bool isSafeFolderName(std::string_view name) noexcept {
@@ -26,71 +27,53 @@ bool isSafeFolderName(std::string_view name) noexcept {
   return !name.empty() && name != "." && name != "..";
 }
 
-// A scratch folder, in which a name is tried out before a folder of that name is made for the
-// caller. The name alone decides what a package is; the trial decides only whether a move fails.
+// Opens the scratch folder at `path`, and the folder that it is in. False when another item has
+// taken its place already.
+bool openScratch(const std::string& path, Folder& parent, Folder& scratch,
+                 struct ::stat& status) noexcept {
+  const PathBuffer parentPath(path::deletingLastComponent(path));
+  return Folder::open(parentPath.c_str(), Access::use, Folder::Links::follow, parent) == 0 &&
+         parent.openFolder(path::lastComponent(path).data(), Access::use, scratch) == 0 &&
+         scratch.status(status) == 0 &&
+         // As it was made: nobody else can have moved a folder here that is so.
+         status.st_uid == ::geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+}
+
+// Tries a folder of this name out in a scratch folder, before one is made for the caller: drops the
+// name's extensions until it is no package. The name alone decides what a package is; the trial
+// decides only whether a move fails. Gives the name that remains; no value when there is no scratch
+// folder or a move fails, and then all is left where it is.
 //
 // Others may be able to rename what is in the temporary folder. So everything goes by the open
 // scratch folder, and only what was made in it is moved and removed, never with any contents.
-class Trial {
- public:
-  // No value when there is no scratch folder, or another item has taken its place already.
-  static std::optional<Trial> start() {
-    const OXString path = OXCreateTemporaryDirectory();
-    Trial trial;
-    if (!path || !trial.open(*path)) {
+OXString unpackagedName(std::string name) {
+  const OXString path = OXCreateTemporaryDirectory();
+  Folder parent;
+  Folder scratch;
+  struct ::stat made;
+  if (!path || !openScratch(*path, parent, scratch, made)) {
+    return std::nullopt;
+  }
+  // One that cannot be made loses its extensions all the same, because the final folder may well be
+  // made.
+  const bool isMade = scratch.makeFolder(name.c_str(), S_IRWXU) == 0;
+  while (hasPackageExtension(name)) {
+    std::string shorter(path::deletingExtension(name));
+    if (isMade && scratch.rename(name.c_str(), scratch, shorter.c_str()) != 0) {
       return std::nullopt;
     }
-    return trial;
+    name = std::move(shorter);
   }
-
-  // Makes a folder and drops its name's extensions until it is no package. One that cannot be made
-  // loses them all the same, because the final folder may well be made. Gives the name that
-  // remains; no value when a move fails, and then all is left where it is.
-  OXString unpackagedName(std::string name) const {
-    const bool isMade = scratch_.makeFolder(name.c_str(), S_IRWXU) == 0;
-    while (hasPackageExtension(name)) {
-      std::string shorter(path::deletingExtension(name));
-      if (isMade && scratch_.rename(name.c_str(), scratch_, shorter.c_str()) != 0) {
-        return std::nullopt;
-      }
-      name = std::move(shorter);
-    }
-    if (isMade) {
-      scratch_.removeFolder(name.c_str());
-    }
-    removeScratch();
-    return name;
+  if (isMade) {
+    scratch.removeFolder(name.c_str());
   }
-
- private:
-  Trial() = default;
-
-  bool open(const std::string& path) {
-    name_ = path::lastComponent(path);
-    struct ::stat status;
-    if (Folder::open(std::string(path::deletingLastComponent(path)).c_str(), Folder::Access::use,
-                     Folder::Links::follow, parent_) != 0 ||
-        parent_.openFolder(name_.c_str(), Folder::Access::use, scratch_) != 0 ||
-        scratch_.status(status) != 0) {
-      return false;
-    }
-    identity_ = identityOf(status);
-    // As it was made: nobody else can have moved a folder here that is so.
-    return status.st_uid == ::geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+  const char* const scratchName = path::lastComponent(*path).data();
+  struct ::stat found;
+  if (parent.statusOf(scratchName, found) == 0 && identityOf(found) == identityOf(made)) {
+    parent.removeFolder(scratchName);
   }
-
-  void removeScratch() const noexcept {
-    struct ::stat status;
-    if (parent_.statusOf(name_.c_str(), status) == 0 && identityOf(status) == identity_) {
-      parent_.removeFolder(name_.c_str());
-    }
-  }
-
-  Folder parent_;
-  Folder scratch_;
-  std::string name_;
-  Identity identity_;
-};
+  return name;
+}
 
 // Exclusive creation decides: whoever is told that the name is taken goes on to the next.
 OXString createFreeFolder(std::string_view name, std::string_view destination) {
@@ -110,8 +93,8 @@ OXString OXSafelyCreateArchiveSubdir(OXStringView name, OXStringView destination
   }
   return ox::orBadAlloc([&] {
     std::string folderName(deletePathExtension ? ox::path::deletingExtension(*name) : *name);
-    const auto trial = ox::isSafeFolderName(folderName) ? ox::Trial::start() : std::nullopt;
-    const OXString finalName = trial ? trial->unpackagedName(std::move(folderName)) : std::nullopt;
+    const bool isSafe = ox::isSafeFolderName(folderName);
+    const OXString finalName = isSafe ? ox::unpackagedName(std::move(folderName)) : std::nullopt;
     return finalName ? ox::createFreeFolder(*finalName, *destination) : std::nullopt;
   });
 }

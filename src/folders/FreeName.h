@@ -10,8 +10,6 @@
 #include <string_view>
 #include <utility>
 
-#include "naming/ArchiveExtension.h"
-
 namespace ox {
 
 // The counter of a name: 1, 2, 3, … It is a signed 32-bit number, and after the largest comes the
@@ -33,37 +31,20 @@ class FreeName {
   std::string take() noexcept { return std::move(path_); }
 
  private:
-  // What a listing of the folder shows of a run of counters.
-  struct Listing {
-    explicit Listing(std::int32_t counter) noexcept : first(counter) {}
-
-    // The counter's place in the run; not in it when that is too large.
-    std::uint32_t place(std::int32_t counter) const noexcept {
-      return static_cast<std::uint32_t>(counter) - static_cast<std::uint32_t>(first);
-    }
-    bool covers(std::int32_t counter) const noexcept { return place(counter) < taken.size(); }
-
-    std::int32_t first;
-    std::bitset<std::size_t{1} << 15> taken;
-  };
-
-  void startCounting();
-  void writeCounter();
-  bool isListedAsTaken();
+  bool writeNext();
+  void writeCounter(std::int32_t counter);
   void listFolder();
-  void addIfNumbered(std::string_view entryName);
 
   std::string_view name_;
   std::string_view directory_;
-  std::string_view label_;
-  ArchiveExtension extension_;
-  std::string path_;             // the candidate
-  std::size_t nameStart_ = 0;    // where its last component starts
-  std::size_t numberStart_ = 0;  // where the counter goes
+  std::string label_;              // what is before the counter
+  std::string afterNumber_ = ")";  // and the extension
+  std::string path_;               // the candidate
+  std::size_t nameStart_ = 0;      // where its last component starts
+  std::size_t numberStart_ = 0;    // where the counter goes
   std::int32_t counter_ = 0;
-  int probes_ = 0;
-  bool mayList_ = true;
-  std::optional<Listing> listing_;
+  // What a listing of the folder shows, by counter; larger ones are asked for one by one.
+  std::optional<std::bitset<std::size_t{1} << 16>> taken_;
 };
 
 }  // namespace ox

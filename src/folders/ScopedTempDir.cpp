@@ -20,14 +20,8 @@ std::atomic<int>* memoryWipedOnFork() noexcept {
   constexpr std::size_t size = sizeof(std::atomic<int>);
   void* const memory =
       ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED) {
-    return nullptr;
-  }
-  if (::madvise(memory, size, MADV_WIPEONFORK) != 0) {
-    ::munmap(memory, size);
-    return nullptr;
-  }
-  return new (memory) std::atomic<int>(0);
+  const bool isWiped = memory != MAP_FAILED && ::madvise(memory, size, MADV_WIPEONFORK) == 0;
+  return isWiped ? new (memory) std::atomic<int>(0) : nullptr;
 }
 
 // Tells this process from those that it is a forked copy of. Process numbers do not: in a namespace

@@ -19,36 +19,26 @@ OXString makeFolder(const OXString& parent, std::string_view name) {
   return folder;
 }
 
-// Both values are kept until the process ends, so that destructors that run late may ask for them.
-
-const OXString& appSupportDir() {
-  static const OXString& kOXAppSupportDirPath =
-      *new OXString(makeFolder(files::userDataFolder(), "Orvex"));
-  return kOXAppSupportDirPath;
-}
-
-const OXString& userCodecsPath() {
-  static const OXString& kOXUserCodecsPath = *new OXString(makeFolder(appSupportDir(), "codecs"));
-  return kOXUserCodecsPath;
-}
-
 }  // namespace
 }  // namespace ox
 
+// Both values are kept until the process ends, so that destructors that run late may ask for them.
+
 OXString OXAppSupportDir() {
-  return ox::appSupportDir();
+  static const OXString& kOXAppSupportDirPath =
+      *new OXString(ox::makeFolder(ox::files::userDataFolder(), "Orvex"));
+  return kOXAppSupportDirPath;
 }
 
 OXString OXUserCodecsPath() {
-  return ox::userCodecsPath();
+  static const OXString& kOXUserCodecsPath =
+      *new OXString(ox::makeFolder(OXAppSupportDir(), "codecs"));
+  return kOXUserCodecsPath;
 }
 
 OXString OXRARCodecPath() {
-  const OXString& codecs = ox::userCodecsPath();
-  if (!codecs) {
-    return std::nullopt;
-  }
-  return ox::path::appendingComponent(*codecs, "rar/rar");
+  const OXString codecs = OXUserCodecsPath();
+  return codecs ? OXString(ox::path::appendingComponent(*codecs, "rar/rar")) : std::nullopt;
 }
 
 const std::string_view kOXCodecErrorDomain = "OrvexKitCodecError";

@@ -12,22 +12,20 @@ namespace {
 constexpr std::string_view scratchPattern = ".orvx.XXXXXX";
 constexpr std::string_view uniquePattern = "Vantrel.XXXXXX";
 
-bool hasNoNul(std::string_view path) noexcept {
-  return path.find('\0') == std::string_view::npos;
-}
-
-OXString createScratchFolder(std::string_view base) {
-  OXString folder = path::appendingComponent(base, scratchPattern);
-  if (!hasNoNul(*folder) || !files::createUniqueFolder(folder->data())) {
+// In the user's temporary folder for a null `base`.
+OXString createScratchFolder(OXStringView base) {
+  try {
+    OXString folder = path::appendingComponent(
+        base ? *base : std::string_view(files::temporaryFolder()), scratchPattern);
+    const bool holdsNul = folder->find('\0') != std::string::npos;
+    if (!holdsNul && files::createUniqueFolder(folder->data())) {
+      return folder;
+    }
     // The function is called otherwise, but whoever looks for this line looks for these words.
     logLine("mkstemp failed to generate a temp dir!");
-    folder.reset();
+  } catch (const std::bad_alloc&) {
+    logLine("Could not allocate memory for generating temp dir name!");
   }
-  return folder;
-}
-
-OXString noMemoryForScratchFolder() noexcept {
-  logLine("Could not allocate memory for generating temp dir name!");
   return std::nullopt;
 }
 
@@ -39,19 +37,11 @@ OXString OXCreateTemporaryDirectoryInDir(OXStringView baseDir) {
     ox::logLine("Temp base dir is nil! Using /tmp/ as a fallback!");
     baseDir = "/tmp/";
   }
-  try {
-    return ox::createScratchFolder(*baseDir);
-  } catch (const std::bad_alloc&) {
-    return ox::noMemoryForScratchFolder();
-  }
+  return ox::createScratchFolder(baseDir);
 }
 
 OXString OXCreateTemporaryDirectory() {
-  try {
-    return ox::createScratchFolder(ox::files::temporaryFolder());
-  } catch (const std::bad_alloc&) {
-    return ox::noMemoryForScratchFolder();
-  }
+  return ox::createScratchFolder(std::nullopt);
 }
 
 OXString OXCreateUniqueTempDir() {

@@ -2,7 +2,6 @@
 
 #include <bit>
 #include <limits>
-#include <new>
 #include <stdexcept>
 
 #include "platform/objects/BadAlloc.h"
@@ -26,12 +25,9 @@ OXArchivedFile::~OXArchivedFile() = default;
 
 void OXArchivedFile::setPath(OXStringView path) {
   if (path) {
-    // Into the memory that the old path leaves, if it had any.
     const std::string_view kept = path->substr(0, ox::lengthToKeep(*path));
-    if (kept.size() > std::string().max_size()) {
-      throw std::bad_alloc();
-    }
-    path_ = kept;
+    // Into the memory that the old path leaves, if it had any.
+    ox::orBadAlloc([&] { path_ = kept; });
   } else {
     path_.reset();
   }

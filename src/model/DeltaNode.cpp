@@ -29,7 +29,16 @@ std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::childList() const noexcept 
   return ox::getGuarded(lock_, contents_.children);
 }
 
-std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::makeChildList() {
+std::shared_ptr<const OXDeltaNode::List> OXDeltaNode::children() const noexcept {
+  std::shared_ptr<ChildList> list = childList();
+  const List* const nodes = list ? &list->nodes() : nullptr;
+  return {std::move(list), nodes};
+}
+
+void OXDeltaNode::addChild(std::shared_ptr<OXDeltaNode> node) {
+  if (node == nullptr) {
+    return;
+  }
   std::shared_ptr<ChildList> list = childList();
   if (list == nullptr) {
     std::shared_ptr<ChildList> made = ChildList::make();
@@ -39,19 +48,7 @@ std::shared_ptr<OXDeltaNode::ChildList> OXDeltaNode::makeChildList() {
     }
     list = contents_.children;
   }
-  return list;
-}
-
-std::shared_ptr<const OXDeltaNode::List> OXDeltaNode::children() const noexcept {
-  std::shared_ptr<ChildList> list = childList();
-  const List* const nodes = list ? &list->nodes() : nullptr;
-  return {std::move(list), nodes};
-}
-
-void OXDeltaNode::addChild(std::shared_ptr<OXDeltaNode> node) {
-  if (node != nullptr) {
-    makeChildList()->add(std::move(node));
-  }
+  list->add(std::move(node));
 }
 
 std::shared_ptr<OXDeltaNode> OXDeltaNode::childNamed(OXStringView name) const {

@@ -20,37 +20,29 @@ class OXDeltaNode::Walk {
     enter(std::move(start));
     while (!levels_.empty()) {
       Level& level = levels_.back();
-      if (level.next == level.visit.nodes().size()) {
+      const List& nodes = level.list->nodes();
+      if (level.next == nodes.size()) {
         levels_.pop_back();
       } else {
-        level.prefix.restore(relative_);
-        report(*level.visit.nodes()[level.next++]);
+        relative_.resize(level.prefixEnd);
+        relative_.append(level.prefixSlashes, '/');
+        report(*nodes[level.next++]);
       }
     }
   }
 
  private:
-  // What has to be known of a path to come back to it after components were appended to it, which
-  // takes slashes off its end.
-  class Prefix {
-   public:
-    explicit Prefix(const std::string& path)
-        : end_(path.find_last_not_of('/') + 1), slashes_(path.size() - end_) {}
-
-    void restore(std::string& path) const {
-      path.resize(end_);
-      path.append(slashes_, '/');
-    }
-
-   private:
-    std::size_t end_;  // 0 when there is nothing but slashes
-    std::size_t slashes_;
+  struct EndVisit {
+    void operator()(ChildList* list) const noexcept { list->endVisit(); }
   };
 
   struct Level {
-    Visit visit;
+    std::shared_ptr<ChildList> list;
+    std::unique_ptr<ChildList, EndVisit> visit;  // of the list, which nobody adds to until its end
     std::size_t next;
-    Prefix prefix;
+    // The path that leads here. What is appended to it takes the slashes off its end.
+    std::size_t prefixEnd;  // 0 when there is nothing but slashes
+    std::size_t prefixSlashes;
   };
 
   void report(const OXDeltaNode& node) {
@@ -79,10 +71,16 @@ class OXDeltaNode::Walk {
   }
 
   void enter(std::shared_ptr<ChildList> list) {
-    Visit visit(std::move(list));
-    refuseCircle(visit.nodes());
-    if (!visit.nodes().empty()) {
-      levels_.push_back({std::move(visit), 0, Prefix(relative_)});
+    list->beginVisit();
+    std::unique_ptr<ChildList, EndVisit> visit(list.get());
+    refuseCircle(*list);
+    if (!list->nodes().empty()) {
+      const std::size_t end = relative_.find_last_not_of('/') + 1;
+      levels_.push_back({.list = std::move(list),
+                         .visit = std::move(visit),
+                         .next = 0,
+                         .prefixEnd = end,
+                         .prefixSlashes = relative_.size() - end});
     }
   }
 
@@ -90,18 +88,15 @@ class OXDeltaNode::Walk {
   // depths that are multiples of 1, of 2, of 4 and so on. Let p be the largest power of two that is
   // no longer than the cycle: a multiple of p is passed in the first round, and is still one of the
   // last two when its list repeats, within the second round.
-  void refuseCircle(const List& nodes) const {
+  void refuseCircle(const ChildList& list) const {
     const std::size_t depth = levels_.size();
     for (std::size_t step = 1; step <= depth; step *= 2) {
       const std::size_t last = (depth - 1) / step * step;
-      if (isAt(last, nodes) || (last != 0 && isAt(last - step, nodes))) {
+      if (levels_[last].list.get() == &list ||
+          (last != 0 && levels_[last - step].list.get() == &list)) {
         ox::fatalError("a node is below itself in the tree that is being walked");
       }
     }
-  }
-
-  bool isAt(std::size_t level, const List& nodes) const {
-    return &levels_[level].visit.nodes() == &nodes;
   }
 
   const TraversalCallback& callback_;

@@ -1,50 +1,50 @@
-#include "naming/ArchiveExtension.h"
-
 #include "OrvexKit/OXFileUtil.h"
+
+#include <algorithm>
+#include <string>
+
 #include "platform/files/Path.h"
 #include "platform/objects/BadAlloc.h"
 
 namespace ox {
 namespace {
 
-// Whether the extension of `path`, which does not end in a slash, is "tar" in any case: one look at
-// its end in place of a second search.
-bool hasTarExtension(std::string_view path) noexcept {
-  constexpr std::string_view ending = ".tar";
-  return path.size() > ending.size() &&
-         path::equalIgnoringCase(path.substr(path.size() - ending.size()), ending) &&
-         path[path.size() - ending.size() - 1] != '/';
-}
-
-}  // namespace
+// An archive extension, in two parts that follow each other.
+struct ArchiveExtension {
+  std::string_view tar;  // "tar." or nothing: in lower case, however the name has it
+  std::string_view last;
+};
 
 ArchiveExtension archiveExtension(std::string_view path) noexcept {
   const auto [rest, extension] = path::splitExtension(path);
-  if (extension.empty() || !hasTarExtension(rest)) {
-    return {extension, false};
-  }
-  const std::size_t tarStart = rest.size() - ArchiveExtension::tar.size();
-  return {path.substr(tarStart, ArchiveExtension::tar.size() + 1 + extension.size()), true};
+  // Whether the extension of `rest` is "tar": one look at its end in place of a second search.
+  constexpr std::size_t length = std::string_view("x.tar").size();
+  const std::string_view end = rest.substr(std::max(rest.size(), length) - length);
+  const bool isTar =
+      end.size() == length && end.front() != '/' && path::equalIgnoringCase(end.substr(1), ".tar");
+  return {isTar && !extension.empty() ? "tar." : "", extension};
 }
 
-std::string_view deletingArchiveExtension(std::string_view path) noexcept {
-  // The cut goes by length, never by matching text: slashes at the end of the path are counted in.
-  // Strictly longer, so that something is left.
-  const std::size_t cut = archiveExtension(path).length();
-  const bool leavesSomething = cut != 0 && path.size() - 1 > cut;
-  return leavesSomething ? path.substr(0, path.size() - 1 - cut) : path;
-}
-
+}  // namespace
 }  // namespace ox
 
 OXString OXFileUtilAdditions::archiveExtension(OXStringView path) {
-  OXString text;
-  if (path) {
-    ox::orBadAlloc([&] { ox::archiveExtension(*path).appendTo(text.emplace()); });
+  if (!path) {
+    return std::nullopt;
   }
-  return text;
+  return ox::orBadAlloc([path] {
+    const auto [tar, last] = ox::archiveExtension(*path);
+    std::string text(tar);
+    text += last;
+    return text;
+  });
 }
 
 OXString OXFileUtilAdditions::stringByDeletingArchiveExtension(OXStringView path) {
-  return OXString(path ? OXStringView(ox::deletingArchiveExtension(*path)) : path);
+  // The cut goes by length, never by matching text: slashes at the end of the path are counted in.
+  // Strictly longer, so that something is left.
+  const auto [tar, last] = ox::archiveExtension(*path);
+  const std::size_t cut = tar.size() + last.size();
+  const bool leavesSomething = cut != 0 && path->size() - 1 > cut;
+  return OXString(leavesSomething ? OXStringView(path->substr(0, path->size() - 1 - cut)) : path);
 }

@@ -11,65 +11,53 @@
 namespace ox {
 namespace {
 
-// What the first volume's path has after the part that it shares with the given one: some text,
-// then a number `digits` wide (none when 0), then some text.
-struct FirstVolumeEnding {
+// A first volume's path: what it shares with the given one, a number `digits` wide (none when 0),
+// and what follows that.
+struct FirstVolume {
   std::string_view shared;
-  std::string_view beforeNumber;
   std::size_t digits;
-  std::string_view afterNumber;
+  std::string_view ending;
 };
 
-// "name.partN.rar". The characters after "part" are counted, not read.
-std::optional<FirstVolumeEnding> partVolume(std::string_view withoutRar) noexcept {
-  const auto [base, inner] = path::splitExtension(withoutRar);
-  constexpr std::string_view part = "part";
-  if (!inner.starts_with(part) || inner.size() == part.size()) {
-    return std::nullopt;
-  }
-  return FirstVolumeEnding{base, ".part", inner.size() - part.size(), ".rar"};
-}
-
-// "name.ext.001" and "name.r00".
-std::optional<FirstVolumeEnding> numberedVolume(std::string_view base,
-                                                std::string_view extension) noexcept {
-  if (std::ranges::all_of(extension, path::isDigit)) {
-    if (path::extension(base).empty()) {
+std::optional<FirstVolume> firstVolumeOf(std::string_view path) noexcept {
+  const auto [rest, extension] = path::splitExtension(path);
+  const std::string_view inner = path::extension(rest);
+  if (extension == "rar") {
+    // "name.partN.rar". The characters after "part" are counted, not read.
+    constexpr std::string_view part = "part";
+    if (!inner.starts_with(part) || inner.size() == part.size()) {
       return std::nullopt;
     }
-    return FirstVolumeEnding{base, ".", extension.size(), ""};
+    const std::size_t digits = inner.size() - part.size();
+    return FirstVolume{rest.substr(0, rest.size() - digits), digits, ".rar"};
   }
-  if (extension.front() == 'r' && std::ranges::all_of(extension.substr(1), path::isDigit)) {
-    return FirstVolumeEnding{base, ".rar", 0, ""};
+  if (extension.empty() || !std::ranges::all_of(extension.substr(1), path::isDigit)) {
+    return std::nullopt;
+  }
+  const std::string_view upToDot = path.substr(0, rest.size() + 1);
+  if (path::isDigit(extension.front()) && !inner.empty()) {
+    return FirstVolume{upToDot, extension.size(), ""};  // "name.ext.001"
+  }
+  if (extension.front() == 'r') {
+    return FirstVolume{upToDot, 0, "rar"};  // "name.r00"
   }
   return std::nullopt;
 }
 
-std::optional<FirstVolumeEnding> firstVolumeOf(std::string_view path) noexcept {
-  const auto [rest, extension] = path::splitExtension(path);
-  if (extension.empty()) {
-    return std::nullopt;
-  }
-  return extension == "rar" ? partVolume(rest) : numberedVolume(rest, extension);
-}
-
 void appendFirstNumber(std::string& text, std::size_t digits) {
+  text.append(digits, '0');
   if (digits > 0) {
-    text.append(digits - 1, '0');
-    text += '1';
+    text.back() = '1';
   }
 }
 
 std::string firstVolumeOrPath(std::string_view path) {
   std::string answer;
-  if (const std::optional<FirstVolumeEnding> ending = firstVolumeOf(path)) {
-    // Room for either answer, so that one allocation does for both.
-    answer.reserve(std::max(path.size(), ending->shared.size() + ending->beforeNumber.size() +
-                                             ending->digits + ending->afterNumber.size()));
-    answer = ending->shared;
-    answer += ending->beforeNumber;
-    appendFirstNumber(answer, ending->digits);
-    answer += ending->afterNumber;
+  answer.reserve(path.size() + 2);  // one allocation, for what is the longest: "x.r" => "x.rar"
+  if (const std::optional<FirstVolume> volume = firstVolumeOf(path)) {
+    answer = volume->shared;
+    appendFirstNumber(answer, volume->digits);
+    answer += volume->ending;
     if (answer == path || files::itemExists(PathBuffer(answer))) {
       return answer;
     }
@@ -88,9 +76,8 @@ OXString OXGetFirstArchiveVolumePath(OXStringView path) {
 
 OXString _OXFirstArchiveVolumeExtension(OXUnsignedWord digits) {
   return ox::orBadAlloc([digits] {
-    std::string number;
-    number.reserve(digits);
-    ox::appendFirstNumber(number, digits);
-    return OXString(std::move(number));
+    OXString number(std::in_place);
+    ox::appendFirstNumber(*number, digits);
+    return number;
   });
 }

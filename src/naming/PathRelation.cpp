@@ -1,8 +1,7 @@
 #include "OrvexKit/OXFileUtil.h"
 
-#include <array>
-#include <climits>
 #include <string_view>
+#include <utility>
 
 #include "platform/files/Files.h"
 
@@ -35,8 +34,7 @@ OXString OXFileUtilAdditions::canonicalPath(OXStringView path) {
   if (!path) {
     return std::nullopt;
   }
-  std::array<char, PATH_MAX> resolved;
-  const OXStringView canonical = ox::files::resolvePath(ox::PathBuffer(*path), resolved);
+  OXString canonical = ox::files::resolvePath(ox::PathBuffer(*path));
   const bool fits = canonical && canonical->size() < ox::longestCanonicalPath;
-  return OXString(fits ? canonical : path);
+  return fits ? std::move(canonical) : OXString(path);
 }

@@ -535,6 +535,31 @@ TEST_F(TrashPlace, KeepsTheLinksThatItsLinksLeadThrough) {
   EXPECT_EQ(readFile(in("a/first/Trash/files/file")), "contents");
 }
 
+// As many as the system follows, each found by way of all those before it.
+TEST_F(TrashPlace, KeepsEveryLinkOfAPathOfLinks) {
+  constexpr int pairCount = 20;
+  std::string dataHome = in("0");
+  Names paths = {"0"};
+  fs::create_directory(in("0"));
+  for (int i = 1; i <= pairCount; ++i) {
+    const std::string number = std::to_string(i);
+    const std::string first = std::to_string(i - 1) + "/to" + number;
+    const std::string second = "via" + number;
+    fs::create_directory(in(number));
+    fs::create_directory_symlink("../" + second, in(first));
+    fs::create_directory_symlink(number, in(second));
+    paths.insert(paths.end(), {first, second, number});
+    dataHome += "/to" + number;
+  }
+  const ox::test::ScopedEnvironment data("XDG_DATA_HOME", dataHome);
+  for (const std::string& path : paths) {
+    EXPECT_FALSE(OXMoveFileToTrashSync(in(path))) << path;
+  }
+  writeFile(in("file"), "contents");
+  EXPECT_TRUE(OXMoveFileToTrashSync(in("file")));
+  EXPECT_EQ(readFile(in("20/Trash/files/file")), "contents");
+}
+
 TEST_F(TrashPlace, IsNotLookedForInLinksThatLeadInACircle) {
   fs::create_directory_symlink("second", in("first"));
   fs::create_directory_symlink("first", in("second"));

@@ -4,7 +4,9 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <vector>
 
@@ -86,17 +88,24 @@ int createFolder(const PathBuffer& path, mode_t mode) noexcept {
   return errorOf(sys.mkdir(path.c_str(), mode));
 }
 
-std::optional<std::string_view> resolvePath(const PathBuffer& path,
-                                            std::array<char, PATH_MAX>& resolved) noexcept {
-  const bool isThere = sys.realpath(path.c_str(), resolved.data()) != nullptr;
-  return isThere ? std::optional<std::string_view>(resolved.data()) : std::nullopt;
+std::optional<std::string> resolvePath(const PathBuffer& path) {
+  std::array<char, PATH_MAX> resolved;
+  if (sys.realpath(path.c_str(), resolved.data()) == nullptr) {
+    return std::nullopt;
+  }
+  return resolved.data();
 }
 
-std::optional<std::string_view> readLink(const PathBuffer& path,
-                                         std::array<char, PATH_MAX>& target) noexcept {
+std::optional<std::string> linkedPath(const PathBuffer& path) {
+  std::array<char, PATH_MAX> target;
   const ssize_t size = sys.readlink(path.c_str(), target.data(), target.size());
-  return size < 0 ? std::nullopt
-                  : std::optional(std::string_view(target.data(), static_cast<std::size_t>(size)));
+  if (size < 0) {
+    return std::nullopt;
+  }
+  const std::string_view linked(target.data(), static_cast<std::size_t>(size));
+  const bool isAbsolute = linked.starts_with('/');
+  return path::appendingComponent(isAbsolute ? "" : path::deletingLastComponent(path.view()),
+                                  linked);
 }
 
 FileDescriptor openRegularFile(const PathBuffer& path) noexcept {

@@ -5,8 +5,6 @@
 
 #include <sys/stat.h>
 
-#include <array>
-#include <climits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -42,14 +40,13 @@ inline bool isNameTaken(const PathBuffer& path) noexcept {
   return statusOfLink(path).has_value();
 }
 
-// The absolute path, without links, of what a path leads to, in `resolved`. No value when there is
-// nothing, or asking fails.
-std::optional<std::string_view> resolvePath(const PathBuffer& path,
-                                            std::array<char, PATH_MAX>& resolved) noexcept;
+// The absolute path, without links, of what a path leads to. No value when there is nothing, or
+// asking fails.
+std::optional<std::string> resolvePath(const PathBuffer& path);
 
-// Where the link at `path` leads, as it says itself, in `target`. No value when there is no link.
-std::optional<std::string_view> readLink(const PathBuffer& path,
-                                         std::array<char, PATH_MAX>& target) noexcept;
+// Where the link at `path` leads: absolute, or from where `path` starts. No value when there is no
+// link.
+std::optional<std::string> linkedPath(const PathBuffer& path);
 
 // Makes a folder, exclusively, and the missing ones on the way to it. Returns 0 or the `errno`:
 // EEXIST when its name is taken, by whatever.

@@ -46,7 +46,7 @@ std::string_view deletingLastComponent(std::string_view path) noexcept {
 
 void endWithSeparator(std::string& path) {
   path.resize(withoutTrailingSlashes(path).size());
-  if (!path.empty() && path != "/") {
+  if (!path.empty() && path.back() != '/') {  // a root ends in one
     path += '/';
   }
 }
