@@ -2,6 +2,10 @@
 
 #pragma once
 
+#if __cplusplus < 202002L
+#error "OrvexKit needs C++20: compile with -std=c++20 or newer"
+#endif
+
 // A function, class or constant that programs outside the library may use.
 #define OX_EXPORT __attribute__((visibility("default")))
 
