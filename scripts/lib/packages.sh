@@ -8,10 +8,10 @@ BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libglib2.0-dev libarchive-dev z
 # What the tests are made of, and what they run.
 TEST_PACKAGES=(libgtest-dev libgmock-dev "7zip|p7zip-full" python3 python3-cbor2 locales trash-cli
   shared-mime-info openssl coreutils git util-linux strace mount e2fsprogs gzip abigail-tools
-  xorriso zip cpio gcab libarchive-tools binutils)
+  xorriso zip cpio gcab libarchive-tools binutils meson)
 
 # What each stage of scripts/test needs on top of these, and each other script.
-FORMAT_PACKAGES=(clang-format)
+FORMAT_PACKAGES=(clang-format reuse)
 DOCS_PACKAGES=(doxygen)
 RELEASE_PACKAGES=()
 ASAN_PACKAGES=()

@@ -1,5 +1,9 @@
 #pragma once
 
+#if __cplusplus < 202002L
+#error "OrvexKit needs C++20: compile with -std=c++20 or newer"
+#endif
+
 /// Exports a function, class or constant from the shared library. All else stays hidden in it.
 /// \ingroup types
 #define OX_EXPORT __attribute__((visibility("default")))

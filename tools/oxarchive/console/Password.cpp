@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <string_view>
+#include <tuple>
 
 #include "console/Failure.h"
 #include "console/Printable.h"
@@ -100,7 +101,7 @@ class SilentTerminal : Uncopied {
 
  private:
   void show(std::string_view text) {
-    static_cast<void>(::write(terminal_.get(), text.data(), text.size()));
+    std::ignore = ::write(terminal_.get(), text.data(), text.size());
   }
 
   Descriptor terminal_;

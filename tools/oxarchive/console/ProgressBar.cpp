@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <string_view>
+#include <tuple>
 
 #include "console/Printable.h"
 
@@ -28,7 +29,7 @@ std::size_t columns(int fd) {
 
 void write(int fd, std::string_view text) {
   // What does not reach the terminal is drawn again soon.
-  static_cast<void>(::write(fd, text.data(), text.size()));
+  std::ignore = ::write(fd, text.data(), text.size());
 }
 
 // "photos.tar.gz  [=====>     ]  45%"

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "console/Failure.h"
@@ -301,7 +302,7 @@ std::uint64_t SafeExtractor::fillLinkedFile(int parent, const std::string& path,
     return 0;
   }
   const std::string name(nameOf(path));
-  ::fchmodat(parent, name.c_str(), 0600, 0);
+  std::ignore = ::fchmodat(parent, name.c_str(), 0600, 0);
   Descriptor file(::openat(parent, name.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
   if (!file.isOpen()) {
     fail(path, errno);
@@ -311,7 +312,7 @@ std::uint64_t SafeExtractor::fillLinkedFile(int parent, const std::string& path,
     finishFile(file, path, entry);
     return size;
   } catch (...) {
-    static_cast<void>(::ftruncate(file.get(), 0));
+    std::ignore = ::ftruncate(file.get(), 0);
     ::unlinkat(parent, name.c_str(), 0);
     throw;
   }

@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Builds and installs the library and oxarchive twice: in another folder, time zone, home, umask and
+# number of jobs. Both times the same bytes must come of it.
+#
+#   reproducible.sh SOURCE
+set -euo pipefail
+source_dir=$1
+
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+
+build_in() {  # TREE JOBS
+  mkdir -p "$1"
+  cp -R "$source_dir"/{CMakeLists.txt,cmake,include,src,tools} "$1"
+  # Unoptimised and several at once, for half the time: where a path gets in does not depend on it.
+  cmake -G Ninja -S "$1" -B "$1/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-DNDEBUG \
+    -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12 -DORVEXKIT_BUILD_TESTS=OFF >/dev/null
+  cmake --build "$1/build" --parallel "$2" >/dev/null
+  DESTDIR=$1/installed cmake --install "$1/build" --prefix /usr >/dev/null
+}
+
+(
+  umask 077
+  export TZ=Asia/Tokyo HOME=$folder/nobody
+  build_in "$folder/one" 1
+)
+(
+  umask 022
+  export TZ=America/New_York HOME=$folder
+  build_in "$folder/another tree/in a longer path" 2
+)
+diff --recursive --no-dereference "$folder/one/installed" "$folder/another tree/in a longer path/installed"
