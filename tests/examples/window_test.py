@@ -1,0 +1,47 @@
+"""Runs the window in a display of its own, which nobody sees.
+
+    window_test.py PROGRAM
+"""
+
+import os
+import shutil
+import sys
+
+from archives import make_volumes
+from world import World
+
+SEEN = """\
+photos.zip
+beach.jpg | 300 KB | JPEG image | Mar 05, 2013 04:07 PM
+forest.png | 400 KB | PNG image | Mar 05, 2013 04:07 PM
+notes |  | Folder | 
+crete.txt | 23 B | plain text document | Mar 05, 2013 04:07 PM
+4 items, 700 KB
+extract
+Extracted to photos
+in steps
+trash
+Moved to the Trash
+extract cannot be chosen
+Moved to the Trash
+null
+The archive could not be read to its end. : Unrecognized archive format
+"""
+
+
+def main():
+    program = sys.argv[1]
+    if not shutil.which("xvfb-run") or not shutil.which("Xvfb"):
+        print("skipped: Xvfb is not installed")
+        sys.exit(77)
+    with World() as world:
+        count = make_volumes(world.at("work", "photos.zip"), 100_000)
+        code, printed, errors = world.run("xvfb-run", "--auto-servernum", program, "photos.zip.005")
+        assert (code, printed) == (0, SEEN), printed + errors
+        assert os.listdir(world.at("work")) == ["photos"]
+        assert os.path.getsize(world.at("work", "photos", "forest.png")) == 400_000
+        assert len(os.listdir(world.at("home", "data", "Trash", "files"))) == count
+
+
+if __name__ == "__main__":
+    main()
