@@ -68,7 +68,7 @@ int main(int argc, char** argv) {
   std::stop_source user;
   std::latch firstEntry(1);
   std::thread work([token = user.get_token(), &firstEntry] {
-    std::cout << OXHumanReadableFileSize(folderSize(".", token).value_or(0)).value() << '\n';
+    std::cout << *OXHumanReadableFileSize(folderSize(".", token).value_or(0)) << '\n';
     readListing(token, firstEntry);
     std::cout << (token.stop_requested() ? "given up" : "listed") << '\n'
               << (folderSize(".", token) ? "measured" : "given up") << '\n';

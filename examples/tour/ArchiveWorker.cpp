@@ -3,11 +3,14 @@
 #include <OrvexKit/OrvexKit.h>
 #include <archive.h>
 #include <archive_entry.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <clocale>
+#include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -21,7 +24,8 @@
 namespace tour {
 namespace {
 
-constexpr std::uint64_t reportStep = 256 * 1024;
+constexpr std::size_t blockSize = 65'536;
+constexpr std::uint64_t reportStep = 262'144;
 constexpr rlim_t mostMemory = 2'000'000'000;
 
 struct FreeReader {
@@ -62,7 +66,7 @@ Reader openArchive(const std::vector<std::string>& volumes) {
     paths.push_back(volume.c_str());
   }
   paths.push_back(nullptr);
-  check(::archive_read_open_filenames(reader.get(), paths.data(), 64 * 1024), reader.get());
+  check(::archive_read_open_filenames(reader.get(), paths.data(), blockSize), reader.get());
   return reader;
 }
 
@@ -191,6 +195,8 @@ void extractArchive(archive* reader, Reporter& reporter) {
 }
 
 void work(const std::vector<std::string>& arguments, Reporter& reporter) {
+  // The worker ends with the thread that has started it, also when that is killed.
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   // An archive that asks for more is damaged, or means harm. Fails where the limit is lower
   // already.
   const rlimit memory{.rlim_cur = mostMemory, .rlim_max = mostMemory};

@@ -43,7 +43,7 @@ std::string pathOf(const Numbering& numbering, unsigned number) {
 }  // namespace
 
 Volumes findVolumes(const std::string& clicked) {
-  const std::string first = std::filesystem::absolute(OXGetFirstArchiveVolumePath(clicked).value());
+  const std::string first = std::filesystem::absolute(*OXGetFirstArchiveVolumePath(clicked));
   Volumes volumes{.name = std::filesystem::path(first).filename(), .paths = {first}};
   const Numbering numbering = numberingOf(first);
   if (numbering.width == 0) {

@@ -127,10 +127,11 @@ bool open(const std::string& clicked, const std::string& destination) {
     return false;
   }
   if (!extractArchive(volumes, *folder, *size)) {
-    std::cerr << "Not all of the archive is in " << *folder << ".\n";
+    std::cerr << "Not all of the archive is in " << printable(*folder) << ".\n";
     return false;
   }
-  std::cout << *OXHumanReadableFileSize(OXGetTotalFolderSize(folder)) << " in " << *folder << '\n';
+  std::cout << *OXHumanReadableFileSize(OXGetTotalFolderSize(folder)) << " in "
+            << printable(*folder) << '\n';
   if (!moveToTrash(volumes)) {
     std::cerr << "The archive could not be moved to the Trash.\n";
     return false;

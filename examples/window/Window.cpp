@@ -243,7 +243,7 @@ QTreeWidgetItem* Window::itemAt(const std::string& path) {
   std::size_t start = 0;
   for (int level = 1; start < path.size(); ++level) {
     const std::size_t end =
-        std::min(level < mostLevels ? path.find('/', start) : path.npos, path.size());
+        std::min(level < mostLevels ? path.find('/', start) : std::string::npos, path.size());
     QTreeWidgetItem*& found = items_[path.substr(0, end)];
     if (found == nullptr) {
       found = new QTreeWidgetItem(item, {QString::fromStdString(path.substr(start, end - start))});
