@@ -74,7 +74,7 @@ void showArchive(const tour::Volumes& volumes) {
     size += OXGetFileSize(path);
   }
   std::cout << printable(volumes.name) << ": " << *fileDescription(volumes.name) << ", "
-            << *OXHumanReadableFileSize(size) << " in " << volumes.paths.size() << " file(s)\n";
+            << *OXHumanReadableFileSize(size) << ", volumes: " << volumes.paths.size() << '\n';
 }
 
 void showEntry(const tour::Report& entry) {

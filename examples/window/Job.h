@@ -12,7 +12,7 @@
 #include "tour/Report.h"
 #include "tour/WorkerProcess.h"
 
-// One worker at work. All of it happens in the window's thread, which never waits for the worker.
+// One worker at work. All of it happens in the window's thread, which does not wait for reports.
 class Job {
  public:
   using OnReport = std::function<void(const tour::Report&)>;

@@ -2,9 +2,9 @@
 
     check_page.py SOURCE PAGE FILE...
 
-The blocks of each file, one after the other, are the file: only empty lines may be missing where it
-is cut. All of the files have to be on the page, which is named like them from SOURCE, the top of the
-tree; and no others.
+The blocks of each file, one after the other, are the file: only empty lines may be missing where
+it is cut. All of the files have to be on the page, which is named as they are, from SOURCE, the
+top of the tree; and no others.
 """
 
 import difflib
@@ -22,7 +22,7 @@ def main():
     source, page, *names = sys.argv[1:]
     shown = {}
     for name, language, lines in pages.blocks(os.path.join(source, page)):
-        if language in ("c++", "python"):
+        if language in ("cc", "python"):
             shown.setdefault(name, []).extend(without_empty(lines))
     if sorted(shown) != sorted(names):
         sys.exit(f"{page} shows {sorted(shown)}, and not {sorted(names)}")

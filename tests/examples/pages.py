@@ -1,6 +1,6 @@
 """What a page of docs/ shows of the programs in examples/.
 
-A block ```c++ or ```python is a part of the file that the page has last named in backticks, such as
+A block ```cc or ```python is a part of the file that the page has last named in backticks, such as
 `examples/tour/main.cpp`. A block ```text after it is what the program prints.
 """
 

@@ -13,11 +13,11 @@ from world import World
 
 
 def main():
-    program, picture = sys.argv[1:]
+    program, picture = map(os.path.abspath, sys.argv[1:])
     with World() as world:
         make_volumes(world.at("work", "holiday.zip"), 700_000, HOLIDAY)
         code, _, errors = world.run("xvfb-run", "--auto-servernum", program, "holiday.zip.007",
-                                    os.path.abspath(picture))
+                                    picture)
     if code != 0 or not os.path.exists(picture):
         sys.exit(errors or "There is no picture.")
 

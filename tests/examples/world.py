@@ -15,10 +15,10 @@ class World:
     def __enter__(self):
         return self
 
-    def __exit__(self, *_):
+    def __exit__(self, error, *_):
         left = os.listdir(self.at("temporary"))
         self._folder.cleanup()
-        assert not left, f"left in the temporary folder: {left}"
+        assert error or not left, f"left in the temporary folder: {left}"
 
     def at(self, *names):
         return os.path.join(self.path, *names)
