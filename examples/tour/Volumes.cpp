@@ -43,7 +43,8 @@ std::string pathOf(const Numbering& numbering, unsigned number) {
 }  // namespace
 
 Volumes findVolumes(const std::string& clicked) {
-  const std::string first = std::filesystem::absolute(*OXGetFirstArchiveVolumePath(clicked));
+  std::error_code error;
+  const std::string first = std::filesystem::absolute(*OXGetFirstArchiveVolumePath(clicked), error);
   Volumes volumes{.name = std::filesystem::path(first).filename(), .paths = {first}};
   const Numbering numbering = numberingOf(first);
   if (numbering.width == 0) {
@@ -54,7 +55,6 @@ Volumes findVolumes(const std::string& clicked) {
     const std::filesystem::path base(numbering.before);
     volumes.name = base.stem().string() + numbering.after;
   }
-  std::error_code error;
   for (unsigned number = numbering.next;; ++number) {
     const std::string path = pathOf(numbering, number);
     if (!std::filesystem::is_regular_file(path, error)) {

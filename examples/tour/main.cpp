@@ -60,11 +60,8 @@ bool runWorkerProcess(const std::vector<std::string>& arguments,
   return reader.state() == OXCBORSequenceReader::State::ended && worker.endsWell();
 }
 
-std::string kindText(const tour::Report& entry) {
-  if (entry.isFolder()) {
-    return "folder";
-  }
-  const OXString kind = fileDescription(entry.path());
+std::string kindText(OXStringView path) {
+  const OXString kind = fileDescription(path);
   return kind && !kind->empty() ? *kind : "file";
 }
 
@@ -73,13 +70,14 @@ void showArchive(const tour::Volumes& volumes) {
   for (const std::string& path : volumes.paths) {
     size += OXGetFileSize(path);
   }
-  std::cout << printable(volumes.name) << ": " << *fileDescription(volumes.name) << ", "
+  std::cout << printable(volumes.name) << ": " << kindText(volumes.name) << ", "
             << *OXHumanReadableFileSize(size) << ", volumes: " << volumes.paths.size() << '\n';
 }
 
 void showEntry(const tour::Report& entry) {
-  std::cout << "  " << printable(entry.path().value_or("(no name)")) << ": " << kindText(entry)
-            << ", " << sizeText(entry.actualSize()) << ", "
+  std::cout << "  " << printable(entry.path().value_or("(no name)")) << ": "
+            << (entry.isFolder() ? "folder" : kindText(entry.path())) << ", "
+            << sizeText(entry.actualSize()) << ", "
             << fileDateDescription(entry.modificationTime()).value_or("no date") << '\n';
 }
 

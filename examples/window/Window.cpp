@@ -33,6 +33,20 @@ QString sizeText(std::uint64_t size) {
   return toQString(OXHumanReadableFileSize(static_cast<std::int64_t>(size)));
 }
 
+QString kindText(const std::string& name) {
+  const QString kind = toQString(fileDescription(name));
+  return kind.isEmpty() ? "File" : kind;
+}
+
+// A label for what comes from the archive: it is no rich text, whatever it looks like, and as wide
+// as there is room for.
+QLabel* makeLabel(const QString& text, QWidget* parent) {
+  auto* const label = new QLabel(text, parent);
+  label->setTextFormat(Qt::PlainText);
+  label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  return label;
+}
+
 QIcon iconOf(const QString& name) {
   const QMimeType type = QMimeDatabase().mimeTypeForFile(name, QMimeDatabase::MatchExtension);
   return QIcon::fromTheme(type.iconName(), QIcon::fromTheme(type.genericIconName()));
@@ -68,7 +82,7 @@ Window::Window() {
   entries_->header()->resizeSection(kindColumn, 190);
   layout->addWidget(entries_, 1);
 
-  status_ = new QLabel("Open an archive, or any volume of one.", this);
+  status_ = makeLabel("Open an archive, or any volume of one.", this);
   status_->setObjectName("status");
   progress_ = new QProgressBar(this);
   progress_->setObjectName("progress");
@@ -106,14 +120,12 @@ void Window::addHeader() {
   row->setSpacing(14);
   auto* const texts = new QVBoxLayout();
   icon_ = new QLabel(header);
-  name_ = new QLabel("No archive", header);
-  facts_ = new QLabel(header);
+  name_ = makeLabel("No archive", header);
+  facts_ = makeLabel("", header);
   QFont large = name_->font();
   large.setPointSizeF(large.pointSizeF() * 1.4);
   large.setBold(true);
   name_->setFont(large);
-  // A name is no rich text, whatever it looks like.
-  name_->setTextFormat(Qt::PlainText);
   texts->setSpacing(2);
   texts->addStretch();
   texts->addWidget(name_);
@@ -148,8 +160,7 @@ void Window::open(const QString& path) {
   name_->setText(name);
   icon_->setPixmap(iconOf(name).pixmap(48, 48));
   const std::size_t count = volumes_.paths.size();
-  facts_->setText(toQString(fileDescription(volumes_.name)) + ", " +
-                  toQString(OXHumanReadableFileSize(size)) +
+  facts_->setText(kindText(volumes_.name) + ", " + toQString(OXHumanReadableFileSize(size)) +
                   (count > 1 ? QString(" in %1 volumes").arg(count) : ""));
   status_->setText("Listing");
   progress_->setRange(0, 0);  // nobody knows how many entries there are
@@ -232,7 +243,7 @@ void Window::addEntry(const tour::Report& entry) {
   if (!entry.isFolder()) {
     item->setIcon(nameColumn, iconOf(item->text(nameColumn)));
     item->setText(sizeColumn, sizeText(entry.actualSize()));
-    item->setText(kindColumn, toQString(fileDescription(path)));
+    item->setText(kindColumn, kindText(path));
     size_ += entry.actualSize();
   }
   item->setText(dateColumn, toQString(fileDateDescription(entry.modificationTime())));
