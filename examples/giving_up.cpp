@@ -40,10 +40,9 @@ void readListing(const std::stop_token& token, std::latch& firstEntry) {
   tour::WorkerProcess worker({});
   const std::stop_callback giveUp(token, [&worker] { worker.kill(); });
   OXCBORSequenceReader reader(worker.output());
-  for (bool isFirst = true; reader.next(); isFirst = false) {
-    if (isFirst) {
-      firstEntry.count_down();
-    }
+  reader.next();
+  firstEntry.count_down();
+  while (reader.next()) {
   }
 }
 
