@@ -219,7 +219,7 @@ void Window::start(std::vector<std::string> arguments, Job::OnReport onReport, J
     if (!report.failure) {
       onReport(report);
     } else if (failure_.isEmpty()) {
-      failure_ = toQString(report.path()) + ": " + toQString(report.failure);
+      failure_ = (report.path() ? toQString(report.path()) + ": " : "") + toQString(report.failure);
     }
   };
   auto finish = [this, onEnd = std::move(onEnd)](bool isComplete) {

@@ -6,6 +6,7 @@
 import os
 import shutil
 import sys
+import tarfile
 
 from archives import make_volumes
 from world import World
@@ -25,8 +26,36 @@ Moved to the Trash
 extract cannot be chosen
 Moved to the Trash
 null
-The archive could not be read to its end. : Unrecognized archive format
+The archive could not be read to its end. Unrecognized archive format
 """
+
+
+def run(world, program, volume):
+    return world.run("xvfb-run", "--auto-servernum", program, volume)
+
+
+def opens_extracts_and_trashes(program):
+    with World() as world:
+        count = make_volumes(world.at("work", "photos.zip"), 100_000)
+        code, printed, errors = run(world, program, "photos.zip.005")
+        assert (code, printed) == (0, SEEN), printed + errors
+        assert os.listdir(world.at("work")) == ["photos"]
+        assert os.path.getsize(world.at("work", "photos", "forest.png")) == 400_000
+        assert len(os.listdir(world.at("home", "data", "Trash", "files"))) == count
+
+
+def shows_what_was_refused(program):
+    """And is not impressed by names."""
+    with World() as world:
+        with tarfile.open(world.at("work", "hostile.tar"), "w") as archive:
+            for name in ("<b>bold", "../up", "x/" * 200 + "deep", "n" * 250):
+                archive.addfile(tarfile.TarInfo(name))
+        code, printed, errors = run(world, program, "hostile.tar")
+        assert code == 0, errors
+        assert "\n<b>bold | 0 B | File | " in printed, printed
+        assert "\n" + "x/" * 137 + "deep | 0 B | File | " in printed, printed
+        assert "Not everything could be extracted. ../up: " in printed, printed
+        assert os.listdir(world.at("work")) == ["hostile"]
 
 
 def main():
@@ -34,13 +63,8 @@ def main():
     if not shutil.which("xvfb-run") or not shutil.which("Xvfb"):
         print("skipped: Xvfb is not installed")
         sys.exit(77)
-    with World() as world:
-        count = make_volumes(world.at("work", "photos.zip"), 100_000)
-        code, printed, errors = world.run("xvfb-run", "--auto-servernum", program, "photos.zip.005")
-        assert (code, printed) == (0, SEEN), printed + errors
-        assert os.listdir(world.at("work")) == ["photos"]
-        assert os.path.getsize(world.at("work", "photos", "forest.png")) == 400_000
-        assert len(os.listdir(world.at("home", "data", "Trash", "files"))) == count
+    opens_extracts_and_trashes(program)
+    shows_what_was_refused(program)
 
 
 if __name__ == "__main__":
