@@ -5,6 +5,9 @@
 BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libglib2.0-dev libarchive-dev zlib1g-dev libssl-dev
   libseccomp-dev)
 
+# What examples are about, and a display for them; those that need one of these go without it.
+EXAMPLES_PACKAGES=(qt6-base-dev xvfb xauth)
+
 # What the tests are made of, and what they run.
 TEST_PACKAGES=(libgtest-dev libgmock-dev "7zip|p7zip-full" python3 python3-cbor2 locales trash-cli
   shared-mime-info openssl coreutils git util-linux strace mount e2fsprogs gzip abigail-tools
@@ -25,6 +28,7 @@ PACKAGE_PACKAGES=(build-essential debhelper dpkg-dev lintian diffutils)
 DEMO_PACKAGES=(zip tar diffutils)
 BENCH_PACKAGES=(libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev coreutils openssl python3)
 PLOT_PACKAGES=(python3-matplotlib)
+SCREENSHOT_PACKAGES=(breeze-icon-theme libqt6svg6 fonts-noto-core)
 
 # update_package_lists APT-GET [OPTION...]
 #

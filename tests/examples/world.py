@@ -1,0 +1,36 @@
+"""A folder in which a program is run: its home, its Trash and its temporary folder."""
+
+import os
+import subprocess
+import tempfile
+
+
+class World:
+    def __init__(self):
+        self._folder = tempfile.TemporaryDirectory()
+        self.path = self._folder.name
+        for name in ("home", "temporary", "work"):
+            os.mkdir(self.at(name), 0o700)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, error, *_):
+        left = os.listdir(self.at("temporary"))
+        self._folder.cleanup()
+        assert error or not left, f"left in the temporary folder: {left}"
+
+    def at(self, *names):
+        return os.path.join(self.path, *names)
+
+    def environment(self):
+        return {"PATH": os.environ["PATH"], "TZ": "UTC", "LC_ALL": "C.UTF-8",
+                "HOME": self.at("home"), "XDG_RUNTIME_DIR": self.at("home"),
+                "XDG_DATA_HOME": self.at("home", "data"), "TMPDIR": self.at("temporary")}
+
+    def run(self, *command, **options):
+        """Runs it in the folder "work"; gives its exit code and what it prints on both ways."""
+        result = subprocess.run(command, cwd=self.at("work"), env=self.environment(), timeout=120,
+                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, encoding="utf-8", check=False, **options)
+        return result.returncode, result.stdout, result.stderr
