@@ -19,6 +19,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <variant>
 
 #include "OrvexKit/platform/OXCBORCoder.h"
 #include "platform/coding/CBORItem.h"
@@ -86,11 +88,11 @@ class OXCBORFields {
   // object does not fit, or is missing from a sequential record, whose objects are all passed over.
   template <typename Describe>
   static bool read(OXCBORDecoder& decoder, Describe describe) {
-    if (decoder.failed_) {
+    const bool keyed = decoder.mode_ == OXCBORMode::keyed;
+    if (keyed ? decoder.hasFailed() : decoder.failed_) {
       return false;
     }
-    return decoder.mode_ == OXCBORMode::keyed ? readFrom<true>(decoder, describe)
-                                              : readFrom<false>(decoder, describe);
+    return keyed ? readFrom<true>(decoder, describe) : readFrom<false>(decoder, describe);
   }
 
  private:
@@ -109,10 +111,10 @@ class OXCBORFields {
 
   template <bool keyed, typename Describe>
   static bool readFrom(OXCBORDecoder& decoder, Describe describe) {
-    Reader<keyed> reader(decoder.bytes_.subspan(keyed ? 0 : decoder.position_));
+    Reader<keyed> reader(decoder.bytes_);
     reader.read(describe);
     if constexpr (!keyed) {
-      decoder.position_ = decoder.bytes_.size() - reader.rest_.size();
+      decoder.bytes_ = reader.rest_;
       decoder.taken_ += reader.taken_;
       decoder.check();
     }
@@ -170,8 +172,8 @@ class OXCBORFields::Writer {
 //
 // Keyed, the description is gone through again and again, each time from the entry that comes next:
 // each field takes the entry if it has the field's key. Entries in the order of writing are all
-// taken the first time. An entry that nobody took is passed over, unless its key is in other bytes
-// than keys mostly are: then it is offered once more, by its name.
+// taken the first time. When nobody took the next entry, it is offered once more by its key as an
+// item, which may be in other bytes than keys mostly are, and then passed over.
 template <bool keyed>
 class OXCBORFields::Reader {
  public:
@@ -182,71 +184,65 @@ class OXCBORFields::Reader {
     if constexpr (!keyed) {
       return describe(*this);
     }
-    ox::cbor::Item item{};
-    std::array<char, 24> room{};  // more than any field's key has
     while (!rest_.empty()) {
-      const ox::cbor::Bytes before = rest_;
+      const std::size_t before = rest_.size();
       field_ = 0;
       describe(*this);
-      if (!name_ && rest_.size() == before.size()) {
-        const ox::cbor::Head key = ox::cbor::readHead(before);
-        const bool isPlain = key.kind == ox::cbor::Kind::textString && key.size == 1;
-        pass(item);
-        ox::cbor::joinShort(item, room);
-        if ((!isPlain || key.indefinite) && item.kind == ox::cbor::ItemKind::string) {
-          name_.emplace(item.bytes, static_cast<std::size_t>(item.number));
-          continue;
-        }
-        pass(item);
-      } else if (name_) {
-        name_.reset();
-        pass(item);
+      if (key_) {
+        ox::cbor::takeItem(rest_);
+        key_.reset();
+      } else if (rest_.size() == before) {
+        key_ = ox::cbor::takeItem(rest_);
       }
     }
   }
 
   [[gnu::always_inline]] void string(const auto& key, std::optional<std::string>& field) {
-    ox::cbor::Item item{};
-    if (take(key, item) && fits(item.isString())) {
+    ox::cbor::Item item;
+    if (!take(key, item)) {
+      return;
+    }
+    if (ox::cbor::isString(item.head.kind)) {
       field = ox::cbor::stringOf(item);
+    } else {
+      refuse(ox::cbor::objectOf(item));
     }
   }
   [[gnu::always_inline]] void date(const auto& key, std::optional<OXDate>& field) {
-    ox::cbor::Item item{};
-    if (take(key, item) && fits(item.kind == ox::cbor::ItemKind::date)) {
-      field = ox::cbor::dateOf(item);
+    ox::cbor::Item item;
+    if (!take(key, item)) {
+      return;
+    }
+    field = ox::cbor::dateOf(item);
+    if (!field) {
+      refuse(ox::cbor::objectOf(item));
     }
   }
   template <auto read, typename Field>
   [[gnu::always_inline]] void number(const auto& key, Field& field) {
-    ox::cbor::Item item{};
-    if (!take(key, item) || !fits(item.isNumber())) {
+    ox::cbor::Item item;
+    if (!take(key, item)) {
       return;
     }
-    const bool isPlain = item.kind == ox::cbor::ItemKind::unsignedInteger ||
-                         item.kind == ox::cbor::ItemKind::boolean;
-    // What the conversion comes to for these, without the call.
-    field = isPlain ? static_cast<Field>(item.number)
-                    : static_cast<Field>((ox::cbor::numberOf(item).*read)());
+    // What the conversion comes to for most numbers, without the call.
+    if (item.head.kind == ox::cbor::Kind::unsignedInteger) {
+      field = static_cast<Field>(item.head.number);
+    } else if (std::same_as<Field, bool> && ox::cbor::isBoolean(item.head)) {
+      field = item.head.number == ox::cbor::trueValue;
+    } else if (const OXValue object = ox::cbor::objectOf(item);
+               const auto* const number = std::get_if<OXNumber>(&object)) {
+      field = static_cast<Field>((number->*read)());
+    } else {
+      refuse(object);
+    }
   }
 
  private:
   friend class OXCBORFields;
 
-  bool fits(bool isOfItsKind) noexcept {
-    fits_ = fits_ && isOfItsKind;
-    return isOfItsKind;
-  }
-
-  // Reads the next item. When there is none, because a run is too short or somebody changes the
-  // bytes meanwhile, it is one that does not fit.
-  [[gnu::always_inline]] void pass(ox::cbor::Item& item) noexcept {
-    const std::size_t size = ox::cbor::readItem(rest_, item);
-    if (size == 0) {
-      item.kind = ox::cbor::ItemKind::other;
-      fits_ = false;
-    }
-    rest_ = size == 0 ? rest_.last(0) : rest_.subspan(size);
+  void refuse(const OXValue& object) noexcept {
+    fits_ = false;
+    failed_ = failed_ || std::holds_alternative<OXMisfit>(object);
   }
 
   // Whether there is a value for the field, which is in `item` then. Keyed, the first entry under
@@ -258,31 +254,29 @@ class OXCBORFields::Reader {
       if (!isAt(key)) {
         return false;
       }
-      pass(item);
-      if ((taken_ & bit) != 0) {
-        return false;
-      }
+      item = ox::cbor::takeItem(rest_);
+      const bool isFirst = (taken_ & bit) == 0;
       taken_ |= bit;
+      return isFirst;
     } else {
-      pass(item);
+      item = ox::cbor::takeItem(rest_);
       ++taken_;
+      return !ox::cbor::isNull(item.head);
     }
-    failed_ = failed_ || item.kind == ox::cbor::ItemKind::other;
-    return keyed || item.kind != ox::cbor::ItemKind::null;
   }
 
   // Whether the value under `key` comes next; the key itself is passed over then.
   [[gnu::always_inline]] bool isAt(const auto& key) {
-    if (name_ ? *name_ != key.text() : !key.isAt(rest_)) {
+    if (key_ ? !ox::cbor::isText(*key_, key.text()) : !key.isAt(rest_)) {
       return false;
     }
-    rest_ = rest_.subspan(name_ ? 0 : key.text().size() + 1);
-    name_.reset();
+    rest_ = rest_.subspan(key_ ? 0 : key.text().size() + 1);
+    key_.reset();
     return true;
   }
 
   ox::cbor::Bytes rest_;
-  std::optional<std::string_view> name_;  // of the entry whose value comes next, when it was read
+  std::optional<ox::cbor::Item> key_;  // of the entry whose value comes next, when it was read
   std::uint32_t taken_ = 0;  // a bit for each field that had its entry; items, in sequential mode
   unsigned field_ = 0;
   bool fits_ = true;     // every value was of the kind that its field takes

@@ -1,28 +1,24 @@
 #include "platform/coding/CBORItem.h"
 
 #include <bit>
+#include <cstdint>
 #include <limits>
 #include <new>
-
-#include "platform/coding/CBORScanner.h"
+#include <string>
 
 namespace ox::cbor {
 
 namespace {
 
-std::size_t setDate(Item& item, double seconds, std::size_t size) noexcept {
-  item.kind = ItemKind::date;
-  item.number = std::bit_cast<std::uint64_t>(seconds);
-  return size;
+// A string's text, when it is in one piece.
+std::string_view textOf(const Item& item) noexcept {
+  const Bytes text = item.bytes.subspan(item.head.size);
+  return {reinterpret_cast<const char*>(text.data()), text.size()};
 }
 
-// An item that has to be scanned for its end; its contents are known for a string in chunks alone.
-std::size_t readScanned(Bytes bytes, ItemKind kind, Item& item) noexcept {
-  const std::size_t size = itemSize(bytes);
-  item.kind = kind;
-  item.number = size == 0 ? 0 : size - 1;
-  item.bytes = reinterpret_cast<const char*>(bytes.data()) + 1;
-  return size;
+// A string's chunks, one behind the other; a string in one piece is its only chunk.
+Bytes chunksOf(const Item& item) noexcept {
+  return item.head.indefinite ? item.bytes.subspan(1, item.bytes.size() - 2) : item.bytes;
 }
 
 // The nearest double to -1 - `number`, which is rounded once: 2^64 alone is no integer here.
@@ -32,132 +28,85 @@ double negative(std::uint64_t number) noexcept {
                                                              : -static_cast<double>(number + 1);
 }
 
-// Tag 1 on an integer or a float is a date. Any other tag may change its content's meaning, so the
-// item is not an object.
-std::size_t readTagged(Bytes bytes, const Head& tag, Item& item) noexcept {
-  const Bytes tagged = bytes.subspan(tag.size);
-  if (tag.number != epochDateTag || tagged.empty()) {
-    return readScanned(bytes, ItemKind::other, item);
+OXValue simpleObject(std::uint64_t value) noexcept {
+  if (value == falseValue || value == trueValue) {
+    return OXNumber(value == trueValue);
   }
-  const Head content = readHead(tagged);
-  const std::size_t size = tag.size + content.size;
-  if (size > bytes.size()) {
-    return 0;
-  }
-  switch (content.kind) {
-    case Kind::unsignedInteger:
-      return setDate(item, static_cast<double>(content.number), size);
-    case Kind::negativeInteger:
-      return setDate(item, negative(content.number), size);
-    case Kind::floatingPoint:
-      return setDate(item, std::bit_cast<double>(content.number), size);
-    default:
-      return readScanned(bytes, ItemKind::other, item);
-  }
-}
-
-std::string_view wholeString(const Item& item) noexcept {
-  return {item.bytes, static_cast<std::size_t>(item.number)};
-}
-
-// Calls `take` with one chunk after the other, up to the break.
-template <typename Take>
-void forEachChunk(const Item& item, Take take) {
-  Bytes chunks = std::as_bytes(std::span(wholeString(item)));
-  Item chunk{};
-  for (std::size_t size = readItem(chunks, chunk); size != 0 && chunk.kind == ItemKind::string;
-       size = readItem(chunks, chunk)) {
-    take(wholeString(chunk));
-    chunks = chunks.subspan(size);
-  }
+  return value == nullValue ? OXValue(OXNull()) : OXValue(OXMisfit());
 }
 
 }  // namespace
 
-std::size_t readLongItem(Bytes bytes, const Head& head, Item& item) noexcept {
-  constexpr std::uint64_t greatest = std::numeric_limits<std::int64_t>::max();
-  switch (head.kind) {
-    case Kind::tag:
-      return readTagged(bytes, head, item);
-    case Kind::negativeInteger:
-      item.kind = head.number > greatest ? ItemKind::other : ItemKind::negativeInteger;
-      return head.size;
-    case Kind::simple:
-      item.kind = head.number == nullValue ? ItemKind::null : ItemKind::other;
-      return head.size;
-    case Kind::byteString:
-    case Kind::textString:
-      return head.indefinite ? readScanned(bytes, ItemKind::chunkedString, item) : 0;
-    default:
-      return readScanned(bytes, ItemKind::other, item);
-  }
-}
-
 std::string stringOf(const Item& item) {
-  const bool inChunks = item.kind == ItemKind::chunkedString;
-  std::size_t size = inChunks ? 0 : static_cast<std::size_t>(item.number);
-  if (inChunks) {
-    forEachChunk(item, [&](std::string_view chunk) { size += chunk.size(); });
+  if (!item.head.indefinite) {
+    return std::string(textOf(item));
   }
   std::string string;
+  std::uint64_t size = 0;
+  for (Bytes chunks = chunksOf(item); !chunks.empty();) {
+    size += textOf(takeItem(chunks)).size();
+  }
   if (size > string.max_size()) {
     throw std::bad_alloc();
   }
-  if (!inChunks) {
-    string.assign(item.bytes, size);
-    return string;
+  string.reserve(static_cast<std::size_t>(size));
+  for (Bytes chunks = chunksOf(item); !chunks.empty();) {
+    string += textOf(takeItem(chunks));
   }
-  string.reserve(size);
-  forEachChunk(item, [&](std::string_view chunk) { string += chunk; });
   return string;
 }
 
-OXNumber numberOf(const Item& item) noexcept {
-  switch (item.kind) {
-    case ItemKind::negativeInteger:
-      return OXNumber(-1 - static_cast<std::int64_t>(item.number));
-    case ItemKind::floatingPoint:
-      return OXNumber(std::bit_cast<double>(item.number));
-    case ItemKind::boolean:
-      return OXNumber(item.number != 0);
+// Tag 1 on an integer or a float is a date. Any other tag may change its content's meaning, so the
+// item is not an object.
+std::optional<OXDate> dateOf(const Item& item) noexcept {
+  if (item.head.kind != Kind::tag || item.head.number != epochDateTag) {
+    return std::nullopt;
+  }
+  const Head content = readHead(item.bytes.subspan(item.head.size));
+  const auto date = [](double seconds) { return OXDate(OXDate::duration(seconds)); };
+  switch (content.kind) {
+    case Kind::unsignedInteger:
+      return date(static_cast<double>(content.number));
+    case Kind::negativeInteger:
+      return date(negative(content.number));
+    case Kind::floatingPoint:
+      return date(std::bit_cast<double>(content.number));
     default:
-      return OXNumber(item.number);
+      return std::nullopt;
   }
 }
 
 OXValue objectOf(const Item& item) {
-  if (item.isString()) {
-    return stringOf(item);
+  constexpr std::uint64_t greatest = std::numeric_limits<std::int64_t>::max();
+  const std::uint64_t number = item.head.number;
+  switch (item.head.kind) {
+    case Kind::byteString:
+    case Kind::textString:
+      return stringOf(item);
+    case Kind::unsignedInteger:
+      return OXNumber(number);
+    case Kind::negativeInteger:
+      return number > greatest ? OXValue(OXMisfit())
+                               : OXNumber(-1 - static_cast<std::int64_t>(number));
+    case Kind::floatingPoint:
+      return OXNumber(std::bit_cast<double>(number));
+    case Kind::simple:
+      return simpleObject(number);
+    default:
+      break;
   }
-  if (item.isNumber()) {
-    return numberOf(item);
-  }
-  if (item.kind == ItemKind::date) {
-    return dateOf(item);
-  }
-  return item.kind == ItemKind::null ? OXValue(OXNull()) : OXValue(OXMisfit());
+  const std::optional<OXDate> date = dateOf(item);
+  return date ? OXValue(*date) : OXValue(OXMisfit());
 }
 
-void joinShort(Item& item, std::span<char> room) noexcept {
-  if (item.kind != ItemKind::chunkedString) {
-    return;
+bool isText(const Item& item, std::string_view text) noexcept {
+  bool isSame = isString(item.head.kind);
+  for (Bytes chunks = chunksOf(item); isSame && !chunks.empty();) {
+    const std::string_view chunk = textOf(takeItem(chunks));
+    isSame = text.starts_with(chunk);
+    text.remove_prefix(isSame ? chunk.size() : 0);
   }
-  std::size_t size = 0;
-  bool fits = true;
-  forEachChunk(item, [&](std::string_view chunk) {
-    fits = fits && chunk.size() <= room.size() - size;
-    size += fits ? chunk.copy(room.data() + size, chunk.size()) : 0;
-  });
-  item = {fits ? ItemKind::string : ItemKind::other, size, room.data()};
-}
-
-bool chunksAre(const Item& item, std::string_view string) noexcept {
-  bool equal = true;
-  forEachChunk(item, [&](std::string_view chunk) {
-    equal = equal && string.starts_with(chunk);
-    string.remove_prefix(equal ? chunk.size() : 0);
-  });
-  return equal && string.empty();
+  return isSame && text.empty();
 }
 
 }  // namespace ox::cbor

@@ -1,105 +1,56 @@
-// A whole CBOR data item, as far as an object can be made of it.
+// A whole CBOR data item, and what objects are written as.
 
 #pragma once
 
-#include <bit>
 #include <cstddef>
-#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "OrvexKit/platform/OXValue.h"
 #include "platform/coding/CBORHead.h"
+#include "platform/coding/CBORScanner.h"
 #include "platform/coding/UTF8.h"
 
 namespace ox::cbor {
 
-enum class ItemKind : std::uint8_t {
-  string,           // `number` bytes at `bytes`
-  chunkedString,    // its chunks and a break, `number` bytes at `bytes`
-  unsignedInteger,  // `number`
-  negativeInteger,  // -1 - `number`, not below -2^63
-  floatingPoint,    // a double whose bits are `number`
-  boolean,          // `number` is 0 or 1
-  null,
-  date,   // the seconds are a double whose bits are `number`
-  other,  // no object
-};
-
 struct Item {
-  ItemKind kind;
-  std::uint64_t number;
-  const char* bytes;
-
-  bool isString() const noexcept { return kind <= ItemKind::chunkedString; }
-  bool isNumber() const noexcept {
-    return kind >= ItemKind::unsignedInteger && kind <= ItemKind::boolean;
-  }
+  Head head;    // malformed when there is no item
+  Bytes bytes;  // from the head to the end
 };
 
-// The slower part of `readItem`: an item that starts with `head` and is more than that.
-std::size_t readLongItem(Bytes bytes, const Head& head, Item& item) noexcept;
-
-// Reads the item at the start of `bytes` and returns its size there, or 0 when they hold no whole,
-// well-formed one. Strings are not copied.
-[[gnu::always_inline]] inline std::size_t readItem(Bytes bytes, Item& item) noexcept {
-  if (bytes.empty()) {
+// The size of the item at the start of `bytes`, or 0 when they hold no whole, well-formed one.
+[[gnu::always_inline]] inline std::size_t sizeOf(Bytes bytes, const Head& head) noexcept {
+  if (head.size > bytes.size() || head.kind > Kind::floatingPoint) {
     return 0;
   }
-  const Head head = readHead(bytes);
-  if (head.size > bytes.size()) {
-    return 0;
+  if (head.indefinite || isContainer(head.kind) || head.kind == Kind::tag) {
+    return itemSize(bytes);
   }
-  item.number = head.number;
-  switch (head.kind) {
-    case Kind::unsignedInteger:
-      item.kind = ItemKind::unsignedInteger;
-      return head.size;
-    case Kind::byteString:
-    case Kind::textString:
-      if (head.indefinite || head.number > bytes.size() - head.size) {
-        break;
-      }
-      item.kind = ItemKind::string;
-      item.bytes = reinterpret_cast<const char*>(bytes.data()) + head.size;
-      return head.size + static_cast<std::size_t>(head.number);
-    case Kind::floatingPoint:
-      item.kind = ItemKind::floatingPoint;
-      return head.size;
-    case Kind::simple:
-      if (head.number != falseValue && head.number != trueValue) {
-        break;
-      }
-      item.kind = ItemKind::boolean;
-      item.number = head.number - falseValue;
-      return head.size;
-    default:
-      break;
+  if (!isString(head.kind)) {
+    return head.size;
   }
-  return readLongItem(bytes, head, item);
+  const bool isCutOff = head.number > bytes.size() - head.size;
+  return isCutOff ? 0 : head.size + static_cast<std::size_t>(head.number);
 }
 
-// The object that `item` is, and that of a string, a number or a date alone. Only `std::bad_alloc`
-// is thrown.
+// Takes the item from the start of `rest`; when there is none, `rest` is empty afterwards.
+[[gnu::always_inline]] inline Item takeItem(Bytes& rest) noexcept {
+  const Head head = rest.empty() ? Head{} : readHead(rest);
+  const std::size_t size = sizeOf(rest, head);
+  const Item item{size == 0 ? Head{} : head, rest.first(size)};
+  rest = size == 0 ? rest.last(0) : rest.subspan(size);
+  return item;
+}
+
+// The object that the item is, or a misfit; and the string and the date alone, where it is one.
+// Only `std::bad_alloc` is thrown.
 OXValue objectOf(const Item& item);
 std::string stringOf(const Item& item);
-OXNumber numberOf(const Item& item) noexcept;
-inline OXDate dateOf(const Item& item) noexcept {
-  return OXDate(OXDate::duration(std::bit_cast<double>(item.number)));
-}
+std::optional<OXDate> dateOf(const Item& item) noexcept;
 
-// Makes a string in chunks one piece, in `room`; what is too long for it is no object.
-void joinShort(Item& item, std::span<char> room) noexcept;
-
-// Whether a string in chunks is `string`, and one of any kind.
-bool chunksAre(const Item& item, std::string_view string) noexcept;
-inline bool isString(const Item& item, std::string_view string) noexcept {
-  if (item.kind == ItemKind::chunkedString) {
-    return chunksAre(item, string);
-  }
-  return item.kind == ItemKind::string && item.number == string.size() &&
-         string == std::string_view(item.bytes, string.size());
-}
+// Whether the item is a string, in one piece or in chunks, of this text.
+bool isText(const Item& item, std::string_view text) noexcept;
 
 // Write an object to where there is room for it, and return the position behind it.
 inline unsigned char* writeString(unsigned char* to, std::string_view string) noexcept {

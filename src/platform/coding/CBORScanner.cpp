@@ -1,22 +1,13 @@
 #include "platform/coding/CBORScanner.h"
 
-#include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace ox::cbor {
 
 using Progress = Scanner::Progress;
 
 namespace {
-
-bool isString(Kind kind) noexcept {
-  return kind == Kind::byteString || kind == Kind::textString;
-}
-
-bool opensOrEnds(const Head& head) noexcept {
-  return head.indefinite || head.kind == Kind::array || head.kind == Kind::map ||
-         head.kind > Kind::floatingPoint;
-}
 
 // The least number of bytes that must follow the head: each item in a container takes one.
 std::uint64_t leastContent(const Head& head) noexcept {
@@ -29,6 +20,29 @@ std::uint64_t leastContent(const Head& head) noexcept {
 
 }  // namespace
 
+Progress Scanner::scan(Bytes item, std::size_t room) noexcept {
+  while (scanned_ < item.size()) {
+    const Bytes rest = item.subspan(scanned_);
+    const Head head = readHead(rest);
+    if (head.kind == Kind::malformed || isWrongChunk(head)) {
+      return Progress::malformed;
+    }
+    if (head.size > room - scanned_ || leastContent(head) > room - scanned_ - head.size) {
+      return Progress::tooLarge;
+    }
+    const std::size_t size =
+        head.size + (isString(head.kind) ? static_cast<std::size_t>(head.number) : 0);
+    if (size > rest.size()) {
+      return Progress::within;
+    }
+    scanned_ += size;
+    if (const Progress progress = take(head); progress != Progress::within) {
+      return progress;
+    }
+  }
+  return scanned_ < room ? Progress::within : Progress::tooLarge;
+}
+
 // A chunk is a string of known length of the same major type, without a tag.
 bool Scanner::isWrongChunk(const Head& head) const noexcept {
   if (depth_ == 0 || !isString(levels_[depth_ - 1].kind)) {
@@ -37,130 +51,44 @@ bool Scanner::isWrongChunk(const Head& head) const noexcept {
   return head.kind != Kind::breakCode && (head.kind != levels_[depth_ - 1].kind || head.indefinite);
 }
 
-Progress Scanner::scan(Bytes item, std::size_t room) noexcept {
-  while (scanned_ < item.size()) {
-    Progress progress = passSimple(item.first(std::min(item.size(), room)));
-    if (progress == Progress::within && scanned_ < item.size()) {
-      const std::size_t before = scanned_;
-      progress = scanOne(item.subspan(scanned_), room - scanned_);
-      if (scanned_ == before) {
-        return progress;
-      }
-    }
-    if (progress != Progress::within) {
-      return progress;
-    }
-  }
-  return scanned_ < room ? Progress::within : Progress::tooLarge;
+// A break ends what is indefinite, and in a map never between a key and its value.
+bool Scanner::canEndHere() const noexcept {
+  return depth_ != 0 && levels_[depth_ - 1].indefinite &&
+         (levels_[depth_ - 1].kind != Kind::map || levels_[depth_ - 1].items % 2 == 0);
 }
 
-// Most items neither open nor end anything: passes over as many of them as are there, in a
-// container that says how many it has.
-Progress Scanner::passSimple(Bytes bytes) noexcept {
-  if (depth_ == 0 || levels_[depth_ - 1].indefinite) {
-    return Progress::within;
-  }
-  std::size_t left = bytes.size() - scanned_;
-  std::uint64_t items = levels_[depth_ - 1].items;
-  while (items != 0 && left != 0) {
-    const Head head = readHead(bytes.last(left));
-    if (opensOrEnds(head) || head.size > left) {
-      break;
-    }
-    const std::size_t behind = left - head.size;
-    if (!isString(head.kind)) {
-      left = behind;
-    } else if (head.number <= behind) {
-      left = behind - static_cast<std::size_t>(head.number);
-    } else {
-      break;
-    }
-    items -= head.kind == Kind::tag ? 0 : 1;
-  }
-  levels_[depth_ - 1].items = items;
-  scanned_ = bytes.size() - left;
-  if (items != 0) {
-    return Progress::within;
-  }
-  --depth_;
-  return completeItem();
-}
-
-// Goes on behind the head at the start of `rest`, if all that belongs to it is there.
-Progress Scanner::scanOne(Bytes rest, std::size_t room) noexcept {
-  const Head head = readHead(rest);
-  if (head.kind == Kind::malformed || isWrongChunk(head)) {
-    return Progress::malformed;
-  }
-  if (head.size > room || leastContent(head) > room - head.size) {
-    return Progress::tooLarge;
-  }
-  const std::size_t size =
-      head.size + (isString(head.kind) ? static_cast<std::size_t>(head.number) : 0);
-  if (size > rest.size()) {
-    return Progress::within;
-  }
-  const Progress progress = take(head);
-  scanned_ += size;
-  return progress;
-}
-
+// Goes on behind a head and, of a string, its contents.
 Progress Scanner::take(const Head& head) noexcept {
-  if (head.kind == Kind::tag) {
-    tagged_ = true;
+  constexpr std::uint64_t unlimited = std::numeric_limits<std::uint64_t>::max() - 1;
+  const bool wasTagged = std::exchange(tagged_, head.kind == Kind::tag);
+  if (tagged_) {
+    return Progress::within;
+  }
+  if (head.indefinite || (isContainer(head.kind) && head.number != 0)) {
+    if (depth_ == maximumDepth) {
+      return Progress::malformed;
+    }
+    levels_[depth_] = {.kind = head.kind,
+                       .indefinite = head.indefinite,
+                       .items = head.indefinite ? unlimited : leastContent(head)};
+    ++depth_;
     return Progress::within;
   }
   if (head.kind == Kind::breakCode) {
-    return takeBreak();
-  }
-  if (head.indefinite) {
-    return open(head, 0);
-  }
-  const bool isContainer = head.kind == Kind::array || head.kind == Kind::map;
-  if (isContainer && head.number != 0) {
-    return open(head, leastContent(head));
-  }
-  const bool isChunk = depth_ != 0 && isString(levels_[depth_ - 1].kind);
-  return isChunk ? Progress::within : completeItem();
-}
-
-Progress Scanner::takeBreak() noexcept {
-  if (depth_ == 0 || tagged_) {
-    return Progress::malformed;
-  }
-  const Level& level = levels_[depth_ - 1];
-  const bool lacksValue = level.kind == Kind::map && level.items % 2 != 0;
-  if (!level.indefinite || lacksValue) {
-    return Progress::malformed;
-  }
-  --depth_;
-  return completeItem();
-}
-
-Progress Scanner::open(const Head& head, std::uint64_t items) noexcept {
-  if (depth_ == most_) {
-    return Progress::malformed;
-  }
-  tagged_ = false;
-  levels_[depth_] = {.kind = head.kind, .indefinite = head.indefinite, .items = items};
-  ++depth_;
-  return Progress::within;
-}
-
-Progress Scanner::completeItem() noexcept {
-  tagged_ = false;
-  for (; depth_ != 0; --depth_) {
-    Level& level = levels_[depth_ - 1];
-    level.items += level.indefinite ? 1 : ~std::uint64_t{0};
-    if (level.indefinite || level.items != 0) {
-      return Progress::within;
+    if (wasTagged || !canEndHere()) {
+      return Progress::malformed;
     }
+    --depth_;
   }
-  return Progress::complete;
+  // An item is complete, and with it each container whose last one it is.
+  while (depth_ != 0 && --levels_[depth_ - 1].items == 0) {
+    --depth_;
+  }
+  return depth_ == 0 ? Progress::complete : Progress::within;
 }
 
-std::size_t itemSize(Bytes bytes, std::size_t depth) noexcept {
-  Scanner scanner(depth);
+std::size_t itemSize(Bytes bytes) noexcept {
+  Scanner scanner;
   return scanner.scan(bytes, bytes.size()) == Progress::complete ? scanner.scanned() : 0;
 }
 

@@ -14,11 +14,6 @@ namespace ox::cbor {
 // out. Needs no memory but its own, however deep or large the item claims to be.
 class Scanner {
  public:
-  // Containers and chunked strings within each other; deeper ones are refused. Tags do not count.
-  static constexpr std::size_t maximumDepth = 64;
-
-  explicit Scanner(std::size_t depth = maximumDepth) noexcept : most_(depth) {}
-
   enum class Progress : std::uint8_t { within, complete, malformed, tooLarge };
 
   // `item` starts where the data item does, and holds at least what it held the last time. An item
@@ -30,30 +25,28 @@ class Scanner {
   void reset() noexcept { scanned_ = 0; }
 
  private:
+  // A container or a string in chunks that has begun.
   struct Level {
     Kind kind;
     bool indefinite;
-    // Items still to come in a definite container; items taken so far in an indefinite one.
-    std::uint64_t items;
+    std::uint64_t items;  // still to come; an even number that is never reached when indefinite
   };
 
-  Progress passSimple(Bytes bytes) noexcept;
-  Progress scanOne(Bytes rest, std::size_t room) noexcept;
-  Progress take(const Head& head) noexcept;
-  Progress open(const Head& head, std::uint64_t items) noexcept;
-  Progress takeBreak() noexcept;
-  Progress completeItem() noexcept;
-  bool isWrongChunk(const Head& head) const noexcept;
+  // Containers and strings in chunks within each other; deeper ones are refused. Tags do not count.
+  static constexpr std::size_t maximumDepth = 64;
 
-  std::array<Level, maximumDepth + 1> levels_;  // one more for the map or array around a record
-  std::size_t most_;
+  bool isWrongChunk(const Head& head) const noexcept;
+  bool canEndHere() const noexcept;
+  Progress take(const Head& head) noexcept;
+
+  std::array<Level, maximumDepth> levels_;
   std::size_t depth_ = 0;
   std::size_t scanned_ = 0;
   bool tagged_ = false;
 };
 
 // How many of `bytes` the data item at their start takes, or 0 when they hold no whole, well-formed
-// one of at most `depth` levels.
-std::size_t itemSize(Bytes bytes, std::size_t depth = Scanner::maximumDepth) noexcept;
+// one.
+std::size_t itemSize(Bytes bytes) noexcept;
 
 }  // namespace ox::cbor
