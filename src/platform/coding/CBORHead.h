@@ -124,6 +124,20 @@ template <std::size_t width>
           canBeIndefinite && !isMalformed, 1, 0};
 }
 
+// The size of the item at the start of `bytes`, which starts with `head`, if it is but its head
+// and, of a string, the contents. 0 for every other item, and for one that is not all there.
+[[gnu::always_inline]] inline std::size_t plainSize(Bytes bytes, const Head& head) noexcept {
+  if (head.size > bytes.size() || head.kind > Kind::floatingPoint || head.indefinite ||
+      isContainer(head.kind) || head.kind == Kind::tag) {
+    return 0;
+  }
+  if (!isString(head.kind)) {
+    return head.size;
+  }
+  const bool isCutOff = head.number > bytes.size() - head.size;
+  return isCutOff ? 0 : head.size + static_cast<std::size_t>(head.number);
+}
+
 // Writes a head with the shortest argument to `to`, where there is room for the longest one, and
 // returns the position behind it. `kind` is a major type.
 [[gnu::always_inline]] inline unsigned char* writeHead(unsigned char* to, Kind kind,

@@ -19,25 +19,12 @@ struct Item {
   Bytes bytes;  // from the head to the end
 };
 
-// The size of the item at the start of `bytes`, or 0 when they hold no whole, well-formed one.
-[[gnu::always_inline]] inline std::size_t sizeOf(Bytes bytes, const Head& head) noexcept {
-  if (head.size > bytes.size() || head.kind > Kind::floatingPoint) {
-    return 0;
-  }
-  if (head.indefinite || isContainer(head.kind) || head.kind == Kind::tag) {
-    return itemSize(bytes);
-  }
-  if (!isString(head.kind)) {
-    return head.size;
-  }
-  const bool isCutOff = head.number > bytes.size() - head.size;
-  return isCutOff ? 0 : head.size + static_cast<std::size_t>(head.number);
-}
-
-// Takes the item from the start of `rest`; when there is none, `rest` is empty afterwards.
+// Takes the item from the start of `rest`; when there is no whole, well-formed one, `rest` is empty
+// afterwards.
 [[gnu::always_inline]] inline Item takeItem(Bytes& rest) noexcept {
   const Head head = rest.empty() ? Head{} : readHead(rest);
-  const std::size_t size = sizeOf(rest, head);
+  const std::size_t plain = plainSize(rest, head);
+  const std::size_t size = plain != 0 ? plain : itemSize(rest);
   const Item item{size == 0 ? Head{} : head, rest.first(size)};
   rest = size == 0 ? rest.last(0) : rest.subspan(size);
   return item;

@@ -14,6 +14,8 @@ namespace ox::cbor {
 // out. Needs no memory but its own, however deep or large the item claims to be.
 class Scanner {
  public:
+  Scanner() noexcept { levels_[0] = {.kind = Kind::array, .indefinite = false, .items = 1}; }
+
   enum class Progress : std::uint8_t { within, complete, malformed, tooLarge };
 
   // `item` starts where the data item does, and holds at least what it held the last time. An item
@@ -22,7 +24,10 @@ class Scanner {
   Progress scan(Bytes item, std::size_t room) noexcept;
 
   std::size_t scanned() const noexcept { return scanned_; }
-  void reset() noexcept { scanned_ = 0; }
+  void reset() noexcept {
+    scanned_ = 0;
+    levels_[0].items = 1;
+  }
 
  private:
   // A container or a string in chunks that has begun.
@@ -35,11 +40,12 @@ class Scanner {
   // Containers and strings in chunks within each other; deeper ones are refused. Tags do not count.
   static constexpr std::size_t maximumDepth = 64;
 
+  std::size_t passPlain(Bytes bytes) noexcept;
   bool isWrongChunk(const Head& head) const noexcept;
-  bool canEndHere() const noexcept;
   Progress take(const Head& head) noexcept;
 
-  std::array<Level, maximumDepth> levels_;
+  // The first one stands for what is around the item, which is the only one there.
+  std::array<Level, 1 + maximumDepth> levels_;
   std::size_t depth_ = 0;
   std::size_t scanned_ = 0;
   bool tagged_ = false;
