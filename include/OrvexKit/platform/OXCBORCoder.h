@@ -91,16 +91,10 @@ class OX_EXPORT OXCBOREncoder final : public OXCoder {
  private:
   friend class OXCBORFields;
 
-  OX_INTERNAL void startRecord() noexcept;
-  OX_INTERNAL void startAnewIfTaken() noexcept;
+  // Where the next objects go, of at most `size` bytes; and what was written there.
+  OX_INTERNAL unsigned char* begin(bool isRecord, std::uint64_t size);
+  OX_INTERNAL void end(const unsigned char* end, std::size_t objects) noexcept;
   OX_INTERNAL void grow(std::uint64_t size);
-  // Where the next `size` bytes go.
-  unsigned char* roomFor(std::uint64_t size) {
-    if (size > buffer_.size() - end_) {
-      grow(size);
-    }
-    return buffer_.data() + end_;
-  }
 
   OXCBORMode mode_;
   bool hasRecord_ = false;  // a whole record of the library's, perhaps among other objects

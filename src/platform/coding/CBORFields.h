@@ -3,8 +3,8 @@
 // A record states its fields once, as a function that takes a coder of fields and calls it for each
 // of them, in the order of writing (see `ArchivedFileCoding.cpp`):
 //
-//   coder.string(key, field)  coder.date(key, field)  coder.number<&OXNumber::boolValue>(key,
-//   field)
+//   coder.field(key, textOrDate)
+//   coder.field(key, number, &OXNumber::boolValue)   or another getter
 //
 // `Writer` and `Reader` are such coders.
 
@@ -76,11 +76,11 @@ class OXCBORFields {
     constexpr std::size_t fields = 16;
     constexpr std::size_t fieldSize = 24 + 1 + ox::cbor::longestHead;  // a key, a tag, a number
     const std::size_t size = textSize + fields * fieldSize;
-    encoder.startRecord();
+    unsigned char* const room = encoder.begin(true, size);
     if (encoder.mode_ == OXCBORMode::keyed) {
-      writeTo<true>(encoder, size, describe);
+      writeTo<true>(encoder, room, describe);
     } else {
-      writeTo<false>(encoder, size, describe);
+      writeTo<false>(encoder, room, describe);
     }
   }
 
@@ -102,11 +102,10 @@ class OXCBORFields {
   class Reader;
 
   template <bool keyed, typename Describe>
-  static void writeTo(OXCBOREncoder& encoder, std::size_t size, Describe describe) {
-    Writer<keyed> writer(encoder.roomFor(size));
+  static void writeTo(OXCBOREncoder& encoder, unsigned char* room, Describe describe) {
+    Writer<keyed> writer(room);
     describe(writer);
-    encoder.end_ = static_cast<std::size_t>(writer.next_ - encoder.buffer_.data());
-    encoder.count_ += writer.count_;
+    encoder.end(writer.next_, writer.count_);
   }
 
   template <bool keyed, typename Describe>
@@ -129,24 +128,15 @@ class OXCBORFields::Writer {
  public:
   explicit Writer(unsigned char* next) noexcept : next_(next) {}
 
-  void string(const auto& key, const std::optional<std::string_view>& field) {
-    if (begin(key, field.has_value())) {
-      next_ = ox::cbor::writeString(next_, *field);
+  template <typename Object>
+  void field(const auto& key, const std::optional<Object>& object) {
+    if (begin(key, object.has_value())) {
+      next_ = ox::cbor::write(next_, *object);
     }
   }
-  void date(const auto& key, const std::optional<OXDate>& field) {
-    if (begin(key, field.has_value())) {
-      next_ = ox::cbor::writeDate(next_, *field);
-    }
-  }
-  template <auto read, typename Field>
-  void number(const auto& key, Field field) {
+  void field(const auto& key, std::unsigned_integral auto number, auto /*getter*/) {
     begin(key, true);
-    if constexpr (std::same_as<Field, bool>) {
-      next_ = ox::cbor::writeSimple(next_, field ? ox::cbor::trueValue : ox::cbor::falseValue);
-    } else {
-      next_ = ox::cbor::writeHead(next_, ox::cbor::Kind::unsignedInteger, field);
-    }
+    next_ = ox::cbor::write(next_, number);
   }
 
  private:
@@ -158,7 +148,7 @@ class OXCBORFields::Writer {
       next_ = exists ? key.write(next_) : next_;
       count_ += exists ? 1 : 0;
     } else {
-      next_ = exists ? next_ : ox::cbor::writeSimple(next_, ox::cbor::nullValue);
+      next_ = exists ? next_ : ox::cbor::write(next_, OXNull());
       ++count_;
     }
     return exists;
@@ -197,52 +187,40 @@ class OXCBORFields::Reader {
     }
   }
 
-  [[gnu::always_inline]] void string(const auto& key, std::optional<std::string>& field) {
+  template <typename Object>
+  [[gnu::always_inline]] void field(const auto& key, std::optional<Object>& object) {
     ox::cbor::Item item;
-    if (!take(key, item)) {
-      return;
-    }
-    if (ox::cbor::isString(item.head.kind)) {
-      field = ox::cbor::stringOf(item);
-    } else {
-      refuse(ox::cbor::objectOf(item));
+    if (take(key, item)) {
+      object = ox::cbor::as<Object>(item);
+      refuse(item, !object);
     }
   }
-  [[gnu::always_inline]] void date(const auto& key, std::optional<OXDate>& field) {
-    ox::cbor::Item item;
-    if (!take(key, item)) {
-      return;
-    }
-    field = ox::cbor::dateOf(item);
-    if (!field) {
-      refuse(ox::cbor::objectOf(item));
-    }
-  }
-  template <auto read, typename Field>
-  [[gnu::always_inline]] void number(const auto& key, Field& field) {
+  template <typename Number>
+  [[gnu::always_inline]] void field(const auto& key, Number& number, auto getter) {
     ox::cbor::Item item;
     if (!take(key, item)) {
       return;
     }
     // What the conversion comes to for most numbers, without the call.
     if (item.head.kind == ox::cbor::Kind::unsignedInteger) {
-      field = static_cast<Field>(item.head.number);
-    } else if (std::same_as<Field, bool> && ox::cbor::isBoolean(item.head)) {
-      field = item.head.number == ox::cbor::trueValue;
-    } else if (const OXValue object = ox::cbor::objectOf(item);
-               const auto* const number = std::get_if<OXNumber>(&object)) {
-      field = static_cast<Field>((number->*read)());
+      number = static_cast<Number>(item.head.number);
+    } else if (std::same_as<Number, bool> && ox::cbor::isBoolean(item.head)) {
+      number = item.head.number == ox::cbor::trueValue;
     } else {
-      refuse(object);
+      const std::optional<OXNumber> object = ox::cbor::as<OXNumber>(item);
+      number = object ? static_cast<Number>(((*object).*getter)()) : number;
+      refuse(item, !object);
     }
   }
 
  private:
   friend class OXCBORFields;
 
-  void refuse(const OXValue& object) noexcept {
-    fits_ = false;
-    failed_ = failed_ || std::holds_alternative<OXMisfit>(object);
+  void refuse(const ox::cbor::Item& item, bool isRefused) {
+    if (isRefused) {
+      fits_ = false;
+      failed_ = failed_ || std::holds_alternative<OXMisfit>(ox::cbor::objectOf(item));
+    }
   }
 
   // Whether there is a value for the field, which is in `item` then. Keyed, the first entry under

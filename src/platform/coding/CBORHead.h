@@ -45,15 +45,14 @@ struct Head {
   std::uint64_t number = 0;
 };
 
+constexpr std::size_t longestHead = 9;
+
 constexpr bool isBoolean(const Head& head) noexcept {
   return head.kind == Kind::simple && (head.number == falseValue || head.number == trueValue);
 }
 constexpr bool isNull(const Head& head) noexcept {
   return head.kind == Kind::simple && head.number == nullValue;
 }
-
-constexpr std::size_t longestHead = 9;
-
 constexpr bool isString(Kind kind) noexcept {
   return kind == Kind::byteString || kind == Kind::textString;
 }
@@ -157,11 +156,6 @@ template <std::size_t width>
   const std::uint64_t bits = htobe64(argument << (64 - 8 * size));
   std::memcpy(to + 1, &bits, sizeof bits);
   return to + 1 + size;
-}
-
-// Writes true, false, null or undefined.
-inline unsigned char* writeSimple(unsigned char* to, std::uint64_t value) noexcept {
-  return writeHead(to, Kind::simple, value);
 }
 
 // Always all eight bytes, and one pattern for every not-a-number.

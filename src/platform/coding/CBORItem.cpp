@@ -5,6 +5,7 @@
 #include <limits>
 #include <new>
 #include <string>
+#include <utility>
 
 namespace ox::cbor {
 
@@ -28,24 +29,21 @@ double negative(std::uint64_t number) noexcept {
                                                              : -static_cast<double>(number + 1);
 }
 
-OXValue simpleObject(std::uint64_t value) noexcept {
-  if (value == falseValue || value == trueValue) {
-    return OXNumber(value == trueValue);
-  }
-  return value == nullValue ? OXValue(OXNull()) : OXValue(OXMisfit());
-}
-
 }  // namespace
 
-std::string stringOf(const Item& item) {
+template <>
+std::optional<std::string> as<std::string>(const Item& item) {
+  if (!isString(item.head.kind)) {
+    return std::nullopt;
+  }
   if (!item.head.indefinite) {
     return std::string(textOf(item));
   }
-  std::string string;
   std::uint64_t size = 0;
   for (Bytes chunks = chunksOf(item); !chunks.empty();) {
     size += textOf(takeItem(chunks)).size();
   }
+  std::string string;
   if (size > string.max_size()) {
     throw std::bad_alloc();
   }
@@ -56,9 +54,26 @@ std::string stringOf(const Item& item) {
   return string;
 }
 
+template <>
+std::optional<OXNumber> as<OXNumber>(const Item& item) {
+  constexpr std::uint64_t greatest = std::numeric_limits<std::int64_t>::max();
+  const std::uint64_t number = item.head.number;
+  if (item.head.kind == Kind::unsignedInteger) {
+    return OXNumber(number);
+  }
+  if (item.head.kind == Kind::negativeInteger && number <= greatest) {
+    return OXNumber(-1 - static_cast<std::int64_t>(number));
+  }
+  if (item.head.kind == Kind::floatingPoint) {
+    return OXNumber(std::bit_cast<double>(number));
+  }
+  return isBoolean(item.head) ? std::optional(OXNumber(number == trueValue)) : std::nullopt;
+}
+
 // Tag 1 on an integer or a float is a date. Any other tag may change its content's meaning, so the
 // item is not an object.
-std::optional<OXDate> dateOf(const Item& item) noexcept {
+template <>
+std::optional<OXDate> as<OXDate>(const Item& item) {
   if (item.head.kind != Kind::tag || item.head.number != epochDateTag) {
     return std::nullopt;
   }
@@ -77,26 +92,16 @@ std::optional<OXDate> dateOf(const Item& item) noexcept {
 }
 
 OXValue objectOf(const Item& item) {
-  constexpr std::uint64_t greatest = std::numeric_limits<std::int64_t>::max();
-  const std::uint64_t number = item.head.number;
-  switch (item.head.kind) {
-    case Kind::byteString:
-    case Kind::textString:
-      return stringOf(item);
-    case Kind::unsignedInteger:
-      return OXNumber(number);
-    case Kind::negativeInteger:
-      return number > greatest ? OXValue(OXMisfit())
-                               : OXNumber(-1 - static_cast<std::int64_t>(number));
-    case Kind::floatingPoint:
-      return OXNumber(std::bit_cast<double>(number));
-    case Kind::simple:
-      return simpleObject(number);
-    default:
-      break;
+  if (std::optional<std::string> string = as<std::string>(item)) {
+    return *std::move(string);
   }
-  const std::optional<OXDate> date = dateOf(item);
-  return date ? OXValue(*date) : OXValue(OXMisfit());
+  if (const std::optional<OXNumber> number = as<OXNumber>(item)) {
+    return *number;
+  }
+  if (const std::optional<OXDate> date = as<OXDate>(item)) {
+    return *date;
+  }
+  return isNull(item.head) ? OXValue(OXNull()) : OXValue(OXMisfit());
 }
 
 bool isText(const Item& item, std::string_view text) noexcept {
@@ -107,6 +112,24 @@ bool isText(const Item& item, std::string_view text) noexcept {
     text.remove_prefix(isSame ? chunk.size() : 0);
   }
   return isSame && text.empty();
+}
+
+unsigned char* write(unsigned char* to, const OXNumber& number) noexcept {
+  const std::int64_t value = number.signed64Value();
+  switch (number.kind()) {
+    case OXNumber::Kind::boolean:
+      return write(to, number.boolValue());
+    case OXNumber::Kind::floatingPoint:
+      return writeDouble(to, number.doubleValue());
+    case OXNumber::Kind::signedInteger:
+      if (value < 0) {
+        return writeHead(to, Kind::negativeInteger, static_cast<std::uint64_t>(-1 - value));
+      }
+      break;
+    case OXNumber::Kind::unsignedInteger:
+      break;
+  }
+  return write(to, number.unsigned64Value());
 }
 
 }  // namespace ox::cbor

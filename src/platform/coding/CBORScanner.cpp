@@ -110,6 +110,14 @@ Progress Scanner::take(const Head& head) noexcept {
 }
 
 std::size_t itemSize(Bytes bytes) noexcept {
+  // Most items that are not plain are dates.
+  constexpr std::byte dateTag{0xC1};
+  if (bytes.size() > 1 && bytes.front() == dateTag) {
+    const Bytes seconds = bytes.subspan(1);
+    if (const std::size_t size = plainSize(seconds, readHead(seconds))) {
+      return 1 + size;
+    }
+  }
   Scanner scanner;
   return scanner.scan(bytes, bytes.size()) == Progress::complete ? scanner.scanned() : 0;
 }

@@ -48,7 +48,7 @@ void OXCBORDecoder::check() const noexcept {
   isChecked_ = true;
   std::uint64_t items = taken_;
   for (std::span<const std::byte> rest = bytes_; !rest.empty(); ++items) {
-    if (ox::cbor::takeItem(rest).bytes.empty()) {
+    if (ox::cbor::takeItem(rest).head.kind == ox::cbor::Kind::malformed) {
       failed_ = true;
       return;
     }
