@@ -130,28 +130,22 @@ class OXCBORFields::Writer {
 
   template <typename Object>
   void field(const auto& key, const std::optional<Object>& object) {
-    if (begin(key, object.has_value())) {
-      next_ = ox::cbor::write(next_, *object);
+    if (object) {
+      put(key, *object);
+    } else if (!keyed) {
+      put(key, OXNull());
     }
   }
   void field(const auto& key, std::unsigned_integral auto number, auto /*getter*/) {
-    begin(key, true);
-    next_ = ox::cbor::write(next_, number);
+    put(key, number);
   }
 
  private:
   friend class OXCBORFields;
 
-  // Whether there is an object to be written, behind its key in keyed mode.
-  bool begin(const auto& key, bool exists) noexcept {
-    if constexpr (keyed) {
-      next_ = exists ? key.write(next_) : next_;
-      count_ += exists ? 1 : 0;
-    } else {
-      next_ = exists ? next_ : ox::cbor::write(next_, OXNull());
-      ++count_;
-    }
-    return exists;
+  void put(const auto& key, const auto& object) noexcept {
+    next_ = ox::cbor::write(keyed ? key.write(next_) : next_, object);
+    ++count_;
   }
 
   unsigned char* next_;

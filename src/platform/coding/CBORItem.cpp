@@ -115,19 +115,15 @@ bool isText(const Item& item, std::string_view text) noexcept {
 }
 
 unsigned char* write(unsigned char* to, const OXNumber& number) noexcept {
+  if (number.kind() == OXNumber::Kind::boolean) {
+    return write(to, number.boolValue());
+  }
+  if (number.kind() == OXNumber::Kind::floatingPoint) {
+    return writeDouble(to, number.doubleValue());
+  }
   const std::int64_t value = number.signed64Value();
-  switch (number.kind()) {
-    case OXNumber::Kind::boolean:
-      return write(to, number.boolValue());
-    case OXNumber::Kind::floatingPoint:
-      return writeDouble(to, number.doubleValue());
-    case OXNumber::Kind::signedInteger:
-      if (value < 0) {
-        return writeHead(to, Kind::negativeInteger, static_cast<std::uint64_t>(-1 - value));
-      }
-      break;
-    case OXNumber::Kind::unsignedInteger:
-      break;
+  if (number.kind() == OXNumber::Kind::signedInteger && value < 0) {
+    return writeHead(to, Kind::negativeInteger, static_cast<std::uint64_t>(-1 - value));
   }
   return write(to, number.unsigned64Value());
 }

@@ -12,13 +12,10 @@ namespace {
 constexpr std::size_t firstCapacity = 512;
 
 // Wider than a size on 32-bit processors, where the sum of two strings' may be no size.
-std::uint64_t largestSize(std::string_view string) noexcept {
-  return std::uint64_t{longestHead} + string.size();
-}
-
 std::uint64_t largestSize(const OXValueView& object) noexcept {
   const auto* const string = std::get_if<std::string_view>(&object);
-  return string != nullptr ? largestSize(*string) : longestHead + 1;  // a date: a tag and a double
+  // What is no string is a date at the most: a tag and a double.
+  return longestHead + (string != nullptr ? std::uint64_t{string->size()} : 1);
 }
 
 unsigned char* writeAny(unsigned char* to, const OXValueView& object) noexcept {
