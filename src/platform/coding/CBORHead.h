@@ -115,12 +115,10 @@ template <std::size_t width>
     default:
       break;
   }
-  const bool canBeIndefinite = kind >= Kind::byteString && kind <= Kind::map;
-  const bool isMalformed = low != 31 || !(canBeIndefinite || kind == Kind::simple);
-  return {isMalformed       ? Kind::malformed
-          : canBeIndefinite ? kind
-                            : Kind::breakCode,
-          canBeIndefinite && !isMalformed, 1, 0};
+  if (low == 31 && kind >= Kind::byteString && kind <= Kind::map) {
+    return {kind, true, 1, 0};
+  }
+  return {low == 31 && kind == Kind::simple ? Kind::breakCode : Kind::malformed, false, 1, 0};
 }
 
 // The size of the item at the start of `bytes`, which starts with `head`, if it is but its head

@@ -9,24 +9,31 @@ namespace ox::utf8 {
 
 namespace {
 
+std::uint64_t wordAt(const char* bytes) noexcept {
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
 bool isContinuation(char byte) noexcept {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-// A word at a time: most names are plain, and the call for the others takes several times as long
-// as this.
+// A word at a time, the last one overlapping the one before: most names are plain, and the call for
+// the others takes several times as long as this.
 bool isAscii(std::string_view bytes) noexcept {
   constexpr std::uint64_t highBits = 0x8080808080808080;
+  constexpr std::size_t step = sizeof highBits;
   std::uint64_t all = 0;
-  for (; bytes.size() >= sizeof all; bytes.remove_prefix(sizeof all)) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes.data(), sizeof word);
-    all |= word;
+  if (bytes.size() < step) {
+    bytes.copy(reinterpret_cast<char*>(&all), bytes.size());
+    return (all & highBits) == 0;
   }
-  for (const char byte : bytes) {
-    all |= static_cast<unsigned char>(byte);
+  const char* const last = bytes.data() + bytes.size() - step;
+  for (const char* next = bytes.data(); next < last; next += step) {
+    all |= wordAt(next);
   }
-  return (all & highBits) == 0;
+  return ((all | wordAt(last)) & highBits) == 0;
 }
 
 }  // namespace
