@@ -6,7 +6,7 @@
 #include <span>
 #include <utility>
 
-#include "platform/coding/CBORScanner.h"
+#include "platform/coding/CBORItem.h"
 #include "platform/files/FileDescriptor.h"
 
 using State = OXCBORSequenceReader::State;
