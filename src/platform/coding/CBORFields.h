@@ -11,7 +11,6 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -40,19 +39,15 @@ class FieldKey {
 
   constexpr std::string_view text() const noexcept { return {coded_.data() + 1, size - 1}; }
 
-  // Both in two pieces that do not overlap: reading what two stores wrote waits for them.
   unsigned char* write(unsigned char* to) const noexcept {
-    std::memcpy(to, coded_.data(), piece);
-    std::memcpy(to + piece, coded_.data() + piece, size - piece);
+    std::memcpy(to, coded_.data(), size);
     return to + size;
   }
   bool isAt(cbor::Bytes bytes) const noexcept {
-    return bytes.size() >= size && std::memcmp(bytes.data(), coded_.data(), piece) == 0 &&
-           std::memcmp(bytes.data() + piece, coded_.data() + piece, size - piece) == 0;
+    return bytes.size() >= size && std::memcmp(bytes.data(), coded_.data(), size) == 0;
   }
 
  private:
-  static constexpr std::size_t piece = std::bit_floor(size);
   std::array<char, size> coded_{};
 };
 
@@ -73,14 +68,10 @@ class OXCBORFields {
   // record: all of them or, without memory, none.
   template <typename Describe>
   static void write(OXCBOREncoder& encoder, std::size_t textSize, Describe describe) {
-    constexpr std::size_t fields = 16;
-    constexpr std::size_t fieldSize = 24 + 1 + ox::cbor::longestHead;  // a key, a tag, a number
-    const std::size_t size = textSize + fields * fieldSize;
-    unsigned char* const room = encoder.begin(true, size);
     if (encoder.mode_ == OXCBORMode::keyed) {
-      writeTo<true>(encoder, room, describe);
+      writeTo<true>(encoder, textSize, describe);
     } else {
-      writeTo<false>(encoder, room, describe);
+      writeTo<false>(encoder, textSize, describe);
     }
   }
 
@@ -88,11 +79,8 @@ class OXCBORFields {
   // object does not fit, or is missing from a sequential record, whose objects are all passed over.
   template <typename Describe>
   static bool read(OXCBORDecoder& decoder, Describe describe) {
-    const bool keyed = decoder.mode_ == OXCBORMode::keyed;
-    if (keyed ? decoder.hasFailed() : decoder.failed_) {
-      return false;
-    }
-    return keyed ? readFrom<true>(decoder, describe) : readFrom<false>(decoder, describe);
+    return decoder.mode_ == OXCBORMode::keyed ? readFrom<true>(decoder, describe)
+                                              : readFrom<false>(decoder, describe);
   }
 
  private:
@@ -102,14 +90,19 @@ class OXCBORFields {
   class Reader;
 
   template <bool keyed, typename Describe>
-  static void writeTo(OXCBOREncoder& encoder, unsigned char* room, Describe describe) {
-    Writer<keyed> writer(room);
+  static void writeTo(OXCBOREncoder& encoder, std::size_t textSize, Describe describe) {
+    constexpr std::size_t fields = 16;
+    constexpr std::size_t fieldSize = 24 + 1 + ox::cbor::longestHead;  // a key, a tag, a number
+    Writer<keyed> writer(encoder.begin(true, textSize + fields * fieldSize));
     describe(writer);
     encoder.end(writer.next_, writer.count_);
   }
 
   template <bool keyed, typename Describe>
   static bool readFrom(OXCBORDecoder& decoder, Describe describe) {
+    if (keyed ? decoder.hasFailed() : decoder.failed_) {
+      return false;
+    }
     Reader<keyed> reader(decoder.bytes_);
     reader.read(describe);
     if constexpr (!keyed) {
