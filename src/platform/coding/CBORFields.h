@@ -206,7 +206,9 @@ class OXCBORFields::Reader {
   void refuse(const ox::cbor::Item& item, bool isRefused) {
     if (isRefused) {
       fits_ = false;
-      failed_ = failed_ || std::holds_alternative<OXMisfit>(ox::cbor::objectOf(item));
+      // A string is an object, and not copied to find that out.
+      failed_ = failed_ || (!ox::cbor::isString(item.head.kind) &&
+                            std::holds_alternative<OXMisfit>(ox::cbor::objectOf(item)));
     }
   }
 

@@ -21,6 +21,10 @@ std::uint64_t leastContent(const Head& head) noexcept {
   return isString(head.kind) || head.kind == Kind::array ? head.number : 0;
 }
 
+bool opensLevel(const Head& head) noexcept {
+  return head.indefinite || (isContainer(head.kind) && head.number != 0);
+}
+
 // A string's text, when it is in one piece.
 std::string_view textOf(const Item& item) noexcept {
   const Bytes text = item.bytes.subspan(item.head.size);
@@ -50,7 +54,7 @@ Progress Scanner::scan(Bytes item, std::size_t room) noexcept {
       continue;
     }
     const Head head = readHead(rest);
-    if (head.kind == Kind::malformed || isWrongChunk(head)) {
+    if (!canStandHere(head)) {
       return Progress::malformed;
     }
     if (head.size > left || leastContent(head) > left - head.size) {
@@ -87,11 +91,14 @@ std::size_t Scanner::passPlain(Bytes bytes) noexcept {
   return bytes.size() - rest.size();
 }
 
-// A chunk is a string of known length of the same major type, without a tag.
-bool Scanner::isWrongChunk(const Head& head) const noexcept {
+// In a string in chunks there are but strings of known length, of the same major type and without a
+// tag.
+bool Scanner::canStandHere(const Head& head) const noexcept {
   const Kind around = levels_[depth_].kind;
-  return isString(around) && head.kind != Kind::breakCode &&
-         (head.kind != around || head.indefinite);
+  if (!isString(around) || head.kind == Kind::breakCode) {
+    return head.kind != Kind::malformed;
+  }
+  return head.kind == around && !head.indefinite;
 }
 
 // Goes on behind a head and, of a string, its contents.
@@ -101,7 +108,7 @@ Progress Scanner::take(const Head& head) noexcept {
   if (tagged_) {
     return Progress::within;
   }
-  if (head.indefinite || (isContainer(head.kind) && head.number != 0)) {
+  if (opensLevel(head)) {
     if (depth_ == maximumDepth) {
       return Progress::malformed;
     }

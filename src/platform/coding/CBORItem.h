@@ -47,7 +47,7 @@ class Scanner {
   static constexpr std::size_t maximumDepth = 64;
 
   std::size_t passPlain(Bytes bytes) noexcept;
-  bool isWrongChunk(const Head& head) const noexcept;
+  bool canStandHere(const Head& head) const noexcept;
   Progress take(const Head& head) noexcept;
 
   // The first one stands for what is around the item, which is the only one there.
