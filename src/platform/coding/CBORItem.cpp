@@ -47,12 +47,12 @@ double negative(std::uint64_t number) noexcept {
 
 Progress Scanner::scan(Bytes item, std::size_t room) noexcept {
   while (scanned_ < item.size()) {
+    scanned_ += passPlain(item.first(std::min(item.size(), room)).subspan(scanned_));
     const Bytes rest = item.subspan(scanned_);
-    const std::size_t left = room - scanned_;
-    if (const std::size_t passed = passPlain(rest.first(std::min(rest.size(), left)))) {
-      scanned_ += passed;
-      continue;
+    if (rest.empty()) {
+      break;
     }
+    const std::size_t left = room - scanned_;
     const Head head = readHead(rest);
     if (!canStandHere(head)) {
       return Progress::malformed;
