@@ -31,14 +31,14 @@ struct Fields {
 // and that the identifier is read as a signed word.
 template <typename Values, typename Coder>
 void describe(Values& fields, Coder& coder) {
-  coder.string(FieldKey("path"), fields.path);
-  coder.date(FieldKey("mtime"), fields.modificationTime);
-  coder.template number<&OXNumber::unsigned64Value>(FieldKey("actualSize"), fields.actualSize);
-  coder.template number<&OXNumber::unsigned64Value>(FieldKey("compSize"), fields.compressedSize);
-  coder.template number<&OXNumber::unsigned32Value>(FieldKey("checksum"), fields.checksum);
-  coder.template number<&OXNumber::signedWordValue>(FieldKey("fileId"), fields.fileId);
-  coder.template number<&OXNumber::boolValue>(FieldKey("isFolder"), fields.isFolder);
-  coder.template number<&OXNumber::boolValue>(FieldKey("isEncrypted"), fields.isEncrypted);
+  coder.field(FieldKey("path"), fields.path);
+  coder.field(FieldKey("mtime"), fields.modificationTime);
+  coder.field(FieldKey("actualSize"), fields.actualSize, &OXNumber::unsigned64Value);
+  coder.field(FieldKey("compSize"), fields.compressedSize, &OXNumber::unsigned64Value);
+  coder.field(FieldKey("checksum"), fields.checksum, &OXNumber::unsigned32Value);
+  coder.field(FieldKey("fileId"), fields.fileId, &OXNumber::signedWordValue);
+  coder.field(FieldKey("isFolder"), fields.isFolder, &OXNumber::boolValue);
+  coder.field(FieldKey("isEncrypted"), fields.isEncrypted, &OXNumber::boolValue);
 }
 
 // Writes fields to a coder of any kind, as objects.
@@ -46,18 +46,15 @@ class ObjectWriter {
  public:
   explicit ObjectWriter(OXCoder& coder) : coder_(coder), keyed_(coder.allowsKeyedCoding()) {}
 
-  void string(const auto& key, const auto& field) {
-    if (field) {
-      write(key, *field);
+  template <typename Object>
+  void field(const auto& key, const std::optional<Object>& object) {
+    if (object) {
+      write(key, *object);
     } else if (!keyed_) {
       coder_.encodeObject(OXNull());
     }
   }
-  void date(const auto& key, const auto& field) { string(key, field); }
-  template <auto read>
-  void number(const auto& key, auto field) {
-    write(key, OXNumber(field));
-  }
+  void field(const auto& key, auto number, auto /*getter*/) { write(key, OXNumber(number)); }
 
  private:
   void write(const auto& key, const OXValueView& object) {
@@ -77,36 +74,30 @@ class ObjectReader {
  public:
   explicit ObjectReader(OXCoder& coder) : coder_(coder), keyed_(coder.allowsKeyedCoding()) {}
 
-  void string(const auto& key, std::optional<std::string>& field) {
-    take<std::string>(key, [&](std::string& string) { field = std::move(string); });
+  template <typename Object>
+  void field(const auto& key, std::optional<Object>& object) {
+    std::optional<OXValue> value =
+        keyed_ ? coder_.decodeObjectForKey(key.text()) : coder_.decodeObject();
+    if (!value || (!keyed_ && std::holds_alternative<OXNull>(*value))) {
+      return;
+    }
+    if (Object* const taken = std::get_if<Object>(&*value)) {
+      object = std::move(*taken);
+    } else {
+      fits_ = false;
+    }
   }
-  void date(const auto& key, std::optional<OXDate>& field) {
-    take<OXDate>(key, [&](OXDate date) { field = date; });
-  }
-  template <auto read, typename Field>
-  void number(const auto& key, Field& field) {
-    take<OXNumber>(key, [&](OXNumber number) { field = static_cast<Field>((number.*read)()); });
+  template <typename Number>
+  void field(const auto& key, Number& number, auto getter) {
+    std::optional<OXNumber> object;
+    field(key, object);
+    number = object ? static_cast<Number>(((*object).*getter)()) : number;
   }
 
   // Whether every object so far was of the kind that its field takes.
   bool fits() const { return fits_; }
 
  private:
-  // Calls `set` with the object, unless there is none.
-  template <typename Kind>
-  void take(const auto& key, auto set) {
-    std::optional<OXValue> object =
-        keyed_ ? coder_.decodeObjectForKey(key.text()) : coder_.decodeObject();
-    if (!object || (!keyed_ && std::holds_alternative<OXNull>(*object))) {
-      return;
-    }
-    if (Kind* const taken = std::get_if<Kind>(&*object)) {
-      set(*taken);
-    } else {
-      fits_ = false;
-    }
-  }
-
   OXCoder& coder_;
   const bool keyed_;
   bool fits_ = true;

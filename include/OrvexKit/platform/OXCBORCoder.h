@@ -90,16 +90,10 @@ class OX_EXPORT OXCBOREncoder final : public OXCoder {
  private:
   friend class OXCBORFields;
 
-  OX_INTERNAL void startRecord() noexcept;
-  OX_INTERNAL void startAnewIfTaken() noexcept;
+  // Where the next objects go, of at most `size` bytes; and what was written there.
+  OX_INTERNAL unsigned char* begin(bool isRecord, std::uint64_t size);
+  OX_INTERNAL void end(const unsigned char* end, std::size_t objects) noexcept;
   OX_INTERNAL void grow(std::uint64_t size);
-  // Where the next `size` bytes go.
-  unsigned char* roomFor(std::uint64_t size) {
-    if (size > buffer_.size() - end_) {
-      grow(size);
-    }
-    return buffer_.data() + end_;
-  }
 
   OXCBORMode mode_;
   bool hasRecord_ = false;  // a whole record of the library's, perhaps among other objects
@@ -170,19 +164,15 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
 
   OX_INTERNAL bool open() noexcept;
   OX_INTERNAL void check() const noexcept;
-  OX_INTERNAL std::size_t find(std::string_view key) noexcept;
-  OX_INTERNAL std::size_t search(std::string_view key, std::size_t& from,
-                                 std::uint64_t& passed) const noexcept;
+  OX_INTERNAL OXValue give(std::span<const std::byte>& rest);
 
-  std::span<const std::byte> bytes_;  // what the map or the array holds, or the run
+  // What the map holds, or what of the array or the run is still to be read.
+  std::span<const std::byte> bytes_;
   OXCBORMode mode_;
   mutable bool isChecked_ = false;  // the bytes are known to be well-formed, or not to be
   mutable bool failed_ = false;
-  bool isCounted_ = false;  // an array says how many items it has: `count_`
-  std::uint64_t count_ = 0;
-  std::uint64_t taken_ = 0;   // items that were read before `position_` was checked
-  std::size_t position_ = 0;  // in `bytes_`, of the item or the entry that comes next
-  std::uint64_t passed_ = 0;  // keyed: a bit or more for each key before it
+  std::optional<std::uint64_t> count_;  // of items or entries, where a head says it
+  std::uint64_t taken_ = 0;             // items that were read before the rest was checked
 };
 
 /// Returns the record that the decoder's bytes hold, or null if they hold none. Safe for any bytes:

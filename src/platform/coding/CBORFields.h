@@ -3,15 +3,14 @@
 // A record states its fields once, as a function that takes a coder of fields and calls it for each
 // of them, in the order of writing (see `ArchivedFileCoding.cpp`):
 //
-//   coder.string(key, field)  coder.date(key, field)  coder.number<&OXNumber::boolValue>(key,
-//   field)
+//   coder.field(key, textOrDate)
+//   coder.field(key, number, &OXNumber::boolValue)   or another getter
 //
 // `Writer` and `Reader` are such coders.
 
 #pragma once
 
 #include <array>
-#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -19,6 +18,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 
 #include "OrvexKit/platform/OXCBORCoder.h"
 #include "platform/coding/CBORItem.h"
@@ -38,19 +38,15 @@ class FieldKey {
 
   constexpr std::string_view text() const noexcept { return {coded_.data() + 1, size - 1}; }
 
-  // Both in two pieces that do not overlap: reading what two stores wrote waits for them.
   unsigned char* write(unsigned char* to) const noexcept {
-    std::memcpy(to, coded_.data(), piece);
-    std::memcpy(to + piece, coded_.data() + piece, size - piece);
+    std::memcpy(to, coded_.data(), size);
     return to + size;
   }
   bool isAt(cbor::Bytes bytes) const noexcept {
-    return bytes.size() >= size && std::memcmp(bytes.data(), coded_.data(), piece) == 0 &&
-           std::memcmp(bytes.data() + piece, coded_.data() + piece, size - piece) == 0;
+    return bytes.size() >= size && std::memcmp(bytes.data(), coded_.data(), size) == 0;
   }
 
  private:
-  static constexpr std::size_t piece = std::bit_floor(size);
   std::array<char, size> coded_{};
 };
 
@@ -71,14 +67,10 @@ class OXCBORFields {
   // record: all of them or, without memory, none.
   template <typename Describe>
   static void write(OXCBOREncoder& encoder, std::size_t textSize, Describe describe) {
-    constexpr std::size_t fields = 16;
-    constexpr std::size_t fieldSize = 24 + 1 + ox::cbor::longestHead;  // a key, a tag, a number
-    const std::size_t size = textSize + fields * fieldSize;
-    encoder.startRecord();
     if (encoder.mode_ == OXCBORMode::keyed) {
-      writeTo<true>(encoder, size, describe);
+      writeTo<true>(encoder, textSize, describe);
     } else {
-      writeTo<false>(encoder, size, describe);
+      writeTo<false>(encoder, textSize, describe);
     }
   }
 
@@ -86,9 +78,6 @@ class OXCBORFields {
   // object does not fit, or is missing from a sequential record, whose objects are all passed over.
   template <typename Describe>
   static bool read(OXCBORDecoder& decoder, Describe describe) {
-    if (decoder.failed_) {
-      return false;
-    }
     return decoder.mode_ == OXCBORMode::keyed ? readFrom<true>(decoder, describe)
                                               : readFrom<false>(decoder, describe);
   }
@@ -100,19 +89,23 @@ class OXCBORFields {
   class Reader;
 
   template <bool keyed, typename Describe>
-  static void writeTo(OXCBOREncoder& encoder, std::size_t size, Describe describe) {
-    Writer<keyed> writer(encoder.roomFor(size));
+  static void writeTo(OXCBOREncoder& encoder, std::size_t textSize, Describe describe) {
+    constexpr std::size_t fields = 16;
+    constexpr std::size_t fieldSize = 24 + 1 + ox::cbor::longestHead;  // a key, a tag, a number
+    Writer<keyed> writer(encoder.begin(true, textSize + fields * fieldSize));
     describe(writer);
-    encoder.end_ = static_cast<std::size_t>(writer.next_ - encoder.buffer_.data());
-    encoder.count_ += writer.count_;
+    encoder.end(writer.next_, writer.count_);
   }
 
   template <bool keyed, typename Describe>
   static bool readFrom(OXCBORDecoder& decoder, Describe describe) {
-    Reader<keyed> reader(decoder.bytes_.subspan(keyed ? 0 : decoder.position_));
+    if (keyed ? decoder.hasFailed() : decoder.failed_) {
+      return false;
+    }
+    Reader<keyed> reader(decoder.bytes_);
     reader.read(describe);
     if constexpr (!keyed) {
-      decoder.position_ = decoder.bytes_.size() - reader.rest_.size();
+      decoder.bytes_ = reader.rest_;
       decoder.taken_ += reader.taken_;
       decoder.check();
     }
@@ -127,39 +120,24 @@ class OXCBORFields::Writer {
  public:
   explicit Writer(unsigned char* next) noexcept : next_(next) {}
 
-  void string(const auto& key, const std::optional<std::string_view>& field) {
-    if (begin(key, field.has_value())) {
-      next_ = ox::cbor::writeString(next_, *field);
+  template <typename Object>
+  void field(const auto& key, const std::optional<Object>& object) {
+    if (object) {
+      put(key, *object);
+    } else if (!keyed) {
+      put(key, OXNull());
     }
   }
-  void date(const auto& key, const std::optional<OXDate>& field) {
-    if (begin(key, field.has_value())) {
-      next_ = ox::cbor::writeDate(next_, *field);
-    }
-  }
-  template <auto read, typename Field>
-  void number(const auto& key, Field field) {
-    begin(key, true);
-    if constexpr (std::same_as<Field, bool>) {
-      next_ = ox::cbor::writeSimple(next_, field ? ox::cbor::trueValue : ox::cbor::falseValue);
-    } else {
-      next_ = ox::cbor::writeHead(next_, ox::cbor::Kind::unsignedInteger, field);
-    }
+  void field(const auto& key, std::unsigned_integral auto number, auto /*getter*/) {
+    put(key, number);
   }
 
  private:
   friend class OXCBORFields;
 
-  // Whether there is an object to be written, behind its key in keyed mode.
-  bool begin(const auto& key, bool exists) noexcept {
-    if constexpr (keyed) {
-      next_ = exists ? key.write(next_) : next_;
-      count_ += exists ? 1 : 0;
-    } else {
-      next_ = exists ? next_ : ox::cbor::writeSimple(next_, ox::cbor::nullValue);
-      ++count_;
-    }
-    return exists;
+  void put(const auto& key, const auto& object) noexcept {
+    next_ = ox::cbor::write(keyed ? key.write(next_) : next_, object);
+    ++count_;
   }
 
   unsigned char* next_;
@@ -170,8 +148,8 @@ class OXCBORFields::Writer {
 //
 // Keyed, the description is gone through again and again, each time from the entry that comes next:
 // each field takes the entry if it has the field's key. Entries in the order of writing are all
-// taken the first time. An entry that nobody took is passed over, unless its key is in other bytes
-// than keys mostly are: then it is offered once more, by its name.
+// taken the first time. When nobody took the next entry, it is offered once more by its key as an
+// item, which may be in other bytes than keys mostly are, and then passed over.
 template <bool keyed>
 class OXCBORFields::Reader {
  public:
@@ -182,71 +160,55 @@ class OXCBORFields::Reader {
     if constexpr (!keyed) {
       return describe(*this);
     }
-    ox::cbor::Item item{};
-    std::array<char, 24> room{};  // more than any field's key has
     while (!rest_.empty()) {
-      const ox::cbor::Bytes before = rest_;
+      const std::size_t before = rest_.size();
       field_ = 0;
       describe(*this);
-      if (!name_ && rest_.size() == before.size()) {
-        const ox::cbor::Head key = ox::cbor::readHead(before);
-        const bool isPlain = key.kind == ox::cbor::Kind::textString && key.size == 1;
-        pass(item);
-        ox::cbor::joinShort(item, room);
-        if ((!isPlain || key.indefinite) && item.kind == ox::cbor::ItemKind::string) {
-          name_.emplace(item.bytes, static_cast<std::size_t>(item.number));
-          continue;
-        }
-        pass(item);
-      } else if (name_) {
-        name_.reset();
-        pass(item);
+      if (key_) {
+        ox::cbor::takeItem(rest_);
+        key_.reset();
+      } else if (rest_.size() == before) {
+        key_ = ox::cbor::takeItem(rest_);
       }
     }
   }
 
-  [[gnu::always_inline]] void string(const auto& key, std::optional<std::string>& field) {
-    ox::cbor::Item item{};
-    if (take(key, item) && fits(item.isString())) {
-      field = ox::cbor::stringOf(item);
+  template <typename Object>
+  [[gnu::always_inline]] void field(const auto& key, std::optional<Object>& object) {
+    ox::cbor::Item item;
+    if (take(key, item)) {
+      object = ox::cbor::as<Object>(item);
+      refuse(item, !object);
     }
   }
-  [[gnu::always_inline]] void date(const auto& key, std::optional<OXDate>& field) {
-    ox::cbor::Item item{};
-    if (take(key, item) && fits(item.kind == ox::cbor::ItemKind::date)) {
-      field = ox::cbor::dateOf(item);
-    }
-  }
-  template <auto read, typename Field>
-  [[gnu::always_inline]] void number(const auto& key, Field& field) {
-    ox::cbor::Item item{};
-    if (!take(key, item) || !fits(item.isNumber())) {
+  template <typename Number>
+  [[gnu::always_inline]] void field(const auto& key, Number& number, auto getter) {
+    ox::cbor::Item item;
+    if (!take(key, item)) {
       return;
     }
-    const bool isPlain = item.kind == ox::cbor::ItemKind::unsignedInteger ||
-                         item.kind == ox::cbor::ItemKind::boolean;
-    // What the conversion comes to for these, without the call.
-    field = isPlain ? static_cast<Field>(item.number)
-                    : static_cast<Field>((ox::cbor::numberOf(item).*read)());
+    // What the conversion comes to for most numbers, without the call.
+    if (item.head.kind == ox::cbor::Kind::unsignedInteger) {
+      number = static_cast<Number>(item.head.number);
+    } else if (std::same_as<Number, bool> && ox::cbor::isBoolean(item.head)) {
+      number = item.head.number == ox::cbor::trueValue;
+    } else {
+      const std::optional<OXNumber> object = ox::cbor::as<OXNumber>(item);
+      number = object ? static_cast<Number>(((*object).*getter)()) : number;
+      refuse(item, !object);
+    }
   }
 
  private:
   friend class OXCBORFields;
 
-  bool fits(bool isOfItsKind) noexcept {
-    fits_ = fits_ && isOfItsKind;
-    return isOfItsKind;
-  }
-
-  // Reads the next item. When there is none, because a run is too short or somebody changes the
-  // bytes meanwhile, it is one that does not fit.
-  [[gnu::always_inline]] void pass(ox::cbor::Item& item) noexcept {
-    const std::size_t size = ox::cbor::readItem(rest_, item);
-    if (size == 0) {
-      item.kind = ox::cbor::ItemKind::other;
+  void refuse(const ox::cbor::Item& item, bool isRefused) {
+    if (isRefused) {
       fits_ = false;
+      // A string is an object, and not copied to find that out.
+      failed_ = failed_ || (!ox::cbor::isString(item.head.kind) &&
+                            std::holds_alternative<OXMisfit>(ox::cbor::objectOf(item)));
     }
-    rest_ = size == 0 ? rest_.last(0) : rest_.subspan(size);
   }
 
   // Whether there is a value for the field, which is in `item` then. Keyed, the first entry under
@@ -258,31 +220,29 @@ class OXCBORFields::Reader {
       if (!isAt(key)) {
         return false;
       }
-      pass(item);
-      if ((taken_ & bit) != 0) {
-        return false;
-      }
+      item = ox::cbor::takeItem(rest_);
+      const bool isFirst = (taken_ & bit) == 0;
       taken_ |= bit;
+      return isFirst;
     } else {
-      pass(item);
+      item = ox::cbor::takeItem(rest_);
       ++taken_;
+      return !ox::cbor::isNull(item.head);
     }
-    failed_ = failed_ || item.kind == ox::cbor::ItemKind::other;
-    return keyed || item.kind != ox::cbor::ItemKind::null;
   }
 
   // Whether the value under `key` comes next; the key itself is passed over then.
   [[gnu::always_inline]] bool isAt(const auto& key) {
-    if (name_ ? *name_ != key.text() : !key.isAt(rest_)) {
+    if (key_ ? !ox::cbor::isText(*key_, key.text()) : !key.isAt(rest_)) {
       return false;
     }
-    rest_ = rest_.subspan(name_ ? 0 : key.text().size() + 1);
-    name_.reset();
+    rest_ = rest_.subspan(key_ ? 0 : key.text().size() + 1);
+    key_.reset();
     return true;
   }
 
   ox::cbor::Bytes rest_;
-  std::optional<std::string_view> name_;  // of the entry whose value comes next, when it was read
+  std::optional<ox::cbor::Item> key_;  // of the entry whose value comes next, when it was read
   std::uint32_t taken_ = 0;  // a bit for each field that had its entry; items, in sequential mode
   unsigned field_ = 0;
   bool fits_ = true;     // every value was of the kind that its field takes

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <endian.h>
+
 #include <bit>
 #include <cmath>
 #include <cstddef>
@@ -37,31 +39,30 @@ constexpr std::uint64_t undefinedValue = 23;
 constexpr std::uint64_t epochDateTag = 1;
 
 struct Head {
-  Kind kind;
-  bool indefinite;   // a string in chunks, or a container, that a break ends
-  std::size_t size;  // in bytes; when it is more than there are, the argument is missing
-  std::uint64_t number;
+  Kind kind = Kind::malformed;
+  bool indefinite = false;  // a string in chunks, or a container, that a break ends
+  std::size_t size = 0;     // in bytes; when it is more than there are, the argument is missing
+  std::uint64_t number = 0;
 };
 
 constexpr std::size_t longestHead = 9;
 
-// Big-endian to native, and back.
-template <typename Number>
-Number swapped(Number bits) noexcept {
-  if constexpr (sizeof bits == 1 || std::endian::native == std::endian::big) {
-    return bits;
-  } else if constexpr (sizeof bits == 2) {
-    return __builtin_bswap16(bits);
-  } else if constexpr (sizeof bits == 4) {
-    return __builtin_bswap32(bits);
-  } else {
-    return __builtin_bswap64(bits);
-  }
+constexpr bool isBoolean(const Head& head) noexcept {
+  return head.kind == Kind::simple && (head.number == falseValue || head.number == trueValue);
+}
+constexpr bool isNull(const Head& head) noexcept {
+  return head.kind == Kind::simple && head.number == nullValue;
+}
+constexpr bool isString(Kind kind) noexcept {
+  return kind == Kind::byteString || kind == Kind::textString;
+}
+constexpr bool isContainer(Kind kind) noexcept {
+  return kind == Kind::array || kind == Kind::map;
 }
 
 // RFC 8949, appendix D.
-inline double halfPrecision(std::uint16_t bits) noexcept {
-  const int exponent = bits >> 10 & 0x1F;
+inline double halfPrecision(std::uint64_t bits) noexcept {
+  const int exponent = static_cast<int>(bits >> 10 & 0x1F);
   const auto mantissa = static_cast<double>(bits & 0x3FF);
   const double value = exponent == 0    ? std::ldexp(mantissa, -24)
                        : exponent != 31 ? std::ldexp(mantissa + 1024, exponent - 25)
@@ -70,30 +71,26 @@ inline double halfPrecision(std::uint16_t bits) noexcept {
   return (bits & 0x8000) != 0 ? -value : value;
 }
 
-// The head at the start of `bytes`, whose argument is a `Number` behind the first byte.
-template <typename Number>
+// The head at the start of `bytes`, whose argument has `width` bytes behind the first one.
+template <std::size_t width>
 [[gnu::always_inline]] inline Head readHeadWith(Kind kind, Bytes bytes) noexcept {
-  constexpr std::size_t size = 1 + sizeof(Number);
+  constexpr std::size_t size = 1 + width;
   if (bytes.size() < size) {
     return {kind, false, size, 0};
   }
-  Number argument = 0;
-  std::memcpy(&argument, bytes.data() + 1, sizeof argument);
-  argument = swapped(argument);
+  std::uint64_t bits = 0;
+  std::memcpy(&bits, bytes.data() + 1, width);
+  const std::uint64_t argument = be64toh(bits) >> (64 - 8 * width);
   if (kind != Kind::simple) {
     return {kind, false, size, argument};
   }
-  double real = 0;
-  if constexpr (sizeof(Number) == 1) {
+  if constexpr (width == 1) {
     // The values below 32 have a form of one byte, or none.
     return {argument < 32 ? Kind::malformed : Kind::simple, false, size, argument};
-  } else if constexpr (sizeof(Number) == 2) {
-    real = halfPrecision(argument);
-  } else if constexpr (sizeof(Number) == 4) {
-    real = std::bit_cast<float>(argument);
-  } else {
-    real = std::bit_cast<double>(argument);
   }
+  const double real = width == 2   ? halfPrecision(argument)
+                      : width == 4 ? std::bit_cast<float>(static_cast<std::uint32_t>(argument))
+                                   : std::bit_cast<double>(argument);
   return {Kind::floatingPoint, false, size, std::bit_cast<std::uint64_t>(real)};
 }
 
@@ -108,22 +105,34 @@ template <typename Number>
   }
   switch (low) {
     case 24:
-      return readHeadWith<std::uint8_t>(kind, bytes);
+      return readHeadWith<1>(kind, bytes);
     case 25:
-      return readHeadWith<std::uint16_t>(kind, bytes);
+      return readHeadWith<2>(kind, bytes);
     case 26:
-      return readHeadWith<std::uint32_t>(kind, bytes);
+      return readHeadWith<4>(kind, bytes);
     case 27:
-      return readHeadWith<std::uint64_t>(kind, bytes);
+      return readHeadWith<8>(kind, bytes);
     default:
       break;
   }
-  const bool canBeIndefinite = kind >= Kind::byteString && kind <= Kind::map;
-  const bool isMalformed = low != 31 || !(canBeIndefinite || kind == Kind::simple);
-  return {isMalformed       ? Kind::malformed
-          : canBeIndefinite ? kind
-                            : Kind::breakCode,
-          canBeIndefinite && !isMalformed, 1, 0};
+  if (low == 31 && kind >= Kind::byteString && kind <= Kind::map) {
+    return {kind, true, 1, 0};
+  }
+  return {low == 31 && kind == Kind::simple ? Kind::breakCode : Kind::malformed, false, 1, 0};
+}
+
+// The size of the item at the start of `bytes`, which starts with `head`, if it is but its head
+// and, of a string, the contents. 0 for every other item, and for one that is not all there.
+[[gnu::always_inline]] inline std::size_t plainSize(Bytes bytes, const Head& head) noexcept {
+  if (head.size > bytes.size() || head.kind > Kind::floatingPoint || head.indefinite ||
+      isContainer(head.kind) || head.kind == Kind::tag) {
+    return 0;
+  }
+  if (!isString(head.kind)) {
+    return head.size;
+  }
+  const bool isCutOff = head.number > bytes.size() - head.size;
+  return isCutOff ? 0 : head.size + static_cast<std::size_t>(head.number);
 }
 
 // Writes a head with the shortest argument to `to`, where there is room for the longest one, and
@@ -142,14 +151,9 @@ template <typename Number>
                                                   : 3;
   const std::size_t size = std::size_t{1} << power;
   *to = static_cast<unsigned char>(type | (24 + power));
-  const std::uint64_t bits = swapped(argument << (64 - 8 * size));
+  const std::uint64_t bits = htobe64(argument << (64 - 8 * size));
   std::memcpy(to + 1, &bits, sizeof bits);
   return to + 1 + size;
-}
-
-// Writes true, false, null or undefined.
-inline unsigned char* writeSimple(unsigned char* to, std::uint64_t value) noexcept {
-  return writeHead(to, Kind::simple, value);
 }
 
 // Always all eight bytes, and one pattern for every not-a-number.
@@ -157,7 +161,7 @@ inline unsigned char* writeDouble(unsigned char* to, double value) noexcept {
   constexpr unsigned char head = 0xFB;
   const double written = std::isnan(value) ? std::numeric_limits<double>::quiet_NaN() : value;
   *to = head;
-  const std::uint64_t bits = swapped(std::bit_cast<std::uint64_t>(written));
+  const std::uint64_t bits = htobe64(std::bit_cast<std::uint64_t>(written));
   std::memcpy(to + 1, &bits, sizeof bits);
   return to + longestHead;
 }

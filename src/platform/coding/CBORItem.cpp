@@ -1,28 +1,39 @@
 #include "platform/coding/CBORItem.h"
 
+#include <algorithm>
 #include <bit>
 #include <limits>
 #include <new>
-
-#include "platform/coding/CBORScanner.h"
+#include <utility>
 
 namespace ox::cbor {
 
+using Progress = Scanner::Progress;
+
 namespace {
 
-std::size_t setDate(Item& item, double seconds, std::size_t size) noexcept {
-  item.kind = ItemKind::date;
-  item.number = std::bit_cast<std::uint64_t>(seconds);
-  return size;
+// The least number of bytes that must follow the head: each item in a container takes one.
+std::uint64_t leastContent(const Head& head) noexcept {
+  constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+  if (head.kind == Kind::map) {
+    return head.number > most / 2 ? most : head.number * 2;
+  }
+  return isString(head.kind) || head.kind == Kind::array ? head.number : 0;
 }
 
-// An item that has to be scanned for its end; its contents are known for a string in chunks alone.
-std::size_t readScanned(Bytes bytes, ItemKind kind, Item& item) noexcept {
-  const std::size_t size = itemSize(bytes);
-  item.kind = kind;
-  item.number = size == 0 ? 0 : size - 1;
-  item.bytes = reinterpret_cast<const char*>(bytes.data()) + 1;
-  return size;
+bool opensLevel(const Head& head) noexcept {
+  return head.indefinite || (isContainer(head.kind) && head.number != 0);
+}
+
+// A string's text, when it is in one piece.
+std::string_view textOf(const Item& item) noexcept {
+  const Bytes text = item.bytes.subspan(item.head.size);
+  return {reinterpret_cast<const char*>(text.data()), text.size()};
+}
+
+// A string's chunks, one behind the other; a string in one piece is its only chunk.
+Bytes chunksOf(const Item& item) noexcept {
+  return item.head.indefinite ? item.bytes.subspan(1, item.bytes.size() - 2) : item.bytes;
 }
 
 // The nearest double to -1 - `number`, which is rounded once: 2^64 alone is no integer here.
@@ -32,132 +43,207 @@ double negative(std::uint64_t number) noexcept {
                                                              : -static_cast<double>(number + 1);
 }
 
-// Tag 1 on an integer or a float is a date. Any other tag may change its content's meaning, so the
-// item is not an object.
-std::size_t readTagged(Bytes bytes, const Head& tag, Item& item) noexcept {
-  const Bytes tagged = bytes.subspan(tag.size);
-  if (tag.number != epochDateTag || tagged.empty()) {
-    return readScanned(bytes, ItemKind::other, item);
-  }
-  const Head content = readHead(tagged);
-  const std::size_t size = tag.size + content.size;
-  if (size > bytes.size()) {
-    return 0;
-  }
-  switch (content.kind) {
-    case Kind::unsignedInteger:
-      return setDate(item, static_cast<double>(content.number), size);
-    case Kind::negativeInteger:
-      return setDate(item, negative(content.number), size);
-    case Kind::floatingPoint:
-      return setDate(item, std::bit_cast<double>(content.number), size);
-    default:
-      return readScanned(bytes, ItemKind::other, item);
-  }
-}
-
-std::string_view wholeString(const Item& item) noexcept {
-  return {item.bytes, static_cast<std::size_t>(item.number)};
-}
-
-// Calls `take` with one chunk after the other, up to the break.
-template <typename Take>
-void forEachChunk(const Item& item, Take take) {
-  Bytes chunks = std::as_bytes(std::span(wholeString(item)));
-  Item chunk{};
-  for (std::size_t size = readItem(chunks, chunk); size != 0 && chunk.kind == ItemKind::string;
-       size = readItem(chunks, chunk)) {
-    take(wholeString(chunk));
-    chunks = chunks.subspan(size);
-  }
-}
-
 }  // namespace
 
-std::size_t readLongItem(Bytes bytes, const Head& head, Item& item) noexcept {
-  constexpr std::uint64_t greatest = std::numeric_limits<std::int64_t>::max();
-  switch (head.kind) {
-    case Kind::tag:
-      return readTagged(bytes, head, item);
-    case Kind::negativeInteger:
-      item.kind = head.number > greatest ? ItemKind::other : ItemKind::negativeInteger;
-      return head.size;
-    case Kind::simple:
-      item.kind = head.number == nullValue ? ItemKind::null : ItemKind::other;
-      return head.size;
-    case Kind::byteString:
-    case Kind::textString:
-      return head.indefinite ? readScanned(bytes, ItemKind::chunkedString, item) : 0;
-    default:
-      return readScanned(bytes, ItemKind::other, item);
+Progress Scanner::scan(Bytes item, std::size_t room) noexcept {
+  while (scanned_ < item.size()) {
+    scanned_ += passPlain(item.first(std::min(item.size(), room)).subspan(scanned_));
+    const Bytes rest = item.subspan(scanned_);
+    if (rest.empty()) {
+      break;
+    }
+    const std::size_t left = room - scanned_;
+    const Head head = readHead(rest);
+    if (!canStandHere(head)) {
+      return Progress::malformed;
+    }
+    if (head.size > left || leastContent(head) > left - head.size) {
+      return Progress::tooLarge;
+    }
+    const std::uint64_t size = head.size + (isString(head.kind) ? head.number : 0);
+    if (size > rest.size()) {
+      return Progress::within;
+    }
+    scanned_ += static_cast<std::size_t>(size);
+    if (const Progress progress = take(head); progress != Progress::within) {
+      return progress;
+    }
   }
+  return scanned_ < room ? Progress::within : Progress::tooLarge;
 }
 
-std::string stringOf(const Item& item) {
-  const bool inChunks = item.kind == ItemKind::chunkedString;
-  std::size_t size = inChunks ? 0 : static_cast<std::size_t>(item.number);
-  if (inChunks) {
-    forEachChunk(item, [&](std::string_view chunk) { size += chunk.size(); });
+// Passes over as many plain items as are there, up to the last one in their container, and returns
+// their size. Most items are plain, and this takes half the time of a look at each.
+std::size_t Scanner::passPlain(Bytes bytes) noexcept {
+  Level& level = levels_[depth_];
+  if (isString(level.kind)) {
+    return 0;
+  }
+  Bytes rest = bytes;
+  for (; level.items > 1 && !rest.empty(); --level.items) {
+    const std::size_t size = plainSize(rest, readHead(rest));
+    if (size == 0) {
+      break;
+    }
+    rest = rest.subspan(size);
+    tagged_ = false;
+  }
+  return bytes.size() - rest.size();
+}
+
+// In a string in chunks there are but strings of known length, of the same major type and without a
+// tag.
+bool Scanner::canStandHere(const Head& head) const noexcept {
+  const Kind around = levels_[depth_].kind;
+  if (!isString(around) || head.kind == Kind::breakCode) {
+    return head.kind != Kind::malformed;
+  }
+  return head.kind == around && !head.indefinite;
+}
+
+// Goes on behind a head and, of a string, its contents.
+Progress Scanner::take(const Head& head) noexcept {
+  constexpr std::uint64_t unlimited = std::numeric_limits<std::uint64_t>::max() - 1;
+  const bool wasTagged = std::exchange(tagged_, head.kind == Kind::tag);
+  if (tagged_) {
+    return Progress::within;
+  }
+  if (opensLevel(head)) {
+    if (depth_ == maximumDepth) {
+      return Progress::malformed;
+    }
+    ++depth_;
+    levels_[depth_] = {.kind = head.kind,
+                       .indefinite = head.indefinite,
+                       .items = head.indefinite ? unlimited : leastContent(head)};
+    return Progress::within;
+  }
+  if (head.kind == Kind::breakCode) {
+    // It ends what is indefinite, and in a map never between a key and its value.
+    const Level& level = levels_[depth_];
+    if (wasTagged || !level.indefinite || (level.kind == Kind::map && level.items % 2 != 0)) {
+      return Progress::malformed;
+    }
+    --depth_;
+  }
+  // An item is complete, and with it each container whose last one it is.
+  while (--levels_[depth_].items == 0) {
+    if (depth_ == 0) {
+      return Progress::complete;
+    }
+    --depth_;
+  }
+  return Progress::within;
+}
+
+std::size_t itemSize(Bytes bytes) noexcept {
+  // Most items that are not plain are dates.
+  constexpr std::byte dateTag{0xC1};
+  if (bytes.size() > 1 && bytes.front() == dateTag) {
+    const Bytes seconds = bytes.subspan(1);
+    if (const std::size_t size = plainSize(seconds, readHead(seconds))) {
+      return 1 + size;
+    }
+  }
+  Scanner scanner;
+  return scanner.scan(bytes, bytes.size()) == Progress::complete ? scanner.scanned() : 0;
+}
+
+template <>
+std::optional<std::string> as<std::string>(const Item& item) {
+  if (!isString(item.head.kind)) {
+    return std::nullopt;
+  }
+  if (!item.head.indefinite) {
+    return std::string(textOf(item));
+  }
+  std::uint64_t size = 0;
+  for (Bytes chunks = chunksOf(item); !chunks.empty();) {
+    size += textOf(takeItem(chunks)).size();
   }
   std::string string;
   if (size > string.max_size()) {
     throw std::bad_alloc();
   }
-  if (!inChunks) {
-    string.assign(item.bytes, size);
-    return string;
+  string.reserve(static_cast<std::size_t>(size));
+  for (Bytes chunks = chunksOf(item); !chunks.empty();) {
+    string += textOf(takeItem(chunks));
   }
-  string.reserve(size);
-  forEachChunk(item, [&](std::string_view chunk) { string += chunk; });
   return string;
 }
 
-OXNumber numberOf(const Item& item) noexcept {
-  switch (item.kind) {
-    case ItemKind::negativeInteger:
-      return OXNumber(-1 - static_cast<std::int64_t>(item.number));
-    case ItemKind::floatingPoint:
-      return OXNumber(std::bit_cast<double>(item.number));
-    case ItemKind::boolean:
-      return OXNumber(item.number != 0);
+template <>
+std::optional<OXNumber> as<OXNumber>(const Item& item) {
+  constexpr std::uint64_t greatest = std::numeric_limits<std::int64_t>::max();
+  const std::uint64_t number = item.head.number;
+  if (item.head.kind == Kind::unsignedInteger) {
+    return OXNumber(number);
+  }
+  if (item.head.kind == Kind::negativeInteger && number <= greatest) {
+    return OXNumber(-1 - static_cast<std::int64_t>(number));
+  }
+  if (item.head.kind == Kind::floatingPoint) {
+    return OXNumber(std::bit_cast<double>(number));
+  }
+  return isBoolean(item.head) ? std::optional(OXNumber(number == trueValue)) : std::nullopt;
+}
+
+// Tag 1 on an integer or a float is a date. Any other tag may change its content's meaning, so the
+// item is not an object.
+template <>
+std::optional<OXDate> as<OXDate>(const Item& item) {
+  if (item.head.kind != Kind::tag || item.head.number != epochDateTag) {
+    return std::nullopt;
+  }
+  const Head content = readHead(item.bytes.subspan(item.head.size));
+  const auto date = [](double seconds) { return OXDate(OXDate::duration(seconds)); };
+  switch (content.kind) {
+    case Kind::unsignedInteger:
+      return date(static_cast<double>(content.number));
+    case Kind::negativeInteger:
+      return date(negative(content.number));
+    case Kind::floatingPoint:
+      return date(std::bit_cast<double>(content.number));
     default:
-      return OXNumber(item.number);
+      return std::nullopt;
   }
 }
 
 OXValue objectOf(const Item& item) {
-  if (item.isString()) {
-    return stringOf(item);
+  if (std::optional<std::string> string = as<std::string>(item)) {
+    return *std::move(string);
   }
-  if (item.isNumber()) {
-    return numberOf(item);
+  if (const std::optional<OXNumber> number = as<OXNumber>(item)) {
+    return *number;
   }
-  if (item.kind == ItemKind::date) {
-    return dateOf(item);
+  if (const std::optional<OXDate> date = as<OXDate>(item)) {
+    return *date;
   }
-  return item.kind == ItemKind::null ? OXValue(OXNull()) : OXValue(OXMisfit());
+  return isNull(item.head) ? OXValue(OXNull()) : OXValue(OXMisfit());
 }
 
-void joinShort(Item& item, std::span<char> room) noexcept {
-  if (item.kind != ItemKind::chunkedString) {
-    return;
+bool isText(const Item& item, std::string_view text) noexcept {
+  bool isSame = isString(item.head.kind);
+  for (Bytes chunks = chunksOf(item); isSame && !chunks.empty();) {
+    const std::string_view chunk = textOf(takeItem(chunks));
+    isSame = text.starts_with(chunk);
+    text.remove_prefix(isSame ? chunk.size() : 0);
   }
-  std::size_t size = 0;
-  bool fits = true;
-  forEachChunk(item, [&](std::string_view chunk) {
-    fits = fits && chunk.size() <= room.size() - size;
-    size += fits ? chunk.copy(room.data() + size, chunk.size()) : 0;
-  });
-  item = {fits ? ItemKind::string : ItemKind::other, size, room.data()};
+  return isSame && text.empty();
 }
 
-bool chunksAre(const Item& item, std::string_view string) noexcept {
-  bool equal = true;
-  forEachChunk(item, [&](std::string_view chunk) {
-    equal = equal && string.starts_with(chunk);
-    string.remove_prefix(equal ? chunk.size() : 0);
-  });
-  return equal && string.empty();
+unsigned char* write(unsigned char* to, const OXNumber& number) noexcept {
+  if (number.kind() == OXNumber::Kind::boolean) {
+    return write(to, number.boolValue());
+  }
+  if (number.kind() == OXNumber::Kind::floatingPoint) {
+    return writeDouble(to, number.doubleValue());
+  }
+  const std::int64_t value = number.signed64Value();
+  if (number.kind() == OXNumber::Kind::signedInteger && value < 0) {
+    return writeHead(to, Kind::negativeInteger, static_cast<std::uint64_t>(-1 - value));
+  }
+  return write(to, number.unsigned64Value());
 }
 
 }  // namespace ox::cbor

@@ -1,10 +1,12 @@
-// A whole CBOR data item, as far as an object can be made of it.
+// CBOR data items: where one ends, what object it is, and how an object is written.
 
 #pragma once
 
-#include <bit>
+#include <array>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -14,101 +16,113 @@
 
 namespace ox::cbor {
 
-enum class ItemKind : std::uint8_t {
-  string,           // `number` bytes at `bytes`
-  chunkedString,    // its chunks and a break, `number` bytes at `bytes`
-  unsignedInteger,  // `number`
-  negativeInteger,  // -1 - `number`, not below -2^63
-  floatingPoint,    // a double whose bits are `number`
-  boolean,          // `number` is 0 or 1
-  null,
-  date,   // the seconds are a double whose bits are `number`
-  other,  // no object
+// Follows the nesting of one data item, head by head, and can stop and go on wherever the bytes run
+// out. Needs no memory but its own, however deep or large the item claims to be.
+class Scanner {
+ public:
+  Scanner() noexcept { levels_[0] = {.kind = Kind::array, .indefinite = false, .items = 1}; }
+
+  enum class Progress : std::uint8_t { within, complete, malformed, tooLarge };
+
+  // `item` starts where the data item does, and holds at least what it held the last time. An item
+  // that cannot end within `room` bytes is too large. After `complete`, `scanned()` is the item's
+  // size; `reset` begins another one.
+  Progress scan(Bytes item, std::size_t room) noexcept;
+
+  std::size_t scanned() const noexcept { return scanned_; }
+  void reset() noexcept {
+    scanned_ = 0;
+    levels_[0].items = 1;
+  }
+
+ private:
+  // A container or a string in chunks that has begun.
+  struct Level {
+    Kind kind;
+    bool indefinite;
+    std::uint64_t items;  // still to come; an even number that is never reached when indefinite
+  };
+
+  // Containers and strings in chunks within each other; deeper ones are refused. Tags do not count.
+  static constexpr std::size_t maximumDepth = 64;
+
+  std::size_t passPlain(Bytes bytes) noexcept;
+  bool canStandHere(const Head& head) const noexcept;
+  Progress take(const Head& head) noexcept;
+
+  // The first one stands for what is around the item, which is the only one there.
+  std::array<Level, 1 + maximumDepth> levels_;
+  std::size_t depth_ = 0;
+  std::size_t scanned_ = 0;
+  bool tagged_ = false;
 };
 
+// How many of `bytes` the data item at their start takes, or 0 when they hold no whole, well-formed
+// one.
+std::size_t itemSize(Bytes bytes) noexcept;
+
+// A whole, well-formed data item.
 struct Item {
-  ItemKind kind;
-  std::uint64_t number;
-  const char* bytes;
-
-  bool isString() const noexcept { return kind <= ItemKind::chunkedString; }
-  bool isNumber() const noexcept {
-    return kind >= ItemKind::unsignedInteger && kind <= ItemKind::boolean;
-  }
+  Head head;    // malformed when there is no item
+  Bytes bytes;  // from the head to the end
 };
 
-// The slower part of `readItem`: an item that starts with `head` and is more than that.
-std::size_t readLongItem(Bytes bytes, const Head& head, Item& item) noexcept;
-
-// Reads the item at the start of `bytes` and returns its size there, or 0 when they hold no whole,
-// well-formed one. Strings are not copied.
-[[gnu::always_inline]] inline std::size_t readItem(Bytes bytes, Item& item) noexcept {
-  if (bytes.empty()) {
-    return 0;
+// Takes the item from the start of `rest`; when there is no whole, well-formed one, `rest` is empty
+// afterwards.
+[[gnu::always_inline]] inline Item takeItem(Bytes& rest) noexcept {
+  const Head head = rest.empty() ? Head{} : readHead(rest);
+  std::size_t size = plainSize(rest, head);
+  if (size == 0) {
+    size = itemSize(rest);
+    if (size == 0) {
+      rest = {};
+      return {};
+    }
   }
-  const Head head = readHead(bytes);
-  if (head.size > bytes.size()) {
-    return 0;
-  }
-  item.number = head.number;
-  switch (head.kind) {
-    case Kind::unsignedInteger:
-      item.kind = ItemKind::unsignedInteger;
-      return head.size;
-    case Kind::byteString:
-    case Kind::textString:
-      if (head.indefinite || head.number > bytes.size() - head.size) {
-        break;
-      }
-      item.kind = ItemKind::string;
-      item.bytes = reinterpret_cast<const char*>(bytes.data()) + head.size;
-      return head.size + static_cast<std::size_t>(head.number);
-    case Kind::floatingPoint:
-      item.kind = ItemKind::floatingPoint;
-      return head.size;
-    case Kind::simple:
-      if (head.number != falseValue && head.number != trueValue) {
-        break;
-      }
-      item.kind = ItemKind::boolean;
-      item.number = head.number - falseValue;
-      return head.size;
-    default:
-      break;
-  }
-  return readLongItem(bytes, head, item);
+  const Item item{head, rest.first(size)};
+  rest = rest.subspan(size);
+  return item;
 }
 
-// The object that `item` is, and that of a string, a number or a date alone. Only `std::bad_alloc`
-// is thrown.
+// The item as an object of one kind, if it is one. Only `std::bad_alloc` is thrown.
+template <typename Object>
+std::optional<Object> as(const Item& item);
+template <>
+std::optional<std::string> as(const Item& item);
+template <>
+std::optional<OXNumber> as(const Item& item);
+template <>
+std::optional<OXDate> as(const Item& item);
+
+// The object that the item is, or a misfit. Only `std::bad_alloc` is thrown.
 OXValue objectOf(const Item& item);
-std::string stringOf(const Item& item);
-OXNumber numberOf(const Item& item) noexcept;
-inline OXDate dateOf(const Item& item) noexcept {
-  return OXDate(OXDate::duration(std::bit_cast<double>(item.number)));
-}
 
-// Makes a string in chunks one piece, in `room`; what is too long for it is no object.
-void joinShort(Item& item, std::span<char> room) noexcept;
-
-// Whether a string in chunks is `string`, and one of any kind.
-bool chunksAre(const Item& item, std::string_view string) noexcept;
-inline bool isString(const Item& item, std::string_view string) noexcept {
-  if (item.kind == ItemKind::chunkedString) {
-    return chunksAre(item, string);
-  }
-  return item.kind == ItemKind::string && item.number == string.size() &&
-         string == std::string_view(item.bytes, string.size());
-}
+// Whether the item is a string, in one piece or in chunks, of this text.
+bool isText(const Item& item, std::string_view text) noexcept;
 
 // Write an object to where there is room for it, and return the position behind it.
-inline unsigned char* writeString(unsigned char* to, std::string_view string) noexcept {
+inline unsigned char* write(unsigned char* to, std::string_view string) noexcept {
   const Kind kind = utf8::isValid(string) ? Kind::textString : Kind::byteString;
   to = writeHead(to, kind, string.size());
   return to + string.copy(reinterpret_cast<char*>(to), string.size());
 }
-inline unsigned char* writeDate(unsigned char* to, OXDate date) noexcept {
+inline unsigned char* write(unsigned char* to, OXDate date) noexcept {
   return writeDouble(writeHead(to, Kind::tag, epochDateTag), date.time_since_epoch().count());
+}
+template <std::unsigned_integral Number>
+unsigned char* write(unsigned char* to, Number number) noexcept {
+  if constexpr (std::same_as<Number, bool>) {
+    return writeHead(to, Kind::simple, number ? trueValue : falseValue);
+  } else {
+    return writeHead(to, Kind::unsignedInteger, number);
+  }
+}
+unsigned char* write(unsigned char* to, const OXNumber& number) noexcept;
+inline unsigned char* write(unsigned char* to, OXNull /*null*/) noexcept {
+  return writeHead(to, Kind::simple, nullValue);
+}
+inline unsigned char* write(unsigned char* to, OXMisfit /*misfit*/) noexcept {
+  return writeHead(to, Kind::simple, undefinedValue);
 }
 
 }  // namespace ox::cbor

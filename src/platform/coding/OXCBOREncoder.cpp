@@ -12,44 +12,14 @@ namespace {
 constexpr std::size_t firstCapacity = 512;
 
 // Wider than a size on 32-bit processors, where the sum of two strings' may be no size.
-std::uint64_t largestSize(std::string_view string) noexcept {
-  return std::uint64_t{longestHead} + string.size();
-}
-
 std::uint64_t largestSize(const OXValueView& object) noexcept {
   const auto* const string = std::get_if<std::string_view>(&object);
-  return string != nullptr ? largestSize(*string) : longestHead + 1;  // a date: a tag and a double
+  // What is no string is a date at the most: a tag and a double.
+  return longestHead + (string != nullptr ? std::uint64_t{string->size()} : 1);
 }
 
-unsigned char* writeNumber(unsigned char* to, const OXNumber& number) noexcept {
-  const std::int64_t value = number.signed64Value();
-  switch (number.kind()) {
-    case OXNumber::Kind::boolean:
-      return writeSimple(to, value != 0 ? trueValue : falseValue);
-    case OXNumber::Kind::signedInteger:
-      if (value < 0) {
-        return writeHead(to, Kind::negativeInteger, static_cast<std::uint64_t>(-1 - value));
-      }
-      break;
-    case OXNumber::Kind::floatingPoint:
-      return writeDouble(to, number.doubleValue());
-    case OXNumber::Kind::unsignedInteger:
-      break;
-  }
-  return writeHead(to, Kind::unsignedInteger, number.unsigned64Value());
-}
-
-unsigned char* writeObject(unsigned char* to, const OXValueView& object) noexcept {
-  if (const auto* const string = std::get_if<std::string_view>(&object)) {
-    return writeString(to, *string);
-  }
-  if (const auto* const number = std::get_if<OXNumber>(&object)) {
-    return writeNumber(to, *number);
-  }
-  if (const auto* const date = std::get_if<OXDate>(&object)) {
-    return writeDate(to, *date);
-  }
-  return writeSimple(to, std::holds_alternative<OXNull>(object) ? nullValue : undefinedValue);
+unsigned char* writeAny(unsigned char* to, const OXValueView& object) noexcept {
+  return std::visit([to](const auto& known) { return write(to, known); }, object);
 }
 
 }  // namespace
@@ -64,19 +34,6 @@ bool OXCBOREncoder::allowsKeyedCoding() const {
   return mode_ == OXCBORMode::keyed;
 }
 
-void OXCBOREncoder::startAnewIfTaken() noexcept {
-  if (taken_) {
-    reset();
-  }
-}
-
-void OXCBOREncoder::startRecord() noexcept {
-  if (taken_ || (hasRecord_ && mode_ == OXCBORMode::keyed)) {
-    reset();
-  }
-  hasRecord_ = true;
-}
-
 // The buffer's whole size is room, so that writing into it neither checks nor clears anything.
 void OXCBOREncoder::grow(std::uint64_t size) {
   const std::size_t most = buffer_.max_size();
@@ -87,25 +44,35 @@ void OXCBOREncoder::grow(std::uint64_t size) {
   buffer_.resize(std::max(doubled, end_ + static_cast<std::size_t>(size)));
 }
 
-void OXCBOREncoder::encodeObjectForKey(const OXValueView& object, std::string_view key) {
-  if (mode_ != OXCBORMode::keyed) {
-    return;
+// Starts anew behind a record that was taken, and before one that does not fit into the same map.
+unsigned char* OXCBOREncoder::begin(bool isRecord, std::uint64_t size) {
+  if (taken_ || (isRecord && hasRecord_ && mode_ == OXCBORMode::keyed)) {
+    reset();
   }
-  startAnewIfTaken();
-  unsigned char* const room = roomFor(ox::cbor::largestSize(key) + ox::cbor::largestSize(object));
-  unsigned char* const next = ox::cbor::writeString(room, key);
-  end_ = static_cast<std::size_t>(ox::cbor::writeObject(next, object) - buffer_.data());
-  ++count_;
+  hasRecord_ = hasRecord_ || isRecord;
+  if (size > buffer_.size() - end_) {
+    grow(size);
+  }
+  return buffer_.data() + end_;
+}
+
+void OXCBOREncoder::end(const unsigned char* end, std::size_t objects) noexcept {
+  end_ = static_cast<std::size_t>(end - buffer_.data());
+  count_ += objects;
+}
+
+void OXCBOREncoder::encodeObjectForKey(const OXValueView& object, std::string_view key) {
+  if (mode_ == OXCBORMode::keyed) {
+    unsigned char* const next =
+        begin(false, ox::cbor::largestSize(key) + ox::cbor::largestSize(object));
+    end(ox::cbor::writeAny(ox::cbor::write(next, key), object), 1);
+  }
 }
 
 void OXCBOREncoder::encodeObject(const OXValueView& object) {
-  if (mode_ != OXCBORMode::sequential) {
-    return;
+  if (mode_ == OXCBORMode::sequential) {
+    end(ox::cbor::writeAny(begin(false, ox::cbor::largestSize(object)), object), 1);
   }
-  startAnewIfTaken();
-  unsigned char* const room = roomFor(ox::cbor::largestSize(object));
-  end_ = static_cast<std::size_t>(ox::cbor::writeObject(room, object) - buffer_.data());
-  ++count_;
 }
 
 std::optional<OXValue> OXCBOREncoder::decodeObjectForKey(std::string_view /*key*/) {

@@ -6,7 +6,7 @@
 #include <span>
 #include <utility>
 
-#include "platform/coding/CBORScanner.h"
+#include "platform/coding/CBORItem.h"
 #include "platform/files/FileDescriptor.h"
 
 using State = OXCBORSequenceReader::State;
@@ -19,29 +19,11 @@ class OXCBORSequenceReader::Buffer {
         bytes_(std::size_t{1} << 16),
         maximumItemSize_(std::clamp(maximumItemSize, std::size_t{1}, bytes_.max_size())) {}
 
-  std::optional<OXCBORItem> next() {
-    if (state_ == State::wouldBlock) {
-      state_ = State::reading;
-    }
-    start_ += std::exchange(given_, 0);
-    while (state_ == State::reading) {
-      if (scan()) {
-        given_ = scanner_.scanned();
-        scanner_.reset();
-        return OXCBORItem({bytes_.data() + start_, given_});
-      }
-      if (state_ == State::reading) {
-        readMore();
-      }
-    }
-    return std::nullopt;
-  }
-
+  std::optional<OXCBORItem> next();
   State state() const noexcept { return state_; }
   int error() const noexcept { return error_; }
 
  private:
-  bool scan() noexcept;
   void readMore();
   void makeRoom();
 
@@ -56,17 +38,31 @@ class OXCBORSequenceReader::Buffer {
   ox::cbor::Scanner scanner_;
 };
 
-// Goes on to the end of the item, as far as there are bytes; true when it is there.
-bool OXCBORSequenceReader::Buffer::scan() noexcept {
+std::optional<OXCBORItem> OXCBORSequenceReader::Buffer::next() {
   using Progress = ox::cbor::Scanner::Progress;
-  const std::span<const std::byte> item(bytes_.data() + start_, end_ - start_);
-  const Progress progress = scanner_.scan(item, maximumItemSize_);
-  if (progress == Progress::malformed) {
-    state_ = State::malformed;
-  } else if (progress == Progress::tooLarge) {
-    state_ = State::tooLarge;
+  if (state_ == State::wouldBlock) {
+    state_ = State::reading;
   }
-  return progress == Progress::complete;
+  start_ += std::exchange(given_, 0);
+  while (state_ == State::reading) {
+    const std::span<const std::byte> rest(bytes_.data() + start_, end_ - start_);
+    switch (scanner_.scan(rest, maximumItemSize_)) {
+      case Progress::complete:
+        given_ = scanner_.scanned();
+        scanner_.reset();
+        return OXCBORItem(rest.first(given_));
+      case Progress::within:
+        readMore();
+        break;
+      case Progress::malformed:
+        state_ = State::malformed;
+        break;
+      case Progress::tooLarge:
+        state_ = State::tooLarge;
+        break;
+    }
+  }
+  return std::nullopt;
 }
 
 void OXCBORSequenceReader::Buffer::readMore() {

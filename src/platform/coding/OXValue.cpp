@@ -1,5 +1,6 @@
 #include "OrvexKit/platform/OXValue.h"
 
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -18,10 +19,14 @@ Integer truncated(double value) noexcept {
   if (value >= above) {
     return Limits::max();
   }
-  if (value <= static_cast<double>(Limits::min())) {
-    return Limits::min();
-  }
-  return static_cast<Integer>(value);
+  return value <= static_cast<double>(Limits::min()) ? Limits::min() : static_cast<Integer>(value);
+}
+
+template <typename Integer>
+Integer converted(const OXNumber& number) noexcept {
+  return number.kind() == OXNumber::Kind::floatingPoint
+             ? truncated<Integer>(number.doubleValue())
+             : static_cast<Integer>(number.unsigned64Value());
 }
 
 }  // namespace
@@ -32,31 +37,20 @@ bool OXNumber::boolValue() const noexcept {
 }
 
 std::int64_t OXNumber::signed64Value() const noexcept {
-  return kind_ == Kind::floatingPoint ? ox::truncated<std::int64_t>(bits_.asDouble)
-                                      : static_cast<std::int64_t>(unsigned64Value());
+  return ox::converted<std::int64_t>(*this);
 }
 
 std::uint64_t OXNumber::unsigned64Value() const noexcept {
-  switch (kind_) {
-    case Kind::floatingPoint:
-      return ox::truncated<std::uint64_t>(bits_.asDouble);
-    case Kind::signedInteger:
-      return static_cast<std::uint64_t>(bits_.asSigned);
-    case Kind::boolean:
-    case Kind::unsignedInteger:
-      break;
-  }
-  return bits_.asUnsigned;
+  return kind_ == Kind::floatingPoint ? ox::truncated<std::uint64_t>(bits_.asDouble)
+                                      : std::bit_cast<std::uint64_t>(bits_);
 }
 
 std::uint32_t OXNumber::unsigned32Value() const noexcept {
-  return kind_ == Kind::floatingPoint ? ox::truncated<std::uint32_t>(bits_.asDouble)
-                                      : static_cast<std::uint32_t>(unsigned64Value());
+  return ox::converted<std::uint32_t>(*this);
 }
 
 std::intptr_t OXNumber::signedWordValue() const noexcept {
-  return kind_ == Kind::floatingPoint ? ox::truncated<std::intptr_t>(bits_.asDouble)
-                                      : static_cast<std::intptr_t>(unsigned64Value());
+  return ox::converted<std::intptr_t>(*this);
 }
 
 double OXNumber::doubleValue() const noexcept {
@@ -65,9 +59,7 @@ double OXNumber::doubleValue() const noexcept {
       return bits_.asDouble;
     case Kind::signedInteger:
       return static_cast<double>(bits_.asSigned);
-    case Kind::boolean:
-    case Kind::unsignedInteger:
-      break;
+    default:
+      return static_cast<double>(bits_.asUnsigned);
   }
-  return static_cast<double>(bits_.asUnsigned);
 }

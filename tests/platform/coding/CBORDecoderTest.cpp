@@ -576,7 +576,7 @@ TEST(CBORDecoder, IgnoresTheOtherModeAndGivesItNoObjects) {
   EXPECT_FALSE(sequential.hasFailed());
 }
 
-// Entries that are remembered, and those behind them.
+// Each key stands there twice, with all the others in between.
 TEST(CBORDecoder, FindsTheFirstOfManyEntries) {
   for (std::size_t count = 0; count <= 40; ++count) {
     SCOPED_TRACE(count);
