@@ -14,7 +14,8 @@ build_in() {  # TREE JOBS
   cp -R "$source_dir"/{CMakeLists.txt,cmake,include,src,tools} "$1"
   # Unoptimised and several at once, for half the time: where a path gets in does not depend on it.
   cmake -G Ninja -S "$1" -B "$1/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-DNDEBUG \
-    -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12 -DORVEXKIT_BUILD_TESTS=OFF >/dev/null
+    -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12 -DORVEXKIT_BUILD_TESTS=OFF \
+    -DORVEXKIT_BUILD_EXAMPLES=OFF >/dev/null
   cmake --build "$1/build" --parallel "$2" >/dev/null
   DESTDIR=$1/installed cmake --install "$1/build" --prefix /usr >/dev/null
 }
