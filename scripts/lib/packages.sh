@@ -21,6 +21,8 @@ ASAN_PACKAGES=()
 TSAN_PACKAGES=()
 CLANG_PACKAGES=(clang)
 I386_PACKAGES=(g++-multilib googletest)
+CROSS_PACKAGES=(googletest qemu-user-static g++-aarch64-linux-gnu g++-arm-linux-gnueabihf
+  g++-powerpc64le-linux-gnu g++-s390x-linux-gnu)
 COVERAGE_PACKAGES=(gcovr)
 TIDY_PACKAGES=(clang clang-tidy libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev)

@@ -32,7 +32,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t stackSize = std::size_t{64} * 1024;
+// Some processors take none below half of that.
+constexpr std::size_t stackSize = std::size_t{256} * 1024;
 constexpr std::size_t mostNeeded = std::size_t{40} * 1024;
 constexpr std::byte pattern{0xA5};
 

@@ -1,0 +1,51 @@
+# shellcheck shell=bash
+# The tests for other processors, by Debian's cross compilers and QEMU. To be sourced, after
+# script.sh and foreign_root.sh.
+
+# Debian's name of an architecture, the compilers' and QEMU's.
+# shellcheck disable=SC2034
+CROSS_PROCESSORS=(
+  "arm64 aarch64-linux-gnu aarch64"
+  "armhf arm-linux-gnueabihf arm"
+  "ppc64el powerpc64le-linux-gnu ppc64le"
+  "s390x s390x-linux-gnu s390x"
+)
+
+registered=()
+
+# Lets the kernel start a processor's programs by QEMU, for tests that start programs. Only root can,
+# and the machine keeps it no longer than the script runs. Without it those tests fail.
+register_emulator() {  # NAME
+  local formats=/proc/sys/fs/binfmt_misc
+  [ "$(id -u)" = 0 ] && [ ! -e "$formats/qemu-$1" ] || return 0
+  [ -e "$formats/register" ] || mount -t binfmt_misc binfmt_misc "$formats" 2>/dev/null || return 0
+  cat "/usr/lib/binfmt.d/qemu-$1.conf" >"$formats/register" && registered+=("$formats/qemu-$1")
+}
+
+unregister_emulators() {
+  local format
+  for format in "${registered[@]}"; do
+    echo -1 >"$format"
+  done
+}
+
+build_for() {  # ARCHITECTURE TRIPLET EMULATOR
+  local tree=build/cross/$1
+  ensure_foreign_root "$1" "$tree-root"
+  quietly cmake -G Ninja -B "$tree" --toolchain cmake/OrvexKitCross.cmake \
+    -DORVEXKIT_TRIPLET="$2" -DORVEXKIT_ROOT="$PWD/$tree-root" -DORVEXKIT_EMULATOR="qemu-$3-static" \
+    -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" \
+    -DORVEXKIT_WARNINGS_AS_ERRORS=ON -DORVEXKIT_BUILD_TOOLS=OFF -DORVEXKIT_BUILD_EXAMPLES=OFF \
+    -DORVEXKIT_INSTALL=OFF -DORVEXKIT_GTEST_SOURCE=/usr/src/googletest \
+    -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12
+  quietly cmake --build "$tree" --parallel "$(nproc)"
+}
+
+# Some of the tests take ten times as long as on a processor of their own.
+test_for() {  # ARCHITECTURE TRIPLET EMULATOR RESULTS
+  local tree=build/cross/$1
+  register_emulator "$3"
+  QEMU_LD_PREFIX=/usr/$2 GCONV_PATH=$PWD/$tree-root/usr/lib/$2/gconv \
+    ctest --test-dir "$tree" --parallel "$(nproc)" --timeout 600 --no-tests=error --output-on-failure \
+    --output-junit "$4"
+}
