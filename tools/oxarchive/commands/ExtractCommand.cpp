@@ -28,7 +28,6 @@
 #include "reading/WorkerProcess.h"
 #include "system/Descriptor.h"
 #include "system/FolderStream.h"
-#include "system/Headway.h"
 #include "system/Interruption.h"
 #include "system/Uncopied.h"
 #include "volumes/VolumeSet.h"
@@ -132,16 +131,6 @@ SharedReport newSharedReport() {
   return SharedReport(new (memory) ExtractionReport());
 }
 
-// How the process that extracted has ended; "" when it ended by itself.
-std::string reasonOf(const WorkerEnd& end, const Limits& limits) {
-  if (end.signal != 0) {
-    return "the process that read it was ended by signal " + std::to_string(end.signal);
-  }
-  return end.exitCode == gaveUp ? "it was given up after " + std::to_string(limits.patience) +
-                                      " seconds without headway"
-                                : "";
-}
-
 struct Outcome {
   bool isWhole = false;
   std::uint64_t entries = 0;
@@ -160,7 +149,7 @@ Outcome extractArchive(const std::string& archive, const VolumeSet& volumes,
   WorkerProcess worker([&] { return static_cast<int>(extractCaged(job, *report, console)); });
   worker.readAll();
   const WorkerEnd end = worker.wait();
-  const std::string reason = reasonOf(end, options.limits);
+  const std::string reason = end.reason();
   if (!reason.empty()) {
     console.progress().clearAll();
     removeUnfinished(job, *report);

@@ -13,7 +13,6 @@
 #include "console/Password.h"
 #include "console/Printable.h"
 #include "reading/WorkerProcess.h"
-#include "system/Headway.h"
 #include "system/Interruption.h"
 
 namespace oxarchive {
@@ -41,11 +40,8 @@ bool listRecords(OXCBORSequenceReader& reader, ListTable& table, const Console& 
 
 // Why the listing is not whole, or "" when it is.
 std::string reasonOf(const WorkerEnd& end, bool isTruncated) {
-  if (end.signal != 0) {
-    return "the process that read it was ended by signal " + std::to_string(end.signal);
-  }
-  if (end.exitCode == gaveUp) {
-    return "it was given up since it made no headway";
+  if (std::string reason = end.reason(); !reason.empty()) {
+    return reason;
   }
   if (isTruncated) {
     return "the process that read it stopped within an entry";

@@ -5,15 +5,13 @@
 #include <cerrno>
 
 #include "console/Failure.h"
+#include "system/Retry.h"
 
 namespace oxarchive {
 
 bool writeAll(int fd, std::string_view text) {
   while (!text.empty()) {
-    const ssize_t count = ::write(fd, text.data(), text.size());
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
+    const ssize_t count = retried([&] { return ::write(fd, text.data(), text.size()); });
     if (count < 0) {
       return false;
     }

@@ -14,6 +14,7 @@
 #include "console/Printable.h"
 #include "reading/EntryPath.h"
 #include "system/FolderStream.h"
+#include "system/Retry.h"
 
 namespace oxarchive {
 namespace {
@@ -66,11 +67,9 @@ void writeAt(int file, Bytes bytes, std::uint64_t offset, std::string_view path)
     if (offset > static_cast<std::uint64_t>(INT64_MAX) - bytes.size()) {
       fail(path, EFBIG);
     }
-    const ssize_t count = ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    const ssize_t count = retried(
+        [&] { return ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset)); });
     if (count < 0) {
-      if (errno == EINTR) {
-        continue;
-      }
       fail(path, errno);
     }
     bytes = bytes.subspan(static_cast<std::size_t>(count));

@@ -14,6 +14,9 @@ namespace oxarchive {
 struct WorkerEnd {
   int exitCode = -1;  // -1 when a signal has ended it
   int signal = 0;
+
+  // Why the process was ended by something else than its work; "" when it was not.
+  std::string reason() const;
 };
 
 // A process of its own that does one thing, and writes to this one. It never outlives this process,

@@ -12,6 +12,7 @@
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/LibarchiveFeed.h"
+#include "system/Retry.h"
 
 namespace oxarchive {
 namespace {
@@ -24,6 +25,10 @@ auto orThrow(Pointer* pointer) {
     throw std::bad_alloc();
   }
   return pointer;
+}
+
+bool hasHoles(const struct ::stat& status) {
+  return status.st_blocks < status.st_size / 512;
 }
 
 [[noreturn]] void failToRead(const std::string& disk, int error) {
@@ -164,34 +169,34 @@ std::uint64_t ArchiveWriter::sizeOfHole(int file, const std::string& disk, std::
   return size - position;
 }
 
+Bytes ArchiveWriter::readBlock(int file, const std::string& disk, std::uint64_t position,
+                               std::uint64_t size) {
+  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, buffer_.size()));
+  const ssize_t count =
+      retried([&] { return ::pread(file, buffer_.data(), wanted, static_cast<off_t>(position)); });
+  if (count < 0) {
+    failToRead(disk, errno);
+  }
+  if (count == 0) {
+    failAsChanged(disk);
+  }
+  return Bytes(buffer_).first(static_cast<std::size_t>(count));
+}
+
 // A file that grows meanwhile is packed as long as it was.
 void ArchiveWriter::writeContents(int file, const std::string& disk, const struct ::stat& status) {
   static const std::vector<std::byte> zeros(std::size_t{1} << 20U);
   const auto size = static_cast<std::uint64_t>(status.st_size);
-  const bool hasHoles = status.st_blocks < status.st_size / 512;
   for (std::uint64_t done = 0; done < size;) {
-    const std::uint64_t hole = hasHoles ? sizeOfHole(file, disk, done, size) : 0;
-    const std::vector<std::byte>& buffer = hole > 0 ? zeros : buffer_;
-    const auto wanted = static_cast<std::size_t>(
-        std::min<std::uint64_t>(hole > 0 ? hole : size - done, buffer.size()));
-    const auto offset = static_cast<off_t>(done);
-    const ssize_t count =
-        hole > 0 ? static_cast<ssize_t>(wanted) : ::pread(file, buffer_.data(), wanted, offset);
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
-    if (count < 0) {
-      failToRead(disk, errno);
-    }
-    if (count == 0) {
-      failAsChanged(disk);
-    }
-    const auto length = static_cast<std::size_t>(count);
-    progress_(length);
-    if (::archive_write_data(archive_.get(), buffer.data(), length) != count) {
+    const std::uint64_t hole = hasHoles(status) ? sizeOfHole(file, disk, done, size) : 0;
+    const Bytes block = hole > 0 ? Bytes(zeros).first(std::min<std::uint64_t>(hole, zeros.size()))
+                                 : readBlock(file, disk, done, size - done);
+    progress_(block.size());
+    if (::archive_write_data(archive_.get(), block.data(), block.size()) !=
+        static_cast<la_ssize_t>(block.size())) {
       fail();
     }
-    done += length;
+    done += block.size();
   }
 }
 
@@ -218,17 +223,13 @@ void ArchiveWriter::fail() {
 la_ssize_t ArchiveWriter::write(struct ::archive* archive, void* self, const void* bytes,
                                 std::size_t size) {
   auto& writer = *static_cast<ArchiveWriter*>(self);
-  for (;;) {
-    const ssize_t count = ::write(writer.file_, bytes, size);
-    if (count >= 0) {
-      return count;
-    }
-    if (errno != EINTR) {
-      writer.writeError_ = errno;
-      ::archive_set_error(archive, errno, "the archive cannot be written");
-      return ARCHIVE_FATAL;
-    }
+  const ssize_t count = retried([&] { return ::write(writer.file_, bytes, size); });
+  if (count < 0) {
+    writer.writeError_ = errno;
+    ::archive_set_error(archive, errno, "the archive cannot be written");
+    return ARCHIVE_FATAL;
   }
+  return count;
 }
 
 }  // namespace oxarchive

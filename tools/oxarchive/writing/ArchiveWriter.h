@@ -13,6 +13,7 @@
 
 #include "system/Descriptor.h"
 #include "system/Uncopied.h"
+#include "volumes/ByteSource.h"
 #include "writing/Formats.h"
 
 namespace oxarchive {
@@ -54,6 +55,7 @@ class ArchiveWriter : Uncopied {
                          const struct ::stat& status);
   static std::uint64_t sizeOfHole(int file, const std::string& disk, std::uint64_t position,
                                   std::uint64_t size);
+  Bytes readBlock(int file, const std::string& disk, std::uint64_t position, std::uint64_t size);
   void writeContents(int file, const std::string& disk, const struct ::stat& status);
   void check(int result);
   [[noreturn]] void fail();
