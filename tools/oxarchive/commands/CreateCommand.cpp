@@ -48,11 +48,11 @@ void writeTree(const DeltaTree& tree, ArchiveWriter& writer, Console& console) {
 }
 
 // The path of the new archive.
-std::string pack(const CreateOptions& options, const DeltaTree& tree, const Format& format,
+std::string pack(const std::string& archive, const DeltaTree& tree, const Format& format,
                  const OXArchiveSettings& settings, Console& console) {
-  const std::string name(nameOf(options.archive));
-  const std::string label = printable(options.archive);
-  NewFile file(options.archive.substr(0, options.archive.size() - name.size()));
+  const std::string name(nameOf(archive));
+  const std::string label = printable(archive);
+  NewFile file(archive.substr(0, archive.size() - name.size()));
   std::uint64_t done = 0;
   ArchiveWriter writer(format, settings, file.descriptor(), [&](std::uint64_t count) {
     throwIfInterrupted();
@@ -77,31 +77,28 @@ bool tell(const std::string& path, const DeltaTree& tree, Console& console) {
   return digest && tree.leftOut.empty();
 }
 
-void checkName(const std::string& archive) {
-  const std::string_view name = nameOf(archive);
-  if (name.empty()) {
-    throw UsageError(printable(archive) + " is the name of a folder, not of a new archive");
-  }
-}
-
 }  // namespace
 
-bool createArchive(const CreateOptions& options, Console& console) {
+bool createArchive(const Options& options, Console& console) {
   catchInterruptions(true);
-  checkName(options.archive);
-  const Format& format = formatFor(options.archive);
+  const std::string& archive = options.operands.front();
+  const std::vector<std::string> items(options.operands.begin() + 1, options.operands.end());
+  if (nameOf(archive).empty()) {
+    throw UsageError(printable(archive) + " is the name of a folder, not of a new archive");
+  }
+  const Format& format = formatFor(archive);
   const bool isEncrypted = options.password.kind != PasswordSource::Kind::none;
   const std::shared_ptr<OXArchiveSettings> settings =
       settingsFor(format, options.level, options.method, isEncrypted);
   settings->setPassword(readPassword(options.password, true));
   try {
-    const DeltaTree tree = treeOfItems(options.paths);
+    const DeltaTree tree = treeOfItems(items);
     tellProblems(tree, console);
-    const std::string path = pack(options, tree, format, *settings, console);
+    const std::string path = pack(archive, tree, format, *settings, console);
     console.progress().clear();
     return tell(path, tree, console);
   } catch (const ArchiveFailure& failure) {
-    console.message(printable(options.archive) + ": " + failure.what());
+    console.message(printable(archive) + ": " + failure.what());
     return false;
   }
 }

@@ -138,7 +138,7 @@ struct Outcome {
 
 // Extracts to a new folder in `destination`. Throws ArchiveFailure when there is none.
 Outcome extractArchive(const std::string& archive, const VolumeSet& volumes,
-                       const std::string& destination, const ExtractOptions& options,
+                       const std::string& destination, const Options& options,
                        const OXString& password, Console& console) {
   NewFolders made;
   made.makeWayTo(destination);
@@ -240,7 +240,7 @@ class TrashedArchives {
 
 }  // namespace
 
-bool extractArchives(const ExtractOptions& options, Console& console) {
+bool extractArchives(const Options& options, Console& console) {
   catchInterruptions(true);
   const OXString password = readPassword(options.password, false);
   // By which of its volumes each was given: one that is named by several of them, as by
@@ -248,7 +248,7 @@ bool extractArchives(const ExtractOptions& options, Console& console) {
   std::map<std::string, std::set<std::string>> given;
   TrashedArchives trashed;
   bool isComplete = true;
-  for (const std::string& archive : options.archives) {
+  for (const std::string& archive : options.operands) {
     if (isInterrupted()) {
       break;
     }

@@ -22,9 +22,9 @@ bool writeAll(int fd, std::string_view text) {
 
 Console::Console() : progress_(STDERR_FILENO) {}
 
-void Console::result(const std::string& text) {
+void Console::results(std::string_view bytes) {
   progress_.clear();
-  if (areResultsWritten_ && !writeAll(STDOUT_FILENO, text + "\n")) {
+  if (areResultsWritten_ && !writeAll(STDOUT_FILENO, bytes)) {
     areResultsWritten_ = false;
     message(withSystemReason("cannot write to standard output", errno));
   }

@@ -52,6 +52,11 @@ void restoreTimes(int folder, const char* name, const std::optional<timespec>& a
   }
 }
 
+// Without set-user-ID, set-group-ID and sticky bits.
+mode_t permissionsOf(const Entry& entry) {
+  return entry.mode & 0777U;
+}
+
 std::string readLink(int parent, const std::string& name, std::string_view path) {
   std::string target(PATH_MAX, '\0');
   const ssize_t size = ::readlinkat(parent, name.c_str(), target.data(), target.size());
@@ -234,7 +239,7 @@ void SafeExtractor::makeFolder(const std::string& path, const Entry& entry) {
     removeEarlier(parent, path);
   }
   openFolder(path, Missing::make);
-  folders_[path] = {entry.permissions, entry.accessed, entry.modified};
+  folders_[path] = {permissionsOf(entry), entry.accessed, entry.modified};
 }
 
 std::uint64_t SafeExtractor::makeFile(const std::string& path, const Entry& entry,
@@ -255,7 +260,7 @@ std::uint64_t SafeExtractor::makeFile(const std::string& path, const Entry& entr
 
 void SafeExtractor::finishFile(Descriptor& file, const std::string& path,
                                const Entry& entry) const {
-  ::fchmod(file.get(), entry.permissions & ~mask_);
+  ::fchmod(file.get(), permissionsOf(entry) & ~mask_);
   restoreTimes(file.get(), nullptr, entry.accessed, entry.modified);
   if (!file.close()) {
     fail(path, errno);

@@ -2,6 +2,7 @@
 
 #include <archive.h>
 #include <archive_entry.h>
+#include <sys/stat.h>
 #include <zlib.h>
 
 #include <utility>
@@ -92,7 +93,9 @@ Entry toEntry(struct ::archive_entry* entry) {
   }
   result.isSparse = ::archive_entry_sparse_count(entry) > 0;
   result.isEncrypted = ::archive_entry_is_encrypted(entry) != 0;
-  result.permissions = ::archive_entry_perm(entry) & 0777U;
+  // `ar` leaves the type out, and so does tar for hard links.
+  const mode_t type = ::archive_entry_filetype(entry);
+  result.mode = ::archive_entry_perm(entry) | (type != 0 ? type : mode_t{S_IFREG});
   if (::archive_entry_atime_is_set(entry) != 0) {
     result.accessed = {::archive_entry_atime(entry), ::archive_entry_atime_nsec(entry)};
   }

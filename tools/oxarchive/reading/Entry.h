@@ -22,7 +22,7 @@ struct Entry {
   bool isSparse = false;
   bool hasHoleAtEnd = false;  // perhaps
   bool isEncrypted = false;
-  mode_t permissions = 0;  // nine bits
+  mode_t mode = 0;  // its type and permissions, as `stat` has them
   std::optional<timespec> accessed;
   std::optional<timespec> modified;
   std::string warning;  // what was odd about the entry, printable; it can be used all the same

@@ -10,6 +10,9 @@
 
 namespace oxarchive {
 
+// The exit code of a process that has told why it failed.
+inline constexpr int failureTold = 114;
+
 // How a process ended.
 struct WorkerEnd {
   int exitCode = -1;  // -1 when a signal has ended it

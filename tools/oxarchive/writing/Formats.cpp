@@ -8,7 +8,7 @@
 #include <iterator>
 #include <utility>
 
-#include "commands/CommandLine.h"
+#include "console/Failure.h"
 #include "console/Printable.h"
 
 namespace oxarchive {
