@@ -13,6 +13,7 @@
 #include "console/SizeText.h"
 #include "reading/EntryPath.h"
 #include "system/Interruption.h"
+#include "system/TemporaryFolder.h"
 #include "writing/ArchiveWriter.h"
 #include "writing/DeltaTree.h"
 #include "writing/Formats.h"
@@ -94,6 +95,9 @@ bool createArchive(const Options& options, Console& console) {
   try {
     const DeltaTree tree = treeOfItems(items);
     tellProblems(tree, console);
+    if (format.isKeptBack) {
+      checkTemporaryFolder();
+    }
     const std::string path = pack(archive, tree, format, *settings, console);
     console.progress().clear();
     return tell(path, tree, console);

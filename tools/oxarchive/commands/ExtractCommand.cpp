@@ -29,6 +29,7 @@
 #include "system/Descriptor.h"
 #include "system/FolderStream.h"
 #include "system/Interruption.h"
+#include "system/TemporaryFolder.h"
 #include "system/Uncopied.h"
 #include "volumes/VolumeSet.h"
 
@@ -140,6 +141,7 @@ struct Outcome {
 Outcome extractArchive(const std::string& archive, const VolumeSet& volumes,
                        const std::string& destination, const Options& options,
                        const OXString& password, Console& console) {
+  checkTemporaryFolder();
   NewFolders made;
   made.makeWayTo(destination);
   ExtractionFolder folder = makeFolder(volumes, destination, made);

@@ -10,6 +10,7 @@
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/DecompressedStream.h"
+#include "reading/UnknownFormat.h"
 
 namespace oxarchive {
 namespace {
@@ -148,7 +149,7 @@ void ArchiveReader::open(std::size_t firstVolume) {
   }
   if (!feed_->open(archive_.get())) {
     feed_->rethrowDamage();
-    throw ArchiveFailure("it is not an archive of a known format, or it is damaged");
+    throw ArchiveFailure(reasonForUnknownFormat(paths_.front()));
   }
 }
 

@@ -6,6 +6,7 @@
 #include <any>
 #include <array>
 #include <iterator>
+#include <thread>
 #include <utility>
 
 #include "console/Failure.h"
@@ -38,16 +39,23 @@ struct Row {
 // The variant of tar with times to the nanosecond, and names of any length and any bytes.
 constexpr auto tar = ::archive_write_set_format_pax;
 constexpr auto zip = ::archive_write_set_format_zip;
+constexpr auto sevenZip = ::archive_write_set_format_7zip;
+
+// One for each processor, and two at least: a single one would make another archive than several.
+std::string threads(const std::string& compressor) {
+  return compressor +
+         ":threads=" + std::to_string(std::max(2U, std::thread::hardware_concurrency()));
+}
 
 // The same items always give the same archive, so there is no time in gzip.
 const auto rows = std::to_array<Row>({
     {"tar", {"tar"}, tar},
     {"tar with gzip", {"tar.gz", "tgz"}, tar, "gzip", {1, 9, 1, 6}, {"gzip:!timestamp"}},
     {"tar with bzip2", {"tar.bz2", "tbz2", "tbz"}, tar, "bzip2", {1, 9, 1, 9}},
-    {"tar with xz", {"tar.xz", "txz"}, tar, "xz", {0, 9, 0, 6}, {"xz:threads=0"}},
-    {"tar with zstd", {"tar.zst", "tzst"}, tar, "zstd", {1, 22, 1, 3}},
+    {"tar with xz", {"tar.xz", "txz"}, tar, "xz", {0, 9, 0, 6}, {threads("xz")}},
+    {"tar with zstd", {"tar.zst", "tzst"}, tar, "zstd", {1, 22, 1, 3}, {threads("zstd")}},
     {"ZIP", {"zip"}, zip, "zip", {0, 9, 1, 6}, {}, {"aes256", "aes128", "zipcrypt"}},
-    {"7-Zip", {"7z"}, ::archive_write_set_format_7zip, "7zip", {0, 9, 1, 6}},
+    {"7-Zip", {"7z"}, sevenZip, "7zip", {0, 9, 1, 6}},
     {"RAR", {"rar"}},
     {"CAB", {"cab"}},
     {"ISO 9660", {"iso"}},
@@ -73,8 +81,15 @@ Format toFormat(const Row& row) {
         std::make_shared<const Objects>(row.methods.begin(), row.methods.end()));
   }
   const bool isTar = row.setFormat == tar;
-  return {info,           row.setFormat,      isTar ? row.compressor : "", row.options,
-          row.compressor, row.levels.fastest, row.levels.normal,           !isTar};
+  return {info,
+          row.setFormat,
+          isTar ? row.compressor : "",
+          row.options,
+          row.compressor,
+          row.levels.fastest,
+          row.levels.normal,
+          !isTar,
+          row.setFormat == sevenZip};
 }
 
 const std::vector<Format>& formats() {

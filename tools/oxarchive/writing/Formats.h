@@ -22,7 +22,8 @@ struct Format {
   std::string compressor{};            // the part of libarchive that takes the level
   int fastestLevel = 0;                // without counting "not at all"
   int normalLevel = 0;
-  bool isUnicode = false;  // names have to be UTF-8
+  bool isUnicode = false;   // names have to be UTF-8
+  bool isKeptBack = false;  // in a temporary file, until it is written
 
   // The level and method that `settings` point to; nothing when there is none to choose.
   std::optional<int> level(const OXArchiveSettings& settings) const;
