@@ -1,7 +1,5 @@
 #include "commands/Commands.h"
 
-#include <OrvexKit/OXFileUtil.h>
-
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -38,19 +36,9 @@ void tellProblems(const DeltaTree& tree, Console& console) {
   }
 }
 
-void writeTree(const DeltaTree& tree, ArchiveWriter& writer, Console& console) {
-  tree.root->traversePathsUsingBlock(
-      [&](std::string_view path, std::string_view disk, bool isFolder) {
-        writer.add(std::string(path), std::string(disk), isFolder);
-      });
-  for (const std::string& warning : writer.finish()) {
-    console.message(warning);
-  }
-}
-
-// The path of the new archive.
-std::string pack(const std::string& archive, const DeltaTree& tree, const Format& format,
-                 const OXArchiveSettings& settings, Console& console) {
+// Whether all of the tree was packed.
+bool pack(const std::string& archive, const DeltaTree& tree, const Format& format,
+          const OXArchiveSettings& settings, Console& console) {
   const std::string name(nameOf(archive));
   const std::string label = printable(archive);
   NewFile file(archive.substr(0, archive.size() - name.size()));
@@ -60,22 +48,20 @@ std::string pack(const std::string& archive, const DeltaTree& tree, const Format
     done += count;
     console.progress().show(label, done, tree.bytes);
   });
-  writeTree(tree, writer, console);
+  tree.root->traversePathsUsingBlock(
+      [&](std::string_view path, std::string_view disk, bool isFolder) {
+        writer.add(std::string(path), std::string(disk), isFolder);
+      });
+  const ArchiveWriter::Result result = writer.finish();
   throwIfInterrupted();
-  return file.publish(name);
-}
-
-// Whether all could be told.
-bool tell(const std::string& path, const DeltaTree& tree, Console& console) {
-  const OXString digest = OXGenerateMD5DigestForFile(path);
-  const auto size = static_cast<std::uint64_t>(OXGetFileSize(path));
-  console.result(printable(path) + ": " + entriesText(tree.entries, size) +
-                 (digest ? ", MD5 " + *digest : "") +
-                 (tree.leftOut.empty() ? "" : " (incomplete)"));
-  if (!digest) {
-    console.message(printable(path) + ": its MD5 digest cannot be told");
+  const std::string path = file.publish(name);
+  console.progress().clear();
+  for (const std::string& warning : result.warnings) {
+    console.message(warning);
   }
-  return digest && tree.leftOut.empty();
+  console.result(printable(path) + ": " + entriesText(tree.entries, result.size) + ", MD5 " +
+                 result.digest + (tree.leftOut.empty() ? "" : " (incomplete)"));
+  return tree.leftOut.empty();
 }
 
 }  // namespace
@@ -98,9 +84,7 @@ bool createArchive(const Options& options, Console& console) {
     if (format.isKeptBack) {
       checkTemporaryFolder();
     }
-    const std::string path = pack(archive, tree, format, *settings, console);
-    console.progress().clear();
-    return tell(path, tree, console);
+    return pack(archive, tree, format, *settings, console);
   } catch (const ArchiveFailure& failure) {
     console.message(printable(archive) + ": " + failure.what());
     return false;

@@ -48,15 +48,13 @@ ArchiveWriter::ArchiveWriter(const Format& format, const OXArchiveSettings& sett
       lastTime_(format.compressor == "zip" ? UINT32_MAX : INT64_MAX),
       file_(file),
       progress_(std::move(progress)),
+      digest_(orThrow(::g_checksum_new(G_CHECKSUM_MD5))),
       links_(orThrow(::archive_entry_linkresolver_new())),
       disk_(orThrow(::archive_read_disk_new())),
       buffer_(bufferSize),
       archive_(orThrow(::archive_write_new())) {
   ::archive_read_disk_set_symlink_physical(disk_.get());
   ::archive_read_disk_set_standard_lookup(disk_.get());
-  ::archive_read_disk_set_behavior(disk_.get(), ARCHIVE_READDISK_NO_ACL |
-                                                    ARCHIVE_READDISK_NO_XATTR |
-                                                    ARCHIVE_READDISK_NO_FFLAGS);
   configure(format, settings);
   ::archive_entry_linkresolver_set_strategy(links_.get(), ::archive_format(archive_.get()));
 }
@@ -86,6 +84,7 @@ void ArchiveWriter::configure(const Format& format, const OXArchiveSettings& set
     setOption(format.compressor + ":encryption=" + format.encryptionMethod(settings).value());
     check(::archive_write_set_passphrase(archive_.get(), password->c_str()));
   }
+  ::archive_write_set_bytes_per_block(archive_.get(), bufferSize);
   ::archive_write_set_bytes_in_last_block(archive_.get(), 1);
   check(::archive_write_open2(archive_.get(), this, nullptr, write, nullptr, nullptr));
 }
@@ -100,22 +99,20 @@ void ArchiveWriter::add(const std::string& path, const std::string& disk, bool i
     throw ArchiveFailure(printable(disk) +
                          ": names in this format are Unicode, and this one is not");
   }
-  struct ::stat status {};
-  if (::lstat(disk.c_str(), &status) != 0) {
-    failToRead(disk, errno);
-  }
   Descriptor file;
-  if (S_ISREG(status.st_mode)) {
-    // If it is a pipe by now, nobody is waited for.
+  if (!isFolder) {
+    // If it is a pipe by now, nobody is waited for. Links are not opened.
     file = Descriptor(::open(disk.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
+    if (!file.isOpen() && errno != ELOOP) {
       failToRead(disk, errno);
     }
   }
-  const bool isFile = S_ISREG(status.st_mode);
-  const bool isFolderNow = S_ISDIR(status.st_mode);
-  const bool isKnown = isFile || isFolderNow || S_ISLNK(status.st_mode);
-  if (!isKnown || isFolder != isFolderNow || isFile != file.isOpen()) {
+  struct ::stat status {};
+  if ((file.isOpen() ? ::fstat(file.get(), &status) : ::lstat(disk.c_str(), &status)) != 0) {
+    failToRead(disk, errno);
+  }
+  const mode_t expected = isFolder ? S_IFDIR : file.isOpen() ? S_IFREG : S_IFLNK;
+  if ((status.st_mode & S_IFMT) != expected) {
     failAsChanged(disk);
   }
   const EntryPointer entry = readEntry(path, disk, file.get(), status);
@@ -132,6 +129,10 @@ ArchiveWriter::EntryPointer ArchiveWriter::readEntry(const std::string& path,
   EntryPointer entry(orThrow(::archive_entry_new()));
   ::archive_entry_copy_pathname(entry.get(), path.c_str());
   ::archive_entry_copy_sourcepath(entry.get(), disk.c_str());
+  constexpr int always =
+      ARCHIVE_READDISK_NO_ACL | ARCHIVE_READDISK_NO_XATTR | ARCHIVE_READDISK_NO_FFLAGS;
+  ::archive_read_disk_set_behavior(disk_.get(),
+                                   hasHoles(status) ? always : always | ARCHIVE_READDISK_NO_SPARSE);
   if (::archive_read_disk_entry_from_file(disk_.get(), entry.get(), file, &status) < ARCHIVE_WARN) {
     failToRead(disk, ::archive_errno(disk_.get()));
   }
@@ -139,8 +140,8 @@ ArchiveWriter::EntryPointer ArchiveWriter::readEntry(const std::string& path,
   if (time < firstTime_ || time > lastTime_) {
     const std::int64_t nearest = std::clamp(time, firstTime_, lastTime_);
     ::archive_entry_set_mtime(entry.get(), static_cast<time_t>(nearest), 0);
-    warnings_.push_back(printable(disk) +
-                        ": its time is not one that the format holds; the nearest is packed");
+    result_.warnings.push_back(
+        printable(disk) + ": its time is not one that the format holds; the nearest is packed");
   }
   // When it was read last is nobody's business, and would make each archive another one.
   ::archive_entry_unset_atime(entry.get());
@@ -200,10 +201,11 @@ void ArchiveWriter::writeContents(int file, const std::string& disk, const struc
   }
 }
 
-std::vector<std::string> ArchiveWriter::finish() {
+ArchiveWriter::Result ArchiveWriter::finish() {
   check(::archive_write_close(archive_.get()));
   isFinished_ = true;
-  return warnings_;
+  result_.digest = ::g_checksum_get_string(digest_.get());
+  return result_;
 }
 
 // A warning is about a name that the locale cannot tell, which is then written as it is.
@@ -229,6 +231,8 @@ la_ssize_t ArchiveWriter::write(struct ::archive* archive, void* self, const voi
     ::archive_set_error(archive, errno, "the archive cannot be written");
     return ARCHIVE_FATAL;
   }
+  ::g_checksum_update(writer.digest_.get(), static_cast<const guchar*>(bytes), count);
+  writer.result_.size += static_cast<std::uint64_t>(count);
   return count;
 }
 
