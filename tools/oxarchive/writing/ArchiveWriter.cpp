@@ -190,7 +190,8 @@ void ArchiveWriter::writeContents(int file, const std::string& disk, const struc
   const auto size = static_cast<std::uint64_t>(status.st_size);
   for (std::uint64_t done = 0; done < size;) {
     const std::uint64_t hole = hasHoles(status) ? sizeOfHole(file, disk, done, size) : 0;
-    const Bytes block = hole > 0 ? Bytes(zeros).first(std::min<std::uint64_t>(hole, zeros.size()))
+    const Bytes block = hole > 0 ? Bytes(zeros).first(static_cast<std::size_t>(
+                                       std::min<std::uint64_t>(hole, zeros.size())))
                                  : readBlock(file, disk, done, size - done);
     progress_(block.size());
     if (::archive_write_data(archive_.get(), block.data(), block.size()) !=
