@@ -83,7 +83,8 @@ std::string reasonForUnknownFormat(const std::string& path) {
     return reason(format->name, format->reader);
   }
   if (isNamedAsZipVolume(path) ||
-      isLastZipVolume(readAt(file.get(), status.st_size - off_t{largestZipEnd}, largestZipEnd))) {
+      (!start.starts_with("PK\3\4") &&
+       isLastZipVolume(readAt(file.get(), status.st_size - off_t{largestZipEnd}, largestZipEnd)))) {
     return reason(zipVolume, zipJoiner);
   }
   return "it is not an archive of a known format, or it is damaged";

@@ -92,7 +92,7 @@ class HeaderReader {
 
 // What a block of either format says of its volume.
 struct Block {
-  enum class Kind { other, file, end };
+  enum class Kind { other, main, file, end };
 
   Kind kind = Kind::other;
   std::uint64_t size = 0;  // with the data after it
@@ -102,6 +102,14 @@ struct Block {
   bool isContinued = false;     // in the next volume, as the file's data is or another file
   RarEntry entry{};             // of a file
 };
+
+Block::Kind kindOf(std::uint64_t type, unsigned main, unsigned file, unsigned end) {
+  using Kind = Block::Kind;
+  return type == main   ? Kind::main
+         : type == file ? Kind::file
+         : type == end  ? Kind::end
+                        : Kind::other;
+}
 
 // A block of RAR 1.5 to 4.
 std::optional<Block> readOldBlock(HeaderReader& reader, std::uint64_t position) {
@@ -124,7 +132,7 @@ std::optional<Block> readOldBlock(HeaderReader& reader, std::uint64_t position) 
     dataSize = reader.number(4);
   }
   block.size = headerSize + dataSize;
-  block.kind = type == file ? Block::Kind::file : type == end ? Block::Kind::end : block.kind;
+  block.kind = kindOf(type, main, file, end);
   if (type == main) {
     block.isOfVolume = (flags & 0x0001U) != 0;
     block.hasEncryptedNames = (flags & 0x0080U) != 0;
@@ -183,7 +191,7 @@ std::optional<Block> readNewBlock(HeaderReader& reader, std::uint64_t position) 
       block.size < dataSize) {
     return std::nullopt;
   }
-  block.kind = type == file ? Block::Kind::file : type == end ? Block::Kind::end : block.kind;
+  block.kind = kindOf(type, main, file, end);
   block.hasEncryptedNames = type == encryption;
   if (type == main) {
     block.isOfVolume = (ownFlags & 0x01U) != 0;
@@ -202,10 +210,12 @@ std::optional<Block> readNewBlock(HeaderReader& reader, std::uint64_t position) 
 // Whether another block follows.
 bool takeBlock(const Block& block, RarVolume& volume) {
   using Ending = RarVolume::Ending;
-  volume.isVolume = volume.isVolume || block.isOfVolume;
-  volume.isContinuation = volume.isContinuation || block.isContinuation;
   volume.hasEncryptedNames = block.hasEncryptedNames;
-  if (block.kind == Block::Kind::file) {
+  if (block.kind == Block::Kind::main) {
+    volume.isVolume = block.isOfVolume;
+    volume.isContinuation = block.isContinuation;
+  } else if (block.kind == Block::Kind::file) {
+    volume.isContinuation = volume.isContinuation || block.isContinuation;
     volume.ending = block.isContinued ? Ending::continued : Ending::unknown;
     if (!block.isContinued) {
       volume.entries.push_back(block.entry);
