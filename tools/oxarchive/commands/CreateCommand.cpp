@@ -81,7 +81,7 @@ bool createArchive(const Options& options, Console& console) {
   try {
     const DeltaTree tree = treeOfItems(items);
     tellProblems(tree, console);
-    if (format.isKeptBack) {
+    if (format.isKeptBack()) {
       checkTemporaryFolder();
     }
     return pack(archive, tree, format, *settings, console);

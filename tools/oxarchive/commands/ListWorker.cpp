@@ -61,7 +61,7 @@ class Listing {
     file.setPath(entry.path);
     file.setFileId(++count_);
     file.setActualSize(entry.size.value_or(0));
-    file.setModificationTime(toDate(entry.modified));
+    file.setModificationTime(toDate(entry.times.modified));
     file.setIsFolder(entry.kind == EntryKind::folder);
     file.setIsEncrypted(entry.isEncrypted);
     file.mode = entry.mode;

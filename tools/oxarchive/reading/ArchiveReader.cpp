@@ -98,10 +98,10 @@ Entry toEntry(struct ::archive_entry* entry) {
   const mode_t type = ::archive_entry_filetype(entry);
   result.mode = ::archive_entry_perm(entry) | (type != 0 ? type : mode_t{S_IFREG});
   if (::archive_entry_atime_is_set(entry) != 0) {
-    result.accessed = {::archive_entry_atime(entry), ::archive_entry_atime_nsec(entry)};
+    result.times.accessed = {::archive_entry_atime(entry), ::archive_entry_atime_nsec(entry)};
   }
   if (::archive_entry_mtime_is_set(entry) != 0) {
-    result.modified = {::archive_entry_mtime(entry), ::archive_entry_mtime_nsec(entry)};
+    result.times.modified = {::archive_entry_mtime(entry), ::archive_entry_mtime_nsec(entry)};
   }
   return result;
 }

@@ -199,8 +199,7 @@ std::string join(const std::string& folder, const std::string& name) {
 }
 
 bool exists(const std::string& path) {
-  struct ::stat status {};
-  return ::stat(path.c_str(), &status) == 0;
+  return ::access(path.c_str(), F_OK) == 0;
 }
 
 // How an archive of a common format starts; "" when the file at `path` starts in another way.
@@ -293,24 +292,6 @@ bool isRarVolume(const std::string& path) {
   return volume && volume->isVolume;
 }
 
-// RAR volumes know whether another one follows; the end of a set is visible in no other way.
-void checkRarChain(const VolumeSet& set, const std::vector<RarVolume>& volumes,
-                   const std::string& nameAfterLast) {
-  if (volumes.front().isContinuation) {
-    throw ArchiveFailure(notTheFirst);
-  }
-  for (std::size_t i = 0; i < set.paths.size(); ++i) {
-    const bool isLast = i + 1 == set.paths.size();
-    if (volumes[i].ending == RarVolume::Ending::continued && isLast) {
-      failForMissing(nameAfterLast, "the next volume");
-    }
-    if (volumes[i].ending == RarVolume::Ending::last && !isLast) {
-      throw ArchiveFailure(printable(set.paths[i]) +
-                           " says that it is the last volume, but there are more");
-    }
-  }
-}
-
 // Numbers are given to old copies of a file too ("etc.tar.gz.1", "etc.tar.gz.2"). Only a file that
 // is an archive of its own starts as an archive does; a later volume starts in the middle of it.
 bool startAlike(const std::string& first, const std::string& other) {
@@ -363,17 +344,26 @@ VolumeSet listVolumes(const Numbering& numbering, const std::string& folder) {
   return set;
 }
 
+// RAR volumes know whether another one follows; the end of a set is visible in no other way.
 // `nameAfterLast` would be that of the volume after the last.
 void checkRarVolumes(const VolumeSet& set, const std::string& nameAfterLast) {
-  std::vector<RarVolume> volumes;
   for (const std::string& path : set.paths) {
-    std::optional<RarVolume> volume = inspectRarVolume(path);
+    const std::optional<RarVolume> volume = inspectRarVolume(path);
     if (!volume) {
       throw ArchiveFailure(printable(path) + " is not a RAR volume");
     }
-    volumes.push_back(*std::move(volume));
+    if (volume->isContinuation && path == set.paths.front()) {
+      throw ArchiveFailure(notTheFirst);
+    }
+    const bool isLast = path == set.paths.back();
+    if (volume->ending == RarVolume::Ending::continued && isLast) {
+      failForMissing(nameAfterLast, "the next volume");
+    }
+    if (volume->ending == RarVolume::Ending::last && !isLast) {
+      throw ArchiveFailure(printable(path) +
+                           " says that it is the last volume, but there are more");
+    }
   }
-  checkRarChain(set, volumes, nameAfterLast);
 }
 
 }  // namespace

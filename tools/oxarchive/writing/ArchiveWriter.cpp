@@ -43,8 +43,8 @@ bool hasHoles(const struct ::stat& status) {
 
 ArchiveWriter::ArchiveWriter(const Format& format, const OXArchiveSettings& settings, int file,
                              Progress progress)
-    : isUnicode_(format.isUnicode),
-      firstTime_(format.isUnicode ? 0 : INT64_MIN),
+    : isUnicode_(!format.isTar()),
+      firstTime_(format.isTar() ? INT64_MIN : 0),
       lastTime_(format.compressor == "zip" ? UINT32_MAX : INT64_MAX),
       file_(file),
       progress_(std::move(progress)),
@@ -71,8 +71,8 @@ ArchiveWriter::~ArchiveWriter() {
 
 void ArchiveWriter::configure(const Format& format, const OXArchiveSettings& settings) {
   check(format.setFormat(archive_.get()));
-  if (!format.filter.empty()) {
-    check(::archive_write_add_filter_by_name(archive_.get(), format.filter.c_str()));
+  if (format.isTar() && !format.compressor.empty()) {
+    check(::archive_write_add_filter_by_name(archive_.get(), format.compressor.c_str()));
   }
   for (const std::string& option : format.options) {
     setOption(option);
