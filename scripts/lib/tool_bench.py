@@ -151,7 +151,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("oxarchive", type=os.path.abspath)
     parser.add_argument("--files", type=int, default=20_000)
-    parser.add_argument("--megabytes", type=int, default=200)
+    parser.add_argument("--megabytes", type=int, default=60)
     parser.add_argument("--entries", type=int, default=200_000)
     parser.add_argument("--runs", type=int, default=3)
     parser.add_argument("--only", default="")
