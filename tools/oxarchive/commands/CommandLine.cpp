@@ -73,7 +73,7 @@ struct Option {
   void (*take)(Options& options, const Given& given);
 };
 
-using Kind = PasswordSource::Kind;
+using PasswordKind = PasswordSource::Kind;
 
 constexpr auto knownOptions = std::to_array<Option>({
     {"--into", extracting, "the name of a folder",
@@ -89,11 +89,15 @@ constexpr auto knownOptions = std::to_array<Option>({
     {"--method", creating, "an encryption method",
      [](Options& options, const Given& given) { setOnce(options.method, given); }},
     {"--password", extracting | listing | creating, nullptr,
-     [](Options& options, const Given& given) { setPassword(options, Kind::terminal, given); }},
+     [](Options& options, const Given& given) {
+       setPassword(options, PasswordKind::terminal, given);
+     }},
     {"--password-file", extracting | listing | creating, "the name of a file",
-     [](Options& options, const Given& given) { setPassword(options, Kind::file, given); }},
+     [](Options& options, const Given& given) { setPassword(options, PasswordKind::file, given); }},
     {"--password-env", extracting | listing | creating, "the name of an environment variable",
-     [](Options& options, const Given& given) { setPassword(options, Kind::environment, given); }},
+     [](Options& options, const Given& given) {
+       setPassword(options, PasswordKind::environment, given);
+     }},
     {"--max-entries", extracting | listing, "a number",
      [](Options& options, const Given& given) {
        options.limits.entries = readCount(given, false);

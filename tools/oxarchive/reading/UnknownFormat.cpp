@@ -16,7 +16,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-struct Format {
+struct ForeignFormat {
   std::size_t offset;
   std::string_view mark;
   const char* name;
@@ -26,7 +26,7 @@ struct Format {
 constexpr const char* zipVolume = "a volume of a ZIP archive";
 constexpr const char* zipJoiner = "7-Zip reads it, and \"zip -s 0\" joins the volumes";
 
-constexpr auto formats = std::to_array<Format>({
+constexpr auto foreignFormats = std::to_array<ForeignFormat>({
     {0, "PK\7\10"sv, zipVolume, zipJoiner},
     {0, "\x60\xEA"sv, "an ARJ archive", "7-Zip and arj read it"},
     {7, "**ACE**"sv, "an ACE archive", "unace reads it"},
@@ -72,14 +72,14 @@ std::string reasonForUnknownFormat(const std::string& path) {
   struct ::stat status {};
   const Descriptor file = openRegularFile(path, printable(path), status);
   const std::string start = readAt(file.get(), 0, 64);
-  const auto* const format = std::ranges::find_if(formats, [&](const Format& each) {
+  const auto* const format = std::ranges::find_if(foreignFormats, [&](const ForeignFormat& each) {
     return start.size() >= each.offset &&
            std::string_view(start).substr(each.offset).starts_with(each.mark);
   });
   const auto reason = [](const std::string& name, const std::string& reader) {
     return "it is " + name + ", which is not read here; " + reader;
   };
-  if (format != formats.end()) {
+  if (format != foreignFormats.end()) {
     return reason(format->name, format->reader);
   }
   if (isNamedAsZipVolume(path) ||
