@@ -29,6 +29,7 @@ FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 PACKAGE_PACKAGES=(build-essential debhelper dpkg-dev lintian diffutils)
 DEMO_PACKAGES=(zip tar diffutils)
 BENCH_PACKAGES=(libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev coreutils openssl python3)
+TOOLS_PACKAGES=(python3 libarchive-tools tar zip unzip "7zip|p7zip-full" zstd xz-utils)
 PLOT_PACKAGES=(python3-matplotlib)
 SCREENSHOT_PACKAGES=(breeze-icon-theme libqt6svg6 fonts-noto-core)
 

@@ -11,6 +11,7 @@
 
 #include "commands/CommandLine.h"
 #include "console/Console.h"
+#include "console/Failure.h"
 #include "system/Interruption.h"
 
 namespace {

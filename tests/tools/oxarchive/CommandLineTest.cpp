@@ -1,5 +1,5 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <unistd.h>
 
 #include <array>
@@ -13,6 +13,7 @@
 namespace {
 
 using namespace ox::test;
+using testing::MatchesRegex;
 using testing::PrintToString;
 
 class CommandLine : public OxarchiveTest {};
@@ -34,6 +35,17 @@ TEST_F(CommandLine, HelpGoesToStandardOutput) {
     EXPECT_NE(result.output.find("An extract that is interrupted keeps"), std::string::npos);
     EXPECT_NE(result.output.find("\n  -h, --help "), std::string::npos);
     EXPECT_NE(result.output.find("Exit status"), std::string::npos);
+    EXPECT_EQ(result.errors, "");
+  }
+}
+
+TEST_F(CommandLine, TellsTheVersionsOfTheProgramAndItsLibraries) {
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"--version"}, {"list", "--version"}}) {
+    const ProgramResult result = oxarchive(arguments);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(result.output, MatchesRegex("oxarchive [0-9.]+\nOrvexKit [0-9.]+\nlibarchive "
+                                            "[0-9.]+.*\n"));
     EXPECT_EQ(result.errors, "");
   }
 }
@@ -63,6 +75,9 @@ TEST_F(CommandLine, BadUsageIsToldOnStandardError) {
       {{"list", "a.zip", "--patience", "1K"}, "--patience takes a number"},
       {{"extract", "a.zip", "--max-entries", "M"}, "--max-entries takes a number"},
       {{"extract", "a.zip", "--max-entries"}, "--max-entries needs a number"},
+      {{"extract", "a.zip", "--trash=yes"}, "unknown option --trash=yes"},
+      {{"extract", "a.zip", "--long"}, "unknown option --long"},
+      {{"list", "a.zip", "--long", "--cbor"}, "--long and --cbor exclude each other"},
       {{"extract", "--frob", "a.zip"}, "unknown option --frob"},
       {{"extract", "-x", "a.zip"}, "unknown option -x"},
       {{"extract", "-\x1b[2J"}, "unknown option -\\x1b[2J"},

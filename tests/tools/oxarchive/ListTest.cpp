@@ -33,11 +33,11 @@ class List : public OxarchiveTest {
   ProgramResult list(const std::string& archive) const { return oxarchive({"list", in(archive)}); }
 
   // With a shell script in the worker's place.
-  ProgramResult listWithWorker(const std::string& script) {
+  ProgramResult listWithWorker(const std::string& script, const std::string& option = "--") {
     writeFile(in("worker"), "#!/bin/sh\n" + script + "\n");
     EXPECT_EQ(::chmod(in("worker").c_str(), 0755), 0);
     const ScopedEnvironment worker("OXARCHIVE_WORKER", in("worker"));
-    ProgramResult result = oxarchive({"list", in("any.zip")});
+    ProgramResult result = oxarchive({"list", option, in("any.zip")});
     removeOne(in("worker"));
     return result;
   }
@@ -288,9 +288,105 @@ TEST_F(List, FailsWhenNoWorkerCanBeStarted) {
   EXPECT_THAT(result.errors, HasSubstr("cannot start a process"));
 }
 
-TEST_F(List, TakesOneArchive) {
+TEST_F(List, OfSeveralArchivesNamesEach) {
+  writeArchive(in("a.tar"), {file("a")});
+  writeArchive(in("b.tar"), {file("b")});
+  const ProgramResult result =
+      oxarchive({"list", "a.tar", "missing\x1b.tar", "b.tar"}, {.folder = work()});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.output, "a.tar:\n" + header + row("--", "8 B", "File", "a") +
+                               "Total: 1 entries, 8 B\n\nmissing\\x1b.tar:\n\nb.tar:\n" + header +
+                               row("--", "8 B", "File", "b") + "Total: 1 entries, 8 B\n");
+  EXPECT_EQ(result.errors,
+            "oxarchive: missing\\x1b.tar: it cannot be opened: No such file or directory\n");
+  remove({"a.tar", "b.tar"});
+}
+
+TEST_F(List, TellsDetails) {
+  const ScopedEnvironment zone("TZ", "XYZ-2:30");
+  Item old = file("old", "12345");
+  old.modified = -1;
+  old.permissions = 06750;
+  writeArchive(in("a.tar"), {folder("d", 01777), old, symbolicLink("l\n", "../\x1b"),
+                             hardLink("h", "old"), file("big", noise(100'000))});
+  const ProgramResult result = oxarchive({"list", "--long", in("a.tar")});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.errors, "");
+  const std::string time = "2001-09-09T04:16:40+02:30";
+  EXPECT_EQ(result.output,
+            "Flags  Mode                  Size  Modified                   Path\n"
+            "d-     drwxrwxrwt               0  " +
+                time +
+                "  d\n"
+                "--     -rwsr-s---               5  1970-01-01T02:29:59+02:30  old\n"
+                "--     lrwxrwxrwx               0  " +
+                time +
+                "  l\\x0a -> ../\\x1b\n"
+                "--     -rw-r--r--               0  " +
+                time +
+                "  h link to old\n"
+                "--     -rw-r--r--          100000  " +
+                time +
+                "  big\n"
+                "Total: 5 entries, 100 KB\n");
+  remove({"a.tar"});
+}
+
+TEST_F(List, TellsNoDetailsThatAWorkerDoesNotKnow) {
+  writeFile(in("worker"), "#!/bin/sh\nprintf '\\241\\144path\\141a'\n");
+  ASSERT_EQ(::chmod(in("worker").c_str(), 0755), 0);
+  const ScopedEnvironment worker("OXARCHIVE_WORKER", in("worker"));
+  EXPECT_EQ(oxarchive({"list", "--long", in("any.zip")}).output,
+            "Flags  Mode                  Size  Modified                   Path\n"
+            "--     ?---------               0  -                          a\n"
+            "Total: 1 entries, 0 B\n");
+  remove({"worker"});
+}
+
+// What a stranger's program reads of the records, a line each.
+TEST_F(List, PassesItsRecordsOnToOtherPrograms) {
+  writeArchive(in("a.tar"), {folder("docs"), file("docs/\xff", "12345")});
+  writeArchive(in("b.tar"), {symbolicLink("link", "docs")});
+  writeFile(in("read.py"),
+            "import cbor2, sys\n"
+            "decoder = cbor2.CBORDecoder(sys.stdin.buffer)\n"
+            "while sys.stdin.buffer.peek(1):\n"
+            "    r = decoder.decode()\n"
+            "    print(r['path'], r['fileId'], r['actualSize'], r['isFolder'], oct(r['mode']),\n"
+            "          int(r['mtime'].timestamp()), r.get('linkTarget'))\n");
+  const ProgramResult result =
+      runProgram("/bin/sh",
+                 {"-c", std::string(OXARCHIVE_PROGRAM) +
+                            " list --cbor a.tar b.tar | /usr/bin/python3 read.py"},
+                 {.folder = work()});
+  EXPECT_EQ(result.errors, "") << "python3-cbor2 of Debian has to be installed";
+  EXPECT_EQ(result.output,
+            "docs 1 0 True 0o40755 1000000000 None\n"
+            "b'docs/\\xff' 2 5 False 0o100644 1000000000 None\n"
+            "link 1 0 False 0o120777 1000000000 docs\n");
+  remove({"a.tar", "b.tar", "read.py"});
+}
+
+TEST_F(List, PassesOnRecordsAlone) {
+  writeArchive(in("a.tar"), {folder("docs")});
+  const ProgramResult good = oxarchive({"list", "--cbor", in("a.tar")});
+  EXPECT_EQ(good.exitCode, 0);
+  EXPECT_TRUE(
+      good.output.starts_with("\xa9\x64path\x64"
+                              "docs"));
+  EXPECT_EQ(oxarchive({"list", "--cbor", in("missing.tar")}).output, "");
+  const ProgramResult bad = listWithWorker("printf '\\241\\144path\\141a\\001'", "--cbor");
+  EXPECT_EQ(bad.exitCode, 1);
+  EXPECT_EQ(bad.output,
+            "\xa1\x64path\x61"
+            "a");
+  EXPECT_THAT(bad.errors, HasSubstr("sent something that is no listing"));
+  remove({"a.tar"});
+}
+
+TEST_F(List, TakesArchivesAlone) {
   const std::vector<std::vector<std::string>> rows{
-      {"list"},      {"list", ""},  {"list", "a.zip", "b.zip"}, {"list", "--into", "d", "a.zip"},
+      {"list"},      {"list", ""},  {"list", "a.zip", ""}, {"list", "--into", "d", "a.zip"},
       {"list", "-"}, {"list", "--"}};
   for (const std::vector<std::string>& arguments : rows) {
     SCOPED_TRACE(testing::PrintToString(arguments));

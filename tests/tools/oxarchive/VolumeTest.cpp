@@ -25,11 +25,11 @@ class Volumes : public OxarchiveTest {
  protected:
   // Cuts the file `name` in `work()` into volumes, and removes it.
   std::vector<std::string> split(const std::string& name, std::size_t volumeSize,
-                                 std::size_t width = 3) {
+                                 std::size_t width = 3, std::size_t first = 1) {
     const std::string whole = readFile(in(name));
     std::vector<std::string> volumes;
     for (std::size_t start = 0; start < whole.size(); start += volumeSize) {
-      volumes.push_back(name + "." + padded(volumes.size() + 1, width));
+      volumes.push_back(name + "." + padded(volumes.size() + first, width));
       writeFile(in(volumes.back()), whole.substr(start, volumeSize));
     }
     removeOne(in(name));
@@ -125,6 +125,75 @@ TEST_F(Volumes, NumberedOnesOfAnyArchive) {
     std::filesystem::rename(in("elsewhere"), in(volumes.back()));
     remove(volumes);
   }
+}
+
+TEST_F(Volumes, CountedFromZero) {
+  struct Row {
+    std::string archive;
+    ArchiveFormat format;
+    ArchiveFilter filter;
+    std::size_t width;
+  };
+  const Row rows[] = {
+      {"disk.tar.gz", ::archive_write_set_format_ustar, ::archive_write_add_filter_gzip, 2},
+      {"disk.zip", ::archive_write_set_format_zip, noFilter, 3},
+      // Where a volume may begin as an archive does.
+      {"disk.tar", ::archive_write_set_format_ustar, noFilter, 2},
+  };
+  const std::vector<Item> items = {file("a", noise(50'000)), file("b", noise(512)),
+                                   file("c", noise(60'000))};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.archive);
+    writeArchive(in(row.archive), items, {.format = row.format, .filter = row.filter});
+    const std::vector<std::string> volumes = split(row.archive, 51'200, row.width, 0);
+    ASSERT_EQ(volumes.size(), 3U);
+    for (const std::string& given : volumes) {
+      expectWell(given, "disk", treeOf(items));
+    }
+    std::filesystem::rename(in(volumes[1]), in("elsewhere"));
+    const ProgramResult result = oxarchive({"extract", in(volumes[2])});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_NE(result.errors, "");
+    std::filesystem::rename(in("elsewhere"), in(volumes[1]));
+    remove(volumes);
+  }
+}
+
+TEST_F(Volumes, CountedFromOneBesideAFileWithZero) {
+  const std::vector<Item> items = {file("a", noise(100'000))};
+  for (const ArchiveFormat format :
+       {::archive_write_set_format_zip, ::archive_write_set_format_ustar}) {
+    writeArchive(in("d.x"), items, {.format = format});
+    const std::vector<std::string> volumes = split("d.x", 40'000);
+    writeFile(in("d.x.000"), "a note");
+    for (const std::string& given : volumes) {
+      expectWell(given, "d", treeOf(items));
+    }
+    remove(volumes);
+    remove({"d.x.000"});
+  }
+  // Copies of two archives.
+  writeArchive(in("e.tar.gz.00"), {file("0")}, {.filter = ::archive_write_add_filter_gzip});
+  writeArchive(in("e.tar.gz.01"), {file("1")}, {.filter = ::archive_write_add_filter_gzip});
+  expectWell("e.tar.gz.00", "e.tar.gz", {{"0", "file contents"}});
+  expectWell("e.tar.gz.01", "e", {{"1", "file contents"}});
+  remove({"e.tar.gz.00", "e.tar.gz.01"});
+}
+
+TEST_F(Volumes, OfZipsOwnAreNotRead) {
+  if (findProgram({"zip"}).empty()) {
+    GTEST_SKIP() << "zip is not installed";
+  }
+  writeFile(in("f"), noise(200'000));
+  ASSERT_EQ(runProgram("zip", {"-q", "-s", "64k", "d.zip", "f"}, {.folder = work()}).exitCode, 0);
+  for (const std::string given : {"d.z01", "d.z02", "d.zip"}) {
+    const std::string reason =
+        ": it is a volume of a ZIP archive, which is not read here; 7-Zip reads it, and \"zip -s "
+        "0\" joins the volumes\n";
+    expectFailure(given, reason.substr(2, reason.size() - 3));
+    EXPECT_EQ(oxarchive({"list", in(given)}).errors, "oxarchive: " + in(given) + reason);
+  }
+  remove({"d.z01", "d.z02", "d.z03", "d.zip", "f"});
 }
 
 TEST_F(Volumes, SevenZipsOwn) {
@@ -311,7 +380,22 @@ std::string letters(std::size_t index) {
   return std::string("movie.") + static_cast<char>('r' + number / 100) + padded(number % 100, 2);
 }
 
+std::string capitalParts(std::size_t index) {
+  return "MOVIE.PART" + std::to_string(index + 1) + ".RAR";
+}
+
+std::string mixedParts(std::size_t index) {
+  return "Movie.Part" + padded(index + 1, 2) + ".rar";
+}
+
+std::string capitalLetters(std::size_t index) {
+  return index == 0 ? "MOVIE.RAR" : "MOVIE.R" + padded(index - 1, 2);
+}
+
 const RarRow rarRows[] = {
+    {"capitals, PART1 to PART12", capitalParts, "MOVIE", {.dataPerVolume = 260}},
+    {"capitals, R00", capitalLetters, "MOVIE", {.dataPerVolume = 700}},
+    {"capitals and others", mixedParts, "Movie", {.isNewFormat = true, .dataPerVolume = 700}},
     {"part1", part1, "movie", {.dataPerVolume = 700}},
     {"part1 to part12", part1, "movie", {.dataPerVolume = 260}},
     {"part01", part2, "movie", {.dataPerVolume = 700}},
@@ -431,12 +515,12 @@ TEST_F(Volumes, OfRarThatAreCutShort) {
 
 TEST_F(Volumes, OfRarUnderNamesThatTellNothing) {
   const std::vector<std::string> volumes = makeRarVolumes(rarFiles, {.dataPerVolume = 700});
-  writeFile(in("MOVIE.PART1.RAR"), volumes[0]);
-  writeFile(in("MOVIE.PART2.RAR"), volumes[1]);
-  for (const std::string given : {"MOVIE.PART1.RAR", "MOVIE.PART2.RAR"}) {
+  writeFile(in("MOVIE-1.BIN"), volumes[0]);
+  writeFile(in("MOVIE-2.BIN"), volumes[1]);
+  for (const std::string given : {"MOVIE-1.BIN", "MOVIE-2.BIN"}) {
     expectFailure(given, "it is one of several volumes, and its name does not tell the others");
   }
-  remove({"MOVIE.PART1.RAR", "MOVIE.PART2.RAR"});
+  remove({"MOVIE-1.BIN", "MOVIE-2.BIN"});
 }
 
 TEST_F(Volumes, OfRarThatContinueAnotherUnderItsName) {

@@ -1,6 +1,7 @@
 #include "commands/CommandLine.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <string_view>
@@ -8,6 +9,7 @@
 #include <utility>
 
 #include "commands/Commands.h"
+#include "console/Failure.h"
 #include "console/Printable.h"
 
 namespace oxarchive {
@@ -16,194 +18,175 @@ namespace {
 
 using Rest = std::span<const char* const>;
 
-// The arguments, taken apart: options call `take`, which says whether it knows them, and everything
-// else is an operand. After "--" all is.
-class Arguments {
- public:
-  explicit Arguments(Rest rest) : rest_(rest) {}
-
-  // The operands. `take` may ask for values as long as it runs.
-  template <typename Take>
-  std::vector<std::string> parse(Take take) {
-    std::vector<std::string> operands;
-    bool areOptionsOver = false;
-    while (!rest_.empty()) {
-      option_ = rest_.front();
-      rest_ = rest_.subspan(1);
-      if (areOptionsOver || !option_.starts_with('-')) {
-        operands.push_back(option_);
-      } else if (option_ == "--") {
-        areOptionsOver = true;
-      } else if (option_ == "-") {
-        throw UsageError(
-            "archives are neither read from standard input nor written to standard output");
-      } else if (!take()) {
-        throw UsageError("unknown option " + printable(option_));
-      }
-    }
-    return operands;
-  }
-
-  bool is(std::string_view name) const { return option_ == name; }
-
-  // Whether the option is `name`, "NAME VALUE" or "NAME=VALUE"; its value, which is `what` and not
-  // empty, is then in `value`, which has none before.
-  bool is(std::string_view name, const std::string& what, std::optional<std::string>& value) {
-    std::string given;
-    if (option_ == name) {
-      given = rest_.empty() ? "" : rest_.front();
-      rest_ = rest_.subspan(rest_.empty() ? 0 : 1);
-    } else if (option_.starts_with(name) && option_[name.size()] == '=') {
-      given = option_.substr(name.size() + 1);
-    } else {
-      return false;
-    }
-    if (given.empty()) {
-      throw UsageError(std::string(name) + " needs " + what);
-    }
-    if (value) {
-      throw UsageError(std::string(name) + " is given twice");
-    }
-    value = std::move(given);
-    return true;
-  }
-
- private:
-  Rest rest_;
-  std::string option_;
+// An option as the user has given it.
+struct Given {
+  std::string name;
+  std::string value;
 };
 
-void setPassword(PasswordSource& source, PasswordSource::Kind kind, std::string name = "") {
-  if (source.kind != PasswordSource::Kind::none) {
-    throw UsageError("more than one password is given");
+void setOnce(std::optional<std::string>& field, const Given& given) {
+  if (field) {
+    throw UsageError(given.name + " is given twice");
   }
-  source = {kind, std::move(name)};
+  field = given.value;
 }
 
-bool takePassword(Arguments& arguments, PasswordSource& source) {
-  using Kind = PasswordSource::Kind;
-  std::optional<std::string> name;
-  if (arguments.is("--password")) {
-    setPassword(source, Kind::terminal);
-    return true;
+void setPassword(Options& options, PasswordSource::Kind kind, const Given& given) {
+  if (options.password.kind != PasswordSource::Kind::none) {
+    throw UsageError("more than one password is given");
   }
-  if (arguments.is("--password-file", "the name of a file", name)) {
-    setPassword(source, Kind::file, *name);
-    return true;
+  options.password = {kind, given.value};
+}
+
+void setStyle(Options& options, ListStyle style) {
+  if (options.style != ListStyle::table && options.style != style) {
+    throw UsageError("--long and --cbor exclude each other");
   }
-  if (arguments.is("--password-env", "the name of an environment variable", name)) {
-    setPassword(source, Kind::environment, *name);
-    return true;
-  }
-  return false;
+  options.style = style;
 }
 
 // A whole number, at least 1; sizes may have K, M, G or T behind them, in powers of 1024.
-std::uint64_t readCount(const std::string& option, std::string text, bool isSize) {
+std::uint64_t readCount(const Given& given, bool isSize) {
   constexpr std::string_view units = "KMGT";
-  const std::size_t unit =
-      isSize && !text.empty() ? units.find(text.back()) : std::string_view::npos;
+  std::string_view digits = given.value;
+  const std::size_t unit = isSize ? units.find(digits.back()) : std::string_view::npos;
   if (unit != std::string_view::npos) {
-    text.pop_back();
+    digits.remove_suffix(1);
   }
   const unsigned shift =
       unit != std::string_view::npos ? 10 * (static_cast<unsigned>(unit) + 1) : 0;
   std::uint64_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size() || value == 0 ||
-      value > UINT64_MAX >> shift) {
-    throw UsageError(option + " takes a number" + (isSize ? " of bytes, as 500M or 2G" : ""));
+  const char* const last = digits.data() + digits.size();
+  const auto [end, error] = std::from_chars(digits.data(), last, value);
+  if (error != std::errc() || end != last || value == 0 || value > UINT64_MAX >> shift) {
+    throw UsageError(given.name + " takes a number" + (isSize ? " of bytes, as 500M or 2G" : ""));
   }
   return value << shift;
 }
 
-bool takeLimit(Arguments& arguments, Limits& limits) {
-  struct Row {
-    const char* option;
-    bool isSize;
-    std::uint64_t& limit;
-  };
-  for (const Row& row :
-       {Row{"--max-entries", false, limits.entries}, Row{"--max-size", true, limits.size},
-        Row{"--memory", true, limits.memory}, Row{"--patience", false, limits.patience}}) {
-    std::optional<std::string> value;
-    if (arguments.is(row.option, "a number", value)) {
-      row.limit = readCount(row.option, *value, row.isSize);
-      return true;
-    }
-  }
-  return false;
+enum : unsigned { extracting = 1, listing = 2, creating = 4 };
+
+struct Option {
+  std::string_view name;
+  unsigned commands;  // that know it
+  const char* value;  // what it needs; null when it is a mere switch
+  void (*take)(Options& options, const Given& given);
+};
+
+using PasswordKind = PasswordSource::Kind;
+
+constexpr auto knownOptions = std::to_array<Option>({
+    {"--into", extracting, "the name of a folder",
+     [](Options& options, const Given& given) { setOnce(options.into, given); }},
+    {"--trash", extracting, nullptr,
+     [](Options& options, const Given& /*given*/) { options.isTrashing = true; }},
+    {"--long", listing, nullptr,
+     [](Options& options, const Given& /*given*/) { setStyle(options, ListStyle::details); }},
+    {"--cbor", listing, nullptr,
+     [](Options& options, const Given& /*given*/) { setStyle(options, ListStyle::records); }},
+    {"--level", creating, "a compression level",
+     [](Options& options, const Given& given) { setOnce(options.level, given); }},
+    {"--method", creating, "an encryption method",
+     [](Options& options, const Given& given) { setOnce(options.method, given); }},
+    {"--password", extracting | listing | creating, nullptr,
+     [](Options& options, const Given& given) {
+       setPassword(options, PasswordKind::terminal, given);
+     }},
+    {"--password-file", extracting | listing | creating, "the name of a file",
+     [](Options& options, const Given& given) { setPassword(options, PasswordKind::file, given); }},
+    {"--password-env", extracting | listing | creating, "the name of an environment variable",
+     [](Options& options, const Given& given) {
+       setPassword(options, PasswordKind::environment, given);
+     }},
+    {"--max-entries", extracting | listing, "a number",
+     [](Options& options, const Given& given) {
+       options.limits.entries = readCount(given, false);
+     }},
+    {"--max-size", extracting | listing, "a number",
+     [](Options& options, const Given& given) { options.limits.size = readCount(given, true); }},
+    {"--memory", extracting | listing, "a number",
+     [](Options& options, const Given& given) { options.limits.memory = readCount(given, true); }},
+    {"--patience", extracting | listing, "a number",
+     [](Options& options, const Given& given) {
+       options.limits.patience = readCount(given, false);
+     }},
+});
+
+const char* takeFirst(Rest& rest) {
+  const char* const first = rest.front();
+  rest = rest.subspan(1);
+  return first;
 }
 
-void checkArchives(const std::vector<std::string>& archives) {
-  if (archives.empty()) {
+// Takes `argument`, which is "NAME", "NAME VALUE" with the value in `rest`, or "NAME=VALUE".
+void takeOption(const std::string& argument, Rest& rest, unsigned command, Options& options) {
+  const std::size_t nameEnd = std::min(argument.find('='), argument.size());
+  const bool hasValue = nameEnd < argument.size();
+  Given given{argument.substr(0, nameEnd), hasValue ? argument.substr(nameEnd + 1) : ""};
+  const auto* const option = std::ranges::find(knownOptions, given.name, &Option::name);
+  if (option == knownOptions.end() || (option->commands & command) == 0 ||
+      (hasValue && option->value == nullptr)) {
+    throw UsageError("unknown option " + printable(argument));
+  }
+  if (option->value != nullptr && !hasValue && !rest.empty()) {
+    given.value = takeFirst(rest);
+  }
+  if (option->value != nullptr && given.value.empty()) {
+    throw UsageError(given.name + " needs " + option->value);
+  }
+  option->take(options, given);
+}
+
+void checkOperands(const std::vector<std::string>& operands, unsigned command) {
+  if (operands.empty()) {
     throw UsageError("no archive is given");
   }
-  if (std::ranges::any_of(archives, &std::string::empty)) {
+  if (operands.front().empty() ||
+      (command != creating && std::ranges::count(operands, std::string()) > 0)) {
     throw UsageError("the name of an archive is empty");
   }
-}
-
-ExtractOptions parseExtract(Rest rest) {
-  ExtractOptions options;
-  Arguments arguments(rest);
-  options.archives = arguments.parse([&] {
-    options.isTrashing = options.isTrashing || arguments.is("--trash");
-    return arguments.is("--trash") ||
-           arguments.is("--into", "the name of a folder", options.into) ||
-           takePassword(arguments, options.password) || takeLimit(arguments, options.limits);
-  });
-  checkArchives(options.archives);
-  return options;
-}
-
-ListOptions parseList(Rest rest) {
-  ListOptions options;
-  Arguments arguments(rest);
-  const std::vector<std::string> archives = arguments.parse([&] {
-    return takePassword(arguments, options.password) || takeLimit(arguments, options.limits);
-  });
-  checkArchives(archives);
-  if (archives.size() > 1) {
-    throw UsageError("one archive is listed at a time");
-  }
-  options.archive = archives.front();
-  return options;
-}
-
-CreateOptions parseCreate(Rest rest) {
-  CreateOptions options;
-  Arguments arguments(rest);
-  options.paths = arguments.parse([&] {
-    return arguments.is("--level", "a compression level", options.level) ||
-           arguments.is("--method", "an encryption method", options.method) ||
-           takePassword(arguments, options.password);
-  });
-  if (options.paths.empty()) {
-    throw UsageError("no archive is given");
-  }
-  options.archive = options.paths.front();
-  options.paths.erase(options.paths.begin());
-  checkArchives({options.archive});
-  if (options.paths.empty()) {
+  if (command == creating && operands.size() == 1) {
     throw UsageError("nothing to pack is given");
   }
-  if (std::ranges::any_of(options.paths, &std::string::empty)) {
+  if (std::ranges::count(operands, std::string()) > 0) {
     throw UsageError("the path of an item to pack is empty");
   }
+}
+
+Options parse(Rest rest, unsigned command) {
+  Options options;
+  bool areOptionsOver = false;
+  while (!rest.empty()) {
+    const std::string argument = takeFirst(rest);
+    if (areOptionsOver || !argument.starts_with('-')) {
+      options.operands.push_back(argument);
+    } else if (argument == "--") {
+      areOptionsOver = true;
+    } else if (argument == "-") {
+      throw UsageError(
+          "archives are neither read from standard input nor written to standard output");
+    } else {
+      takeOption(argument, rest, command, options);
+    }
+  }
+  checkOperands(options.operands, command);
   return options;
 }
 
-bool asksForHelp(Rest arguments) {
+// The text that the user asks for in place of any work; "" when there is none.
+std::string textAskedFor(Rest arguments) {
   for (const std::string_view argument : arguments) {
     if (argument == "--") {
-      return false;
+      break;
     }
     if (argument == "--help" || argument == "-h") {
-      return true;
+      return helpText;
+    }
+    if (argument == "--version") {
+      return versionText();
     }
   }
-  return false;
+  return "";
 }
 
 }  // namespace
@@ -216,24 +199,24 @@ Command parseCommandLine(std::span<const char* const> arguments) {
       return sendListing(archive, {}, console);
     };
   }
-  if (asksForHelp(arguments)) {
-    return [](Console& console) {
-      console.result(helpText);
+  if (std::string text = textAskedFor(arguments); !text.empty()) {
+    return [text = std::move(text)](Console& console) {
+      console.result(text);
       return true;
     };
   }
   if (arguments.empty()) {
     throw UsageError("no command is given");
   }
-  const std::string_view command = arguments.front();
+  const std::string_view command = takeFirst(arguments);
   if (command == "extract") {
-    return std::bind_front(extractArchives, parseExtract(arguments.subspan(1)));
+    return std::bind_front(extractArchives, parse(arguments, extracting));
   }
   if (command == "list") {
-    return std::bind_front(listArchive, parseList(arguments.subspan(1)));
+    return std::bind_front(listArchives, parse(arguments, listing));
   }
   if (command == "create") {
-    return std::bind_front(createArchive, parseCreate(arguments.subspan(1)));
+    return std::bind_front(createArchive, parse(arguments, creating));
   }
   throw UsageError("unknown command " + printable(command));
 }

@@ -1,7 +1,5 @@
 #include "commands/Commands.h"
 
-#include <OrvexKit/OXFileUtil.h>
-
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -13,6 +11,7 @@
 #include "console/SizeText.h"
 #include "reading/EntryPath.h"
 #include "system/Interruption.h"
+#include "system/TemporaryFolder.h"
 #include "writing/ArchiveWriter.h"
 #include "writing/DeltaTree.h"
 #include "writing/Formats.h"
@@ -37,71 +36,57 @@ void tellProblems(const DeltaTree& tree, Console& console) {
   }
 }
 
-void writeTree(const DeltaTree& tree, ArchiveWriter& writer, Console& console) {
-  tree.root->traversePathsUsingBlock(
-      [&](std::string_view path, std::string_view disk, bool isFolder) {
-        writer.add(std::string(path), std::string(disk), isFolder);
-      });
-  for (const std::string& warning : writer.finish()) {
-    console.message(warning);
-  }
-}
-
-// The path of the new archive.
-std::string pack(const CreateOptions& options, const DeltaTree& tree, const Format& format,
-                 const OXArchiveSettings& settings, Console& console) {
-  const std::string name(nameOf(options.archive));
-  const std::string label = printable(options.archive);
-  NewFile file(options.archive.substr(0, options.archive.size() - name.size()));
+// Whether all of the tree was packed.
+bool pack(const std::string& archive, const DeltaTree& tree, const Format& format,
+          const OXArchiveSettings& settings, Console& console) {
+  const std::string name(nameOf(archive));
+  const std::string label = printable(archive);
+  NewFile file(archive.substr(0, archive.size() - name.size()));
   std::uint64_t done = 0;
   ArchiveWriter writer(format, settings, file.descriptor(), [&](std::uint64_t count) {
     throwIfInterrupted();
     done += count;
     console.progress().show(label, done, tree.bytes);
   });
-  writeTree(tree, writer, console);
+  tree.root->traversePathsUsingBlock(
+      [&](std::string_view path, std::string_view disk, bool isFolder) {
+        writer.add(std::string(path), std::string(disk), isFolder);
+      });
+  const ArchiveWriter::Result result = writer.finish();
   throwIfInterrupted();
-  return file.publish(name);
-}
-
-// Whether all could be told.
-bool tell(const std::string& path, const DeltaTree& tree, Console& console) {
-  const OXString digest = OXGenerateMD5DigestForFile(path);
-  const auto size = static_cast<std::uint64_t>(OXGetFileSize(path));
-  console.result(printable(path) + ": " + entriesText(tree.entries, size) +
-                 (digest ? ", MD5 " + *digest : "") +
-                 (tree.leftOut.empty() ? "" : " (incomplete)"));
-  if (!digest) {
-    console.message(printable(path) + ": its MD5 digest cannot be told");
+  const std::string path = file.publish(name);
+  console.progress().clear();
+  for (const std::string& warning : result.warnings) {
+    console.message(warning);
   }
-  return digest && tree.leftOut.empty();
-}
-
-void checkName(const std::string& archive) {
-  const std::string_view name = nameOf(archive);
-  if (name.empty()) {
-    throw UsageError(printable(archive) + " is the name of a folder, not of a new archive");
-  }
+  console.result(printable(path) + ": " + entriesText(tree.entries, result.size) + ", MD5 " +
+                 result.digest + (tree.leftOut.empty() ? "" : " (incomplete)"));
+  return tree.leftOut.empty();
 }
 
 }  // namespace
 
-bool createArchive(const CreateOptions& options, Console& console) {
+bool createArchive(const Options& options, Console& console) {
   catchInterruptions(true);
-  checkName(options.archive);
-  const Format& format = formatFor(options.archive);
+  const std::string& archive = options.operands.front();
+  const std::vector<std::string> items(options.operands.begin() + 1, options.operands.end());
+  if (nameOf(archive).empty()) {
+    throw UsageError(printable(archive) + " is the name of a folder, not of a new archive");
+  }
+  const Format& format = formatFor(archive);
   const bool isEncrypted = options.password.kind != PasswordSource::Kind::none;
   const std::shared_ptr<OXArchiveSettings> settings =
       settingsFor(format, options.level, options.method, isEncrypted);
   settings->setPassword(readPassword(options.password, true));
   try {
-    const DeltaTree tree = treeOfItems(options.paths);
+    const DeltaTree tree = treeOfItems(items);
     tellProblems(tree, console);
-    const std::string path = pack(options, tree, format, *settings, console);
-    console.progress().clear();
-    return tell(path, tree, console);
+    if (format.isKeptBack()) {
+      checkTemporaryFolder();
+    }
+    return pack(archive, tree, format, *settings, console);
   } catch (const ArchiveFailure& failure) {
-    console.message(printable(options.archive) + ": " + failure.what());
+    console.message(printable(archive) + ": " + failure.what());
     return false;
   }
 }

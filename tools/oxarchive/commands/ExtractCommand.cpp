@@ -28,8 +28,8 @@
 #include "reading/WorkerProcess.h"
 #include "system/Descriptor.h"
 #include "system/FolderStream.h"
-#include "system/Headway.h"
 #include "system/Interruption.h"
+#include "system/TemporaryFolder.h"
 #include "system/Uncopied.h"
 #include "volumes/VolumeSet.h"
 
@@ -132,61 +132,6 @@ SharedReport newSharedReport() {
   return SharedReport(new (memory) ExtractionReport());
 }
 
-// How the process that extracted has ended; "" when it ended by itself.
-std::string reasonOf(const WorkerEnd& end, const Limits& limits) {
-  if (end.signal != 0) {
-    return "the process that read it was ended by signal " + std::to_string(end.signal);
-  }
-  return end.exitCode == gaveUp ? "it was given up after " + std::to_string(limits.patience) +
-                                      " seconds without headway"
-                                : "";
-}
-
-struct Outcome {
-  bool isWhole = false;
-  std::uint64_t entries = 0;
-};
-
-// Extracts to a new folder in `destination`. Throws ArchiveFailure when there is none.
-Outcome extractArchive(const std::string& archive, const VolumeSet& volumes,
-                       const std::string& destination, const ExtractOptions& options,
-                       const OXString& password, Console& console) {
-  NewFolders made;
-  made.makeWayTo(destination);
-  ExtractionFolder folder = makeFolder(volumes, destination, made);
-  ExtractionJob job{archive,        volumes.paths, password,
-                    options.limits, folder.path,   std::move(folder.descriptor)};
-  const SharedReport report = newSharedReport();
-  WorkerProcess worker([&] { return static_cast<int>(extractCaged(job, *report, console)); });
-  worker.readAll();
-  const WorkerEnd end = worker.wait();
-  const std::string reason = reasonOf(end, options.limits);
-  if (!reason.empty()) {
-    console.progress().clearAll();
-    removeUnfinished(job, *report);
-  }
-  const bool isNothing = end.exitCode == static_cast<int>(ExtractionEnd::nothing) ||
-                         (!reason.empty() && report->entries == 0);
-  if (isNothing && isEmptyFolder(job.descriptor.get(), job.folder)) {
-    if (!reason.empty()) {
-      throw ArchiveFailure(reason);
-    }
-    return {};
-  }
-  made.keep();
-  if (!reason.empty()) {
-    console.message(printable(archive) + ": " + reason + "; the folder " + printable(job.folder) +
-                    " is incomplete");
-  }
-  const bool isWhole = end.exitCode == static_cast<int>(ExtractionEnd::whole);
-  const std::uint64_t size = report->isSizeKnown
-                                 ? report->size.load()
-                                 : static_cast<std::uint64_t>(OXGetTotalFolderSize(job.folder));
-  console.result(printable(archive) + " -> " + printable(job.folder) + ": " +
-                 entriesText(report->entries, size) + (isWhole ? "" : " (incomplete)"));
-  return {isWhole, report->entries};
-}
-
 // Which items the volumes of an archive are. An archive that cannot be looked at has fewer.
 std::vector<OXFileReference> referencesTo(const VolumeSet& volumes) {
   std::vector<OXFileReference> references;
@@ -218,82 +163,138 @@ std::string trash(const OXFileReference& volume) {
   return OXMoveFileToTrashSync(volume.path) ? "" : "it cannot be moved to the Trash";
 }
 
-// Archives that are to go to the Trash once all work is done: until then they may be needed again,
-// since several volumes of one may have been given.
-class TrashedArchives {
+class Extractions {
  public:
-  // All volumes of an archive, as they were before it was read.
-  void add(const std::vector<OXFileReference>& volumes) {
-    for (const OXFileReference& volume : volumes) {
-      if (names_.emplace(realFolderOf(volume.path), nameOf(volume.path)).second) {
-        volumes_.push_back(volume);
-      }
-    }
-  }
+  Extractions(const Options& options, Console& console)
+      : options_(options), console_(console), password_(readPassword(options.password, false)) {}
 
-  // Moves them, and says which had to stay, and why. Whether all are gone.
-  bool moveToTrash(Console& console) {
-    bool areAllGone = true;
-    for (const OXFileReference& volume : volumes_) {
-      const std::string reason = trash(volume);
-      if (!reason.empty()) {
-        console.message(printable(volume.path) + " stays where it is: " + reason);
-        areAllGone = false;
+  // Whether all of it was done.
+  bool run() {
+    for (const std::string& archive : options_.operands) {
+      if (isInterrupted()) {
+        break;
+      }
+      try {
+        extractGiven(archive);
+      } catch (const ArchiveFailure& failure) {
+        fail(printable(archive) + ": " + failure.what());
       }
     }
-    return areAllGone;
+    console_.progress().clear();
+    // An archive stays where its user has not been told of its folder.
+    if (options_.isTrashing && !isInterrupted() && console_.areResultsWritten()) {
+      moveToTrash();
+    }
+    return isComplete_ && !isInterrupted();
   }
 
  private:
-  std::vector<OXFileReference> volumes_;
-  std::set<std::pair<std::string, std::string>> names_;  // the same by another path is the same
+  void fail(const std::string& message) {
+    console_.message(message);
+    isComplete_ = false;
+  }
+
+  void extractGiven(const std::string& archive) {
+    const VolumeSet volumes = findArchiveFiles(archive, options_.limits);
+    std::set<std::string>& names = given_[volumes.paths.front()];
+    const bool isFirst = names.empty();
+    if (names.insert(archive).second && !isFirst) {
+      console_.message(printable(archive) + ": a volume of an archive that was given before");
+      return;
+    }
+    const std::vector<OXFileReference> references = referencesTo(volumes);
+    const std::uint64_t entries =
+        extractTo(options_.into.value_or(volumes.folder), archive, volumes);
+    if (entries > 0) {
+      addToTrash(references);
+    }
+  }
+
+  // Extracts to a new folder in `destination`, and gives the number of entries of an archive that
+  // was whole. Throws ArchiveFailure when there is no such folder.
+  std::uint64_t extractTo(const std::string& destination, const std::string& archive,
+                          const VolumeSet& volumes) {
+    checkTemporaryFolder();
+    NewFolders made;
+    made.makeWayTo(destination);
+    ExtractionFolder folder = makeFolder(volumes, destination, made);
+    ExtractionJob job{archive,         volumes.paths, password_,
+                      options_.limits, folder.path,   std::move(folder.descriptor)};
+    const SharedReport report = newSharedReport();
+    WorkerProcess worker([&] { return static_cast<int>(extractCaged(job, *report, console_)); });
+    worker.readAll();
+    const WorkerEnd end = worker.wait();
+    const std::string reason = end.reason();
+    if (!reason.empty()) {
+      console_.progress().clearAll();
+      removeUnfinished(job, *report);
+    }
+    const bool isWhole = end.exitCode == static_cast<int>(ExtractionEnd::whole);
+    const bool isNothing = end.exitCode == static_cast<int>(ExtractionEnd::nothing) ||
+                           (!reason.empty() && report->entries == 0);
+    if (!isNothing || !isEmptyFolder(job.descriptor.get(), job.folder)) {
+      made.keep();
+      tell(job, *report, reason, isWhole);
+    } else if (!reason.empty()) {
+      throw ArchiveFailure(reason);
+    }
+    if (isWhole && report->entries == 0 && options_.isTrashing) {
+      fail(printable(archive) + " stays where it is: there was nothing in it");
+    }
+    isComplete_ = isComplete_ && isWhole;
+    return isWhole ? report->entries.load() : 0;
+  }
+
+  void tell(const ExtractionJob& job, const ExtractionReport& report, const std::string& reason,
+            bool isWhole) {
+    if (!reason.empty()) {
+      console_.message(printable(job.archive) + ": " + reason + "; the folder " +
+                       printable(job.folder) + " is incomplete");
+    }
+    const std::uint64_t size = report.isSizeKnown
+                                   ? report.size.load()
+                                   : static_cast<std::uint64_t>(OXGetTotalFolderSize(job.folder));
+    console_.result(printable(job.archive) + " -> " + printable(job.folder) + ": " +
+                    entriesText(report.entries, size) + (isWhole ? "" : " (incomplete)"));
+  }
+
+  // All volumes of an archive, as they were before it was read. The same by another path is the
+  // same.
+  void addToTrash(const std::vector<OXFileReference>& volumes) {
+    for (const OXFileReference& volume : volumes) {
+      if (trashedNames_.emplace(realFolderOf(volume.path), nameOf(volume.path)).second) {
+        trashed_.push_back(volume);
+      }
+    }
+  }
+
+  void moveToTrash() {
+    for (const OXFileReference& volume : trashed_) {
+      const std::string reason = trash(volume);
+      if (!reason.empty()) {
+        fail(printable(volume.path) + " stays where it is: " + reason);
+      }
+    }
+  }
+
+  const Options& options_;
+  Console& console_;
+  OXString password_;
+  bool isComplete_ = true;
+  // By which of its volumes each archive was given: one that is named by several of them, as by
+  // "disk.7z.*", is extracted once.
+  std::map<std::string, std::set<std::string>> given_;
+  // What is to go to the Trash once all work is done: until then it may be needed again, since
+  // several volumes of one archive may have been given.
+  std::vector<OXFileReference> trashed_;
+  std::set<std::pair<std::string, std::string>> trashedNames_;
 };
 
 }  // namespace
 
-bool extractArchives(const ExtractOptions& options, Console& console) {
+bool extractArchives(const Options& options, Console& console) {
   catchInterruptions(true);
-  const OXString password = readPassword(options.password, false);
-  // By which of its volumes each was given: one that is named by several of them, as by
-  // "disk.7z.*", is extracted once.
-  std::map<std::string, std::set<std::string>> given;
-  TrashedArchives trashed;
-  bool isComplete = true;
-  for (const std::string& archive : options.archives) {
-    if (isInterrupted()) {
-      break;
-    }
-    try {
-      const VolumeSet volumes = findArchiveFiles(archive, options.limits);
-      std::set<std::string>& names = given[volumes.paths.front()];
-      const bool isFirst = names.empty();
-      if (names.insert(archive).second && !isFirst) {
-        console.message(printable(archive) + ": a volume of an archive that was given before");
-        continue;
-      }
-      const std::vector<OXFileReference> references = referencesTo(volumes);
-      const std::string destination = options.into.value_or(volumes.folder);
-      const Outcome outcome =
-          extractArchive(archive, volumes, destination, options, password, console);
-      if (!outcome.isWhole) {
-        isComplete = false;
-      } else if (outcome.entries > 0) {
-        trashed.add(references);
-      } else if (options.isTrashing) {
-        console.message(printable(archive) + " stays where it is: there was nothing in it");
-        isComplete = false;
-      }
-    } catch (const ArchiveFailure& failure) {
-      console.message(printable(archive) + ": " + failure.what());
-      isComplete = false;
-    }
-  }
-  console.progress().clear();
-  // An archive stays where its user has not been told of its folder.
-  if (options.isTrashing && !isInterrupted() && console.areResultsWritten()) {
-    isComplete = trashed.moveToTrash(console) && isComplete;
-  }
-  return isComplete && !isInterrupted();
+  return Extractions(options, console).run();
 }
 
 }  // namespace oxarchive

@@ -1,13 +1,15 @@
 #include "commands/CommandLine.h"
 
+#include <archive.h>
+
 namespace oxarchive {
 
 const char* const helpText =
     R"help(Usage: oxarchive extract ARCHIVE... [--into DIR] [--trash] [PASSWORD] [LIMIT...]
-       oxarchive list ARCHIVE [PASSWORD] [LIMIT...]
+       oxarchive list ARCHIVE... [--long | --cbor] [PASSWORD] [LIMIT...]
        oxarchive create ARCHIVE PATH... [--level LEVEL]
                         [PASSWORD [--method METHOD]]
-       oxarchive --help
+       oxarchive --help | --version
 
 extract puts what is in each archive into a new folder of its own, named after
 it and beside it, and overwrites nothing. Any volume of a split archive will do.
@@ -20,6 +22,9 @@ An extract that is interrupted keeps what it has by then, and says so.
 
 list shows flags ("d" for a folder, "e" for encrypted), size, time of the last
 change, kind and path of each entry, then the totals.
+
+  --long       modes, sizes in bytes, times in ISO 8601 and where links lead
+  --cbor       the records of the entries, as a sequence of CBOR items
 
 create packs each PATH under its last component into a new archive. The end of
 its name decides the format: .tar, .tar.gz or .tgz, .tar.bz2, .tbz2 or .tbz,
@@ -49,9 +54,15 @@ SIZE is in bytes, or ends in K, M, G or T:
 
   --           what follows are archives and paths, even if it begins with "-"
   -h, --help   show this text
+  --version    show the versions of this program and its libraries
 
 Exit status: 0 when all went well, 1 when something could not be extracted,
 listed, packed or moved to the Trash, 2 when the command line is wrong. The
 formats, and the environment variables, are in the manual, oxarchive(1).)help";
+
+std::string versionText() {
+  return "oxarchive " OXARCHIVE_VERSION "\nOrvexKit " OXARCHIVE_VERSION "\n" +
+         std::string(::archive_version_details());
+}
 
 }  // namespace oxarchive

@@ -13,7 +13,6 @@
 #include "console/Password.h"
 #include "console/Printable.h"
 #include "reading/WorkerProcess.h"
-#include "system/Headway.h"
 #include "system/Interruption.h"
 
 namespace oxarchive {
@@ -25,12 +24,11 @@ using ReaderState = OXCBORSequenceReader::State;
 // written.
 bool listRecords(OXCBORSequenceReader& reader, ListTable& table, const Console& console) {
   while (const auto item = reader.next()) {
-    const std::shared_ptr<OXArchivedFile> file =
-        OXCBORDecodeRecord<OXArchivedFile>(*item, OXCBORMode::keyed);
+    const auto file = OXCBORDecodeRecord<ListedFile>(*item, OXCBORMode::keyed);
     if (file == nullptr || !file->path()) {
       return false;
     }
-    table.add(*file);
+    table.add(*file, *item);
     if (!console.areResultsWritten()) {
       return true;
     }
@@ -39,42 +37,35 @@ bool listRecords(OXCBORSequenceReader& reader, ListTable& table, const Console& 
   return state == ReaderState::ended || state == ReaderState::truncated;
 }
 
-// Why the listing is not whole, or "" when it is.
+// Why the listing is not whole, as far as the worker has not told it itself; or "".
 std::string reasonOf(const WorkerEnd& end, bool isTruncated) {
-  if (end.signal != 0) {
-    return "the process that read it was ended by signal " + std::to_string(end.signal);
-  }
-  if (end.exitCode == gaveUp) {
-    return "it was given up since it made no headway";
+  if (std::string reason = end.reason(); !reason.empty()) {
+    return reason;
   }
   if (isTruncated) {
     return "the process that read it stopped within an entry";
   }
-  // The worker has told more about it, if it could.
-  return end.exitCode != EXIT_SUCCESS ? "not all of it could be read" : "";
+  const bool isSilent = end.exitCode != EXIT_SUCCESS && end.exitCode != failureTold;
+  return isSilent ? "not all of it could be read" : "";
 }
 
 // Another program in place of this one, if the user wants that.
-int runWorker(const ListOptions& options, Console& console) {
+int runWorker(const std::string& archive, const Limits& limits, Console& console) {
   const char* const other = std::getenv("OXARCHIVE_WORKER");
   if (other == nullptr || *other == '\0') {
-    return sendListing(options.archive, options.limits, console) ? EXIT_SUCCESS : EXIT_FAILURE;
+    return sendListing(archive, limits, console) ? EXIT_SUCCESS : failureTold;
   }
   setWriteSignals(false);
-  ::execl(other, other, "list-worker", options.archive.c_str(), nullptr);
+  ::execl(other, other, "list-worker", archive.c_str(), nullptr);
   console.message(withSystemReason("cannot start a process", errno));
-  return EXIT_FAILURE;
+  return failureTold;
 }
 
-}  // namespace
-
-bool listArchive(const ListOptions& options, Console& console) {
-  // Names are never encrypted where they can be read; what is wrong with the option is told.
-  static_cast<void>(readPassword(options.password, false));
-  const std::string label = printable(options.archive) + ": ";
-  WorkerProcess worker([&] { return runWorker(options, console); });
+bool listArchive(const std::string& archive, const Options& options, Console& console) {
+  const std::string label = printable(archive) + ": ";
+  WorkerProcess worker([&] { return runWorker(archive, options.limits, console); });
   OXCBORSequenceReader reader(worker.output());
-  ListTable table(console);
+  ListTable table(console, options.style);
   const bool areRecords = listRecords(reader, table, console);
   table.flush();
   if (!console.areResultsWritten()) {
@@ -85,13 +76,30 @@ bool listArchive(const ListOptions& options, Console& console) {
     console.message(label + "the process that read it sent something that is no listing");
     return false;
   }
-  const std::string reason =
-      reasonOf(worker.wait(), reader.state() == OXCBORSequenceReader::State::truncated);
-  table.finish(reason.empty());
+  const WorkerEnd end = worker.wait();
+  const std::string reason = reasonOf(end, reader.state() == ReaderState::truncated);
+  const bool isComplete = reason.empty() && end.exitCode == EXIT_SUCCESS;
+  table.finish(isComplete);
   if (!reason.empty()) {
     console.message(label + reason + "; the listing is incomplete");
   }
-  return reason.empty();
+  return isComplete;
+}
+
+}  // namespace
+
+bool listArchives(const Options& options, Console& console) {
+  // Names are never encrypted where they can be read; what is wrong with the option is told.
+  static_cast<void>(readPassword(options.password, false));
+  const bool areNamed = options.operands.size() > 1 && options.style != ListStyle::records;
+  bool isComplete = true;
+  for (const std::string& archive : options.operands) {
+    if (areNamed) {
+      console.result((&archive == options.operands.data() ? "" : "\n") + printable(archive) + ":");
+    }
+    isComplete = listArchive(archive, options, console) && isComplete;
+  }
+  return isComplete;
 }
 
 }  // namespace oxarchive

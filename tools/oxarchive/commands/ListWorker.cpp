@@ -10,6 +10,7 @@
 #include "console/Printable.h"
 #include "reading/ArchiveFiles.h"
 #include "reading/ArchiveReader.h"
+#include "reading/ListedFile.h"
 #include "system/Cage.h"
 #include "system/Headway.h"
 
@@ -24,70 +25,90 @@ std::optional<OXDate> toDate(const std::optional<timespec>& time) {
                                  static_cast<double>(time->tv_nsec) * 1e-9));
 }
 
+// Sends what is in an archive.
 class Listing {
  public:
-  bool send(const Entry& entry) {
-    OXArchivedFile file;
-    file.setPath(entry.path);
-    file.setFileId(++count_);
-    file.setActualSize(entry.size.value_or(0));
-    file.setModificationTime(toDate(entry.modified));
-    file.setIsFolder(entry.kind == EntryKind::folder);
-    file.setIsEncrypted(entry.isEncrypted);
-    encoder_.reset();
-    file.encodeWithCoder(encoder_);
-    return writer_.write(encoder_.item());
+  Listing(const std::string& archive, const Limits& limits, Console& console)
+      : archive_(archive), limits_(limits), console_(console) {}
+
+  // Whether all of it could be sent.
+  bool run() {
+    std::string reason;
+    try {
+      sendAll();
+      reason = nameless_ > 0 ? "not all of it could be read" : "";
+    } catch (const ArchiveFailure& failure) {
+      reason = failure.what();
+    } catch (const std::bad_alloc&) {
+      reason = "it takes more memory than is allowed";
+    }
+    if (!reason.empty()) {
+      tell(reason + (count_ > 0 ? "; the listing is incomplete" : ""));
+    }
+    return finish() && reason.empty();
   }
 
   bool finish() { return writer_.flush(); }
 
  private:
+  void sendAll();
+
+  void tell(const std::string& what) { console_.message(printable(archive_) + ": " + what); }
+
+  // Whether it can still be written.
+  bool send(const Entry& entry) {
+    ListedFile file;
+    file.setPath(entry.path);
+    file.setFileId(++count_);
+    file.setActualSize(entry.size.value_or(0));
+    file.setModificationTime(toDate(entry.times.modified));
+    file.setIsFolder(entry.kind == EntryKind::folder);
+    file.setIsEncrypted(entry.isEncrypted);
+    file.mode = entry.mode;
+    file.linkTarget = entry.linkTarget;
+    encoder_.reset();
+    file.encodeWithCoder(encoder_);
+    return writer_.write(encoder_.item());
+  }
+
+  const std::string& archive_;
+  const Limits& limits_;
+  Console& console_;
   OXCBOREncoder encoder_{OXCBORMode::keyed};
   OXCBORSequenceWriter writer_{STDOUT_FILENO};
   OXUnsignedWord count_ = 0;
+  std::uint64_t nameless_ = 0;
 };
 
 // What has been listed when this process is given up.
 Listing* current = nullptr;
 
+void Listing::sendAll() {
+  const VolumeSet volumes = findArchiveFiles(archive_, limits_);
+  demandHeadway(static_cast<unsigned>(limits_.patience), [] { current->finish(); });
+  enterCage({.readableFiles = volumes.paths, .memory = limits_.memory});
+  ArchiveReader reader(volumes.paths);
+  std::uint64_t number = 0;
+  while (const Entry* const entry = reader.next()) {
+    noteHeadway();
+    checkLimit(++number, limits_.entries, "entries");
+    if (entry->path.empty()) {
+      ++nameless_;
+      tell("entry " + std::to_string(number) + ": it has no name" +
+           (entry->warning.empty() ? "" : " (" + entry->warning + ")"));
+    } else if (entry->path.find_first_not_of('/') != std::string::npos && !send(*entry)) {
+      // The root of the archive has no name of its own, and is not listed.
+      return;
+    }
+  }
+}
+
 }  // namespace
 
 bool sendListing(const std::string& archive, const Limits& limits, Console& console) {
-  Listing listing;
+  Listing listing(archive, limits, console);
   current = &listing;
-  bool isComplete = true;
-  const auto fail = [&](const std::string& what) {
-    console.message(printable(archive) + ": " + what);
-    isComplete = false;
-  };
-  try {
-    const VolumeSet volumes = findArchiveFiles(archive, limits);
-    demandHeadway(static_cast<unsigned>(limits.patience), [] { current->finish(); });
-    enterCage({.readableFiles = volumes.paths, .memory = limits.memory});
-    ArchiveReader reader(volumes.paths);
-    bool isTaken = true;
-    std::uint64_t number = 0;
-    while (const Entry* entry = isTaken ? reader.next() : nullptr) {
-      ++number;
-      noteHeadway();
-      if (number > limits.entries) {
-        throw ArchiveFailure("it has more than " + std::to_string(limits.entries) +
-                             " entries, which is the limit");
-      }
-      if (entry->path.empty()) {
-        fail("entry " + std::to_string(number) + ": it has no name" +
-             (entry->warning.empty() ? "" : " (" + entry->warning + ")"));
-      } else if (entry->path.find_first_not_of('/') != std::string::npos) {
-        // The root of the archive has no name of its own, and is not listed.
-        isTaken = listing.send(*entry);
-      }
-    }
-  } catch (const ArchiveFailure& failure) {
-    fail(failure.what());
-  } catch (const std::bad_alloc&) {
-    fail("it takes more memory than is allowed");
-  }
-  return listing.finish() && isComplete;
+  return listing.run();
 }
 
 }  // namespace oxarchive

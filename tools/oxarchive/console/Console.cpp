@@ -5,15 +5,13 @@
 #include <cerrno>
 
 #include "console/Failure.h"
+#include "system/Retry.h"
 
 namespace oxarchive {
 
 bool writeAll(int fd, std::string_view text) {
   while (!text.empty()) {
-    const ssize_t count = ::write(fd, text.data(), text.size());
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
+    const ssize_t count = retried([&] { return ::write(fd, text.data(), text.size()); });
     if (count < 0) {
       return false;
     }
@@ -24,9 +22,9 @@ bool writeAll(int fd, std::string_view text) {
 
 Console::Console() : progress_(STDERR_FILENO) {}
 
-void Console::result(const std::string& text) {
+void Console::results(std::string_view bytes) {
   progress_.clear();
-  if (areResultsWritten_ && !writeAll(STDOUT_FILENO, text + "\n")) {
+  if (areResultsWritten_ && !writeAll(STDOUT_FILENO, bytes)) {
     areResultsWritten_ = false;
     message(withSystemReason("cannot write to standard output", errno));
   }

@@ -16,9 +16,12 @@ class Console {
  public:
   Console();
 
-  // One line of results. When one cannot be written the reason is told, once, and the lines after
-  // it are left out, so that the work goes on to its proper end.
-  void result(const std::string& text);
+  // Results as they are. When some cannot be written the reason is told, once, and those after them
+  // are left out, so that the work goes on to its proper end.
+  void results(std::string_view bytes);
+
+  // One line of results.
+  void result(const std::string& text) { results(text + "\n"); }
 
   bool areResultsWritten() const { return areResultsWritten_; }
 

@@ -9,6 +9,12 @@
 
 namespace oxarchive {
 
+// The command line makes no sense.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 // The archive cannot be opened, or not be read or written out any further.
 class ArchiveFailure : public std::runtime_error {
  public:

@@ -1,11 +1,14 @@
 #include "console/ListTable.h"
 
 #include <OrvexKit/OXFileUtil.h>
+#include <archive_entry.h>
+#include <glib.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 #include <limits>
+#include <memory>
 #include <string_view>
 
 #include "console/Printable.h"
@@ -19,19 +22,32 @@ constexpr std::size_t flagsWidth = 5;
 constexpr std::size_t sizeWidth = 8;  // "999.9 MB"
 constexpr std::size_t dateWidth = 21;
 constexpr std::size_t kindWidth = 24;
+constexpr std::size_t modeWidth = 10;
+constexpr std::size_t bytesWidth = 14;
+constexpr std::size_t isoWidth = 25;
 
-std::string padding(std::string_view text, std::size_t width) {
-  std::string spaces;
-  spaces.resize(width - std::min(width, cellCount(text)), ' ');
-  return spaces;
+void addSpaces(std::string& rows, std::string_view text, std::size_t width) {
+  rows.append(width - std::min(width, cellCount(text)), ' ');
 }
 
-std::string left(const std::string& text, std::size_t width) {
-  return text + padding(text, width) + "  ";
+void addLeft(std::string& rows, std::string_view text, std::size_t width) {
+  rows += text;
+  addSpaces(rows, text, width);
+  rows += "  ";
+}
+
+void addRight(std::string& rows, std::string_view text, std::size_t width) {
+  addSpaces(rows, text, width);
+  rows += text;
+  rows += "  ";
+}
+
+std::string flagsOf(const ListedFile& file) {
+  return {file.isFolder() ? 'd' : '-', file.isEncrypted() ? 'e' : '-'};
 }
 
 // The kind goes by the name alone, so that of a folder called "photos.zip" would be wrong.
-std::string kindOf(const OXArchivedFile& file) {
+std::string kindOf(const ListedFile& file) {
   if (file.isFolder()) {
     return "Folder";
   }
@@ -39,30 +55,67 @@ std::string kindOf(const OXArchivedFile& file) {
   return kind && !kind->empty() ? firstCells(printable(*kind), kindWidth) : "File";
 }
 
+using LocalTime = std::unique_ptr<GDateTime, void (*)(GDateTime*)>;
+
+// Null when there is none that the calendar has.
+LocalTime localTimeOf(const ListedFile& file) {
+  const std::optional<OXDate> date = file.modificationTime();
+  const double seconds = date ? std::floor(date->time_since_epoch().count()) : NAN;
+  constexpr double farthest = 1e12;
+  return {std::abs(seconds) < farthest
+              ? ::g_date_time_new_from_unix_local(static_cast<gint64>(seconds))
+              : nullptr,
+          ::g_date_time_unref};
+}
+
 // In a language without words for the halves of the day the hours count to 24.
-std::string dateOf(const OXArchivedFile& file) {
+std::string dateOf(const ListedFile& file) {
   OXString date = OXFileUtilAdditions::fileDateDescription(file.modificationTime());
-  if (date && date->ends_with(' ')) {
-    const double seconds = std::floor(file.modificationTime()->time_since_epoch().count());
-    const auto time = static_cast<std::time_t>(seconds);
-    std::tm local{};
-    ::localtime_r(&time, &local);
+  if (!date || !date->ends_with(' ')) {
+    return date ? printable(*date) : "-";
+  }
+  if (const LocalTime local = localTimeOf(file)) {
     constexpr std::size_t timeSize = 6;  // "04:07 "
-    const std::string hour = std::to_string(local.tm_hour);
-    date->replace(date->size() - timeSize, 2, (hour.size() < 2 ? "0" : "") + hour);
+    const int hour = ::g_date_time_get_hour(local.get());
+    date->replace(date->size() - timeSize, 2, (hour < 10 ? "0" : "") + std::to_string(hour));
     date->pop_back();
   }
-  return date ? printable(*date) : "-";
+  return printable(*date);
+}
+
+// "2001-09-09T03:46:40+02:00"
+std::string isoTimeOf(const ListedFile& file) {
+  const LocalTime local = localTimeOf(file);
+  if (!local) {
+    return "-";
+  }
+  const std::unique_ptr<char, void (*)(void*)> text(
+      ::g_date_time_format(local.get(), "%Y-%m-%dT%H:%M:%S%:z"), ::g_free);
+  return text.get();
+}
+
+// "drwxr-xr-x"
+std::string modeOf(const ListedFile& file) {
+  const std::unique_ptr<struct ::archive_entry, void (*)(struct ::archive_entry*)> entry(
+      ::archive_entry_new(), ::archive_entry_free);
+  ::archive_entry_set_mode(entry.get(), file.mode);
+  return std::string(::archive_entry_strmode(entry.get())).substr(0, modeWidth);
 }
 
 }  // namespace
 
-void ListTable::add(const OXArchivedFile& file) {
-  if (entries_ == 0) {
-    addRow("Flags", "Size", "Modified", "Kind", "Path");
+void ListTable::add(const ListedFile& file, std::span<const std::byte> record) {
+  switch (style_) {
+    case ListStyle::table:
+      addTableRow(file);
+      break;
+    case ListStyle::details:
+      addDetailsRow(file);
+      break;
+    case ListStyle::records:
+      rows_.append(reinterpret_cast<const char*>(record.data()), record.size());
+      break;
   }
-  addRow({file.isFolder() ? 'd' : '-', file.isEncrypted() ? 'e' : '-'}, sizeText(file.actualSize()),
-         dateOf(file), kindOf(file), printable(*file.path()));
   ++entries_;
   // What an archive claims may be anything.
   bytes_ += std::min(file.actualSize(), std::numeric_limits<std::uint64_t>::max() - bytes_);
@@ -73,25 +126,43 @@ void ListTable::add(const OXArchivedFile& file) {
 
 void ListTable::flush() {
   if (!rows_.empty()) {
-    rows_.pop_back();  // the console adds it
-    console_.result(rows_);
+    console_.results(rows_);
     rows_.clear();
   }
 }
 
 void ListTable::finish(bool isComplete) {
   flush();
-  if (isComplete || entries_ > 0) {
+  if (style_ != ListStyle::records && (isComplete || entries_ > 0)) {
     console_.result("Total: " + entriesText(entries_, bytes_) +
                     (isComplete ? "" : " (incomplete)"));
   }
 }
 
-void ListTable::addRow(const std::string& flags, const std::string& size,
-                       const std::string& modified, const std::string& kind,
-                       const std::string& path) {
-  rows_ += left(flags, flagsWidth) + padding(size, sizeWidth) + size + "  " +
-           left(modified, dateWidth) + left(kind, kindWidth) + path + "\n";
+void ListTable::addTableRow(const ListedFile& file) {
+  if (entries_ == 0) {
+    rows_ += "Flags      Size  Modified               Kind                      Path\n";
+  }
+  addLeft(rows_, flagsOf(file), flagsWidth);
+  addRight(rows_, sizeText(file.actualSize()), sizeWidth);
+  addLeft(rows_, dateOf(file), dateWidth);
+  addLeft(rows_, kindOf(file), kindWidth);
+  rows_ += printable(*file.path()) + "\n";
+}
+
+void ListTable::addDetailsRow(const ListedFile& file) {
+  if (entries_ == 0) {
+    rows_ += "Flags  Mode                  Size  Modified                   Path\n";
+  }
+  addLeft(rows_, flagsOf(file), flagsWidth);
+  addLeft(rows_, modeOf(file), modeWidth);
+  addRight(rows_, std::to_string(file.actualSize()), bytesWidth);
+  addLeft(rows_, isoTimeOf(file), isoWidth);
+  rows_ += printable(*file.path());
+  if (!file.linkTarget.empty()) {
+    rows_ += (S_ISLNK(file.mode) ? " -> " : " link to ") + printable(file.linkTarget);
+  }
+  rows_ += "\n";
 }
 
 }  // namespace oxarchive

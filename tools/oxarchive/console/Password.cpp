@@ -15,6 +15,7 @@
 #include "console/Printable.h"
 #include "system/Descriptor.h"
 #include "system/Interruption.h"
+#include "system/Retry.h"
 #include "system/Uncopied.h"
 
 namespace oxarchive {
@@ -26,17 +27,24 @@ constexpr std::size_t longestPassword = 1024;
   throw std::runtime_error(reason);
 }
 
-// Up to the end of the line, or of the file, and not a byte further. `wait` is called before each.
-template <typename Wait>
-std::string readLine(int fd, const std::string& subject, Wait wait) {
+// A signal would not end the reading of a terminal. One that comes just before the wait is seen
+// soon.
+void waitForInput(int fd) {
+  constexpr int milliseconds = 200;
+  pollfd polled{fd, POLLIN, 0};
+  do {
+    throwIfInterrupted();
+  } while (::poll(&polled, 1, milliseconds) <= 0);
+  throwIfInterrupted();
+}
+
+// Up to the end of the line, or of the file, and not a byte further.
+std::string readLine(int fd, const std::string& subject) {
   std::string line;
   for (;;) {
-    wait();
+    waitForInput(fd);
     char byte = 0;
-    const ssize_t count = ::read(fd, &byte, 1);
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
+    const ssize_t count = retried([&] { return ::read(fd, &byte, 1); });
     if (count < 0) {
       fail(withSystemReason(subject + " cannot be read", errno));
     }
@@ -51,16 +59,15 @@ std::string readLine(int fd, const std::string& subject, Wait wait) {
 }
 
 std::string passwordInFile(const std::string& name) {
-  const auto dontWait = [] {};
   if (name == "-") {
-    return readLine(STDIN_FILENO, "standard input", dontWait);
+    return readLine(STDIN_FILENO, "standard input");
   }
   const std::string subject = "the password file " + printable(name);
   const Descriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
   if (!file.isOpen()) {
     fail(withSystemReason(subject + " cannot be opened", errno));
   }
-  return readLine(file.get(), subject, dontWait);
+  return readLine(file.get(), subject);
 }
 
 std::string passwordInEnvironment(const std::string& name) {
@@ -86,15 +93,7 @@ class SilentTerminal : Uncopied {
 
   std::string ask(std::string_view prompt) {
     show(prompt);
-    // A signal would not end the reading. One that comes just before the wait is seen soon.
-    std::string line = readLine(terminal_.get(), "the terminal", [this] {
-      constexpr int milliseconds = 200;
-      pollfd polled{terminal_.get(), POLLIN, 0};
-      do {
-        throwIfInterrupted();
-      } while (::poll(&polled, 1, milliseconds) <= 0);
-      throwIfInterrupted();
-    });
+    std::string line = readLine(terminal_.get(), "the terminal");
     show("\n");
     return line;
   }

@@ -8,6 +8,10 @@
 namespace oxarchive {
 namespace {
 
+bool isPlain(char c) {
+  return c >= ' ' && c <= '~' && c != '\\';
+}
+
 // Seen as what it is, and nothing that steers or deceives: controls, marks for the direction of
 // writing and others without a width, and letters that are blank.
 bool isHarmless(gunichar c) {
@@ -25,6 +29,9 @@ std::size_t sizeOfFirst(std::string_view text) {
 }
 
 std::size_t cellsOfFirst(std::string_view text) {
+  if (isPlain(text.front())) {
+    return 1;
+  }
   const gunichar c = g_utf8_get_char(text.data());
   return g_unichar_iszerowidth(c) != 0 ? 0 : g_unichar_iswide(c) != 0 ? 2 : 1;
 }
@@ -44,7 +51,15 @@ void appendEscaped(std::string& text, std::string_view bytes) {
 std::string printable(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size());
-  while (!bytes.empty()) {
+  for (;;) {
+    // Most names are ASCII, of which nothing else has to be known.
+    const auto other = std::ranges::find_if_not(bytes, isPlain);
+    const auto plain = static_cast<std::size_t>(other - bytes.begin());
+    text += bytes.substr(0, plain);
+    bytes.remove_prefix(plain);
+    if (bytes.empty()) {
+      return text;
+    }
     const gunichar c = g_utf8_get_char_validated(bytes.data(), static_cast<gssize>(bytes.size()));
     const bool isCharacter = g_unichar_validate(c) != 0;
     const std::size_t size = isCharacter ? sizeOfFirst(bytes) : 1;
@@ -56,7 +71,6 @@ std::string printable(std::string_view bytes) {
     }
     bytes.remove_prefix(size);
   }
-  return text;
 }
 
 bool isUtf8(const std::string& bytes) {

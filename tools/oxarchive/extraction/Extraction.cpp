@@ -151,13 +151,6 @@ class Extraction {
     report_.unfinished.at(length) = '\0';
   }
 
-  static void checkLimit(std::uint64_t count, std::uint64_t limit, const std::string& what) {
-    if (count > limit) {
-      throw ArchiveFailure("it has more than " + std::to_string(limit) + " " + what +
-                           ", which is the limit");
-    }
-  }
-
   void tellOf(const Entry& entry, const std::string& what) {
     const std::string subject = entry.path.empty() ? "an entry" : printable(entry.path);
     console_.message(label_ + ": " + subject + ": " + what);

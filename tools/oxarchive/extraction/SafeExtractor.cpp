@@ -15,6 +15,7 @@
 #include "console/Printable.h"
 #include "reading/EntryPath.h"
 #include "system/FolderStream.h"
+#include "system/Retry.h"
 
 namespace oxarchive {
 namespace {
@@ -38,18 +39,23 @@ namespace {
   }
 }
 
-void restoreTimes(int folder, const char* name, const std::optional<timespec>& accessed,
-                  const std::optional<timespec>& modified) {
-  if (!accessed && !modified) {
+void restoreTimes(int folder, const char* name, const Times& restored) {
+  if (!restored.accessed && !restored.modified) {
     return;
   }
   const timespec unchanged{.tv_sec = 0, .tv_nsec = UTIME_OMIT};
-  const std::array<timespec, 2> times{accessed.value_or(unchanged), modified.value_or(unchanged)};
+  const std::array<timespec, 2> times{restored.accessed.value_or(unchanged),
+                                      restored.modified.value_or(unchanged)};
   if (name != nullptr) {
     ::utimensat(folder, name, times.data(), AT_SYMLINK_NOFOLLOW);
   } else {
     ::futimens(folder, times.data());
   }
+}
+
+// Without set-user-ID, set-group-ID and sticky bits.
+mode_t permissionsOf(const Entry& entry) {
+  return entry.mode & 0777U;
 }
 
 std::string readLink(int parent, const std::string& name, std::string_view path) {
@@ -67,11 +73,9 @@ void writeAt(int file, Bytes bytes, std::uint64_t offset, std::string_view path)
     if (offset > static_cast<std::uint64_t>(INT64_MAX) - bytes.size()) {
       fail(path, EFBIG);
     }
-    const ssize_t count = ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    const ssize_t count = retried(
+        [&] { return ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset)); });
     if (count < 0) {
-      if (errno == EINTR) {
-        continue;
-      }
       fail(path, errno);
     }
     bytes = bytes.subspan(static_cast<std::size_t>(count));
@@ -147,7 +151,7 @@ std::uint64_t SafeExtractor::extract(const Entry& entry, const ReadData& readDat
     case EntryKind::hardLink:
       return makeHardLink(path, entry, readData);
     case EntryKind::symbolicLink:
-      makeSymbolicLink(path, {entry.linkTarget, entry.accessed, entry.modified});
+      makeSymbolicLink(path, {entry.linkTarget, entry.times});
       return 0;
     case EntryKind::other:
       break;
@@ -236,7 +240,7 @@ void SafeExtractor::makeFolder(const std::string& path, const Entry& entry) {
     removeEarlier(parent, path);
   }
   openFolder(path, Missing::make);
-  folders_[path] = {entry.permissions, entry.accessed, entry.modified};
+  folders_[path] = {permissionsOf(entry), entry.times};
 }
 
 std::uint64_t SafeExtractor::makeFile(const std::string& path, const Entry& entry,
@@ -257,8 +261,8 @@ std::uint64_t SafeExtractor::makeFile(const std::string& path, const Entry& entr
 
 void SafeExtractor::finishFile(Descriptor& file, const std::string& path,
                                const Entry& entry) const {
-  ::fchmod(file.get(), entry.permissions & ~mask_);
-  restoreTimes(file.get(), nullptr, entry.accessed, entry.modified);
+  ::fchmod(file.get(), permissionsOf(entry) & ~mask_);
+  restoreTimes(file.get(), nullptr, entry.times);
   if (!file.close()) {
     fail(path, errno);
   }
@@ -281,7 +285,7 @@ std::uint64_t SafeExtractor::makeHardLink(const std::string& path, const Entry& 
     return 0;
   }
   if (S_ISLNK(status.st_mode)) {
-    makeSymbolicLink(path, {readLink(targetFolder.get(), targetName, target), {}, {}});
+    makeSymbolicLink(path, {readLink(targetFolder.get(), targetName, target)});
     return 0;
   }
   const int parent = openParent(path, Missing::make);
@@ -322,29 +326,28 @@ void SafeExtractor::makeSymbolicLink(const std::string& path, const Link& link) 
   if (link.target.empty()) {
     throw EntryFailure("it is a link that leads nowhere");
   }
-  const int parent = openParent(path, Missing::make);
-  const std::string name(nameOf(path));
   if (!linkStaysInFolder(path, link.target)) {
-    const Descriptor place(
-        replaceEarlier(parent, path, [&] { return createFile(parent, name, 0); }));
+    const int parent = openParent(path, Missing::make);
+    const Descriptor place(replaceEarlier(
+        parent, path, [&] { return createFile(parent, std::string(nameOf(path)), 0); }));
     delayedLinks_[path] = link;
     return;
   }
+  placeSymbolicLink(path, link, Missing::make);
+}
+
+void SafeExtractor::placeSymbolicLink(const std::string& path, const Link& link, Missing missing) {
+  const int parent = openParent(path, missing);
+  const std::string name(nameOf(path));
   replaceEarlier(parent, path,
                  [&] { return ::symlinkat(link.target.c_str(), parent, name.c_str()); });
-  restoreTimes(parent, name.c_str(), link.accessed, link.modified);
+  restoreTimes(parent, name.c_str(), link.times);
 }
 
 std::vector<std::string> SafeExtractor::makeDelayedLinks() {
   std::vector<std::string> paths;
   for (const auto& [path, link] : std::exchange(delayedLinks_, {})) {
-    const int parent = openParent(path, Missing::refuse);
-    const std::string name(nameOf(path));
-    removeEarlier(parent, path);
-    if (::symlinkat(link.target.c_str(), parent, name.c_str()) != 0) {
-      fail(path, errno);
-    }
-    restoreTimes(parent, name.c_str(), link.accessed, link.modified);
+    placeSymbolicLink(path, link, Missing::refuse);
     paths.push_back(path);
   }
   return paths;
@@ -354,7 +357,7 @@ void SafeExtractor::finish() {
   for (const auto& [path, attributes] : folders_) {
     try {
       const int folder = openFolder(path, Missing::refuse);
-      restoreTimes(folder, nullptr, attributes.accessed, attributes.modified);
+      restoreTimes(folder, nullptr, attributes.times);
       ::fchmod(folder, attributes.permissions & ~mask_);
     } catch (const std::runtime_error&) {
       // Somebody else has taken the folder away.

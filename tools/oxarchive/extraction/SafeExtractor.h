@@ -54,14 +54,12 @@ class SafeExtractor {
  private:
   struct FolderAttributes {
     mode_t permissions = 0777;
-    std::optional<timespec> accessed;
-    std::optional<timespec> modified;
+    Times times{};
   };
 
   struct Link {
     std::string target;
-    std::optional<timespec> accessed;
-    std::optional<timespec> modified;
+    Times times{};
   };
 
   enum class Missing { make, refuse };
@@ -76,6 +74,7 @@ class SafeExtractor {
   std::uint64_t fillLinkedFile(int parent, const std::string& path, const Entry& entry,
                                const ReadData& readData);
   void makeSymbolicLink(const std::string& path, const Link& link);
+  void placeSymbolicLink(const std::string& path, const Link& link, Missing missing);
   void removeEarlier(int parent, const std::string& path);
   template <typename Make>
   int replaceEarlier(int parent, const std::string& path, Make make);

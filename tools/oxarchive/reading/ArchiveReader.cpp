@@ -2,6 +2,7 @@
 
 #include <archive.h>
 #include <archive_entry.h>
+#include <sys/stat.h>
 #include <zlib.h>
 
 #include <utility>
@@ -9,6 +10,7 @@
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/DecompressedStream.h"
+#include "reading/UnknownFormat.h"
 
 namespace oxarchive {
 namespace {
@@ -92,12 +94,14 @@ Entry toEntry(struct ::archive_entry* entry) {
   }
   result.isSparse = ::archive_entry_sparse_count(entry) > 0;
   result.isEncrypted = ::archive_entry_is_encrypted(entry) != 0;
-  result.permissions = ::archive_entry_perm(entry) & 0777U;
+  // `ar` leaves the type out, and so does tar for hard links.
+  const mode_t type = ::archive_entry_filetype(entry);
+  result.mode = ::archive_entry_perm(entry) | (type != 0 ? type : mode_t{S_IFREG});
   if (::archive_entry_atime_is_set(entry) != 0) {
-    result.accessed = {::archive_entry_atime(entry), ::archive_entry_atime_nsec(entry)};
+    result.times.accessed = {::archive_entry_atime(entry), ::archive_entry_atime_nsec(entry)};
   }
   if (::archive_entry_mtime_is_set(entry) != 0) {
-    result.modified = {::archive_entry_mtime(entry), ::archive_entry_mtime_nsec(entry)};
+    result.times.modified = {::archive_entry_mtime(entry), ::archive_entry_mtime_nsec(entry)};
   }
   return result;
 }
@@ -145,7 +149,7 @@ void ArchiveReader::open(std::size_t firstVolume) {
   }
   if (!feed_->open(archive_.get())) {
     feed_->rethrowDamage();
-    throw ArchiveFailure("it is not an archive of a known format, or it is damaged");
+    throw ArchiveFailure(reasonForUnknownFormat(paths_.front()));
   }
 }
 

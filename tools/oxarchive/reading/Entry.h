@@ -13,6 +13,11 @@ namespace oxarchive {
 
 enum class EntryKind { file, folder, symbolicLink, hardLink, other };
 
+struct Times {
+  std::optional<timespec> accessed;
+  std::optional<timespec> modified;
+};
+
 // One entry of an archive, as the archive has it: names are not checked in any way.
 struct Entry {
   std::string path;
@@ -22,9 +27,8 @@ struct Entry {
   bool isSparse = false;
   bool hasHoleAtEnd = false;  // perhaps
   bool isEncrypted = false;
-  mode_t permissions = 0;  // nine bits
-  std::optional<timespec> accessed;
-  std::optional<timespec> modified;
+  mode_t mode = 0;  // its type and permissions, as `stat` has them
+  Times times;
   std::string warning;  // what was odd about the entry, printable; it can be used all the same
 };
 

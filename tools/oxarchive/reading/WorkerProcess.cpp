@@ -11,7 +11,9 @@
 #include <csignal>
 #include <system_error>
 
+#include "system/Headway.h"
 #include "system/Interruption.h"
+#include "system/Retry.h"
 
 namespace oxarchive {
 namespace {
@@ -30,6 +32,13 @@ constexpr int mostTicksAfterInterruption = 30;
 }
 
 }  // namespace
+
+std::string WorkerEnd::reason() const {
+  if (signal != 0) {
+    return "the process that read it was ended by signal " + std::to_string(signal);
+  }
+  return exitCode == gaveUp ? "it was given up since it made no headway" : "";
+}
 
 WorkerProcess::WorkerProcess(const std::function<int()>& work) {
   std::array<int, 2> ends{};
@@ -67,11 +76,12 @@ std::string WorkerProcess::readAll() {
       passOnInterruption();
       continue;
     }
-    const ssize_t count = ::read(output_.get(), buffer.data(), buffer.size());
-    if (count == 0 || (count < 0 && errno != EINTR)) {
+    const ssize_t count =
+        retried([&] { return ::read(output_.get(), buffer.data(), buffer.size()); });
+    if (count <= 0) {
       break;
     }
-    text.append(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    text.append(buffer.data(), static_cast<std::size_t>(count));
   }
   return text;
 }
@@ -90,8 +100,7 @@ void WorkerProcess::passOnInterruption() {
 
 WorkerEnd WorkerProcess::wait() {
   int status = 0;
-  while (::waitpid(process_, &status, 0) < 0 && errno == EINTR) {
-  }
+  retried([&] { return ::waitpid(process_, &status, 0); });
   process_ = -1;
   WorkerEnd end;
   if (WIFSIGNALED(status)) {

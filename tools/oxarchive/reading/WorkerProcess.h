@@ -10,10 +10,16 @@
 
 namespace oxarchive {
 
+// The exit code of a process that has told why it failed.
+inline constexpr int failureTold = 114;
+
 // How a process ended.
 struct WorkerEnd {
   int exitCode = -1;  // -1 when a signal has ended it
   int signal = 0;
+
+  // Why the process was ended by something else than its work; "" when it was not.
+  std::string reason() const;
 };
 
 // A process of its own that does one thing, and writes to this one. It never outlives this process,

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+
+#include "console/Failure.h"
 
 namespace oxarchive {
 
@@ -11,5 +14,13 @@ struct Limits {
   std::uint64_t entries = UINT64_MAX;
   std::uint64_t size = UINT64_MAX;  // of all that is extracted, in bytes
 };
+
+// Throws ArchiveFailure when there are more of `what` than `limit`.
+inline void checkLimit(std::uint64_t count, std::uint64_t limit, const char* what) {
+  if (count > limit) {
+    throw ArchiveFailure("it has more than " + std::to_string(limit) + " " + what +
+                         ", which is the limit");
+  }
+}
 
 }  // namespace oxarchive

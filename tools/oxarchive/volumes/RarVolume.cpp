@@ -90,133 +90,68 @@ class HeaderReader {
   bool isWhole_ = true;
 };
 
-// RAR 1.5 to 4 -------------------------------------------------------------------------------
+// What a block of either format says of its volume.
+struct Block {
+  enum class Kind { other, main, file, end };
 
-struct OldBlock {
-  enum : unsigned { main = 0x73, file = 0x74, service = 0x7A, end = 0x7B };
-  static constexpr std::size_t fixedSize = 7;
-
-  std::uint64_t type;
-  std::uint64_t flags;
-  std::uint64_t size;  // with the data after it
-  std::uint32_t checkSum;
+  Kind kind = Kind::other;
+  std::uint64_t size = 0;  // with the data after it
+  bool isOfVolume = false;
+  bool hasEncryptedNames = false;
+  bool isContinuation = false;  // of the volume before, or of a file's data in it
+  bool isContinued = false;     // in the next volume, as the file's data is or another file
+  RarEntry entry{};             // of a file
 };
 
-std::optional<OldBlock> readOldBlock(HeaderReader& reader) {
-  OldBlock block{};
+Block::Kind kindOf(std::uint64_t type, unsigned main, unsigned file, unsigned end) {
+  using Kind = Block::Kind;
+  return type == main   ? Kind::main
+         : type == file ? Kind::file
+         : type == end  ? Kind::end
+                        : Kind::other;
+}
+
+// A block of RAR 1.5 to 4.
+std::optional<Block> readOldBlock(HeaderReader& reader, std::uint64_t position) {
+  enum : unsigned { main = 0x73, file = 0x74, service = 0x7A, end = 0x7B };
+  constexpr std::size_t fixedSize = 7;
+  Block block;
+  reader.moveTo(position);
   reader.skip(2);  // the block's own check sum
-  block.type = reader.number(1);
-  block.flags = reader.number(2);
+  const std::uint64_t type = reader.number(1);
+  const std::uint64_t flags = reader.number(2);
   const std::uint64_t headerSize = reader.number(2);
   std::uint64_t dataSize = 0;
-  if (block.type == OldBlock::file || block.type == OldBlock::service) {
+  if (type == file || type == service) {
     dataSize = reader.number(4);
     reader.skip(5);
-    block.checkSum = static_cast<std::uint32_t>(reader.number(4));
+    block.entry = {static_cast<std::uint32_t>(reader.number(4)), (flags & 0x0004U) != 0};
     reader.skip(12);
-    if ((block.flags & 0x0100U) != 0) {
-      dataSize |= reader.number(4) << 32U;
-    }
-  } else if ((block.flags & 0x8000U) != 0) {
+    dataSize |= (flags & 0x0100U) != 0 ? reader.number(4) << 32U : 0;
+  } else if ((flags & 0x8000U) != 0) {
     dataSize = reader.number(4);
   }
   block.size = headerSize + dataSize;
-  const bool isUsable =
-      reader.isWhole() && headerSize >= OldBlock::fixedSize && block.size >= dataSize;
+  block.kind = kindOf(type, main, file, end);
+  if (type == main) {
+    block.isOfVolume = (flags & 0x0001U) != 0;
+    block.hasEncryptedNames = (flags & 0x0080U) != 0;
+    // Programs that know the new way of naming volumes (0x10) mark the first one (0x100); older
+    // ones do not.
+    block.isContinuation = (flags & 0x0111U) == 0x0011U;
+  } else {
+    block.isContinuation = type == file && (flags & 0x0001U) != 0;
+    block.isContinued = (flags & (type == file ? 0x0002U : 0x0001U)) != 0;
+  }
+  const bool isUsable = reader.isWhole() && headerSize >= fixedSize && block.size >= dataSize;
   return isUsable ? std::optional(block) : std::nullopt;
 }
 
-// Programs that know the new way of naming volumes mark the first one; older ones do not.
-bool isLaterVolume(std::uint64_t mainFlags) {
-  constexpr unsigned isVolume = 0x0001;
-  constexpr unsigned hasNewNames = 0x0010;
-  constexpr unsigned isFirst = 0x0100;
-  return (mainFlags & (isVolume | hasNewNames | isFirst)) == (isVolume | hasNewNames);
-}
-
-// A file that goes on in the next volume says so in its own block too. Old programs wrote no end
-// mark.
-void walkOldBlocks(HeaderReader& reader, std::uint64_t fileSize, RarVolume& volume) {
-  std::uint64_t position = oldSignature.size();
-  while (position < fileSize) {
-    throwIfInterrupted();
-    reader.moveTo(position);
-    const std::optional<OldBlock> block = readOldBlock(reader);
-    if (!block || block->size > fileSize - position) {
-      volume.ending = RarVolume::Ending::cutShort;
-      return;
-    }
-    position += block->size;
-    if (block->type == OldBlock::main) {
-      volume.isVolume = (block->flags & 0x0001U) != 0;
-      volume.isContinuation = isLaterVolume(block->flags);
-      volume.hasEncryptedNames = (block->flags & 0x0080U) != 0;
-      if (volume.hasEncryptedNames) {
-        return;  // so is the rest
-      }
-    } else if (block->type == OldBlock::file) {
-      const bool isContinued = (block->flags & 0x0002U) != 0;
-      volume.isContinuation = volume.isContinuation || (block->flags & 0x0001U) != 0;
-      volume.ending = isContinued ? RarVolume::Ending::continued : RarVolume::Ending::unknown;
-      if (!isContinued) {
-        volume.entries.push_back({block->checkSum, (block->flags & 0x0004U) != 0});
-      }
-    } else if (block->type == OldBlock::end) {
-      const bool isContinued =
-          (block->flags & 0x0001U) != 0 || volume.ending == RarVolume::Ending::continued;
-      volume.ending = isContinued ? RarVolume::Ending::continued : RarVolume::Ending::last;
-      return;
-    }
-  }
-}
-
-// RAR 5 --------------------------------------------------------------------------------------
-
-struct NewBlock {
-  enum : unsigned { main = 1, file = 2, encryption = 4, end = 5 };
-
-  std::uint64_t type;
-  std::uint64_t size;       // with the data after it
-  std::uint64_t extraSize;  // of the records at the end of the block, before the data
-  std::uint64_t extraStart;
-  std::uint64_t ownFlags;
-  bool isContinuation;                    // of a file's data in the volume before
-  bool isContinued;                       // a file's data, in the next volume
-  std::optional<std::uint32_t> checkSum;  // of a file
-};
-
-// The block at `position`.
-std::optional<NewBlock> readNewBlock(HeaderReader& reader, std::uint64_t position) {
-  NewBlock block{};
-  reader.moveTo(position);
-  reader.skip(4);  // the block's own check sum
-  const std::uint64_t headerSize = reader.packedNumber();
-  const std::uint64_t headerEnd = reader.used() + headerSize;
-  block.type = reader.packedNumber();
-  const std::uint64_t flags = reader.packedNumber();
-  block.extraSize = (flags & 1U) != 0 ? reader.packedNumber() : 0;
-  const std::uint64_t dataSize = (flags & 2U) != 0 ? reader.packedNumber() : 0;
-  block.ownFlags = reader.packedNumber();
-  block.size = headerEnd + dataSize;
-  block.extraStart = position + headerEnd - block.extraSize;
-  constexpr std::uint64_t largestHeader = std::uint64_t{1} << 21U;
-  block.isContinuation = (flags & 0x08U) != 0;
-  block.isContinued = (flags & 0x10U) != 0;
-  if (block.type == NewBlock::file && (block.ownFlags & 4U) != 0) {
-    reader.packedNumber();                            // size
-    reader.packedNumber();                            // attributes
-    reader.skip((block.ownFlags & 2U) != 0 ? 4 : 0);  // time
-    block.checkSum = static_cast<std::uint32_t>(reader.number(4));
-  }
-  const bool isUsable = reader.isWhole() && headerSize <= largestHeader &&
-                        block.extraSize <= headerSize && block.size >= dataSize;
-  return isUsable ? std::optional(block) : std::nullopt;
-}
-
-bool hasEncryptionRecord(HeaderReader& reader, const NewBlock& block) {
+// Whether the records from `start` to `end`, after the other fields of a block, have one that says
+// that the file is encrypted.
+bool hasEncryptionRecord(HeaderReader& reader, std::uint64_t start, std::uint64_t end) {
   constexpr std::uint64_t encryptionRecord = 1;
-  const std::uint64_t end = block.extraStart + block.extraSize;
-  for (std::uint64_t position = block.extraStart; position < end;) {
+  for (std::uint64_t position = start; position < end;) {
     reader.moveTo(position);
     const std::uint64_t size = reader.packedNumber();
     position += reader.used() + size;
@@ -231,35 +166,87 @@ bool hasEncryptionRecord(HeaderReader& reader, const NewBlock& block) {
   return false;
 }
 
-// There is always an end mark.
-void walkNewBlocks(HeaderReader& reader, std::uint64_t fileSize, RarVolume& volume) {
-  std::uint64_t position = newSignature.size();
-  volume.ending = RarVolume::Ending::cutShort;
+// A block of RAR 5.
+std::optional<Block> readNewBlock(HeaderReader& reader, std::uint64_t position) {
+  enum : unsigned { main = 1, file = 2, encryption = 4, end = 5 };
+  constexpr std::uint64_t largestHeader = std::uint64_t{1} << 21U;
+  Block block;
+  reader.moveTo(position);
+  reader.skip(4);  // the block's own check sum
+  const std::uint64_t headerSize = reader.packedNumber();
+  const std::uint64_t headerEnd = reader.used() + headerSize;
+  const std::uint64_t type = reader.packedNumber();
+  const std::uint64_t flags = reader.packedNumber();
+  const std::uint64_t extraSize = (flags & 0x01U) != 0 ? reader.packedNumber() : 0;
+  const std::uint64_t dataSize = (flags & 0x02U) != 0 ? reader.packedNumber() : 0;
+  const std::uint64_t ownFlags = reader.packedNumber();
+  if (type == file && (ownFlags & 0x04U) != 0) {
+    reader.packedNumber();                         // size
+    reader.packedNumber();                         // attributes
+    reader.skip((ownFlags & 0x02U) != 0 ? 4 : 0);  // time
+    block.entry.checkSum = static_cast<std::uint32_t>(reader.number(4));
+  }
+  block.size = headerEnd + dataSize;
+  if (!reader.isWhole() || headerSize > largestHeader || extraSize > headerSize ||
+      block.size < dataSize) {
+    return std::nullopt;
+  }
+  block.kind = kindOf(type, main, file, end);
+  block.hasEncryptedNames = type == encryption;
+  if (type == main) {
+    block.isOfVolume = (ownFlags & 0x01U) != 0;
+    block.isContinuation = (ownFlags & 0x02U) != 0;  // only the first volume has no number
+  } else if (type == file) {
+    const std::uint64_t extraEnd = position + headerEnd;
+    block.isContinuation = (flags & 0x08U) != 0;
+    block.isContinued = (flags & 0x10U) != 0;
+    block.entry.isEncrypted = hasEncryptionRecord(reader, extraEnd - extraSize, extraEnd);
+  } else {
+    block.isContinued = (ownFlags & 0x01U) != 0;
+  }
+  return block;
+}
+
+// Whether another block follows.
+bool takeBlock(const Block& block, RarVolume& volume) {
+  using Ending = RarVolume::Ending;
+  volume.hasEncryptedNames = block.hasEncryptedNames;
+  if (block.kind == Block::Kind::main) {
+    volume.isVolume = block.isOfVolume;
+    volume.isContinuation = block.isContinuation;
+  } else if (block.kind == Block::Kind::file) {
+    volume.isContinuation = volume.isContinuation || block.isContinuation;
+    volume.ending = block.isContinued ? Ending::continued : Ending::unknown;
+    if (!block.isContinued) {
+      volume.entries.push_back(block.entry);
+    }
+  } else if (block.kind == Block::Kind::end) {
+    const bool isContinued = block.isContinued || volume.ending == Ending::continued;
+    volume.ending = isContinued ? Ending::continued : Ending::last;
+  }
+  return block.kind != Block::Kind::end && !block.hasEncryptedNames;
+}
+
+using ReadBlock = std::optional<Block> (*)(HeaderReader& reader, std::uint64_t position);
+
+// Walks over the blocks from `position` on, up to the end mark or to where the rest is encrypted.
+// `mayEndWithoutMark` is for old programs, which wrote none.
+void walkBlocks(HeaderReader& reader, ReadBlock readBlock, std::uint64_t position,
+                std::uint64_t fileSize, bool mayEndWithoutMark, RarVolume& volume) {
   while (position < fileSize) {
     throwIfInterrupted();
-    const std::optional<NewBlock> block = readNewBlock(reader, position);
+    const std::optional<Block> block = readBlock(reader, position);
     if (!block || block->size > fileSize - position) {
+      volume.ending = RarVolume::Ending::cutShort;
+      return;
+    }
+    if (!takeBlock(*block, volume)) {
       return;
     }
     position += block->size;
-    if (block->type == NewBlock::main) {
-      volume.isVolume = (block->ownFlags & 1U) != 0;
-      // Only the first one has no number.
-      volume.isContinuation = (block->ownFlags & 2U) != 0;
-    } else if (block->type == NewBlock::encryption) {
-      volume.hasEncryptedNames = true;
-      volume.ending = RarVolume::Ending::unknown;
-      return;
-    } else if (block->type == NewBlock::file) {
-      volume.isContinuation = volume.isContinuation || block->isContinuation;
-      if (!block->isContinued) {
-        volume.entries.push_back({block->checkSum, hasEncryptionRecord(reader, *block)});
-      }
-    } else if (block->type == NewBlock::end) {
-      const bool isContinued = (block->ownFlags & 1U) != 0;
-      volume.ending = isContinued ? RarVolume::Ending::continued : RarVolume::Ending::last;
-      return;
-    }
+  }
+  if (!mayEndWithoutMark) {
+    volume.ending = RarVolume::Ending::cutShort;
   }
 }
 
@@ -279,9 +266,9 @@ std::optional<RarVolume> inspectRarVolume(const std::string& path) {
   RarVolume volume;
   if (reader.startsWith(newSignature)) {
     volume.isNewFormat = true;
-    walkNewBlocks(reader, size, volume);
+    walkBlocks(reader, readNewBlock, newSignature.size(), size, false, volume);
   } else if (reader.startsWith(oldSignature)) {
-    walkOldBlocks(reader, size, volume);
+    walkBlocks(reader, readOldBlock, oldSignature.size(), size, true, volume);
   } else {
     return std::nullopt;
   }

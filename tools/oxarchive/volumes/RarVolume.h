@@ -8,8 +8,8 @@
 namespace oxarchive {
 
 struct RarEntry {
-  std::optional<std::uint32_t> checkSum;  // CRC-32 of its contents; RAR 5 may leave it out
-  bool isEncrypted;
+  std::optional<std::uint32_t> checkSum{};  // CRC-32 of its contents; RAR 5 may leave it out
+  bool isEncrypted = false;
 };
 
 // What a RAR file says of itself. libarchive does not tell it, and takes the end of one volume for

@@ -1,6 +1,7 @@
 #include "volumes/VolumeSet.h"
 
 #include <OrvexKit/OXFileUtil.h>
+#include <glib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,6 +21,8 @@
 
 namespace oxarchive {
 namespace {
+
+constexpr std::string_view tarMark = "ustar";  // at the end of the first 262 bytes
 
 struct SplitName {
   std::string_view stem;
@@ -49,6 +52,14 @@ std::string writeNumber(unsigned number, std::size_t width) {
   return digits;
 }
 
+bool isUpper(char c) {
+  return c >= 'A' && c <= 'Z';
+}
+
+bool isAlike(std::string_view text, std::string_view lowerCase) {
+  return std::ranges::equal(text, lowerCase, {}, ::g_ascii_tolower);
+}
+
 // One way of numbering the volumes of one archive: the name of each, and the index of each name,
 // counted from 0.
 class Numbering {
@@ -56,19 +67,17 @@ class Numbering {
   // That of which `name` is a volume's name.
   static std::optional<Numbering> of(std::string_view name) {
     const auto [stem, extension] = splitExtension(name);
-    const auto [innerStem, inner] = splitExtension(stem);
-    if (extension == "rar") {
-      if (inner.starts_with("part") && readNumber(inner.substr(4))) {
-        return Numbering(Kind::part, innerStem, inner.size() - 4, name);
-      }
-      return Numbering(Kind::letter, stem, 0, name);
+    const std::string_view inner = splitExtension(stem).extension;
+    const std::string_view partDigits = inner.substr(std::min<std::size_t>(inner.size(), 4));
+    const bool isRar = isAlike(extension, "rar");
+    if (isRar && isAlike(inner.substr(0, 4), "part") && readNumber(partDigits)) {
+      return Numbering(Kind::part, name, partDigits);
     }
-    if (extension.size() == 3 && extension[0] >= 'r' && extension[0] <= 'z' &&
-        readNumber(extension.substr(1))) {
-      return Numbering(Kind::letter, stem, 0, name);
+    if (isRar || letteredIndex(extension)) {
+      return Numbering(Kind::letter, name, extension);
     }
     if (!inner.empty() && readNumber(extension)) {
-      return Numbering(Kind::number, stem, extension.size(), name);
+      return Numbering(Kind::number, name, extension);
     }
     return std::nullopt;
   }
@@ -76,38 +85,38 @@ class Numbering {
   bool isRar() const { return kind_ != Kind::number; }
 
   std::string nameOf(unsigned index) const {
-    switch (kind_) {
-      case Kind::part:
-        return stem_ + ".part" + writeNumber(index + 1, width_) + ".rar";
-      case Kind::number:
-        return stem_ + "." + writeNumber(index + 1, width_);
-      case Kind::letter:
-        break;
+    if (kind_ != Kind::letter) {
+      return before_ + writeNumber(first_ + index, width_) + after_;
     }
+    const char r = isUpperCase_ ? 'R' : 'r';
     if (index == 0) {
-      return stem_ + ".rar";
+      return before_ + (isUpperCase_ ? "RAR" : "rar");
     }
-    const unsigned number = index - 1;
-    return stem_ + "." + static_cast<char>('r' + number / 100) + writeNumber(number % 100, 2);
+    return before_ + static_cast<char>(r + static_cast<char>((index - 1) / 100)) +
+           writeNumber((index - 1) % 100, 2);
   }
 
   std::optional<unsigned> indexOf(std::string_view name) const {
-    const auto [stem, extension] = splitExtension(name);
-    std::optional<unsigned> number;
-    if (kind_ == Kind::letter) {
-      number = extension == "rar" ? 1 : letterNumber(extension);
-    } else {
-      number = readNumber(kind_ == Kind::part ? partDigits(name) : extension);
+    if (!name.starts_with(before_) || !name.ends_with(after_) ||
+        name.size() < before_.size() + after_.size()) {
+      return std::nullopt;
+    }
+    name.remove_prefix(before_.size());
+    name.remove_suffix(after_.size());
+    std::optional<unsigned> index = isAlike(name, "rar") ? 0 : letteredIndex(name);
+    if (kind_ != Kind::letter) {
+      const std::optional<unsigned> number = readNumber(name);
+      index = number && *number >= first_ ? std::optional(*number - first_) : std::nullopt;
     }
     // What is written in another way is another name.
-    const bool isOurs = number && *number > 0 && nameOf(*number - 1) == name;
-    return isOurs ? std::optional(*number - 1) : std::nullopt;
+    const bool isOurs = index && nameOf(*index) == before_ + std::string(name) + after_;
+    return isOurs ? index : std::nullopt;
   }
 
   // The same with the next shorter first number: "x.part10.rar" may follow "x.part1.rar". Only for
   // a volume whose number has no zeros before it.
   std::optional<Numbering> narrower() const {
-    if (kind_ == Kind::letter || width_ <= 1 || given_.front() == '0') {
+    if (kind_ == Kind::letter || width_ <= 1 || hasZerosBefore_) {
       return std::nullopt;
     }
     Numbering result = *this;
@@ -115,10 +124,14 @@ class Numbering {
     return result;
   }
 
-  // A volume from whose name the library tells that of the first.
-  std::string nameToAskWith() const {
-    // ".r99" is the last that belongs to ".rar" by its name.
-    return kind_ == Kind::letter ? nameOf(lastOfFirstLetter) : nameOf(lastOfWidth() - 1);
+  // The same with 0 as its first number, as `split -d` counts.
+  std::optional<Numbering> fromZero() const {
+    if (kind_ != Kind::number || width_ <= 1) {
+      return std::nullopt;
+    }
+    Numbering result = *this;
+    result.first_ = 0;
+    return result;
   }
 
   // Takes out what only looks like a volume: ".s00" is one when ".r99" is there.
@@ -132,51 +145,53 @@ class Numbering {
     }
   }
 
-  // Numbers are counted from 1, so a file that has 0 may be no volume at all.
-  bool isNumberedZero() const {
-    return kind_ == Kind::number && given_.find_first_not_of('0') == std::string::npos;
-  }
+  // Most sets are counted from 1, so a file that has 0 may be no volume at all.
+  bool isNumberedZero() const { return kind_ == Kind::number && isZero_; }
 
-  std::string archiveName() const { return kind_ == Kind::number ? stem_ : stem_ + ".rar"; }
+  std::string archiveName() const {
+    switch (kind_) {
+      case Kind::part:
+        return std::string(splitExtension(before_).stem) + after_;
+      case Kind::number:
+        return before_.substr(0, before_.size() - 1);
+      case Kind::letter:
+        break;
+    }
+    return nameOf(0);
+  }
 
  private:
   enum class Kind { part, number, letter };
-  static constexpr unsigned lastOfFirstLetter = 100;
 
-  Numbering(Kind kind, std::string_view stem, std::size_t width, std::string_view name)
-      : kind_(kind), stem_(stem), width_(width), given_(digitsOf(kind, name)) {}
+  // `counted` is what tells the volume in `name`.
+  Numbering(Kind kind, std::string_view name, std::string_view counted)
+      : kind_(kind),
+        before_(name.substr(0, static_cast<std::size_t>(counted.data() - name.data()))),
+        after_(name.substr(before_.size() + counted.size())),
+        width_(counted.size()),
+        hasZerosBefore_(counted.front() == '0'),
+        isZero_(readNumber(counted) == 0U),
+        isUpperCase_(isUpper(counted.front())) {}
 
-  static std::string_view partDigits(std::string_view name) {
-    const std::string_view inner = splitExtension(splitExtension(name).stem).extension;
-    return inner.starts_with("part") ? inner.substr(4) : std::string_view();
-  }
-
-  static std::string_view digitsOf(Kind kind, std::string_view name) {
-    return kind == Kind::part ? partDigits(name) : splitExtension(name).extension;
-  }
-
-  // 2 for "r00", 102 for "s00".
-  static std::optional<unsigned> letterNumber(std::string_view extension) {
-    if (extension.size() != 3 || extension[0] < 'r' || extension[0] > 'z') {
+  // 1 for "r00", 101 for "s00".
+  static std::optional<unsigned> letteredIndex(std::string_view extension) {
+    const std::optional<unsigned> number =
+        extension.size() == 3 ? readNumber(extension.substr(1)) : std::nullopt;
+    const char letter = number ? ::g_ascii_tolower(extension[0]) : '\0';
+    if (letter < 'r' || letter > 'z') {
       return std::nullopt;
     }
-    const std::optional<unsigned> number = readNumber(extension.substr(1));
-    return number ? std::optional(static_cast<unsigned>(extension[0] - 'r') * 100 + *number + 2)
-                  : std::nullopt;
-  }
-
-  unsigned lastOfWidth() const {
-    unsigned number = 0;
-    for (std::size_t i = 0; i < width_; ++i) {
-      number = number * 10 + 9;
-    }
-    return number;
+    return static_cast<unsigned>(letter - 'r') * 100 + *number + 1;
   }
 
   Kind kind_;
-  std::string stem_;
+  std::string before_;
+  std::string after_;
   std::size_t width_;
-  std::string given_;  // the digits of the name that it was made from
+  bool hasZerosBefore_;  // in the name that it was made from
+  bool isZero_;
+  bool isUpperCase_;
+  unsigned first_ = 1;
 };
 
 std::string join(const std::string& folder, const std::string& name) {
@@ -184,21 +199,47 @@ std::string join(const std::string& folder, const std::string& name) {
 }
 
 bool exists(const std::string& path) {
+  return ::access(path.c_str(), F_OK) == 0;
+}
+
+// How an archive of a common format starts; "" when the file at `path` starts in another way.
+std::string_view startOf(const std::string& path) {
+  using namespace std::string_view_literals;
+  constexpr auto starts = std::to_array<std::string_view>(
+      {"PK\3\4"sv, "7z\xBC\xAF\x27\x1C"sv, "\x1F\x8B\x08"sv, "BZh"sv, "\xFD\x37zXZ\0"sv,
+       "\x28\xB5\x2F\xFD"sv, "Rar!\x1A\x07"sv});
   struct ::stat status {};
-  return ::stat(path.c_str(), &status) == 0;
+  const Descriptor file = openRegularFile(path, printable(path), status);
+  std::array<char, 262> bytes{};
+  const ssize_t count = ::pread(file.get(), bytes.data(), bytes.size(), 0);
+  const std::string_view text(bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+  const auto* const start =
+      std::ranges::find_if(starts, [&](std::string_view each) { return text.starts_with(each); });
+  return start != starts.end() ? *start : text.ends_with(tarMark) ? tarMark : "";
+}
+
+// Whether the set starts with number 0. A file of that number may be anything else, and then one
+// that starts as an archive does has number 1; a tar archive may be cut before any of its entries,
+// so the start of its second volume tells nothing.
+bool startsAtZero(const Numbering& fromZero, const std::string& folder) {
+  const std::string zero = join(folder, fromZero.nameOf(0));
+  const std::string one = join(folder, fromZero.nameOf(1));
+  return exists(zero) && exists(one) && !startOf(zero).empty() &&
+         (startOf(one).empty() || startOf(one) == tarMark);
 }
 
 // Narrows `numbering` to the width of the first volume's number, and says whether that volume is
-// there.
-bool findFirst(Numbering& numbering, const std::string& folder, const std::string& givenName) {
+// there: the one that the library tells, or one of the sets that it does not know.
+bool findFirst(Numbering& numbering, const std::string& folder, const std::string& path) {
+  const std::string told = OXGetFirstArchiveVolumePath(path).value();
   for (std::optional<Numbering> candidate = numbering; candidate;
        candidate = candidate->narrower()) {
+    const std::optional<Numbering> fromZero = candidate->fromZero();
+    const bool isFromZero = fromZero && startsAtZero(*fromZero, folder);
     const std::string first = join(folder, candidate->nameOf(0));
-    for (const std::string& name : {givenName, candidate->nameToAskWith()}) {
-      if (OXGetFirstArchiveVolumePath(join(folder, name)) == first && exists(first)) {
-        numbering = *candidate;
-        return true;
-      }
+    if (isFromZero || first == told || exists(first)) {
+      numbering = isFromZero ? *fromZero : *candidate;
+      return true;
     }
   }
   return false;
@@ -251,46 +292,11 @@ bool isRarVolume(const std::string& path) {
   return volume && volume->isVolume;
 }
 
-// RAR volumes know whether another one follows; the end of a set is visible in no other way.
-void checkRarChain(const VolumeSet& set, const std::vector<RarVolume>& volumes,
-                   const std::string& nameAfterLast) {
-  if (volumes.front().isContinuation) {
-    throw ArchiveFailure(notTheFirst);
-  }
-  for (std::size_t i = 0; i < set.paths.size(); ++i) {
-    const bool isLast = i + 1 == set.paths.size();
-    if (volumes[i].ending == RarVolume::Ending::continued && isLast) {
-      failForMissing(nameAfterLast, "the next volume");
-    }
-    if (volumes[i].ending == RarVolume::Ending::last && !isLast) {
-      throw ArchiveFailure(printable(set.paths[i]) +
-                           " says that it is the last volume, but there are more");
-    }
-  }
-}
-
-std::string firstBytes(const std::string& path) {
-  struct ::stat status {};
-  const Descriptor file = openRegularFile(path, printable(path), status);
-  std::array<char, 6> bytes{};
-  const ssize_t count = ::pread(file.get(), bytes.data(), bytes.size(), 0);
-  return {bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0};
-}
-
 // Numbers are given to old copies of a file too ("etc.tar.gz.1", "etc.tar.gz.2"). Only a file that
 // is an archive of its own starts as an archive does; a later volume starts in the middle of it.
 bool startAlike(const std::string& first, const std::string& other) {
-  using namespace std::string_view_literals;
-  constexpr auto starts = std::to_array<std::string_view>(
-      {"PK\3\4"sv, "7z\xBC\xAF\x27\x1C"sv, "\x1F\x8B\x08"sv, "BZh"sv, "\xFD\x37zXZ\0"sv,
-       "\x28\xB5\x2F\xFD"sv, "Rar!\x1A\x07"sv});
-  if (!exists(other)) {
-    return false;
-  }
-  const std::string a = firstBytes(first);
-  const std::string b = firstBytes(other);
-  return std::ranges::any_of(
-      starts, [&](std::string_view start) { return a.starts_with(start) && b.starts_with(start); });
+  const std::string_view start = exists(other) ? startOf(first) : "";
+  return !start.empty() && start != tarMark && startOf(other) == start;
 }
 
 VolumeSet singleFile(const std::string& path, const std::string& folder, const std::string& name) {
@@ -312,7 +318,7 @@ std::optional<Numbering> numberingOfSet(const std::string& path, const std::stri
   if (!numbering) {
     return std::nullopt;
   }
-  if (!findFirst(*numbering, folder, name)) {
+  if (!findFirst(*numbering, folder, path)) {
     if (numbering->isNumberedZero() || (numbering->isRar() && !isRarVolume(path))) {
       return std::nullopt;
     }
@@ -338,17 +344,26 @@ VolumeSet listVolumes(const Numbering& numbering, const std::string& folder) {
   return set;
 }
 
+// RAR volumes know whether another one follows; the end of a set is visible in no other way.
 // `nameAfterLast` would be that of the volume after the last.
 void checkRarVolumes(const VolumeSet& set, const std::string& nameAfterLast) {
-  std::vector<RarVolume> volumes;
   for (const std::string& path : set.paths) {
-    std::optional<RarVolume> volume = inspectRarVolume(path);
+    const std::optional<RarVolume> volume = inspectRarVolume(path);
     if (!volume) {
       throw ArchiveFailure(printable(path) + " is not a RAR volume");
     }
-    volumes.push_back(*std::move(volume));
+    if (volume->isContinuation && path == set.paths.front()) {
+      throw ArchiveFailure(notTheFirst);
+    }
+    const bool isLast = path == set.paths.back();
+    if (volume->ending == RarVolume::Ending::continued && isLast) {
+      failForMissing(nameAfterLast, "the next volume");
+    }
+    if (volume->ending == RarVolume::Ending::last && !isLast) {
+      throw ArchiveFailure(printable(path) +
+                           " says that it is the last volume, but there are more");
+    }
   }
-  checkRarChain(set, volumes, nameAfterLast);
 }
 
 }  // namespace

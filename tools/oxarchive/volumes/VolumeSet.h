@@ -13,8 +13,9 @@ struct VolumeSet {
 };
 
 // The archive that the file at `path` is, or is a volume of. Three ways of numbering volumes are
-// known, as `OXGetFirstArchiveVolumePath` tells them; volumes beyond ".r99" are called ".s00" and
-// so on, and numbers grow wider where they have to (".part9.rar", ".part10.rar").
+// known, as `OXGetFirstArchiveVolumePath` tells them, and more of each: volumes beyond ".r99" are
+// called ".s00" and so on, numbers grow wider where they have to (".part9.rar", ".part10.rar"), RAR
+// sets may be in capitals, and numbers may be counted from 0 (".00", ".01").
 //
 // A file whose name is numbered but which is an archive of its own, such as an old copy
 // ("etc.tar.gz.2"), stands alone.

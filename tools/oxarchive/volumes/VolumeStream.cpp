@@ -11,6 +11,7 @@
 #include "console/Printable.h"
 #include "system/Interruption.h"
 #include "system/RegularFile.h"
+#include "system/Retry.h"
 
 namespace oxarchive {
 namespace {
@@ -52,11 +53,9 @@ Bytes VolumeStream::produce() {
     const std::uint64_t offset = position_ - volume.start;
     const auto wanted = static_cast<std::size_t>(
         std::min<std::uint64_t>(buffer_.size() - filled, volume.size - offset));
-    const ssize_t count =
-        ::pread(file_.get(), buffer_.data() + filled, wanted, static_cast<off_t>(offset));
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
+    const ssize_t count = retried([&] {
+      return ::pread(file_.get(), buffer_.data() + filled, wanted, static_cast<off_t>(offset));
+    });
     if (count < 0) {
       throw ArchiveFailure(withSystemReason("cannot read " + printable(volume.path), errno));
     }

@@ -12,6 +12,7 @@
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/LibarchiveFeed.h"
+#include "system/Retry.h"
 
 namespace oxarchive {
 namespace {
@@ -26,6 +27,10 @@ auto orThrow(Pointer* pointer) {
   return pointer;
 }
 
+bool hasHoles(const struct ::stat& status) {
+  return status.st_blocks < status.st_size / 512;
+}
+
 [[noreturn]] void failToRead(const std::string& disk, int error) {
   throw ArchiveFailure(withSystemReason(printable(disk) + " cannot be read", error));
 }
@@ -38,20 +43,18 @@ auto orThrow(Pointer* pointer) {
 
 ArchiveWriter::ArchiveWriter(const Format& format, const OXArchiveSettings& settings, int file,
                              Progress progress)
-    : isUnicode_(format.isUnicode),
-      firstTime_(format.isUnicode ? 0 : INT64_MIN),
+    : isUnicode_(!format.isTar()),
+      firstTime_(format.isTar() ? INT64_MIN : 0),
       lastTime_(format.compressor == "zip" ? UINT32_MAX : INT64_MAX),
       file_(file),
       progress_(std::move(progress)),
+      digest_(orThrow(::g_checksum_new(G_CHECKSUM_MD5))),
       links_(orThrow(::archive_entry_linkresolver_new())),
       disk_(orThrow(::archive_read_disk_new())),
       buffer_(bufferSize),
       archive_(orThrow(::archive_write_new())) {
   ::archive_read_disk_set_symlink_physical(disk_.get());
   ::archive_read_disk_set_standard_lookup(disk_.get());
-  ::archive_read_disk_set_behavior(disk_.get(), ARCHIVE_READDISK_NO_ACL |
-                                                    ARCHIVE_READDISK_NO_XATTR |
-                                                    ARCHIVE_READDISK_NO_FFLAGS);
   configure(format, settings);
   ::archive_entry_linkresolver_set_strategy(links_.get(), ::archive_format(archive_.get()));
 }
@@ -68,8 +71,8 @@ ArchiveWriter::~ArchiveWriter() {
 
 void ArchiveWriter::configure(const Format& format, const OXArchiveSettings& settings) {
   check(format.setFormat(archive_.get()));
-  if (!format.filter.empty()) {
-    check(::archive_write_add_filter_by_name(archive_.get(), format.filter.c_str()));
+  if (format.isTar() && !format.compressor.empty()) {
+    check(::archive_write_add_filter_by_name(archive_.get(), format.compressor.c_str()));
   }
   for (const std::string& option : format.options) {
     setOption(option);
@@ -81,6 +84,7 @@ void ArchiveWriter::configure(const Format& format, const OXArchiveSettings& set
     setOption(format.compressor + ":encryption=" + format.encryptionMethod(settings).value());
     check(::archive_write_set_passphrase(archive_.get(), password->c_str()));
   }
+  ::archive_write_set_bytes_per_block(archive_.get(), bufferSize);
   ::archive_write_set_bytes_in_last_block(archive_.get(), 1);
   check(::archive_write_open2(archive_.get(), this, nullptr, write, nullptr, nullptr));
 }
@@ -95,22 +99,20 @@ void ArchiveWriter::add(const std::string& path, const std::string& disk, bool i
     throw ArchiveFailure(printable(disk) +
                          ": names in this format are Unicode, and this one is not");
   }
-  struct ::stat status {};
-  if (::lstat(disk.c_str(), &status) != 0) {
-    failToRead(disk, errno);
-  }
   Descriptor file;
-  if (S_ISREG(status.st_mode)) {
-    // If it is a pipe by now, nobody is waited for.
+  if (!isFolder) {
+    // If it is a pipe by now, nobody is waited for. Links are not opened.
     file = Descriptor(::open(disk.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
+    if (!file.isOpen() && errno != ELOOP) {
       failToRead(disk, errno);
     }
   }
-  const bool isFile = S_ISREG(status.st_mode);
-  const bool isFolderNow = S_ISDIR(status.st_mode);
-  const bool isKnown = isFile || isFolderNow || S_ISLNK(status.st_mode);
-  if (!isKnown || isFolder != isFolderNow || isFile != file.isOpen()) {
+  struct ::stat status {};
+  if ((file.isOpen() ? ::fstat(file.get(), &status) : ::lstat(disk.c_str(), &status)) != 0) {
+    failToRead(disk, errno);
+  }
+  const mode_t expected = isFolder ? S_IFDIR : file.isOpen() ? S_IFREG : S_IFLNK;
+  if ((status.st_mode & S_IFMT) != expected) {
     failAsChanged(disk);
   }
   const EntryPointer entry = readEntry(path, disk, file.get(), status);
@@ -127,6 +129,10 @@ ArchiveWriter::EntryPointer ArchiveWriter::readEntry(const std::string& path,
   EntryPointer entry(orThrow(::archive_entry_new()));
   ::archive_entry_copy_pathname(entry.get(), path.c_str());
   ::archive_entry_copy_sourcepath(entry.get(), disk.c_str());
+  constexpr int always =
+      ARCHIVE_READDISK_NO_ACL | ARCHIVE_READDISK_NO_XATTR | ARCHIVE_READDISK_NO_FFLAGS;
+  ::archive_read_disk_set_behavior(disk_.get(),
+                                   hasHoles(status) ? always : always | ARCHIVE_READDISK_NO_SPARSE);
   if (::archive_read_disk_entry_from_file(disk_.get(), entry.get(), file, &status) < ARCHIVE_WARN) {
     failToRead(disk, ::archive_errno(disk_.get()));
   }
@@ -134,8 +140,8 @@ ArchiveWriter::EntryPointer ArchiveWriter::readEntry(const std::string& path,
   if (time < firstTime_ || time > lastTime_) {
     const std::int64_t nearest = std::clamp(time, firstTime_, lastTime_);
     ::archive_entry_set_mtime(entry.get(), static_cast<time_t>(nearest), 0);
-    warnings_.push_back(printable(disk) +
-                        ": its time is not one that the format holds; the nearest is packed");
+    result_.warnings.push_back(
+        printable(disk) + ": its time is not one that the format holds; the nearest is packed");
   }
   // When it was read last is nobody's business, and would make each archive another one.
   ::archive_entry_unset_atime(entry.get());
@@ -164,41 +170,43 @@ std::uint64_t ArchiveWriter::sizeOfHole(int file, const std::string& disk, std::
   return size - position;
 }
 
+Bytes ArchiveWriter::readBlock(int file, const std::string& disk, std::uint64_t position,
+                               std::uint64_t size) {
+  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, buffer_.size()));
+  const ssize_t count =
+      retried([&] { return ::pread(file, buffer_.data(), wanted, static_cast<off_t>(position)); });
+  if (count < 0) {
+    failToRead(disk, errno);
+  }
+  if (count == 0) {
+    failAsChanged(disk);
+  }
+  return Bytes(buffer_).first(static_cast<std::size_t>(count));
+}
+
 // A file that grows meanwhile is packed as long as it was.
 void ArchiveWriter::writeContents(int file, const std::string& disk, const struct ::stat& status) {
   static const std::vector<std::byte> zeros(std::size_t{1} << 20U);
   const auto size = static_cast<std::uint64_t>(status.st_size);
-  const bool hasHoles = status.st_blocks < status.st_size / 512;
   for (std::uint64_t done = 0; done < size;) {
-    const std::uint64_t hole = hasHoles ? sizeOfHole(file, disk, done, size) : 0;
-    const std::vector<std::byte>& buffer = hole > 0 ? zeros : buffer_;
-    const auto wanted = static_cast<std::size_t>(
-        std::min<std::uint64_t>(hole > 0 ? hole : size - done, buffer.size()));
-    const auto offset = static_cast<off_t>(done);
-    const ssize_t count =
-        hole > 0 ? static_cast<ssize_t>(wanted) : ::pread(file, buffer_.data(), wanted, offset);
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
-    if (count < 0) {
-      failToRead(disk, errno);
-    }
-    if (count == 0) {
-      failAsChanged(disk);
-    }
-    const auto length = static_cast<std::size_t>(count);
-    progress_(length);
-    if (::archive_write_data(archive_.get(), buffer.data(), length) != count) {
+    const std::uint64_t hole = hasHoles(status) ? sizeOfHole(file, disk, done, size) : 0;
+    const Bytes block = hole > 0 ? Bytes(zeros).first(static_cast<std::size_t>(
+                                       std::min<std::uint64_t>(hole, zeros.size())))
+                                 : readBlock(file, disk, done, size - done);
+    progress_(block.size());
+    if (::archive_write_data(archive_.get(), block.data(), block.size()) !=
+        static_cast<la_ssize_t>(block.size())) {
       fail();
     }
-    done += length;
+    done += block.size();
   }
 }
 
-std::vector<std::string> ArchiveWriter::finish() {
+ArchiveWriter::Result ArchiveWriter::finish() {
   check(::archive_write_close(archive_.get()));
   isFinished_ = true;
-  return warnings_;
+  result_.digest = ::g_checksum_get_string(digest_.get());
+  return result_;
 }
 
 // A warning is about a name that the locale cannot tell, which is then written as it is.
@@ -218,17 +226,15 @@ void ArchiveWriter::fail() {
 la_ssize_t ArchiveWriter::write(struct ::archive* archive, void* self, const void* bytes,
                                 std::size_t size) {
   auto& writer = *static_cast<ArchiveWriter*>(self);
-  for (;;) {
-    const ssize_t count = ::write(writer.file_, bytes, size);
-    if (count >= 0) {
-      return count;
-    }
-    if (errno != EINTR) {
-      writer.writeError_ = errno;
-      ::archive_set_error(archive, errno, "the archive cannot be written");
-      return ARCHIVE_FATAL;
-    }
+  const ssize_t count = retried([&] { return ::write(writer.file_, bytes, size); });
+  if (count < 0) {
+    writer.writeError_ = errno;
+    ::archive_set_error(archive, errno, "the archive cannot be written");
+    return ARCHIVE_FATAL;
   }
+  ::g_checksum_update(writer.digest_.get(), static_cast<const guchar*>(bytes), count);
+  writer.result_.size += static_cast<std::uint64_t>(count);
+  return count;
 }
 
 }  // namespace oxarchive

@@ -3,6 +3,7 @@
 #include <OrvexKit/OXArchiveSettings.h>
 #include <archive.h>
 #include <archive_entry.h>
+#include <glib.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +14,7 @@
 
 #include "system/Descriptor.h"
 #include "system/Uncopied.h"
+#include "volumes/ByteSource.h"
 #include "writing/Formats.h"
 
 namespace oxarchive {
@@ -32,11 +34,19 @@ class ArchiveWriter : Uncopied {
   // names is one file in the formats that know such.
   void add(const std::string& path, const std::string& disk, bool isFolder);
 
-  // To be called once, last of all. What could not be packed as it is, in whole messages.
-  std::vector<std::string> finish();
+  // What becomes of an archive.
+  struct Result {
+    std::vector<std::string> warnings;  // whole messages: what could not be packed as it is
+    std::uint64_t size;
+    std::string digest;  // MD5, in hexadecimal digits
+  };
+
+  // To be called once, last of all.
+  Result finish();
 
  private:
   struct Closer {
+    void operator()(GChecksum* checksum) const { ::g_checksum_free(checksum); }
     void operator()(struct ::archive* archive) const { ::archive_free(archive); }
     void operator()(struct ::archive_entry* entry) const { ::archive_entry_free(entry); }
     void operator()(struct ::archive_entry_linkresolver* links) const {
@@ -54,6 +64,7 @@ class ArchiveWriter : Uncopied {
                          const struct ::stat& status);
   static std::uint64_t sizeOfHole(int file, const std::string& disk, std::uint64_t position,
                                   std::uint64_t size);
+  Bytes readBlock(int file, const std::string& disk, std::uint64_t position, std::uint64_t size);
   void writeContents(int file, const std::string& disk, const struct ::stat& status);
   void check(int result);
   [[noreturn]] void fail();
@@ -61,11 +72,12 @@ class ArchiveWriter : Uncopied {
   bool isUnicode_;
   std::int64_t firstTime_;  // that the format holds
   std::int64_t lastTime_;
-  std::vector<std::string> warnings_;
+  Result result_{};
   bool isFinished_ = false;
   int file_;
   Progress progress_;
   int writeError_ = 0;
+  std::unique_ptr<GChecksum, Closer> digest_;
   std::unique_ptr<struct ::archive_entry_linkresolver, Closer> links_;
   std::unique_ptr<struct ::archive, Closer> disk_;
   std::vector<std::byte> buffer_;

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <utility>
 
-#include "commands/CommandLine.h"
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/EntryPath.h"

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <OrvexKit/OXArchiveSettings.h>
-#include <OrvexKit/OXFormatInfo.h>
 #include <archive.h>
 
 #include <memory>
@@ -11,20 +10,31 @@
 
 namespace oxarchive {
 
-// A format: what it is and can do, and how libarchive is told to write it.
+// The numbers of a format's compression levels.
+struct Levels {
+  int first = 0;
+  int last = 0;
+  int fastest = 0;  // without counting "not at all"
+  int normal = 0;
+};
+
+// A format, and how libarchive is told to write it.
 struct Format {
-  // The compression levels are `int`, the encryption methods `std::string` in libarchive's words.
-  std::shared_ptr<const OXFormatInfo> info;
-
-  int (*setFormat)(struct ::archive*) = nullptr;
-  std::string filter{};                // the compression around the format, or none
+  std::string name{};
+  std::vector<std::string> extensions{};          // in lower case, without dots
+  int (*setFormat)(struct ::archive*) = nullptr;  // none: it is read alone
+  std::string compressor{};                       // what takes the level; none: not compressed
+  Levels levels{};
   std::vector<std::string> options{};  // for every archive, in libarchive's words
-  std::string compressor{};            // the part of libarchive that takes the level
-  int fastestLevel = 0;                // without counting "not at all"
-  int normalLevel = 0;
-  bool isUnicode = false;  // names have to be UTF-8
+  std::vector<std::string> methods{};  // of encryption, in libarchive's words; the first is usual
 
-  // The level and method that `settings` point to; nothing when there is none to choose.
+  // Whether it is tar, where the compression is a filter around it and names may be any bytes.
+  bool isTar() const;
+
+  // Whether libarchive keeps the contents in a temporary file until the archive is written.
+  bool isKeptBack() const;
+
+  // The level and the method that `settings` choose; nothing when there is none to choose.
   std::optional<int> level(const OXArchiveSettings& settings) const;
   std::optional<std::string> encryptionMethod(const OXArchiveSettings& settings) const;
 };
