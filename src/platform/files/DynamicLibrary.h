@@ -45,10 +45,9 @@ class DynamicLibrary {
     return found;
   }
 
-  bool isUsable_ = true;
-
  private:
   void* handle_;
+  bool isUsable_ = true;
 };
 
 // The process's one `Library`, which is made when it is first asked for and kept until the process
