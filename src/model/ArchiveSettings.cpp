@@ -5,22 +5,6 @@
 #include "platform/objects/RecordLock.h"
 #include "platform/objects/Wipe.h"
 
-namespace ox {
-namespace {
-
-struct PasswordInTransit {
-  ~PasswordInTransit() {
-    if (text) {
-      wipe(*text);
-    }
-  }
-
-  OXString text;
-};
-
-}  // namespace
-}  // namespace ox
-
 std::shared_ptr<OXArchiveSettings> OXArchiveSettings::defaultSettings() {
   return std::make_shared<OXArchiveSettings>();
 }
@@ -31,7 +15,10 @@ OXArchiveSettings::~OXArchiveSettings() = default;
 
 std::shared_ptr<OXArchiveSettings> OXArchiveSettings::copyWithZone() const {
   auto copy = std::make_shared<OXArchiveSettings>();
-  copy->setPassword(ox::PasswordInTransit{password()}.text);
+  OXString secret = password();
+  const auto wipe = [](std::string* text) { ox::wipe(*text); };
+  const std::unique_ptr<std::string, decltype(wipe)> wiped(secret ? &*secret : nullptr, wipe);
+  copy->setPassword(secret);
   copy->setCompressionLevelIndex(compressionLevelIndex());
   copy->setEncryptionIndex(encryptionIndex());
   copy->setVolumeSize(volumeSize());
