@@ -45,8 +45,8 @@ bool findPlace(const OXFileReference& item, ItemPlace& place) {
   place.path = realPath(path::deletingLastComponent(path));
   place.name = path::lastComponent(path);
   place.item = {.device = static_cast<dev_t>(item.device), .inode = static_cast<ino_t>(item.inode)};
-  return !place.name.empty() && Folder::open(place.path.c_str(), Folder::Access::use,
-                                             Folder::Links::refuse, place.folder) == 0;
+  place.folder = Folder::open(place.path.c_str(), Folder::Access::use, Folder::Links::refuse);
+  return !place.name.empty() && place.folder.isOpen();
 }
 
 // A path as entries have it: as in a URL, byte by byte (RFC 2396).
@@ -102,14 +102,14 @@ struct TrashName {
   std::size_t room = NAME_MAX - entryExtension.size();
 };
 
-int createEntry(const TrashFolder& trash, TrashName& name, FileDescriptor& entry) {
+FileDescriptor createEntry(const TrashFolder& trash, TrashName& name) {
   // For a file system that takes shorter names than most.
   constexpr std::size_t shortest = 16;
-  int error = 0;
+  FileDescriptor entry;
   do {
-    error = trash.info().createFile(name.entry().c_str(), S_IRUSR | S_IWUSR, entry);
-  } while (error == ENAMETOOLONG && (name.room /= 2) > shortest);
-  return error;
+    entry = trash.info().createFile(name.entry().c_str(), S_IRUSR | S_IWUSR);
+  } while (entry.error() == ENAMETOOLONG && (name.room /= 2) > shortest);
+  return entry;
 }
 
 // What lies under the new name already stays there.
@@ -150,13 +150,11 @@ int moveWithEntry(const ItemPlace& place, const TrashFolder& trash, const std::s
   constexpr unsigned mostNames = 100000;
   int error = EEXIST;
   for (; error == EEXIST && name.number <= mostNames; ++name.number) {
-    FileDescriptor entry;
-    error = createEntry(trash, name, entry);
-    if (error == 0) {
-      error = writeEntryAndMoveItem(trash, name.item(), text, entry.get(), place);
-      if (error != 0) {
-        trash.info().unlink(name.entry().c_str());
-      }
+    const FileDescriptor entry = createEntry(trash, name);
+    error = entry.isOpen() ? writeEntryAndMoveItem(trash, name.item(), text, entry.get(), place)
+                           : entry.error();
+    if (entry.isOpen() && error != 0) {
+      trash.info().unlink(name.entry().c_str());
     }
   }
   return error;

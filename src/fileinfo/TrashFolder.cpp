@@ -42,10 +42,9 @@ bool passes(const Passed& passed, const Folder& folder, const std::string& name)
 
 // All of ".Trash" stays while the user has a Trash in it.
 bool passesTrashAt(const Passed& passed, const Folder& top) {
-  Folder shared;
+  const Folder shared = top.openFolder(sharedTrash, Access::use);
   struct stat status;
-  int error = top.openFolder(sharedTrash, Access::use, shared);
-  error = error == 0 ? shared.statusOf(userNumber().c_str(), status) : error;
+  const int error = shared.statusOf(userNumber().c_str(), status);
   return passes(passed, top, ownTrash + userNumber()) ||
          (error == 0 ? passes(passed, top, sharedTrash) : !isAbsence(error));
 }
@@ -75,15 +74,9 @@ bool isOnWayTo(const std::string& path, const Identity& item) {
 
 // Each link that leads there stays as well: without it the Trash could not be found again.
 bool passesHomeTrash(const Passed& passed, const std::string& home) {
-  if (home.empty()) {
-    return false;
-  }
-  if (isOnWayTo(home, passed.front())) {
-    return true;
-  }
-  Folder trash;
-  const int error = Folder::open(home.c_str(), Access::use, Folder::Links::follow, trash);
-  return error == 0 ? passes(passed, trash, ".") : !isAbsence(error);
+  return !home.empty() &&
+         (isOnWayTo(home, passed.front()) ||
+          passes(passed, Folder::open(home.c_str(), Access::use, Folder::Links::follow), "."));
 }
 
 }  // namespace
@@ -95,10 +88,9 @@ bool findTrashes(ItemPlace& place) {
   path::endWithSeparator(way);
   for (std::size_t slash = 0; slash != std::string::npos; slash = way.find('/', slash + 1)) {
     const std::string path = way.substr(0, std::max<std::size_t>(slash, 1));
-    Folder folder;
+    Folder folder = Folder::open(path.c_str(), Access::use, Folder::Links::refuse);
     struct stat status;
-    if (Folder::open(path.c_str(), Access::use, Folder::Links::refuse, folder) != 0 ||
-        folder.status(status) != 0) {
+    if (folder.status(status) != 0) {
       return false;
     }
     passed.push_back(identityOf(status));
@@ -128,10 +120,9 @@ TrashFolder::~TrashFolder() {
 // the folder, meanwhile. EPERM when there is an `owner` and the folder belongs to somebody else.
 int TrashFolder::openMade(const Folder& parent, const std::string& name, Access access,
                           std::optional<uid_t> owner, Folder& opened) {
-  std::pair<Folder, std::string> made(Folder(), name);
-  int error = parent.openFolder(".", Access::use, made.first);
-  if (error != 0) {
-    return error;
+  std::pair<Folder, std::string> made(parent.openFolder(".", Access::use), name);
+  if (!made.first.isOpen()) {
+    return made.first.error();
   }
   made_.reserve(made_.size() + 1);
   const int notMade = parent.makeFolder(name.c_str(), S_IRWXU);
@@ -139,8 +130,8 @@ int TrashFolder::openMade(const Folder& parent, const std::string& name, Access 
     made_.push_back(std::move(made));
   }
   struct stat status;
-  error = parent.openFolder(name.c_str(), access, opened);
-  error = error == 0 ? opened.status(status) : error;
+  opened = parent.openFolder(name.c_str(), access);
+  const int error = opened.status(status);
   if (error == 0) {
     return owner.value_or(status.st_uid) == status.st_uid ? 0 : EPERM;
   }
@@ -153,10 +144,11 @@ int TrashFolder::openHome(const ItemPlace& place, Folder& opened) {
   }
   std::string path = place.home;
   std::vector<std::string> missing;
-  while (Folder::open(path.c_str(), Access::use, Folder::Links::follow, opened) != 0 &&
-         path != "/") {
+  opened = Folder::open(path.c_str(), Access::use, Folder::Links::follow);
+  while (!opened.isOpen() && path != "/") {
     missing.emplace_back(path::lastComponent(path));
     path = path::deletingLastComponent(path);
+    opened = Folder::open(path.c_str(), Access::use, Folder::Links::follow);
   }
   struct stat status;
   if (opened.status(status) != 0 || Mount(opened.mountId(), status.st_dev) != place.mount) {
@@ -178,10 +170,9 @@ int TrashFolder::openAtTop(Trash which, const ItemPlace& place, Folder& opened) 
     return openMade(place.top, ownTrash + userNumber(), Access::use, ::getuid(), opened);
   }
   // An administrator made it, with the sticky bit, so that nobody moves what others have in it.
-  Folder shared;
+  const Folder shared = place.top.openFolder(sharedTrash, Access::use);
   struct stat status;
-  if (place.top.openFolder(sharedTrash, Access::use, shared) != 0 || shared.status(status) != 0 ||
-      (status.st_mode & S_ISVTX) == 0) {
+  if (shared.status(status) != 0 || (status.st_mode & S_ISVTX) == 0) {
     return EXDEV;
   }
   return openMade(shared, userNumber(), Access::use, ::getuid(), opened);

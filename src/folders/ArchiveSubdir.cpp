@@ -1,3 +1,5 @@
+#include "OrvexKit/OXFileUtil.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -5,7 +7,6 @@
 #include <string>
 #include <utility>
 
-#include "OrvexKit/OXFileUtil.h"
 #include "folders/FreeName.h"
 #include "platform/desktop/FilePackage.h"
 #include "platform/files/Files.h"
@@ -32,9 +33,9 @@ bool isSafeFolderName(std::string_view name) noexcept {
 bool openScratch(const std::string& path, Folder& parent, Folder& scratch,
                  struct ::stat& status) noexcept {
   const PathBuffer parentPath(path::deletingLastComponent(path));
-  return Folder::open(parentPath.c_str(), Access::use, Folder::Links::follow, parent) == 0 &&
-         parent.openFolder(path::lastComponent(path).data(), Access::use, scratch) == 0 &&
-         scratch.status(status) == 0 &&
+  parent = Folder::open(parentPath.c_str(), Access::use, Folder::Links::follow);
+  scratch = parent.openFolder(path::lastComponent(path).data(), Access::use);
+  return scratch.status(status) == 0 &&
          // As it was made: nobody else can have moved a folder here that is so.
          status.st_uid == ::geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
 }

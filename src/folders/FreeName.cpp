@@ -76,11 +76,7 @@ void FreeName::writeCounter(std::int32_t counter) {
 void FreeName::listFolder() {
   taken_.emplace();
   const PathBuffer path(directory_.empty() ? "." : directory_);
-  Folder folder;
-  if (!path.isRepresentable() ||
-      Folder::open(path.c_str(), Folder::Access::list, Folder::Links::follow, folder) != 0) {
-    return;
-  }
+  const Folder folder = Folder::open(path.c_str(), Folder::Access::list, Folder::Links::follow);
   const std::string_view beforeNumber =
       std::string_view(path_).substr(nameStart_, numberStart_ - nameStart_);
   DirectoryReader<8192> reader(folder);

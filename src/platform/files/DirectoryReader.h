@@ -26,7 +26,7 @@ class DirectoryReader {
  public:
   explicit DirectoryReader(const Folder& folder) noexcept : fd_(folder.fd()) {}
 
-  // No value at the end, or where reading fails.
+  // No value at the end, or where reading fails, as that of a folder that is not open does.
   std::optional<DirectoryEntry> next() noexcept {
     for (;;) {
       if (position_ == filled_ && !fill()) {
