@@ -27,8 +27,8 @@ std::string userNumber() {
   return std::to_string(::getuid());
 }
 
-// Whether an error says that no folder is there. No item was reached through one that may not be
-// searched, either.
+// Whether an error says that no folder is there. One that may not be searched counts as absent:
+// the item was not reached through it.
 constexpr bool isAbsence(int error) noexcept {
   return error == ENOENT || error == ENOTDIR || error == ELOOP || error == EACCES;
 }
@@ -49,8 +49,7 @@ bool passesTrashAt(const Passed& passed, const Folder& top) {
          (error == 0 ? passes(passed, top, sharedTrash) : !isAbsence(error));
 }
 
-// Whether the item is a folder or link that the absolute `path` leads through, those that its links
-// lead through included.
+// Whether the item is a folder or link on the absolute `path`, or on a path that its links lead to.
 bool isOnWayTo(const std::string& path, const Identity& item) {
   constexpr std::size_t mostLinks = 40;  // the kernel follows no more
   std::vector<std::string> paths{path};  // and where the links on them lead
@@ -72,7 +71,7 @@ bool isOnWayTo(const std::string& path, const Identity& item) {
   return false;
 }
 
-// Each link that leads there stays as well: without it the Trash could not be found again.
+// The links on the way are kept too: without one of them the Trash could not be found again.
 bool passesHomeTrash(const Passed& passed, const std::string& home) {
   return !home.empty() &&
          (isOnWayTo(home, passed.front()) ||
@@ -83,7 +82,6 @@ bool passesHomeTrash(const Passed& passed, const std::string& home) {
 
 bool findTrashes(ItemPlace& place) {
   Passed passed{place.item};
-  std::vector<Folder> tops;  // of the mounts that the item is below
   std::string way = place.path;
   path::endWithSeparator(way);
   for (std::size_t slash = 0; slash != std::string::npos; slash = way.find('/', slash + 1)) {
@@ -95,8 +93,8 @@ bool findTrashes(ItemPlace& place) {
     }
     passed.push_back(identityOf(status));
     const Mount mount(folder.mountId(), status.st_dev);
-    if (tops.empty() || mount != place.mount) {
-      tops.push_back(std::move(folder));
+    if (place.tops.empty() || mount != place.mount) {
+      place.tops.push_back(std::move(folder));
       place.topPath = path;
     }
     place.mount = mount;
@@ -104,10 +102,8 @@ bool findTrashes(ItemPlace& place) {
   if (const auto data = files::userDataFolder()) {
     place.home = path::appendingComponent(*data, "Trash");
   }
-  const bool passesTrash =
-      std::ranges::any_of(tops, [&](const Folder& top) { return passesTrashAt(passed, top); });
-  place.top = std::move(tops.back());
-  return !passesTrash && !passesHomeTrash(passed, place.home);
+  const auto isTrashPassed = [&](const Folder& top) { return passesTrashAt(passed, top); };
+  return std::ranges::none_of(place.tops, isTrashPassed) && !passesHomeTrash(passed, place.home);
 }
 
 TrashFolder::~TrashFolder() {
@@ -116,8 +112,8 @@ TrashFolder::~TrashFolder() {
   }
 }
 
-// Opens a folder, and makes it when it is missing. ENOENT only when somebody removes `parent`, or
-// the folder, meanwhile. EPERM when there is an `owner` and the folder belongs to somebody else.
+// Opens a folder, and makes it if it is missing. Returns ENOENT only if somebody removes it or
+// `parent` meanwhile, and EPERM if it does not belong to `owner`, where there is one.
 int TrashFolder::openMade(const Folder& parent, const std::string& name, Access access,
                           std::optional<uid_t> owner, Folder& opened) {
   std::pair<Folder, std::string> made(parent.openFolder(".", Access::use), name);
@@ -167,10 +163,10 @@ int TrashFolder::openAtTop(Trash which, const ItemPlace& place, Folder& opened) 
     return EXDEV;
   }
   if (which == Trash::own) {
-    return openMade(place.top, ownTrash + userNumber(), Access::use, ::getuid(), opened);
+    return openMade(place.tops.back(), ownTrash + userNumber(), Access::use, ::getuid(), opened);
   }
   // An administrator made it, with the sticky bit, so that nobody moves what others have in it.
-  const Folder shared = place.top.openFolder(sharedTrash, Access::use);
+  const Folder shared = place.tops.back().openFolder(sharedTrash, Access::use);
   struct stat status;
   if (shared.status(status) != 0 || (status.st_mode & S_ISVTX) == 0) {
     return EXDEV;

@@ -66,11 +66,10 @@ class Folder {
     return isOpen() ? errorOf(sys.fstatat(fd(), name, &status, AT_SYMLINK_NOFOLLOW)) : error();
   }
 
-  // The number of the mount that the folder was reached through; 0 where the kernel has none,
-  // before 5.8. A bind mount has the device of what it shows, yet nothing can be renamed across it.
+  // The number of the mount that the folder was reached through; 0 before Linux 5.8.
   std::uint64_t mountId() const noexcept;
 
-  // So that its entries are read from the first one on.
+  // The next `DirectoryReader` starts at the first entry.
   int rewind() const noexcept { return seekToStart(fd()); }
 
   // Anything but a folder.
