@@ -33,10 +33,9 @@ std::string hexadecimal(const Md5& md5) {
 
 }  // namespace
 
-// A file is read to its end, whatever size it claims: it may grow, and files in /proc claim none.
-// The size is only asked for to know about the cut beforehand. A file that reaches the limit while
-// it is read is read again, with the size that it has by then; one that still claims to be smaller
-// has no size to cut by.
+// Reads to the end of the file, whatever its reported size: it may grow, and files in /proc report
+// 0. The size only decides the cut. A file that reaches the limit although it reported less is read
+// again and cut by its size at that time. If it still reports less, there is no size to cut by.
 std::optional<Md5> digestOfFile(int fd, std::uint64_t countLimit) {
   for (const bool isReadAgain : {false, true}) {
     const std::optional<std::uint64_t> size = sizeOfRegularFile(fd);

@@ -61,8 +61,8 @@ class FolderRemover {
   int removeFull(const Folder& in, const char* name, int level) noexcept {
     const Folder folder = openFull(in, name);
     int error = folder.error();
-    // A pass may miss entries that come or move meanwhile. What is listed and yet is not there is
-    // no change: a file system that goes on listing it would never let this end.
+    // A pass may miss entries that are added or moved meanwhile. A listed entry that is missing is
+    // no change: with a file system that keeps listing it, this would never end.
     bool isWorthAPass = error == 0;
     while (isWorthAPass) {
       const unsigned before = changes_;
