@@ -4,6 +4,8 @@
 // truncated to its own again, and its size is 0; that also bounds the depth. The walk goes by
 // descriptors, where lengths alone decide.
 
+#include "OrvexKit/OXFileUtil.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -13,7 +15,6 @@
 #include <utility>
 #include <vector>
 
-#include "OrvexKit/OXFileUtil.h"
 #include "platform/files/DirectoryReader.h"
 #include "platform/files/Files.h"
 #include "platform/files/Folder.h"
@@ -44,10 +45,10 @@ class FolderWalk {
       const Open& above = open_[std::min(place.depth, maxOpen) - 1];
       Open& here = open_[std::min(place.depth, maxOpen)];
       const char* const name = place.path.c_str() + above.prefix;
-      const int error = above.folder.openFolder(name, Folder::Access::list, here.folder);
-      if (error == ENOTDIR) {
+      here.folder = above.folder.openFolder(name, Folder::Access::list);
+      if (here.folder.error() == ENOTDIR) {
         isFolderElseAdd(above.folder, name);  // no folder after all, or no longer
-      } else if (error == 0) {
+      } else if (here.folder.isOpen()) {
         here.prefix = place.path.size() + 1;
         read(here.folder, place);
       }
@@ -120,11 +121,10 @@ std::int64_t OXGetTotalFolderSize(OXStringView path) {
 
 std::int64_t _OXGetTotalFolderSize(const char* bytePath) {
   const std::string_view path(bytePath != nullptr ? bytePath : "");
-  ox::Folder top;
-  const int error =
-      ox::Folder::open(path.data(), ox::Folder::Access::list, ox::Folder::Links::follow, top);
-  if (error != 0 || path.size() > ox::longestFolderPath) {
-    return error == 0 && path.size() > ox::longestPath ? ox::sizeBelowLongPath(top, path) : 0;
+  ox::Folder top =
+      ox::Folder::open(path.data(), ox::Folder::Access::list, ox::Folder::Links::follow);
+  if (!top.isOpen() || path.size() > ox::longestFolderPath) {
+    return top.isOpen() && path.size() > ox::longestPath ? ox::sizeBelowLongPath(top, path) : 0;
   }
   return ox::FolderWalk(std::move(top), path.size()).total();
 }

@@ -1,11 +1,9 @@
-// Moving items to the Trash of the desktop (freedesktop.org Trash 1.0). Each has two files there:
-// an entry that says where it came from, and the item itself under the same name. The entry is made
-// first, exclusively, and on every later failure it is taken back, as are the folders that were
-// made.
+// Moving items to the Trash of the desktop (freedesktop.org Trash 1.0). An item in the Trash has an
+// entry under the same name, which records where it came from. The entry is made first,
+// exclusively. Every later failure removes it, and the folders that were made.
 //
-// This is not left to GIO, because that moves the item although its entry is empty when the disk is
-// full, takes no names that are too long for an entry's, and finally brings up the process's file
-// system services, daemon and threads included.
+// GIO would move the item with an empty entry if the disk is full, refuses names that are too long
+// for their entry, and starts a daemon and threads.
 
 #include "OrvexKit/OXFileUtil.h"
 
@@ -37,19 +35,19 @@ std::string realPath(std::string_view path) {
   return files::resolvePath(PathBuffer(path.empty() ? "." : path)).value_or("");
 }
 
-// The folder's links are followed, the item's own is not; "." and ".." lead to a folder with a
-// name.
+// Follows the links of the item's folder, and not the item if that is a link. A path that ends in
+// "." or ".." is resolved first, as a folder is moved by its name.
 bool findPlace(const OXFileReference& item, ItemPlace& place) {
   const std::string_view last = path::lastComponent(item.path);
   const std::string path = last == "." || last == ".." ? realPath(item.path) : item.path;
   place.path = realPath(path::deletingLastComponent(path));
   place.name = path::lastComponent(path);
   place.item = {.device = static_cast<dev_t>(item.device), .inode = static_cast<ino_t>(item.inode)};
-  return !place.name.empty() && Folder::open(place.path.c_str(), Folder::Access::use,
-                                             Folder::Links::refuse, place.folder) == 0;
+  place.folder = Folder::open(place.path.c_str(), Folder::Access::use, Folder::Links::refuse);
+  return !place.name.empty() && place.folder.isOpen();
 }
 
-// A path as entries have it: as in a URL, byte by byte (RFC 2396).
+// Entries have paths as in a URL, escaped byte by byte (RFC 2396).
 void appendEscaped(std::string& text, std::string_view path) {
   constexpr std::string_view unreserved =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.!~*'()/";
@@ -64,7 +62,7 @@ void appendEscaped(std::string& text, std::string_view path) {
   }
 }
 
-// With the path from the top of the mount, if the Trash is there.
+// The path in it is relative to the top of the mount for a Trash that is there.
 std::string entryOf(const ItemPlace& place, Trash which) {
   std::string path = path::appendingComponent(place.path, place.name);
   if (which != Trash::home) {
@@ -81,8 +79,8 @@ std::string entryOf(const ItemPlace& place, Trash which) {
   return entry += date.data();
 }
 
-// The names that an item may have in the Trash: its own, then with numbers before the extension, so
-// that it is still taken for what it is. No longer than that its entry's name fits as well.
+// The names that an item may have in the Trash: its own, then with numbers before the extension,
+// which keeps its kind. Truncated so that its entry's name fits as well.
 struct TrashName {
   std::string item() const {
     std::string end = number > 1 ? '.' + std::to_string(number) : "";
@@ -102,17 +100,17 @@ struct TrashName {
   std::size_t room = NAME_MAX - entryExtension.size();
 };
 
-int createEntry(const TrashFolder& trash, TrashName& name, FileDescriptor& entry) {
-  // For a file system that takes shorter names than most.
+FileDescriptor createEntry(const TrashFolder& trash, TrashName& name) {
+  // Some file systems take shorter names than most.
   constexpr std::size_t shortest = 16;
-  int error = 0;
+  FileDescriptor entry;
   do {
-    error = trash.info().createFile(name.entry().c_str(), S_IRUSR | S_IWUSR, entry);
-  } while (error == ENAMETOOLONG && (name.room /= 2) > shortest);
-  return error;
+    entry = trash.info().createFile(name.entry().c_str(), S_IRUSR | S_IWUSR);
+  } while (entry.error() == ENAMETOOLONG && (name.room /= 2) > shortest);
+  return entry;
 }
 
-// What lies under the new name already stays there.
+// Replaces nothing that has the new name already.
 int moveItem(const ItemPlace& place, const Folder& files, const std::string& newName) {
   const char* const name = place.name.c_str();
   struct stat status;
@@ -120,7 +118,7 @@ int moveItem(const ItemPlace& place, const Folder& files, const std::string& new
     return ESTALE;  // another item may have taken its place
   }
   int error = place.folder.rename(name, files, newName.c_str());
-  // A folder changes its parent only when it may be written itself. Its owner may see to that.
+  // Moving a folder to another one takes the permission to write it, which its owner can grant.
   const mode_t mode = status.st_mode;
   if (error == EACCES && S_ISDIR(mode) && (mode & S_IWUSR) == 0 &&
       place.folder.setPermissionsOf(name, mode | S_IWUSR) == 0) {
@@ -134,8 +132,8 @@ int moveItem(const ItemPlace& place, const Folder& files, const std::string& new
   return error;
 }
 
-// An item must not be in the Trash before its entry is on the disk, and the entry's name: nobody
-// would know any more where it came from.
+// The entry and its name must be on the disk before the item is in the Trash: after a crash nobody
+// would know where the item came from.
 int writeEntryAndMoveItem(const TrashFolder& trash, const std::string& newName,
                           std::string_view text, int entry, const ItemPlace& place) {
   int error = writeAll(entry, std::as_bytes(std::span(text)));
@@ -146,23 +144,21 @@ int writeEntryAndMoveItem(const TrashFolder& trash, const std::string& newName,
 
 int moveWithEntry(const ItemPlace& place, const TrashFolder& trash, const std::string& text) {
   TrashName name{.name = place.name};
-  // Each name is tried once: somebody who takes them all along with us is not waited for.
+  // Each name is tried once, so that others who take names meanwhile cannot keep this going.
   constexpr unsigned mostNames = 100000;
   int error = EEXIST;
   for (; error == EEXIST && name.number <= mostNames; ++name.number) {
-    FileDescriptor entry;
-    error = createEntry(trash, name, entry);
-    if (error == 0) {
-      error = writeEntryAndMoveItem(trash, name.item(), text, entry.get(), place);
-      if (error != 0) {
-        trash.info().unlink(name.entry().c_str());
-      }
+    const FileDescriptor entry = createEntry(trash, name);
+    error = entry.isOpen() ? writeEntryAndMoveItem(trash, name.item(), text, entry.get(), place)
+                           : entry.error();
+    if (entry.isOpen() && error != 0) {
+      trash.info().unlink(name.entry().c_str());
     }
   }
   return error;
 }
 
-// EXDEV when the item cannot go to this Trash but may go to another one.
+// Returns EXDEV if the item cannot go to this Trash but may go to another one.
 int moveTo(Trash which, const ItemPlace& place) {
   TrashFolder trash;
   int error = trash.open(which, place);
@@ -174,8 +170,8 @@ int moveTo(Trash which, const ItemPlace& place) {
 }
 
 bool moveToTrash(const ItemPlace& place) {
-  // Another caller, whose own move was refused, may remove empty folders that it made and this one
-  // has opened.
+  // Another caller whose move failed may remove the empty folders that it made, although they are
+  // open here.
   constexpr int mostRounds = 10;
   int error = ENOENT;
   for (int round = 0; error == ENOENT && round < mostRounds; ++round) {

@@ -27,8 +27,8 @@ std::string userNumber() {
   return std::to_string(::getuid());
 }
 
-// Whether an error says that no folder is there. No item was reached through one that may not be
-// searched, either.
+// Whether an error says that no folder is there. One that may not be searched counts as absent:
+// the item was not reached through it.
 constexpr bool isAbsence(int error) noexcept {
   return error == ENOENT || error == ENOTDIR || error == ELOOP || error == EACCES;
 }
@@ -42,16 +42,14 @@ bool passes(const Passed& passed, const Folder& folder, const std::string& name)
 
 // All of ".Trash" stays while the user has a Trash in it.
 bool passesTrashAt(const Passed& passed, const Folder& top) {
-  Folder shared;
+  const Folder shared = top.openFolder(sharedTrash, Access::use);
   struct stat status;
-  int error = top.openFolder(sharedTrash, Access::use, shared);
-  error = error == 0 ? shared.statusOf(userNumber().c_str(), status) : error;
+  const int error = shared.statusOf(userNumber().c_str(), status);
   return passes(passed, top, ownTrash + userNumber()) ||
          (error == 0 ? passes(passed, top, sharedTrash) : !isAbsence(error));
 }
 
-// Whether the item is a folder or link that the absolute `path` leads through, those that its links
-// lead through included.
+// Whether the item is a folder or link on the absolute `path`, or on a path that its links lead to.
 bool isOnWayTo(const std::string& path, const Identity& item) {
   constexpr std::size_t mostLinks = 40;  // the kernel follows no more
   std::vector<std::string> paths{path};  // and where the links on them lead
@@ -73,38 +71,30 @@ bool isOnWayTo(const std::string& path, const Identity& item) {
   return false;
 }
 
-// Each link that leads there stays as well: without it the Trash could not be found again.
+// The links on the way are kept too: without one of them the Trash could not be found again.
 bool passesHomeTrash(const Passed& passed, const std::string& home) {
-  if (home.empty()) {
-    return false;
-  }
-  if (isOnWayTo(home, passed.front())) {
-    return true;
-  }
-  Folder trash;
-  const int error = Folder::open(home.c_str(), Access::use, Folder::Links::follow, trash);
-  return error == 0 ? passes(passed, trash, ".") : !isAbsence(error);
+  return !home.empty() &&
+         (isOnWayTo(home, passed.front()) ||
+          passes(passed, Folder::open(home.c_str(), Access::use, Folder::Links::follow), "."));
 }
 
 }  // namespace
 
 bool findTrashes(ItemPlace& place) {
   Passed passed{place.item};
-  std::vector<Folder> tops;  // of the mounts that the item is below
   std::string way = place.path;
   path::endWithSeparator(way);
   for (std::size_t slash = 0; slash != std::string::npos; slash = way.find('/', slash + 1)) {
     const std::string path = way.substr(0, std::max<std::size_t>(slash, 1));
-    Folder folder;
+    Folder folder = Folder::open(path.c_str(), Access::use, Folder::Links::refuse);
     struct stat status;
-    if (Folder::open(path.c_str(), Access::use, Folder::Links::refuse, folder) != 0 ||
-        folder.status(status) != 0) {
+    if (folder.status(status) != 0) {
       return false;
     }
     passed.push_back(identityOf(status));
     const Mount mount(folder.mountId(), status.st_dev);
-    if (tops.empty() || mount != place.mount) {
-      tops.push_back(std::move(folder));
+    if (place.tops.empty() || mount != place.mount) {
+      place.tops.push_back(std::move(folder));
       place.topPath = path;
     }
     place.mount = mount;
@@ -112,10 +102,8 @@ bool findTrashes(ItemPlace& place) {
   if (const auto data = files::userDataFolder()) {
     place.home = path::appendingComponent(*data, "Trash");
   }
-  const bool passesTrash =
-      std::ranges::any_of(tops, [&](const Folder& top) { return passesTrashAt(passed, top); });
-  place.top = std::move(tops.back());
-  return !passesTrash && !passesHomeTrash(passed, place.home);
+  const auto isTrashPassed = [&](const Folder& top) { return passesTrashAt(passed, top); };
+  return std::ranges::none_of(place.tops, isTrashPassed) && !passesHomeTrash(passed, place.home);
 }
 
 TrashFolder::~TrashFolder() {
@@ -124,14 +112,13 @@ TrashFolder::~TrashFolder() {
   }
 }
 
-// Opens a folder, and makes it when it is missing. ENOENT only when somebody removes `parent`, or
-// the folder, meanwhile. EPERM when there is an `owner` and the folder belongs to somebody else.
+// Opens a folder, and makes it if it is missing. Returns ENOENT only if somebody removes it or
+// `parent` meanwhile, and EPERM if it does not belong to `owner`, where there is one.
 int TrashFolder::openMade(const Folder& parent, const std::string& name, Access access,
                           std::optional<uid_t> owner, Folder& opened) {
-  std::pair<Folder, std::string> made(Folder(), name);
-  int error = parent.openFolder(".", Access::use, made.first);
-  if (error != 0) {
-    return error;
+  std::pair<Folder, std::string> made(parent.openFolder(".", Access::use), name);
+  if (!made.first.isOpen()) {
+    return made.first.error();
   }
   made_.reserve(made_.size() + 1);
   const int notMade = parent.makeFolder(name.c_str(), S_IRWXU);
@@ -139,8 +126,8 @@ int TrashFolder::openMade(const Folder& parent, const std::string& name, Access 
     made_.push_back(std::move(made));
   }
   struct stat status;
-  error = parent.openFolder(name.c_str(), access, opened);
-  error = error == 0 ? opened.status(status) : error;
+  opened = parent.openFolder(name.c_str(), access);
+  const int error = opened.status(status);
   if (error == 0) {
     return owner.value_or(status.st_uid) == status.st_uid ? 0 : EPERM;
   }
@@ -153,10 +140,11 @@ int TrashFolder::openHome(const ItemPlace& place, Folder& opened) {
   }
   std::string path = place.home;
   std::vector<std::string> missing;
-  while (Folder::open(path.c_str(), Access::use, Folder::Links::follow, opened) != 0 &&
-         path != "/") {
+  opened = Folder::open(path.c_str(), Access::use, Folder::Links::follow);
+  while (!opened.isOpen() && path != "/") {
     missing.emplace_back(path::lastComponent(path));
     path = path::deletingLastComponent(path);
+    opened = Folder::open(path.c_str(), Access::use, Folder::Links::follow);
   }
   struct stat status;
   if (opened.status(status) != 0 || Mount(opened.mountId(), status.st_dev) != place.mount) {
@@ -175,13 +163,12 @@ int TrashFolder::openAtTop(Trash which, const ItemPlace& place, Folder& opened) 
     return EXDEV;
   }
   if (which == Trash::own) {
-    return openMade(place.top, ownTrash + userNumber(), Access::use, ::getuid(), opened);
+    return openMade(place.tops.back(), ownTrash + userNumber(), Access::use, ::getuid(), opened);
   }
   // An administrator made it, with the sticky bit, so that nobody moves what others have in it.
-  Folder shared;
+  const Folder shared = place.tops.back().openFolder(sharedTrash, Access::use);
   struct stat status;
-  if (place.top.openFolder(sharedTrash, Access::use, shared) != 0 || shared.status(status) != 0 ||
-      (status.st_mode & S_ISVTX) == 0) {
+  if (shared.status(status) != 0 || (status.st_mode & S_ISVTX) == 0) {
     return EXDEV;
   }
   return openMade(shared, userNumber(), Access::use, ::getuid(), opened);

@@ -12,8 +12,8 @@
 
 namespace ox {
 
-// The number of a mount, and a device on it: a bind mount has the device of what it shows, and a
-// mount may have several devices. Nothing can be renamed across either.
+// A mount's number, and a device on it: a bind mount has the device of what it shows, and a mount
+// may have several devices. Nothing can be renamed across either.
 using Mount = std::pair<std::uint64_t, dev_t>;
 
 // Where an item is, and where its Trashes are.
@@ -24,14 +24,14 @@ struct ItemPlace {
   Identity item;
 
   // What `findTrashes` adds.
-  Mount mount;          // that the folder is on
-  Folder top;           // of the mount
-  std::string topPath;  // of that
-  std::string home;     // the path of the Trash in the user's data folder; empty without one
+  std::vector<Folder> tops;  // of the mounts on the way to the folder, its own mount last
+  std::string topPath;       // of the last of them
+  Mount mount;               // the folder's own
+  std::string home;          // the path of the Trash in the user's data folder; empty without one
 };
 
-// False when the item is in a Trash, or is one, or the path of the user's Trash leads through it,
-// or nobody knows.
+// False if the item is a Trash, is in one, or is on the path to the user's Trash, and if that
+// cannot be found out.
 bool findTrashes(ItemPlace& place);
 
 enum class Trash {
@@ -40,8 +40,7 @@ enum class Trash {
   own,     // the user's own at the top of the item's mount
 };
 
-// A Trash that is open. The folders that were made for it are removed again, if they are still
-// empty, unless they are kept.
+// An open Trash. Removes the folders that it made, as far as they are empty, unless they are kept.
 class TrashFolder {
  public:
   TrashFolder() noexcept = default;
@@ -49,7 +48,7 @@ class TrashFolder {
   TrashFolder& operator=(const TrashFolder&) = delete;
   ~TrashFolder();
 
-  // ENOENT when somebody removes it meanwhile, and EXDEV when the item cannot go there.
+  // Returns EXDEV if the item cannot go there, and ENOENT if somebody removes the Trash meanwhile.
   int open(Trash which, const ItemPlace& place);
   void keep() noexcept { made_.clear(); }
 

@@ -1,3 +1,5 @@
+#include "OrvexKit/OXFileUtil.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -5,7 +7,6 @@
 #include <string>
 #include <utility>
 
-#include "OrvexKit/OXFileUtil.h"
 #include "folders/FreeName.h"
 #include "platform/desktop/FilePackage.h"
 #include "platform/files/Files.h"
@@ -18,8 +19,8 @@ namespace {
 
 using Access = Folder::Access;
 
-// Whether a folder may be made and moved by this name and all that its extensions are dropped to,
-// without the path leading out of the folder that it is made in.
+// Whether this name, and each that is left when its package extensions are dropped, stays in the
+// folder where it is used.
 bool isSafeFolderName(std::string_view name) noexcept {
   while (hasPackageExtension(name)) {
     name = path::deletingExtension(name);
@@ -27,25 +28,25 @@ bool isSafeFolderName(std::string_view name) noexcept {
   return !name.empty() && name != "." && name != "..";
 }
 
-// Opens the scratch folder at `path`, and the folder that it is in. False when another item has
-// taken its place already.
+// Opens the scratch folder at `path`, and the folder that it is in. False if another item has
+// already taken its place.
 bool openScratch(const std::string& path, Folder& parent, Folder& scratch,
                  struct ::stat& status) noexcept {
   const PathBuffer parentPath(path::deletingLastComponent(path));
-  return Folder::open(parentPath.c_str(), Access::use, Folder::Links::follow, parent) == 0 &&
-         parent.openFolder(path::lastComponent(path).data(), Access::use, scratch) == 0 &&
-         scratch.status(status) == 0 &&
-         // As it was made: nobody else can have moved a folder here that is so.
+  parent = Folder::open(parentPath.c_str(), Access::use, Folder::Links::follow);
+  scratch = parent.openFolder(path::lastComponent(path).data(), Access::use);
+  return scratch.status(status) == 0 &&
+         // As it was made: nobody else can have moved such a folder here.
          status.st_uid == ::geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
 }
 
-// Tries a folder of this name out in a scratch folder, before one is made for the caller: drops the
-// name's extensions until it is no package. The name alone decides what a package is; the trial
-// decides only whether a move fails. Gives the name that remains; no value when there is no scratch
-// folder or a move fails, and then all is left where it is.
+// Drops the name's extensions until it is no package, and moves a folder in a scratch folder along.
+// The name alone decides what a package is; the scratch folder shows only whether a move fails.
+// Returns the name that remains. No value if there is no scratch folder or a move fails; what was
+// made is left then.
 //
 // Others may be able to rename what is in the temporary folder. So everything goes by the open
-// scratch folder, and only what was made in it is moved and removed, never with any contents.
+// scratch folder, and only the empty folder that was made in it is moved and removed.
 OXString unpackagedName(std::string name) {
   const OXString path = OXCreateTemporaryDirectory();
   Folder parent;
@@ -75,7 +76,7 @@ OXString unpackagedName(std::string name) {
   return name;
 }
 
-// Exclusive creation decides: whoever is told that the name is taken goes on to the next.
+// Exclusive creation decides: if the name is taken, the next one is tried.
 OXString createFreeFolder(std::string_view name, std::string_view destination) {
   FreeName freeName(name, destination, true);
   while (files::createFolder(PathBuffer(freeName.next())) == EEXIST) {

@@ -12,8 +12,8 @@
 namespace ox {
 namespace {
 
-// A few names are cheaper to ask for one by one; where more are taken, a listing of the folder
-// tells about all of them at once.
+// A few names are checked faster one by one. Beyond that, one listing of the folder answers for
+// all.
 constexpr std::int32_t probesBeforeListing = 16;
 
 }  // namespace
@@ -71,16 +71,12 @@ void FreeName::writeCounter(std::int32_t counter) {
   path_ += afterNumber_;
 }
 
-// What a listing does not show is asked for all the same: a folder that ignores case has names
-// taken that are written otherwise.
+// Names that the listing lacks are still checked: a case-insensitive folder may have them in
+// another spelling.
 void FreeName::listFolder() {
   taken_.emplace();
   const PathBuffer path(directory_.empty() ? "." : directory_);
-  Folder folder;
-  if (!path.isRepresentable() ||
-      Folder::open(path.c_str(), Folder::Access::list, Folder::Links::follow, folder) != 0) {
-    return;
-  }
+  const Folder folder = Folder::open(path.c_str(), Folder::Access::list, Folder::Links::follow);
   const std::string_view beforeNumber =
       std::string_view(path_).substr(nameStart_, numberStart_ - nameStart_);
   DirectoryReader<8192> reader(folder);

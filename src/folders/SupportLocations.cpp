@@ -1,7 +1,8 @@
+#include "OrvexKit/OXFileUtil.h"
+
 #include <string>
 #include <string_view>
 
-#include "OrvexKit/OXFileUtil.h"
 #include "platform/files/Files.h"
 #include "platform/files/Path.h"
 
@@ -40,5 +41,3 @@ OXString OXRARCodecPath() {
   const OXString codecs = OXUserCodecsPath();
   return codecs ? OXString(ox::path::appendingComponent(*codecs, "rar/rar")) : std::nullopt;
 }
-
-const std::string_view kOXCodecErrorDomain = "OrvexKitCodecError";

@@ -1,7 +1,8 @@
+#include "OrvexKit/OXFileUtil.h"
+
 #include <new>
 #include <string>
 
-#include "OrvexKit/OXFileUtil.h"
 #include "platform/desktop/Log.h"
 #include "platform/files/Files.h"
 #include "platform/files/Path.h"

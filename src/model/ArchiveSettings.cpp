@@ -1,25 +1,11 @@
 #include "OrvexKit/OXArchiveSettings.h"
 
+#include <memory>
+#include <string>
 #include <utility>
 
 #include "platform/objects/RecordLock.h"
 #include "platform/objects/Wipe.h"
-
-namespace ox {
-namespace {
-
-struct PasswordInTransit {
-  ~PasswordInTransit() {
-    if (text) {
-      wipe(*text);
-    }
-  }
-
-  OXString text;
-};
-
-}  // namespace
-}  // namespace ox
 
 std::shared_ptr<OXArchiveSettings> OXArchiveSettings::defaultSettings() {
   return std::make_shared<OXArchiveSettings>();
@@ -31,7 +17,11 @@ OXArchiveSettings::~OXArchiveSettings() = default;
 
 std::shared_ptr<OXArchiveSettings> OXArchiveSettings::copyWithZone() const {
   auto copy = std::make_shared<OXArchiveSettings>();
-  copy->setPassword(ox::PasswordInTransit{password()}.text);
+  // The copy on its way is overwritten too, even if there is no memory for the next one.
+  OXString secret = password();
+  const auto wipe = [](std::string* text) { ox::wipe(*text); };
+  const std::unique_ptr<std::string, decltype(wipe)> wiped(secret ? &*secret : nullptr, wipe);
+  copy->setPassword(secret);
   copy->setCompressionLevelIndex(compressionLevelIndex());
   copy->setEncryptionIndex(encryptionIndex());
   copy->setVolumeSize(volumeSize());

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "OrvexKit/OXFileUtil.h"
 #include "platform/objects/DynamicClass.h"
 #include "platform/objects/RecordLock.h"
+
+const std::string_view kOXCodecErrorDomain = "OrvexKitCodecError";
 
 OXFormatInfo::OXFormatInfo() = default;
 OXFormatInfo::~OXFormatInfo() = default;

@@ -137,8 +137,10 @@ TEST_F(Digest, CutsByAnyCountInTheSameWay) {
       const ox::FileDescriptor whole(::open(in("whole").c_str(), O_RDONLY | O_CLOEXEC));
       ox::test::writeFile(in("cut"), content.substr(0, size % limit));
       const ox::FileDescriptor cut(::open(in("cut").c_str(), O_RDONLY | O_CLOEXEC));
-      EXPECT_EQ(ox::digestOfFile(whole.get(), limit), ox::digestOfFile(cut.get()))
-          << size << " bytes cut by " << limit;
+      const std::optional<ox::Md5> ofWhole = ox::digestOfFile(whole.get(), limit);
+      const std::optional<ox::Md5> ofCut = ox::digestOfFile(cut.get());
+      ASSERT_TRUE(ofWhole && ofCut);
+      EXPECT_EQ(ofWhole->digest, ofCut->digest) << size << " bytes cut by " << limit;
     }
   }
   removeOne(in("whole"));
@@ -239,8 +241,8 @@ std::string digestOfChanging(const std::string& path, int nth, const std::functi
     }
   });
   const ox::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  const std::optional<ox::Md5::Digest> digest = ox::digestOfFile(file.get(), limit);
-  return digest ? testing::PrintToString(*digest) : "(null)";
+  const std::optional<ox::Md5> md5 = ox::digestOfFile(file.get(), limit);
+  return md5 ? testing::PrintToString(md5->digest) : "(null)";
 }
 
 TEST_F(Digest, IsOfWhatWasReadOfAChangingFile) {
@@ -281,7 +283,7 @@ TEST_F(Digest, IsCutByTheSizeThatAGrowingFileReaches) {
   observed.before(Call::read, [&] { append(path, content); });
   observed.before(Call::lseek, [&] { ASSERT_EQ(::truncate(path.c_str(), 10), 0); });
   const ox::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  EXPECT_EQ(ox::digestOfFile(file.get(), 100), std::nullopt);
+  EXPECT_FALSE(ox::digestOfFile(file.get(), 100).has_value());
   removeOne(path);
 }
 
@@ -332,18 +334,10 @@ TEST_F(Digest, IsNullWhereLibcryptoFails) {
     GTEST_SKIP() << "the probe was built to look for libcrypto in one place only";
   }
   EXPECT_EQ(fromFailing, std::string(32, '0') + "\n");
-  for (const char* const function :
-       {"OSSL_LIB_CTX_new", "OSSL_PROVIDER_load", "EVP_MD_fetch", "EVP_MD_CTX_new",
-        "EVP_DigestInit_ex2", "EVP_DigestUpdate", "EVP_DigestFinal_ex"}) {
+  for (const char* const function : {"MD5_Init", "MD5_Update", "MD5_Final"}) {
     EXPECT_EQ(digestBy(OX_FAILING_CRYPTO, function), "(null)\n") << function;
   }
   EXPECT_EQ(digestBy(OX_PARTIAL_CRYPTO, ""), "(null)\n");
-  EXPECT_EQ(ox::test::outputOf(
-                {.program = OX_PROBE,
-                 .arguments = {"digest:" + in("file")},
-                 .environment = {{"LD_LIBRARY_PATH", OX_FAILING_CRYPTO}, {"OX_FIPS_CRYPTO", "1"}}}),
-            fromFailing)
-      << "in FIPS mode";
   removeOne(in("file"));
 }
 

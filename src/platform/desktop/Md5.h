@@ -3,36 +3,19 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
-#include <memory>
+#include <cstdint>
 #include <optional>
-
-struct evp_md_ctx_st;  // libcrypto's EVP_MD_CTX
 
 namespace ox {
 
-// A digest in the making. It does not serve security here, so a system's policy against MD5 does
-// not hold for it.
-class Md5 {
- public:
-  using Digest = std::array<unsigned char, 16>;
-
-  // No value when there is no libcrypto, or no memory.
-  static std::optional<Md5> start();
-
-  bool add(const void* bytes, std::size_t count) noexcept;
-
-  // Once, at the end.
-  std::optional<Digest> finish() noexcept;
-
- private:
-  struct Free {
-    void operator()(evp_md_ctx_st* context) const noexcept;
-  };
-
-  explicit Md5(evp_md_ctx_st* context) noexcept : context_(context) {}
-
-  std::unique_ptr<evp_md_ctx_st, Free> context_;
+struct Md5 {
+  std::array<unsigned char, 16> digest;
+  std::uint64_t byteCount;
 };
+
+// Digests what `fd` gives from where it stands: `limit` bytes, or fewer if it ends before. No value
+// when reading fails, or without libcrypto. The digest does not serve security here, so a system's
+// policy against MD5 does not hold for it.
+std::optional<Md5> md5Of(int fd, std::uint64_t limit);
 
 }  // namespace ox

@@ -16,17 +16,17 @@ namespace ox {
 
 struct DirectoryEntry {
   const char* name;    // NUL-terminated; valid until the next call of `next`
-  unsigned char type;  // DT_DIR, DT_REG, … or DT_UNKNOWN where the file system does not tell
+  unsigned char type;  // DT_DIR, DT_REG, … or DT_UNKNOWN if the file system does not say
 };
 
-// Reads a folder that was opened with `Access::list`, from where it stands; "." and ".." are left
-// out. `bufferSize` is the memory it takes, and with that the number of entries per call.
+// Reads a folder that was opened with `Access::list`, from its current position, without "." and
+// "..". `bufferSize` bounds its memory, and thereby the number of entries per system call.
 template <std::size_t bufferSize>
 class DirectoryReader {
  public:
   explicit DirectoryReader(const Folder& folder) noexcept : fd_(folder.fd()) {}
 
-  // No value at the end, or where reading fails.
+  // No value at the end, or if reading fails, as it does if the folder is not open.
   std::optional<DirectoryEntry> next() noexcept {
     for (;;) {
       if (position_ == filled_ && !fill()) {

@@ -1,11 +1,11 @@
-// Libraries that are brought in when they are first asked for, and never by loading OrvexKit: few
-// processes need them, and each costs every process a millisecond at its start. They are
+// Libraries that are loaded at their first use, and not with OrvexKit: few processes need them, and
+// each takes a millisecond of a process's start. They are
 //
 //   libcrypto.so.3    (OpenSSL 3)   for digests, see Md5.cpp
 //   libgio-2.0.so.0   (GLib)        for kinds of documents and mounts, see Gio.cpp
 //
-// and no linker or packaging tool sees them as dependencies, so a package of OrvexKit has to name
-// them itself. Without one of them what is said to need it fails as it does for a missing file.
+// No linker or packaging tool sees these dependencies, so a package of OrvexKit must name them.
+// Without such a library, what needs it fails as it does for a missing file.
 
 #pragma once
 
@@ -18,11 +18,11 @@
 
 namespace ox {
 
-// The base of a class whose members are functions of the library, each initialised by `find`. Stays
-// loaded for as long as the process runs: what it started may not be pulled away again.
+// The base of a class whose members are functions of the library, each initialised by `find`. The
+// library is never unloaded, because it may have started something that needs its code.
 class DynamicLibrary {
  public:
-  // Whether the library is there, with all functions that were looked for and what else it needs.
+  // Whether the library was loaded and has all functions that were looked for.
   bool isUsable() const noexcept { return isUsable_; }
 
  protected:
@@ -45,16 +45,15 @@ class DynamicLibrary {
     return found;
   }
 
-  bool isUsable_ = true;
-
  private:
   void* handle_;
+  bool isUsable_ = true;
 };
 
-// The process's one `Library`, which is made when it is first asked for and kept until the process
-// ends; null where it cannot be used. Unlike a local static it is tried for again after a failure,
-// which may be a passing one (no descriptor left). Threads that ask at the same moment may make
-// several, of which one is kept.
+// The process's one `Library`, created at the first call and kept until the process ends; null if
+// it cannot be used. Unlike a local static, it is tried again after a failure, which may be a
+// passing one (no descriptor left). Threads that call at the same moment may create several, of
+// which one is kept.
 template <typename Library>
 const Library* sharedLibrary() {
   static std::atomic<const Library*> shared{nullptr};

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <span>
 #include <utility>
@@ -16,11 +17,12 @@ namespace ox {
 class FileDescriptor {
  public:
   FileDescriptor() noexcept = default;
-  // Takes over what `open` gave; a negative number is no descriptor.
-  explicit FileDescriptor(int fd) noexcept : fd_(fd) {}
-  FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  // Takes over what a call that opens has just given, the `errno` of a failure included.
+  explicit FileDescriptor(int fd) noexcept : fd_(fd), error_(errorOf(fd)) {}
+  FileDescriptor(FileDescriptor&& other) noexcept { *this = std::move(other); }
   FileDescriptor& operator=(FileDescriptor&& other) noexcept {
     std::swap(fd_, other.fd_);
+    std::swap(error_, other.error_);
     return *this;
   }
   ~FileDescriptor() {
@@ -31,9 +33,11 @@ class FileDescriptor {
 
   bool isOpen() const noexcept { return fd_ >= 0; }
   int get() const noexcept { return fd_; }
+  int error() const noexcept { return error_; }  // why it is not open; 0 if it is
 
  private:
   int fd_ = -1;
+  int error_ = EBADF;
 };
 
 // These return 0 or the `errno` of what failed; what a signal interrupts goes on.

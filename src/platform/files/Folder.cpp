@@ -28,9 +28,9 @@ bool isNameOnlyOurs(const Folder& parent, const Folder& item) noexcept {
 }
 
 int setPermissionsWithoutProc(const Folder& in, const char* name, mode_t mode) noexcept {
-  Folder folder;
-  if (const int error = in.openFolder(name, Folder::Access::use, folder); error != 0) {
-    return error;
+  const Folder folder = in.openFolder(name, Folder::Access::use);
+  if (!folder.isOpen()) {
+    return folder.error();
   }
   // "." is the open folder itself, but can be looked up only in one that may be searched.
   const int error = errorOf(sys.fchmodat(folder.fd(), ".", mode, 0));
@@ -39,26 +39,20 @@ int setPermissionsWithoutProc(const Folder& in, const char* name, mode_t mode) n
              : error;
 }
 
-int openedBy(int fd, FileDescriptor& opened) noexcept {
-  const int error = errorOf(fd);
-  opened = FileDescriptor(fd);
-  return error;
-}
-
 }  // namespace
 
-int Folder::open(const char* path, Access access, Links links, Folder& opened) noexcept {
+Folder Folder::open(const char* path, Access access, Links links) noexcept {
   const int noFollow = links == Links::refuse ? O_NOFOLLOW : 0;
-  return openedBy(sys.open(path, flagsFor(access) | noFollow), opened.descriptor_);
+  return Folder(sys.open(path, flagsFor(access) | noFollow));
 }
 
-int Folder::openFolder(const char* name, Access access, Folder& opened) const noexcept {
-  return openedBy(sys.openat(fd(), name, flagsFor(access) | O_NOFOLLOW, 0), opened.descriptor_);
+Folder Folder::openFolder(const char* name, Access access) const noexcept {
+  return Folder(sys.openat(fd(), name, flagsFor(access) | O_NOFOLLOW, 0));
 }
 
-int Folder::createFile(const char* name, mode_t mode, FileDescriptor& opened) const noexcept {
+FileDescriptor Folder::createFile(const char* name, mode_t mode) const noexcept {
   constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;  // O_EXCL follows no link
-  return openedBy(sys.openat(fd(), name, flags, mode), opened);
+  return FileDescriptor(sys.openat(fd(), name, flags, mode));
 }
 
 std::uint64_t Folder::mountId() const noexcept {

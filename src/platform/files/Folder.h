@@ -3,7 +3,8 @@
 // Everything goes by the folder's descriptor, so the answer is about this very folder even when
 // somebody renames it, or swaps it for a symbolic link, meanwhile. A name is one component, and no
 // symbolic link is followed unless the function says so. Every function that returns `int` returns
-// 0 or the `errno` of what failed; a call that a signal interrupts is made again.
+// 0 or the `errno` of what failed, and what cannot be opened has it as its `error`; a call that a
+// signal interrupts is made again.
 
 #pragma once
 
@@ -41,32 +42,34 @@ class Folder {
   Folder() noexcept = default;
 
   bool isOpen() const noexcept { return descriptor_.isOpen(); }
+  int error() const noexcept { return descriptor_.error(); }
   int fd() const noexcept { return descriptor_.get(); }
 
   // Opens the folder at `path`; `links` is for its last component, those before it are followed.
-  static int open(const char* path, Access access, Links links, Folder& opened) noexcept;
+  static Folder open(const char* path, Access access, Links links) noexcept;
 
-  int openFolder(const char* name, Access access, Folder& opened) const noexcept;
+  Folder openFolder(const char* name, Access access) const noexcept;
 
   // Makes a file, which must not exist, and opens it for writing.
-  int createFile(const char* name, mode_t mode, FileDescriptor& opened) const noexcept;
+  FileDescriptor createFile(const char* name, mode_t mode) const noexcept;
 
   int makeFolder(const char* name, mode_t mode) const noexcept {
     return errorOf(sys.mkdirat(fd(), name, mode));
   }
 
-  // Of the folder itself.
-  int status(struct ::stat& status) const noexcept { return ox::statusOf(fd(), status); }
-
-  int statusOf(const char* name, struct ::stat& status) const noexcept {
-    return errorOf(sys.fstatat(fd(), name, &status, AT_SYMLINK_NOFOLLOW));
+  // Of the folder itself. If it is not open, this and `statusOf` return its own error.
+  int status(struct ::stat& status) const noexcept {
+    return isOpen() ? ox::statusOf(fd(), status) : error();
   }
 
-  // The number of the mount that the folder was reached through; 0 where the kernel has none,
-  // before 5.8. A bind mount has the device of what it shows, yet nothing can be renamed across it.
+  int statusOf(const char* name, struct ::stat& status) const noexcept {
+    return isOpen() ? errorOf(sys.fstatat(fd(), name, &status, AT_SYMLINK_NOFOLLOW)) : error();
+  }
+
+  // The number of the mount that the folder was reached through; 0 before Linux 5.8.
   std::uint64_t mountId() const noexcept;
 
-  // So that its entries are read from the first one on.
+  // The next `DirectoryReader` starts at the first entry.
   int rewind() const noexcept { return seekToStart(fd()); }
 
   // Anything but a folder.
@@ -97,6 +100,8 @@ class Folder {
   }
 
  private:
+  explicit Folder(int fd) noexcept : descriptor_(fd) {}
+
   FileDescriptor descriptor_;
 };
 

@@ -50,23 +50,20 @@ class FolderRemover {
     return error == ENOTDIR || error == EISDIR ? removeAs(!isFolder) : error;
   }
 
-  static int openFull(const Folder& in, const char* name, Folder& folder) noexcept {
-    int error = in.openFolder(name, Folder::Access::list, folder);
-    if (error == EACCES && in.setPermissionsOf(name, 0700) == 0) {
-      error = in.openFolder(name, Folder::Access::list, folder);
+  static Folder openFull(const Folder& in, const char* name) noexcept {
+    Folder folder = in.openFolder(name, Folder::Access::list);
+    if (folder.error() == EACCES && in.setPermissionsOf(name, 0700) == 0) {
+      folder = in.openFolder(name, Folder::Access::list);
     }
-    return error;
+    return folder;
   }
 
   int removeFull(const Folder& in, const char* name, int level) noexcept {
-    Folder folder;
-    int error = openFull(in, name, folder);
-    if (error != 0) {
-      return error;
-    }
-    // A pass may miss entries that come or move meanwhile. What is listed and yet is not there is
-    // no change: a file system that goes on listing it would never let this end.
-    bool isWorthAPass = true;
+    const Folder folder = openFull(in, name);
+    int error = folder.error();
+    // A pass may miss entries that are added or moved meanwhile. A listed entry that is missing is
+    // no change: with a file system that keeps listing it, this would never end.
+    bool isWorthAPass = error == 0;
     while (isWorthAPass) {
       const unsigned before = changes_;
       removeContents(folder, level + 1);
@@ -127,12 +124,10 @@ bool removeItem(const PathBuffer& path) noexcept {
     return false;
   }
   const PathBuffer parent(path::deletingLastComponent(path.view()));
-  Folder folder;
-  int error = Folder::open(parent.view().empty() ? "." : parent.c_str(), Folder::Access::use,
-                           Folder::Links::follow, folder);
-  if (error == 0) {
-    error = FolderRemover().remove(folder, name.data(), true);
-  }
+  const Folder folder = Folder::open(parent.view().empty() ? "." : parent.c_str(),
+                                     Folder::Access::use, Folder::Links::follow);
+  const int error =
+      folder.isOpen() ? FolderRemover().remove(folder, name.data(), true) : folder.error();
   return error == 0 || error == ENOENT;
 }
 

@@ -28,7 +28,8 @@ using Links = Folder::Links;
 class FolderTest : public TemporaryFolderTest {
  protected:
   void SetUp() override {
-    ASSERT_EQ(Folder::open(work().c_str(), Access::list, Links::refuse, folder_), 0);
+    folder_ = Folder::open(work().c_str(), Access::list, Links::refuse);
+    ASSERT_EQ(folder_.error(), 0);
   }
 
   const Folder& folder() const { return folder_; }
@@ -74,12 +75,17 @@ TEST_F(FolderTest, OpensFoldersAndFollowsNoLinkUnlessToldTo) {
   for (const Access access : {Access::list, Access::use}) {
     for (const Row& row : rows) {
       SCOPED_TRACE(row.name);
-      Folder opened;
-      EXPECT_EQ(Folder::open(in(row.name).c_str(), access, Links::refuse, opened), row.refusing);
+      struct stat status {};
+      Folder opened = Folder::open(in(row.name).c_str(), access, Links::refuse);
+      EXPECT_EQ(opened.error(), row.refusing);
       EXPECT_EQ(opened.isOpen(), row.refusing == 0);
-      EXPECT_EQ(Folder::open(in(row.name).c_str(), access, Links::follow, opened), row.following);
+      EXPECT_EQ(opened.status(status), row.refusing);
+      EXPECT_EQ(opened.statusOf(".", status), row.refusing);
+      opened = Folder::open(in(row.name).c_str(), access, Links::follow);
+      EXPECT_EQ(opened.error(), row.following);
       EXPECT_EQ(opened.isOpen(), row.following == 0);
-      EXPECT_EQ(folder().openFolder(row.name.c_str(), access, opened), row.refusing);
+      opened = folder().openFolder(row.name.c_str(), access);
+      EXPECT_EQ(opened.error(), row.refusing);
       EXPECT_EQ(opened.isOpen(), row.refusing == 0);
     }
   }
@@ -90,15 +96,15 @@ TEST_F(FolderTest, OpensFoldersAndFollowsNoLinkUnlessToldTo) {
 
 TEST_F(FolderTest, IsTheSameFolderWhereverItGoes) {
   std::filesystem::create_directories(in("d/e"));
-  Folder inner;
-  ASSERT_EQ(folder().openFolder("d", Access::use, inner), 0);
+  const Folder inner = folder().openFolder("d", Access::use);
+  ASSERT_TRUE(inner.isOpen());
   ASSERT_EQ(::rename(in("d").c_str(), in("moved").c_str()), 0);
   std::filesystem::create_directory_symlink(home(), in("d"));
   EXPECT_EQ(inner.makeFolder("made", 0700), 0);
   EXPECT_EQ(inner.removeFolder("e"), 0);
   EXPECT_THAT(listing(work()), ElementsAre("d", "moved", "moved/made"));
-  Folder parent;
-  ASSERT_EQ(inner.openFolder("..", Access::list, parent), 0);
+  const Folder parent = inner.openFolder("..", Access::list);
+  ASSERT_TRUE(parent.isOpen());
   struct stat one {};
   struct stat other {};
   EXPECT_EQ(parent.status(one), 0);
@@ -111,13 +117,14 @@ TEST_F(FolderTest, IsTheSameFolderWhereverItGoes) {
 
 TEST_F(FolderTest, MakesFilesExclusively) {
   std::filesystem::create_symlink("elsewhere", in("link"));
-  FileDescriptor file;
-  EXPECT_EQ(folder().createFile("link", 0600, file), EEXIST);
-  EXPECT_FALSE(file.isOpen());
-  EXPECT_EQ(folder().createFile("new", 0600, file), 0);
+  const FileDescriptor overLink = folder().createFile("link", 0600);
+  EXPECT_FALSE(overLink.isOpen());
+  EXPECT_EQ(overLink.error(), EEXIST);
+  const FileDescriptor file = folder().createFile("new", 0600);
   EXPECT_TRUE(file.isOpen());
+  EXPECT_EQ(file.error(), 0);
   EXPECT_EQ(modeOf("new"), 0600U);
-  EXPECT_EQ(folder().createFile("new", 0600, file), EEXIST);
+  EXPECT_EQ(folder().createFile("new", 0600).error(), EEXIST);
   EXPECT_THAT(listing(work()), ElementsAre("link", "new"));
   removeOne(in("link"));
   removeOne(in("new"));

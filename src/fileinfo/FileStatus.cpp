@@ -1,8 +1,24 @@
-#include <string>
-
 #include "OrvexKit/OXFileUtil.h"
+
+#include <string>
+#include <string_view>
+
+#include "platform/desktop/Log.h"
 #include "platform/files/Files.h"
 #include "platform/files/Path.h"
+#include "platform/objects/BadAlloc.h"
+
+std::int64_t OXGetFileSize(OXStringView path) {
+  if (path) {
+    if (const auto status = ox::files::statusOfLink(ox::PathBuffer(*path))) {
+      return status->st_size;
+    }
+  }
+  ox::orBadAlloc([&] {
+    ox::logLine("Failed to get size for file at path: " + std::string(path.value_or("(null)")));
+  });
+  return 0;
+}
 
 bool OXReferenceFromPath(OXFileReference& refOut, OXStringView path) {
   if (!path) {
