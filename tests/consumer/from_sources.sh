@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Builds a stranger's project with the sources as a part of it, shared and static, and what that
+# installs against the installed static library.
+#
+#   from_sources.sh SOURCE
+set -euo pipefail
+source_dir=$1
+# shellcheck source=tests/consumer/strangers.sh
+source "$source_dir/tests/consumer/strangers.sh"
+
+# The program needs nothing of the build any more, and a user's machine nothing but the runtime.
+build add_subdirectory add_subdirectory -DORVEXKIT_SOURCE="$source_dir" -DCMAKE_UNITY_BUILD=ON
+cmake --install "$folder/add_subdirectory" --prefix "$folder/hosts" --component Runtime >/dev/null
+rm -rf "$folder/add_subdirectory"
+"$folder/hosts/bin/stranger"
+if [ -e "$folder/hosts/include" ] || [ -n "$(find "$folder/hosts" -name '*.pc' -o -name libOrvexKit.so)" ]; then
+  echo "what is for developers came with the runtime" >&2
+  exit 1
+fi
+
+build fetch_content fetch_content -DORVEXKIT_SOURCE="$source_dir" -DCMAKE_UNITY_BUILD=ON \
+  -DBUILD_SHARED_LIBS=OFF
+cmake --install "$folder/fetch_content" --prefix "$folder/static" --component Development >/dev/null
+"$folder/fetch_content/stranger"
+
+build "find_package, static" find_package -DCMAKE_PREFIX_PATH="$folder/static"
+rm -rf "$folder/fetch_content"
+"$folder/find_package, static/stranger"
+
+echo "pkg-config, static"
+with_pkg_config "$folder/static" "$folder/stranger" -std=c++20
+"$folder/stranger"

@@ -1,0 +1,21 @@
+# shellcheck shell=bash
+# The strangers' projects beside this file. To be sourced, with the path of the sources in source_dir.
+
+here=$source_dir/tests/consumer
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+export TMPDIR=$folder HOME=$folder
+
+# Configures and builds one of the strangers' projects in a folder of its name.
+build() {  # NAME PROJECT [OPTION...]
+  echo "$1"
+  cmake -G Ninja -S "$here/$2" -B "$folder/$1" "${@:3}" >/dev/null
+  cmake --build "$folder/$1" >/dev/null
+}
+
+with_pkg_config() {  # PREFIX PROGRAM [FLAG...]
+  local flags pc_file
+  pc_file=$(find "$1" -name orvexkit.pc)
+  read -ra flags < <(PKG_CONFIG_PATH=${pc_file%/*} pkg-config --cflags --libs orvexkit)
+  g++ -Wall -Wextra -Werror "${@:3}" "$here/main.cpp" "${flags[@]}" -o "$2"
+}
