@@ -20,16 +20,15 @@ class OXCBORSequenceReader::Buffer {
         maximumItemSize_(std::clamp(maximumItemSize, std::size_t{1}, bytes_.max_size())) {}
 
   std::optional<OXCBORItem> next();
-  State state() const noexcept { return state_; }
-  int error() const noexcept { return error_; }
+
+  State state = State::reading;
+  int error = 0;
 
  private:
   void readMore();
   void makeRoom();
 
   int fd_;
-  State state_ = State::reading;
-  int error_ = 0;
   std::vector<std::byte> bytes_;
   std::size_t maximumItemSize_;
   std::size_t start_ = 0;
@@ -40,11 +39,11 @@ class OXCBORSequenceReader::Buffer {
 
 std::optional<OXCBORItem> OXCBORSequenceReader::Buffer::next() {
   using Progress = ox::cbor::Scanner::Progress;
-  if (state_ == State::wouldBlock) {
-    state_ = State::reading;
+  if (state == State::wouldBlock) {
+    state = State::reading;
   }
   start_ += std::exchange(given_, 0);
-  while (state_ == State::reading) {
+  while (state == State::reading) {
     const std::span<const std::byte> rest(bytes_.data() + start_, end_ - start_);
     switch (scanner_.scan(rest, maximumItemSize_)) {
       case Progress::complete:
@@ -55,10 +54,10 @@ std::optional<OXCBORItem> OXCBORSequenceReader::Buffer::next() {
         readMore();
         break;
       case Progress::malformed:
-        state_ = State::malformed;
+        state = State::malformed;
         break;
       case Progress::tooLarge:
-        state_ = State::tooLarge;
+        state = State::tooLarge;
         break;
     }
   }
@@ -68,16 +67,16 @@ std::optional<OXCBORItem> OXCBORSequenceReader::Buffer::next() {
 void OXCBORSequenceReader::Buffer::readMore() {
   makeRoom();
   std::size_t count = 0;
-  const int error =
+  const int failure =
       ox::readSome(fd_, std::as_writable_bytes(std::span(bytes_).subspan(end_)), count);
   end_ += count;
-  if (error == EAGAIN) {
-    state_ = State::wouldBlock;
-  } else if (error != 0) {
-    error_ = error;
-    state_ = State::unreadable;
+  if (failure == EAGAIN) {
+    state = State::wouldBlock;
+  } else if (failure != 0) {
+    error = failure;
+    state = State::unreadable;
   } else if (count == 0) {
-    state_ = start_ == end_ ? State::ended : State::truncated;
+    state = start_ == end_ ? State::ended : State::truncated;
   }
 }
 
@@ -108,9 +107,9 @@ std::optional<OXCBORItem> OXCBORSequenceReader::next() {
 }
 
 State OXCBORSequenceReader::state() const noexcept {
-  return buffer_->state();
+  return buffer_->state;
 }
 
 int OXCBORSequenceReader::error() const noexcept {
-  return buffer_->error();
+  return buffer_->error;
 }
