@@ -25,12 +25,6 @@ bool opensLevel(const Head& head) noexcept {
   return head.indefinite || (isContainer(head.kind) && head.number != 0);
 }
 
-// A string's text, when it is in one piece.
-std::string_view textOf(const Item& item) noexcept {
-  const Bytes text = item.bytes.subspan(item.head.size);
-  return {reinterpret_cast<const char*>(text.data()), text.size()};
-}
-
 // A string's chunks, one behind the other; a string in one piece is its only chunk.
 Bytes chunksOf(const Item& item) noexcept {
   return item.head.indefinite ? item.bytes.subspan(1, item.bytes.size() - 2) : item.bytes;
