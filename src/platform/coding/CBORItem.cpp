@@ -148,18 +148,14 @@ std::optional<std::string> as<std::string>(const Item& item) {
   if (!isString(item.head.kind)) {
     return std::nullopt;
   }
+  std::string string;
+  if (item.bytes.size() > string.max_size()) {
+    throw std::bad_alloc();
+  }
   if (!item.head.indefinite) {
     return std::string(textOf(item));
   }
-  std::uint64_t size = 0;
-  for (Bytes chunks = chunksOf(item); !chunks.empty();) {
-    size += textOf(takeItem(chunks)).size();
-  }
-  std::string string;
-  if (size > string.max_size()) {
-    throw std::bad_alloc();
-  }
-  string.reserve(static_cast<std::size_t>(size));
+  string.reserve(item.bytes.size());  // for one allocation, the chunks' heads included
   for (Bytes chunks = chunksOf(item); !chunks.empty();) {
     string += textOf(takeItem(chunks));
   }

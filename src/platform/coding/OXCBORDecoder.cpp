@@ -7,12 +7,9 @@
 namespace ox::cbor {
 namespace {
 
-// The same bit for all keys of one text. A key in chunks, whose text is not at hand, gets them all.
+// The same bit for all keys of one text.
 std::uint64_t bitOf(std::string_view key) noexcept {
   return std::uint64_t{1} << std::hash<std::string_view>()(key) % 64;
-}
-std::uint64_t bitsOf(const Item& key) noexcept {
-  return key.head.indefinite ? ~std::uint64_t{0} : bitOf(textOf(key));
 }
 
 }  // namespace
@@ -87,11 +84,14 @@ std::optional<OXValue> OXCBORDecoder::decodeObjectForKey(std::string_view key) {
   std::uint64_t passed = passed_;
   for (auto rest = goesOn ? next_ : bytes_; !rest.empty(); ox::cbor::takeItem(rest)) {
     const ox::cbor::Item found = ox::cbor::takeItem(rest);
-    passed |= ox::cbor::bitsOf(found);
+    // A key in chunks, whose text is not at hand, gets all bits.
+    passed |= found.head.indefinite ? ~std::uint64_t{0} : ox::cbor::bitOf(ox::cbor::textOf(found));
     if (ox::cbor::isText(found, key)) {
       OXValue object = give(rest);
-      next_ = goesOn ? rest : next_;
-      passed_ = goesOn ? passed : passed_;
+      if (goesOn) {
+        next_ = rest;
+        passed_ = passed;
+      }
       return object;
     }
   }

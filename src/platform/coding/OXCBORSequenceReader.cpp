@@ -4,14 +4,13 @@
 #include <cerrno>
 #include <cstring>
 #include <span>
-#include <utility>
 
 #include "platform/coding/CBORItem.h"
 #include "platform/files/FileDescriptor.h"
 
 using State = OXCBORSequenceReader::State;
 
-// What has been read and not yet been given out: `start_` is where the current item begins.
+// What has been read: `start_` is where the item begins that is still to be given out.
 class OXCBORSequenceReader::Buffer {
  public:
   Buffer(int fd, std::size_t maximumItemSize)
@@ -33,7 +32,6 @@ class OXCBORSequenceReader::Buffer {
   std::size_t maximumItemSize_;
   std::size_t start_ = 0;
   std::size_t end_ = 0;
-  std::size_t given_ = 0;  // size of the item that was given last
   ox::cbor::Scanner scanner_;
 };
 
@@ -42,14 +40,15 @@ std::optional<OXCBORItem> OXCBORSequenceReader::Buffer::next() {
   if (state == State::wouldBlock) {
     state = State::reading;
   }
-  start_ += std::exchange(given_, 0);
   while (state == State::reading) {
     const std::span<const std::byte> rest(bytes_.data() + start_, end_ - start_);
     switch (scanner_.scan(rest, maximumItemSize_)) {
-      case Progress::complete:
-        given_ = scanner_.scanned();
+      case Progress::complete: {
+        const OXCBORItem item(rest.first(scanner_.scanned()));
+        start_ += item.size();
         scanner_.reset();
-        return OXCBORItem(rest.first(given_));
+        return item;
+      }
       case Progress::within:
         readMore();
         break;
