@@ -18,7 +18,7 @@ std::uint64_t largestSize(const OXValueView& object) noexcept {
   return longestHead + (string != nullptr ? std::uint64_t{string->size()} : 1);
 }
 
-unsigned char* writeAny(unsigned char* to, const OXValueView& object) noexcept {
+unsigned char* writeAny(unsigned char* to, const OXValueView& object) {
   return std::visit([to](const auto& known) { return write(to, known); }, object);
 }
 
