@@ -93,7 +93,6 @@ class OX_EXPORT OXCBOREncoder final : public OXCoder {
   // Where the next objects go, of at most `size` bytes; and what was written there.
   OX_INTERNAL unsigned char* begin(bool isRecord, std::uint64_t size);
   OX_INTERNAL void end(const unsigned char* end, std::size_t objects) noexcept;
-  OX_INTERNAL void grow(std::uint64_t size);
 
   OXCBORMode mode_;
   bool hasRecord_ = false;  // a whole record of the library's, perhaps among other objects
@@ -163,16 +162,15 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
   friend class OXCBORFields;
 
   OX_INTERNAL bool open() noexcept;
-  OX_INTERNAL void check() const noexcept;
   OX_INTERNAL OXValue give(std::span<const std::byte>& rest);
 
-  // What the map holds, or what of the array or the run is still to be read.
-  std::span<const std::byte> bytes_;
+  std::span<const std::byte> bytes_;    // what the map or the array holds, or the run
+  std::span<const std::byte> next_;     // of these, what is read next
+  std::uint64_t passed_ = 0;            // keyed: a bit or more for each key before that
+  std::optional<std::uint64_t> count_;  // of items or entries to be checked, where a head says it
   OXCBORMode mode_;
   mutable bool isChecked_ = false;  // the bytes are known to be well-formed, or not to be
   mutable bool failed_ = false;
-  std::optional<std::uint64_t> count_;  // of items or entries, where a head says it
-  std::uint64_t taken_ = 0;             // items that were read before the rest was checked
 };
 
 /// Returns the record that the decoder's bytes hold, or null if they hold none. Safe for any bytes:

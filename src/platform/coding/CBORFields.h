@@ -1,12 +1,11 @@
-// A record's fields in CBOR, without an object and a call for each of them.
+// A record's fields in a coder, which for the library's own coders takes neither an object nor a
+// call for each of them.
 //
 // A record states its fields once, as a function that takes a coder of fields and calls it for each
 // of them, in the order of writing (see `ArchivedFileCoding.cpp`):
 //
 //   coder.field(key, textOrDate)
 //   coder.field(key, number, &OXNumber::boolValue)   or another getter
-//
-// `Writer` and `Reader` are such coders.
 
 #pragma once
 
@@ -16,8 +15,9 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
-#include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <variant>
 
 #include "OrvexKit/platform/OXCBORCoder.h"
@@ -50,126 +50,169 @@ class FieldKey {
   std::array<char, size> coded_{};
 };
 
+// Writes fields by `put(key, object)`. Without keys, the null marker stands for no object.
+template <typename Put>
+class FieldWriter {
+ public:
+  FieldWriter(bool keyed, Put put) : keyed_(keyed), put_(std::move(put)) {}
+
+  template <typename Object>
+  void field(const auto& key, const std::optional<Object>& object) {
+    if (object) {
+      put_(key, *object);
+    } else if (!keyed_) {
+      put_(key, OXNull());
+    }
+  }
+  void field(const auto& key, std::unsigned_integral auto number, auto /*getter*/) {
+    put_(key, number);
+  }
+
+ private:
+  const bool keyed_;
+  Put put_;
+};
+
+// Reads fields from a coder of any kind, as objects.
+class ObjectReader {
+ public:
+  explicit ObjectReader(OXCoder& coder) : coder_(coder), keyed_(coder.allowsKeyedCoding()) {}
+
+  template <typename Object>
+  void field(const auto& key, std::optional<Object>& object) {
+    std::optional<OXValue> value =
+        keyed_ ? coder_.decodeObjectForKey(key.text()) : coder_.decodeObject();
+    if (!value || (!keyed_ && std::holds_alternative<OXNull>(*value))) {
+      return;
+    }
+    if (Object* const taken = std::get_if<Object>(&*value)) {
+      object = std::move(*taken);
+    } else {
+      fits_ = false;
+    }
+  }
+  template <typename Number>
+  void field(const auto& key, Number& number, auto getter) {
+    std::optional<OXNumber> object;
+    field(key, object);
+    number = object ? static_cast<Number>(((*object).*getter)()) : number;
+  }
+
+  // Whether every object so far was of the kind that its field takes.
+  bool fits() const { return fits_; }
+
+ private:
+  OXCoder& coder_;
+  const bool keyed_;
+  bool fits_ = true;
+};
+
 }  // namespace ox
 
 // What the coders allow the library's own records.
 class OXCBORFields {
  public:
-  // The coder as one of the library's own, or null.
-  static OXCBOREncoder* encoder(OXCoder& coder) noexcept {
-    return coder.own_ == OXCoder::Own::encoder ? static_cast<OXCBOREncoder*>(&coder) : nullptr;
-  }
-  static OXCBORDecoder* decoder(OXCoder& coder) noexcept {
-    return coder.own_ == OXCoder::Own::decoder ? static_cast<OXCBORDecoder*>(&coder) : nullptr;
-  }
-
   // Writes the fields that `describe` states, of which the strings have `textSize` bytes, as one
-  // record: all of them or, without memory, none.
+  // record: to a coder of the library's own all of them or, without memory, none.
   template <typename Describe>
-  static void write(OXCBOREncoder& encoder, std::size_t textSize, Describe describe) {
-    if (encoder.mode_ == OXCBORMode::keyed) {
-      writeTo<true>(encoder, textSize, describe);
+  static void write(OXCoder& coder, std::size_t textSize, Describe describe) {
+    if (coder.own_ == OXCoder::Own::encoder) {
+      auto& encoder = static_cast<OXCBOREncoder&>(coder);
+      encoder.mode_ == OXCBORMode::keyed ? writeBytes<true>(encoder, textSize, describe)
+                                         : writeBytes<false>(encoder, textSize, describe);
     } else {
-      writeTo<false>(encoder, textSize, describe);
+      writeObjects(coder, describe);
     }
   }
 
-  // Reads the fields that `describe` states, each where it occurs first, in one pass. False when an
-  // object does not fit, or is missing from a sequential record, whose objects are all passed over.
+  // Reads the fields that `describe` states. False when an object does not fit or, in sequential
+  // mode, is missing.
   template <typename Describe>
-  static bool read(OXCBORDecoder& decoder, Describe describe) {
-    return decoder.mode_ == OXCBORMode::keyed ? readFrom<true>(decoder, describe)
-                                              : readFrom<false>(decoder, describe);
+  static bool read(OXCoder& coder, Describe describe) {
+    if (coder.own_ == OXCoder::Own::decoder) {
+      auto& decoder = static_cast<OXCBORDecoder&>(coder);
+      return decoder.mode_ == OXCBORMode::keyed ? readBytes<true>(decoder, describe)
+                                                : readBytes<false>(decoder, describe);
+    }
+    ox::ObjectReader reader(coder);
+    describe(reader);
+    return reader.fits();
   }
 
  private:
-  template <bool keyed>
-  class Writer;
   template <bool keyed>
   class Reader;
 
-  template <bool keyed, typename Describe>
-  static void writeTo(OXCBOREncoder& encoder, std::size_t textSize, Describe describe) {
-    constexpr std::size_t fields = 16;
-    constexpr std::size_t fieldSize = 24 + 1 + ox::cbor::longestHead;  // a key, a tag, a number
-    Writer<keyed> writer(encoder.begin(true, textSize + fields * fieldSize));
+  template <typename Describe>
+  static void writeObjects(OXCoder& coder, Describe describe) {
+    const bool keyed = coder.allowsKeyedCoding();
+    ox::FieldWriter writer(keyed, [&]<typename Object>(const auto& key, const Object& object) {
+      constexpr bool isNumber = std::unsigned_integral<Object>;
+      const OXValueView view = std::conditional_t<isNumber, OXNumber, const Object&>(object);
+      if (keyed) {
+        coder.encodeObjectForKey(view, key.text());
+      } else {
+        coder.encodeObject(view);
+      }
+    });
     describe(writer);
-    encoder.end(writer.next_, writer.count_);
   }
 
   template <bool keyed, typename Describe>
-  static bool readFrom(OXCBORDecoder& decoder, Describe describe) {
+  static void writeBytes(OXCBOREncoder& encoder, std::size_t textSize, Describe describe) {
+    constexpr std::size_t fields = 16;
+    constexpr std::size_t fieldSize = 24 + 1 + ox::cbor::longestHead;  // a key, a tag, a number
+    unsigned char* next = encoder.begin(true, textSize + fields * fieldSize);
+    std::size_t count = 0;
+    ox::FieldWriter writer(keyed, [&](const auto& key, const auto& object) {
+      next = ox::cbor::write(keyed ? key.write(next) : next, object);
+      ++count;
+    });
+    describe(writer);
+    encoder.end(next, count);
+  }
+
+  // Each field is read where it occurs first, in one pass; all objects of a sequential record are
+  // passed over, also when one does not fit.
+  template <bool keyed, typename Describe>
+  static bool readBytes(OXCBORDecoder& decoder, Describe describe) {
     if (keyed ? decoder.hasFailed() : decoder.failed_) {
       return false;
     }
-    Reader<keyed> reader(decoder.bytes_);
+    Reader<keyed> reader(keyed ? decoder.bytes_ : decoder.next_);
     reader.read(describe);
     if constexpr (!keyed) {
-      decoder.bytes_ = reader.rest_;
-      decoder.taken_ += reader.taken_;
-      decoder.check();
+      decoder.next_ = reader.rest_;
+      decoder.count_ = decoder.count_ ? *decoder.count_ - reader.taken_ : decoder.count_;
     }
-    decoder.failed_ = decoder.failed_ || reader.failed_;
+    decoder.failed_ = reader.failed_ || decoder.hasFailed();
     return !decoder.failed_ && reader.fits_;
   }
-};
-
-// Writes fields to where there is room for them.
-template <bool keyed>
-class OXCBORFields::Writer {
- public:
-  explicit Writer(unsigned char* next) noexcept : next_(next) {}
-
-  template <typename Object>
-  void field(const auto& key, const std::optional<Object>& object) {
-    if (object) {
-      put(key, *object);
-    } else if (!keyed) {
-      put(key, OXNull());
-    }
-  }
-  void field(const auto& key, std::unsigned_integral auto number, auto /*getter*/) {
-    put(key, number);
-  }
-
- private:
-  friend class OXCBORFields;
-
-  void put(const auto& key, const auto& object) noexcept {
-    next_ = ox::cbor::write(keyed ? key.write(next_) : next_, object);
-    ++count_;
-  }
-
-  unsigned char* next_;
-  std::size_t count_ = 0;
 };
 
 // Reads fields from a map's entries, or from a run of items.
 //
 // Keyed, the description is gone through again and again, each time from the entry that comes next:
 // each field takes the entry if it has the field's key. Entries in the order of writing are all
-// taken the first time. When nobody took the next entry, it is offered once more by its key as an
-// item, which may be in other bytes than keys mostly are, and then passed over.
+// taken the first time. The entry that nobody took is offered once more by its key as an item,
+// which may be in other bytes than keys mostly are, and then passed over.
 template <bool keyed>
 class OXCBORFields::Reader {
  public:
   explicit Reader(ox::cbor::Bytes rest) noexcept : rest_(rest) {}
 
   template <typename Describe>
-  void read(Describe describe) {
-    if constexpr (!keyed) {
-      return describe(*this);
-    }
-    while (!rest_.empty()) {
-      const std::size_t before = rest_.size();
+  [[gnu::always_inline]] void read(Describe describe) {
+    for (;;) {
       field_ = 0;
       describe(*this);
       if (key_) {
         ox::cbor::takeItem(rest_);
-        key_.reset();
-      } else if (rest_.size() == before) {
-        key_ = ox::cbor::takeItem(rest_);
       }
+      if (!keyed || rest_.empty()) {
+        return;
+      }
+      key_ = ox::cbor::takeItem(rest_);
     }
   }
 
@@ -214,31 +257,20 @@ class OXCBORFields::Reader {
   // Whether there is a value for the field, which is in `item` then. Keyed, the first entry under
   // the key counts; sequentially, the null marker stands for no value.
   [[gnu::always_inline]] bool take(const auto& key, ox::cbor::Item& item) {
-    if constexpr (keyed) {
-      const std::uint32_t bit = std::uint32_t{1} << field_;
-      ++field_;
-      if (!isAt(key)) {
-        return false;
-      }
-      item = ox::cbor::takeItem(rest_);
-      const bool isFirst = (taken_ & bit) == 0;
-      taken_ |= bit;
-      return isFirst;
-    } else {
+    if constexpr (!keyed) {
       item = ox::cbor::takeItem(rest_);
       ++taken_;
       return !ox::cbor::isNull(item.head);
     }
-  }
-
-  // Whether the value under `key` comes next; the key itself is passed over then.
-  [[gnu::always_inline]] bool isAt(const auto& key) {
+    const std::uint32_t bit = std::uint32_t{1} << field_;
+    ++field_;
     if (key_ ? !ox::cbor::isText(*key_, key.text()) : !key.isAt(rest_)) {
       return false;
     }
     rest_ = rest_.subspan(key_ ? 0 : key.text().size() + 1);
     key_.reset();
-    return true;
+    item = ox::cbor::takeItem(rest_);
+    return (std::exchange(taken_, taken_ | bit) & bit) == 0;
   }
 
   ox::cbor::Bytes rest_;

@@ -25,12 +25,6 @@ bool opensLevel(const Head& head) noexcept {
   return head.indefinite || (isContainer(head.kind) && head.number != 0);
 }
 
-// A string's text, when it is in one piece.
-std::string_view textOf(const Item& item) noexcept {
-  const Bytes text = item.bytes.subspan(item.head.size);
-  return {reinterpret_cast<const char*>(text.data()), text.size()};
-}
-
 // A string's chunks, one behind the other; a string in one piece is its only chunk.
 Bytes chunksOf(const Item& item) noexcept {
   return item.head.indefinite ? item.bytes.subspan(1, item.bytes.size() - 2) : item.bytes;
@@ -154,18 +148,14 @@ std::optional<std::string> as<std::string>(const Item& item) {
   if (!isString(item.head.kind)) {
     return std::nullopt;
   }
+  std::string string;
+  if (item.bytes.size() > string.max_size()) {
+    throw std::bad_alloc();
+  }
   if (!item.head.indefinite) {
     return std::string(textOf(item));
   }
-  std::uint64_t size = 0;
-  for (Bytes chunks = chunksOf(item); !chunks.empty();) {
-    size += textOf(takeItem(chunks)).size();
-  }
-  std::string string;
-  if (size > string.max_size()) {
-    throw std::bad_alloc();
-  }
-  string.reserve(static_cast<std::size_t>(size));
+  string.reserve(item.bytes.size());  // for one allocation, the chunks' heads included
   for (Bytes chunks = chunksOf(item); !chunks.empty();) {
     string += textOf(takeItem(chunks));
   }

@@ -84,6 +84,12 @@ struct Item {
   return item;
 }
 
+// A string's text, when it is in one piece.
+inline std::string_view textOf(const Item& item) noexcept {
+  const Bytes text = item.bytes.subspan(item.head.size);
+  return {reinterpret_cast<const char*>(text.data()), text.size()};
+}
+
 // The item as an object of one kind, if it is one. Only `std::bad_alloc` is thrown.
 template <typename Object>
 std::optional<Object> as(const Item& item);

@@ -1,8 +1,22 @@
 #include "OrvexKit/platform/OXCBORCoder.h"
+
+#include <functional>
+
 #include "platform/coding/CBORItem.h"
 
+namespace ox::cbor {
+namespace {
+
+// The same bit for all keys of one text.
+std::uint64_t bitOf(std::string_view key) noexcept {
+  return std::uint64_t{1} << std::hash<std::string_view>()(key) % 64;
+}
+
+}  // namespace
+}  // namespace ox::cbor
+
 OXCBORDecoder::OXCBORDecoder(std::span<const std::byte> bytes, OXCBORMode mode) noexcept
-    : bytes_(bytes), mode_(mode) {
+    : bytes_(bytes), next_(bytes), mode_(mode) {
   own_ = Own::decoder;
   failed_ = !open();
 }
@@ -18,47 +32,35 @@ bool OXCBORDecoder::allowsKeyedCoding() const {
 
 // Leaves the contents of the map or the array in `bytes_`; a run stays as it is.
 bool OXCBORDecoder::open() noexcept {
+  constexpr std::byte breakCode{0xFF};
   const bool keyed = mode_ == OXCBORMode::keyed;
   const auto head = bytes_.empty() ? ox::cbor::Head{} : ox::cbor::readHead(bytes_);
   if (head.kind != (keyed ? ox::cbor::Kind::map : ox::cbor::Kind::array)) {
     return !keyed;
   }
-  if (head.size > bytes_.size()) {
+  if (head.size > bytes_.size() || (head.indefinite && bytes_.back() != breakCode)) {
     return false;
   }
-  bytes_ = bytes_.subspan(head.size);
+  next_ = bytes_ = bytes_.subspan(head.size, bytes_.size() - head.size - (head.indefinite ? 1 : 0));
   if (!head.indefinite) {
     count_ = head.number;
-    return true;
   }
-  constexpr std::byte breakCode{0xFF};
-  if (bytes_.empty() || bytes_.back() != breakCode) {
-    return false;
-  }
-  bytes_ = bytes_.first(bytes_.size() - 1);
   return true;
 }
 
 // Looks through what was not read yet, once: items from the first byte to the last, as many as the
 // head says. A record's own reading of a run does a part of it on the way.
-void OXCBORDecoder::check() const noexcept {
+bool OXCBORDecoder::hasFailed() const noexcept {
   if (isChecked_ || failed_) {
-    return;
+    return failed_;
   }
   isChecked_ = true;
-  std::uint64_t items = taken_;
-  for (std::span<const std::byte> rest = bytes_; !rest.empty(); ++items) {
-    if (ox::cbor::takeItem(rest).head.kind == ox::cbor::Kind::malformed) {
-      failed_ = true;
-      return;
-    }
+  std::uint64_t items = 0;
+  for (std::span<const std::byte> rest = next_; !failed_ && !rest.empty(); ++items) {
+    failed_ = ox::cbor::takeItem(rest).head.kind == ox::cbor::Kind::malformed;
   }
   const std::uint64_t each = mode_ == OXCBORMode::keyed ? 2 : 1;
-  failed_ = items % each != 0 || (count_ && *count_ != items / each);
-}
-
-bool OXCBORDecoder::hasFailed() const noexcept {
-  check();
+  failed_ = failed_ || items % each != 0 || (count_ && *count_ != items / each);
   return failed_;
 }
 
@@ -69,6 +71,8 @@ OXValue OXCBORDecoder::give(std::span<const std::byte>& rest) {
   return object;
 }
 
+// Keys are mostly asked for in the order of writing, so a look-up goes on where the last one ended.
+// The first entry under a key counts: one that may have been passed is looked for from the start.
 std::optional<OXValue> OXCBORDecoder::decodeObjectForKey(std::string_view key) {
   if (mode_ != OXCBORMode::keyed) {
     return std::nullopt;
@@ -76,9 +80,19 @@ std::optional<OXValue> OXCBORDecoder::decodeObjectForKey(std::string_view key) {
   if (hasFailed()) {
     return OXMisfit();
   }
-  for (std::span<const std::byte> rest = bytes_; !rest.empty(); ox::cbor::takeItem(rest)) {
-    if (ox::cbor::isText(ox::cbor::takeItem(rest), key)) {
-      return give(rest);
+  const bool goesOn = (passed_ & ox::cbor::bitOf(key)) == 0;
+  std::uint64_t passed = passed_;
+  for (auto rest = goesOn ? next_ : bytes_; !rest.empty(); ox::cbor::takeItem(rest)) {
+    const ox::cbor::Item found = ox::cbor::takeItem(rest);
+    // A key in chunks, whose text is not at hand, gets all bits.
+    passed |= found.head.indefinite ? ~std::uint64_t{0} : ox::cbor::bitOf(ox::cbor::textOf(found));
+    if (ox::cbor::isText(found, key)) {
+      OXValue object = give(rest);
+      if (goesOn) {
+        next_ = rest;
+        passed_ = passed;
+      }
+      return object;
     }
   }
   return std::nullopt;
@@ -92,11 +106,11 @@ std::optional<OXValue> OXCBORDecoder::decodeObject() {
     failed_ = true;
     return OXMisfit();
   }
-  return give(bytes_);
+  return give(next_);
 }
 
 bool OXCBORDecoder::isAtEnd() const noexcept {
-  return hasFailed() || mode_ != OXCBORMode::sequential || bytes_.empty();
+  return hasFailed() || mode_ != OXCBORMode::sequential || next_.empty();
 }
 
 void OXCBORDecoder::encodeObjectForKey(const OXValueView& /*object*/, std::string_view /*key*/) {}

@@ -18,7 +18,7 @@ std::uint64_t largestSize(const OXValueView& object) noexcept {
   return longestHead + (string != nullptr ? std::uint64_t{string->size()} : 1);
 }
 
-unsigned char* writeAny(unsigned char* to, const OXValueView& object) noexcept {
+unsigned char* writeAny(unsigned char* to, const OXValueView& object) {
   return std::visit([to](const auto& known) { return write(to, known); }, object);
 }
 
@@ -34,24 +34,19 @@ bool OXCBOREncoder::allowsKeyedCoding() const {
   return mode_ == OXCBORMode::keyed;
 }
 
-// The buffer's whole size is room, so that writing into it neither checks nor clears anything.
-void OXCBOREncoder::grow(std::uint64_t size) {
-  const std::size_t most = buffer_.max_size();
-  if (size > most - end_) {
-    throw std::bad_alloc();
-  }
-  const std::size_t doubled = buffer_.size() > most / 2 ? most : buffer_.size() * 2;
-  buffer_.resize(std::max(doubled, end_ + static_cast<std::size_t>(size)));
-}
-
 // Starts anew behind a record that was taken, and before one that does not fit into the same map.
+// The buffer's whole size is room, so that writing into it neither checks nor clears anything.
 unsigned char* OXCBOREncoder::begin(bool isRecord, std::uint64_t size) {
   if (taken_ || (isRecord && hasRecord_ && mode_ == OXCBORMode::keyed)) {
     reset();
   }
   hasRecord_ = hasRecord_ || isRecord;
   if (size > buffer_.size() - end_) {
-    grow(size);
+    if (size > buffer_.max_size() - end_) {
+      throw std::bad_alloc();
+    }
+    buffer_.resize(end_ + static_cast<std::size_t>(size));
+    buffer_.resize(buffer_.capacity());
   }
   return buffer_.data() + end_;
 }

@@ -4,14 +4,13 @@
 #include <cerrno>
 #include <cstring>
 #include <span>
-#include <utility>
 
 #include "platform/coding/CBORItem.h"
 #include "platform/files/FileDescriptor.h"
 
 using State = OXCBORSequenceReader::State;
 
-// What has been read and not yet been given out: `start_` is where the current item begins.
+// What has been read: `start_` is where the item begins that is still to be given out.
 class OXCBORSequenceReader::Buffer {
  public:
   Buffer(int fd, std::size_t maximumItemSize)
@@ -20,45 +19,44 @@ class OXCBORSequenceReader::Buffer {
         maximumItemSize_(std::clamp(maximumItemSize, std::size_t{1}, bytes_.max_size())) {}
 
   std::optional<OXCBORItem> next();
-  State state() const noexcept { return state_; }
-  int error() const noexcept { return error_; }
+
+  State state = State::reading;
+  int error = 0;
 
  private:
   void readMore();
   void makeRoom();
 
   int fd_;
-  State state_ = State::reading;
-  int error_ = 0;
   std::vector<std::byte> bytes_;
   std::size_t maximumItemSize_;
   std::size_t start_ = 0;
   std::size_t end_ = 0;
-  std::size_t given_ = 0;  // size of the item that was given last
   ox::cbor::Scanner scanner_;
 };
 
 std::optional<OXCBORItem> OXCBORSequenceReader::Buffer::next() {
   using Progress = ox::cbor::Scanner::Progress;
-  if (state_ == State::wouldBlock) {
-    state_ = State::reading;
+  if (state == State::wouldBlock) {
+    state = State::reading;
   }
-  start_ += std::exchange(given_, 0);
-  while (state_ == State::reading) {
+  while (state == State::reading) {
     const std::span<const std::byte> rest(bytes_.data() + start_, end_ - start_);
     switch (scanner_.scan(rest, maximumItemSize_)) {
-      case Progress::complete:
-        given_ = scanner_.scanned();
+      case Progress::complete: {
+        const OXCBORItem item(rest.first(scanner_.scanned()));
+        start_ += item.size();
         scanner_.reset();
-        return OXCBORItem(rest.first(given_));
+        return item;
+      }
       case Progress::within:
         readMore();
         break;
       case Progress::malformed:
-        state_ = State::malformed;
+        state = State::malformed;
         break;
       case Progress::tooLarge:
-        state_ = State::tooLarge;
+        state = State::tooLarge;
         break;
     }
   }
@@ -68,16 +66,16 @@ std::optional<OXCBORItem> OXCBORSequenceReader::Buffer::next() {
 void OXCBORSequenceReader::Buffer::readMore() {
   makeRoom();
   std::size_t count = 0;
-  const int error =
+  const int failure =
       ox::readSome(fd_, std::as_writable_bytes(std::span(bytes_).subspan(end_)), count);
   end_ += count;
-  if (error == EAGAIN) {
-    state_ = State::wouldBlock;
-  } else if (error != 0) {
-    error_ = error;
-    state_ = State::unreadable;
+  if (failure == EAGAIN) {
+    state = State::wouldBlock;
+  } else if (failure != 0) {
+    error = failure;
+    state = State::unreadable;
   } else if (count == 0) {
-    state_ = start_ == end_ ? State::ended : State::truncated;
+    state = start_ == end_ ? State::ended : State::truncated;
   }
 }
 
@@ -108,9 +106,9 @@ std::optional<OXCBORItem> OXCBORSequenceReader::next() {
 }
 
 State OXCBORSequenceReader::state() const noexcept {
-  return buffer_->state();
+  return buffer_->state;
 }
 
 int OXCBORSequenceReader::error() const noexcept {
-  return buffer_->error();
+  return buffer_->error;
 }

@@ -617,6 +617,29 @@ TEST(CBORDecoder, FindsTheFirstEntryWhateverStandsBeforeIt) {
   }
 }
 
+// A look-up goes on behind the last value found, and still gives the first of two.
+TEST(CBORDecoder, FindsTheFirstEntryAgainAfterLaterOnes) {
+  const std::string firstKeys[] = {"6161", "4161", "7f6161ff", "5f416140ff"};
+  for (const std::string& key : firstKeys) {
+    SCOPED_TRACE(key);
+    const Bytes bytes = fromHex("a6" + key + "01 6162 02 6161 03 6163 04 6162 05 6164 06");
+    for (const std::string_view order :
+         {"aabbccdd", "abcda", "abab", "ba", "bca", "cab", "dcba", "dadbdc", "axbxaxc", "xdxa"}) {
+      SCOPED_TRACE(order);
+      OXCBORDecoder decoder(bytes, OXCBORMode::keyed);
+      for (const char asked : order) {
+        const std::string value = asked == 'a'   ? "unsigned 1"
+                                  : asked == 'b' ? "unsigned 2"
+                                  : asked == 'c' ? "unsigned 4"
+                                  : asked == 'd' ? "unsigned 6"
+                                                 : "none";
+        EXPECT_EQ(valueText(decoder.decodeObjectForKey(std::string_view(&asked, 1))), value);
+      }
+      EXPECT_FALSE(decoder.hasFailed());
+    }
+  }
+}
+
 TEST(CBORDecoder, BoundsTheDepthAndTakesNoMemoryForIt) {
   const std::string openings[] = {"81", "9f", "a100", "bf00"};
   for (const std::string& opening : openings) {
