@@ -24,11 +24,6 @@ install(
 configure_package_config_file(
   "${PROJECT_SOURCE_DIR}/cmake/OrvexKitConfig.cmake.in" "${PROJECT_BINARY_DIR}/OrvexKitConfig.cmake"
   INSTALL_DESTINATION "${ORVEXKIT_CMAKE_DIR}")
-# Before 1.0 a minor version may change the interface.
-set(ORVEXKIT_COMPATIBILITY SameMajorVersion)
-if(PROJECT_VERSION_MAJOR EQUAL 0)
-  set(ORVEXKIT_COMPATIBILITY SameMinorVersion)
-endif()
 write_basic_package_version_file(
   "${PROJECT_BINARY_DIR}/OrvexKitConfigVersion.cmake" COMPATIBILITY ${ORVEXKIT_COMPATIBILITY})
 install(FILES "${PROJECT_BINARY_DIR}/OrvexKitConfig.cmake"

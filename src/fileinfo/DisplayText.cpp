@@ -9,8 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/desktop/DateText.h"
-#include "platform/desktop/Gio.h"
+#include "platform/desktop/Desktop.h"
 #include "platform/files/Path.h"
 #include "platform/objects/BadAlloc.h"
 
@@ -54,6 +53,5 @@ OXString OXFileUtilAdditions::fileDescription(OXStringView path) {
   if (!path) {
     return std::nullopt;
   }
-  return ox::orBadAlloc(
-      [&] { return OXString(ox::gio::kindOfExtension(ox::path::extension(*path))); });
+  return ox::orBadAlloc([&] { return OXString(ox::kindOfExtension(ox::path::extension(*path))); });
 }

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/desktop/Log.h"
+#include "platform/desktop/Desktop.h"
 #include "platform/files/Files.h"
 #include "platform/files/Path.h"
 #include "platform/objects/BadAlloc.h"

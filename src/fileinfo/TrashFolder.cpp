@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <string_view>
 
-#include "platform/desktop/Gio.h"
+#include "platform/desktop/Desktop.h"
 #include "platform/files/Files.h"
 #include "platform/files/Path.h"
 #include "platform/files/PathBuffer.h"
@@ -159,7 +159,7 @@ int TrashFolder::openHome(const ItemPlace& place, Folder& opened) {
 }
 
 int TrashFolder::openAtTop(Trash which, const ItemPlace& place, Folder& opened) {
-  if (!gio::isUserMount(place.topPath.c_str())) {
+  if (!isUserMount(place.topPath.c_str())) {
     return EXDEV;
   }
   if (which == Trash::own) {

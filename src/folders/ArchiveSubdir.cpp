@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "folders/FreeName.h"
-#include "platform/desktop/FilePackage.h"
+#include "platform/desktop/Desktop.h"
 #include "platform/files/Files.h"
 #include "platform/files/Folder.h"
 #include "platform/files/Path.h"

@@ -3,7 +3,7 @@
 #include <new>
 #include <string>
 
-#include "platform/desktop/Log.h"
+#include "platform/desktop/Desktop.h"
 #include "platform/files/Files.h"
 #include "platform/files/Path.h"
 

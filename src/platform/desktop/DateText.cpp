@@ -1,4 +1,4 @@
-#include "platform/desktop/DateText.h"
+#include "platform/desktop/Desktop.h"
 
 #include <glib.h>
 #include <langinfo.h>

@@ -1,4 +1,4 @@
-#include "platform/desktop/FilePackage.h"
+#include "platform/desktop/Desktop.h"
 
 #include <algorithm>
 #include <array>

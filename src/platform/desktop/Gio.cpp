@@ -1,4 +1,4 @@
-#include "platform/desktop/Gio.h"
+#include "platform/desktop/Desktop.h"
 
 #include <gio/gio.h>
 #include <gio/gunixmounts.h>
@@ -7,7 +7,7 @@
 
 #include "platform/files/DynamicLibrary.h"
 
-namespace ox::gio {
+namespace ox {
 namespace {
 
 struct Gio : DynamicLibrary {
@@ -63,4 +63,4 @@ bool isUserMount(const char* mountPoint) {
   return !isInternal;
 }
 
-}  // namespace ox::gio
+}  // namespace ox

@@ -1,4 +1,4 @@
-#include "platform/desktop/Log.h"
+#include "platform/desktop/Desktop.h"
 
 #include <glib.h>
 

@@ -5,15 +5,6 @@
 #include <cerrno>
 
 namespace ox {
-namespace {
-
-// Waits until `fd` takes bytes again. An end that is gone counts as taking them: the write tells.
-int waitUntilWritable(int fd) noexcept {
-  pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
-  return errorOf(sys.poll(&waiting, 1, -1));
-}
-
-}  // namespace
 
 int readSome(int fd, std::span<std::byte> bytes, std::size_t& count) noexcept {
   const ssize_t result = sys.read(fd, bytes.data(), bytes.size());
@@ -27,9 +18,12 @@ int writeAll(int fd, std::span<const std::byte> bytes) noexcept {
     const ssize_t count = sys.write(fd, bytes.data(), bytes.size());
     if (count > 0) {
       bytes = bytes.subspan(static_cast<std::size_t>(count));
-    } else {
+    } else if (count == 0 || errno != EAGAIN) {
       error = count == 0 ? EIO : errno;
-      error = error == EAGAIN ? waitUntilWritable(fd) : error;
+    } else {
+      // A reader that is gone counts as ready too: the next write reports it.
+      pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
+      error = errorOf(sys.poll(&waiting, 1, -1));
     }
   }
   return error;
