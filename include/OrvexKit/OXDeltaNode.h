@@ -59,8 +59,8 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   /// for duplicates, name clashes or cycles.
   ///
   /// Adding to a list that `traversePathsUsingBlock` is walking, in the callback or in another
-  /// thread, is a fatal error: one line on standard error, then the process is aborted. It is
-  /// walking the lists that hold the reported node and its ancestors, but not that node's own list.
+  /// thread, is a fatal error: one line on standard error, then the process is aborted. The
+  /// lists being walked are those that hold the reported node and its ancestors, not its own list.
   void addChild(std::shared_ptr<OXDeltaNode> node);
 
   /// Returns the first added child whose name is `name`, byte for byte, or null. Null for a null

@@ -80,7 +80,7 @@ OX_EXPORT OXString canonicalPath(OXStringView path);
 /// "name.ext.002" and so on. The number is as wide as in `path`. Case-sensitive.
 ///
 /// Returns `path` itself if it names no volume or the first, or if nothing exists at the first
-/// volume's path (a dangling symbolic link counts as nothing). Asks the disk once if they differ.
+/// volume's path (a dangling symbolic link counts as nothing). Asks the disk at most once.
 ///
 ///     With the first volume on disk:
 ///     "/v/movie.part03.rar"    => "/v/movie.part01.rar"

@@ -45,7 +45,7 @@ class OX_EXPORT OXCBORSequenceReader {
   enum class State : std::uint8_t {
     reading,     ///< No error so far, and the stream has not ended.
     wouldBlock,  ///< A descriptor with O_NONBLOCK has no more bytes for now: try again later.
-    ended,       ///< The stream ended between two items, or was empty. The worker may have died.
+    ended,       ///< Ended after a whole item, or empty. Check the worker's exit status too.
     truncated,   ///< The stream ended within an item.
     malformed,   ///< What follows is not CBOR, or nested more than 64 levels deep.
     tooLarge,    ///< The next item is larger than the maximum size.
