@@ -41,7 +41,7 @@ class OX_EXPORT OXArchivedFile : public OXObject {
   ///     ""       => std::out_of_range
   void setPath(OXStringView path);
 
-  /// Sets the path from a temporary string, which is moved instead of copied.
+  /// Sets the path as the overload above does, from a temporary string that is moved, not copied.
   template <typename String>
   requires std::same_as<String, std::string> || std::same_as<String, OXString>
   void setPath(String&& path) { adoptPath(std::forward<String>(path)); }
@@ -68,7 +68,7 @@ class OX_EXPORT OXArchivedFile : public OXObject {
   /// Sets the checksum.
   void setChecksum(std::uint32_t checksum) noexcept { checksum_.set(checksum); }
 
-  /// The item's modification time, or null. A not-a-number counts as a date, but may lose bits.
+  /// The item's modification time, or null. Not-a-number counts as a date; its payload may change.
   std::optional<OXDate> modificationTime() const noexcept {
     const std::uint64_t bits = modificationTime_.get();
     return bits == noDate ? std::nullopt
@@ -112,11 +112,11 @@ class OX_EXPORT OXArchivedFile : public OXObject {
   /// Reads a record, as `encodeWithCoder` writes it. Asks for the coder's mode once, then for all
   /// eight objects, so that a sequential coder ends at the next record. A missing object, or a
   /// sequential coder's null marker, sets null, 0 or false. A number field takes any kind of
-  /// number, converted as `OXNumber` does; `fileId` is read as a signed word, which keeps its bits.
+  /// number, converted as `OXNumber` does; `fileId` takes the bits of `signedWordValue()`.
   ///
   /// Returns null if an object has a kind that its field does not take, such as the null marker
   /// under a key. Otherwise throws `std::out_of_range` for an empty path, which a record writes
-  /// only if its path was "/". Else throws only `std::bad_alloc` and what the coder throws.
+  /// only if its path was set to "/". Else throws only `std::bad_alloc` and what the coder throws.
   ///
   ///     keyed, {"path": "docs/", "isFolder": true} => path "docs", a folder, all else zero or null
   ///     keyed, {}                                  => a fresh record
@@ -129,9 +129,9 @@ class OX_EXPORT OXArchivedFile : public OXObject {
   /// Returns false where that returns null; then, and after an exception, the record is unchanged.
   virtual bool decodeWithCoder(OXCoder& coder);
 
-  /// Returns what a coder to another process sends in place of this record: the record itself, by
-  /// value, as a pointer that owns nothing. Returns null if the coder asks for by-reference: the
-  /// library has no remote objects, so that is up to the sender.
+  /// Returns what a coder to another process sends in place of this record: a non-owning pointer to
+  /// the record itself, to be sent by value. Returns null if `coder.isByref()`: the library has no
+  /// remote objects, so the sender must decide.
   virtual const OXArchivedFile* replacementObjectForPortCoder(OXPortCoder& coder) const;
 
  private:

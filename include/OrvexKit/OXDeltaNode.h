@@ -20,11 +20,11 @@
 /// Paths are joined with exactly one "/". Joined with an empty path, a path stays as it is.
 ///
 /// A node owns its children and has no link to its parent. Releasing a tree of any depth needs
-/// little stack; nodes below a released one may live until the outermost release returns. A node
-/// below itself is never released, because it owns itself.
+/// little stack; nodes below a released one may live until the outermost release returns. A cycle
+/// is never released, because its nodes own each other.
 ///
 /// Thread-safe: name, physical path and folder flag are read and written whole, and children may be
-/// added, except to a list that is being walked (see `addChild`) or read through `children`.
+/// added, except to a list that another thread walks (see `addChild`) or reads through `children`.
 /// \ingroup records
 class OX_EXPORT OXDeltaNode : public OXObject {
  public:
@@ -52,15 +52,15 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   /// Sets whether the item is a folder.
   void setIsFolder(bool isFolder) noexcept { isFolder_.set(isFolder); }
 
-  /// The node's own list of children, in the order of addition. Null until the first is added.
+  /// The list of children itself, in the order of addition. Null until the first is added.
   std::shared_ptr<const List> children() const noexcept;
 
   /// Appends `node` to `children`, creating the list for the first. Ignores null. Does not check
   /// for duplicates, name clashes or cycles.
   ///
   /// Adding to a list that `traversePathsUsingBlock` is walking, in the callback or in another
-  /// thread, is a fatal error: one line on standard error, then the process is aborted. The lists
-  /// from the start of the walk down to its current node are being walked, and no other.
+  /// thread, is a fatal error: one line on standard error, then the process is aborted. The
+  /// lists being walked are those that hold the reported node and its ancestors, not its own list.
   void addChild(std::shared_ptr<OXDeltaNode> node);
 
   /// Returns the first added child whose name is `name`, byte for byte, or null. Null for a null
@@ -90,11 +90,11 @@ class OX_EXPORT OXDeltaNode : public OXObject {
   ///
   /// The callback may start further walks, also of this tree, may add children except to lists
   /// being walked (see `addChild`), and may release the tree. A child that it adds to the reported
-  /// node is walked too, unless it is that node's first. An exception from the callback ends the
-  /// walk and is passed on. An empty callback walks nothing.
+  /// node is walked too, but not if that node had no children before. An exception from the
+  /// callback ends the walk and is passed on. An empty callback walks nothing.
   ///
-  /// Needs little stack for any depth. Allocates the two paths and one record for each level only.
-  /// A node below itself is a fatal error, found after at most two rounds (see `addChild`).
+  /// Needs little stack for any depth. Allocates only the two paths and one entry for each level.
+  /// A cycle is a fatal error (see `addChild`), found after at most two rounds through it.
   void traversePathsUsingBlock(const TraversalCallback& callback) const;
 
  private:

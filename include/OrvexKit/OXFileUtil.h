@@ -6,7 +6,7 @@
 /// - A relative path starts in the current folder; an empty folder argument is that folder.
 /// - A failure returns null, false, 0 or the given path. Only `std::bad_alloc` is thrown.
 /// - The caller owns the result. Arguments are read only until the function returns.
-/// - Functions are thread-safe. While some read the environment, as they say, nobody may change it.
+/// - Functions are thread-safe, as long as no thread changes the environment at the same time.
 /// - Interrupted system calls are repeated. No function needs more than 40 KiB of stack.
 /// - Log lines go to GLib's structured log, domain "OrvexKit", level "message".
 
@@ -45,8 +45,8 @@ namespace OXFileUtilAdditions {
 OX_EXPORT OXString archiveExtension(OXStringView path);
 
 /// Returns `path` without its archive extension and the "." before it, or `path` itself if it has
-/// no extension or nothing would remain. Goes by length alone: removes as many bytes from the end
-/// as both have, a trailing slash included. Does not touch the disk.
+/// no extension or nothing would remain. Removes as many bytes from the end as these have, and a
+/// trailing slash counts: pass names without one. Does not touch the disk.
 ///
 ///     "photos.tar.gz"  => "photos"
 ///     "X.TAR.GZ"       => "X"
@@ -80,11 +80,11 @@ OX_EXPORT OXString canonicalPath(OXStringView path);
 /// "name.ext.002" and so on. The number is as wide as in `path`. Case-sensitive.
 ///
 /// Returns `path` itself if it names no volume or the first, or if nothing exists at the first
-/// volume's path (a dangling symbolic link does not). Asks the disk once, if the paths differ.
+/// volume's path (a dangling symbolic link counts as nothing). Asks the disk at most once.
 ///
 ///     With the first volume on disk:
 ///     "/v/movie.part03.rar"    => "/v/movie.part01.rar"
-///     "/v/movie.partial.rar"   => "/v/movie.part001.rar"  what follows "part" is counted, not read
+///     "/v/movie.partial.rar"   => "/v/movie.part001.rar"  three characters, digits or not
 ///     "/v/movie.r07"           => "/v/movie.rar"
 ///     "/v/disk.7z.002"         => "/v/disk.7z.001"
 ///     "/v/disk.7z.000"         => "/v/disk.7z.001"
@@ -156,7 +156,7 @@ OX_EXPORT OXString OXCreateUniqueTempDir();
 /// Returns `directory` joined with the first free name in it: `name` itself, else `name` with a
 /// counter in parentheses, from 1 upward, before the archive extension. With `isFolder` the counter
 /// goes to the end, as a folder's name has no extension. An empty `name` means `directory` itself
-/// while that does not exist, else "Archive". If both are empty, returns "", which names no item.
+/// if nothing is there, else "Archive (1)" and so on. If both are empty, returns "" (no item).
 ///
 /// `name` is one component, without "/". A dangling symbolic link takes its name. In a folder that
 /// is missing or not searchable, every name is free. Creates nothing, so another process can take
@@ -175,19 +175,20 @@ OX_EXPORT OXString OXCreateUniqueTempDir();
 OX_EXPORT OXString OXSequentiallyUniqueName(OXStringView name, OXStringView directory,
                                             bool isFolder);
 
-/// Creates a new folder in `destination` (and those above it) for the contents of the archive file
-/// `name`, and returns its path. `deletePathExtension` drops the last extension. The extension of a
-/// file package, a folder that some desktops show as one document ("Tool.app"), is dropped too.
-/// Takes the first free name, see `OXSequentiallyUniqueName`. No two callers get the same one.
+/// Creates a new folder for the contents of the archive file `name`, and returns its path. It is in
+/// `destination`, which is created too if missing, with the folders above it. `deletePathExtension`
+/// drops the last extension. The extension of a file package, a folder that some desktops show as
+/// one document ("Tool.app"), is always dropped. Takes the first free name, as
+/// `OXSequentiallyUniqueName` does, but by creating it: no two callers get the same folder.
 ///
 /// Returns null and touches nothing if an argument is null, or if `name` contains "/" or NUL, or is
 /// empty, "." or ".." once an extension is dropped. If only the last folder cannot be created
 /// (`destination` is not writable, the name is too long), its path is returned all the same, maybe
 /// to several callers: check before you write into it.
 ///
-/// Tries the name in a scratch folder in the user's temporary folder, and removes that again.
-/// Returns null if it cannot be created (logged, see `OXCreateTemporaryDirectoryInDir`), opened, or
-/// moved in, when it stays. Touches nothing in a folder that replaces it meanwhile.
+/// First tries the name in a scratch folder in the user's temporary folder. Returns null if that
+/// cannot be created (logged, see `OXCreateTemporaryDirectoryInDir`) or opened, or if a rename in
+/// it fails. Removes the scratch folder, unless a step fails or others have moved it.
 ///
 ///     ("notes.zip", "/d", true)      => "/d/notes"
 ///     ("notes.zip", "/d", true)      => "/d/notes (1)"     the second time
@@ -226,10 +227,10 @@ OX_EXPORT OXString OXRARCodecPath();
 /// \{
 
 /// Returns the total size of a folder tree in bytes. Each item below `path` counts with the size
-/// that the file system reports: a symbolic link with its own (only `path` is followed), a
+/// that the file system reports: a symbolic link with its own (only `path` itself is followed), a
 /// hard-linked file once per link, a folder as 0. Returns 0 if `path` is no readable folder; what
-/// is unreadable or vanishes below it counts as 0. Logs nothing. Stops at the largest value. Uses
-/// at most 17 descriptors, and memory for the paths of the folders still to be visited.
+/// is unreadable or vanishes below it counts as 0. Logs nothing. Saturates at the largest value.
+/// Uses at most 17 descriptors, and memory for the paths of the folders still to be visited.
 ///
 /// A child path (`path` as given, and the names below) longer than 1023 bytes is truncated, and the
 /// item at the truncated path, if any, is counted instead. A folder found that way counts as 0, and
@@ -259,9 +260,9 @@ OX_EXPORT std::int64_t OXGetFileSize(OXStringView path);
 /// bytes. A checksum, not a protection: works also where the system forbids MD5 for security.
 ///
 /// Returns null if the file is missing, unreadable or not regular (a pipe or device is not opened,
-/// so nothing blocks), if it yields 4 GiB but reports less, or if the system has no libcrypto.
-/// Reads in pieces and in bounded memory, and digests what it reads if the file changes meanwhile.
-/// Reads less than 8 GiB: an endless or huge file in /proc or /sys takes seconds or minutes.
+/// so nothing blocks), if 4 GiB can be read but the file system reports a smaller size, or if the
+/// system has no libcrypto. Reads in pieces and in bounded memory, and digests what it reads if the
+/// file changes meanwhile. Reads less than 8 GiB, which can take minutes for a file in /proc.
 ///
 ///     a file that holds "abc"   => "900150983cd24fb0d6963f7d28e17f72"
 ///     an empty file             => "d41d8cd98f00b204e9800998ecf8427e"
@@ -271,8 +272,9 @@ OX_EXPORT OXString OXGenerateMD5DigestForFile(OXStringView path);
 
 /// Returns a byte count as text: a number with one decimal, dropped if it is 0, and a unit. Units
 /// are powers of 1000 up to "GB"; exactly one unit uses the next smaller unit, a negative size uses
-/// "B". The unit is chosen before the number is rounded (to nearest, ties of the double to even).
-/// The decimal point is "." in every locale. Never null, touches nothing.
+/// "B". The unit is chosen before the number is rounded to the nearest tenth. 1.25 is an exact tie
+/// and goes to the even digit; the double nearest to 1.05 is above it. The decimal point is "." in
+/// every locale. Never null. Does not touch the disk.
 ///
 ///     0             => "0 B"
 ///     1000          => "1000 B"
@@ -291,8 +293,8 @@ OX_EXPORT OXString OXHumanReadableFileSize(std::int64_t size);
 namespace OXFileUtilAdditions {
 
 /// Returns a date as text in UTF-8: short month name, day, year of at least four digits ("-" before
-/// year 0), hour and minute of a 12-hour clock, AM or PM. In the local time (`localtime_r`),
-/// rounded down to seconds. Null for null, infinities, not-a-number, years beyond 2^31 and -2^31.
+/// year 0), hour and minute of a 12-hour clock, AM or PM. In the local time zone (`localtime_r`),
+/// rounded down to seconds. Null for null, infinities, not-a-number, years beyond `struct tm`.
 ///
 /// Month names, AM and PM are those of LC_ALL, else LC_TIME, else LANG, read from the environment
 /// by the first call in the process. English replaces a locale that is not installed or whose
@@ -307,8 +309,9 @@ OX_EXPORT OXString fileDateDescription(std::optional<OXDate> date);
 
 /// Returns the kind of a document by the extension of `path` only, in UTF-8 and the user's language
 /// (LANGUAGE, LC_ALL, LC_MESSAGES, LANG): the text of the shared MIME database (freedesktop.org
-/// shared-mime-info 0.21) or, for a type without a text, the type and a word. Nothing need exist at
-/// `path`. Returns "" if there is no extension, or the database does not know it or is missing.
+/// shared-mime-info 0.21) or, for a type without a text, the type and the word "type". Nothing need
+/// exist at `path`. Returns "" if there is no extension, if the database does not know it, or if
+/// the database or GIO is missing.
 ///
 ///     "/v/photos.zip"   => "Zip archive"
 ///     "x.tar.gz"        => "Gzip archive"
@@ -335,15 +338,16 @@ OX_EXPORT bool OXReferenceFromPath(OXFileReference& refOut, OXStringView path);
 /// trailing slashes; "." and ".." are the folders that they lead to.
 ///
 /// Uses "Trash" in the user's data folder if on the same mount, else the user's own folder in
-/// ".Trash" or ".Trash-UID" at the top of the item's mount. Creates a missing one; does not use one
-/// with symbolic links or other users' folders in it. Writes the entry to disk before the item
-/// moves. Calls no daemon and starts no thread.
+/// ".Trash" at the top of the item's mount (if that has the sticky bit), else ".Trash-UID" there.
+/// Creates the user's folder if missing. At the top of a mount, follows no symbolic link, and the
+/// user must own that folder. A name that is taken gets a number, a long one is truncated. Writes
+/// the entry to disk before the item moves. Calls no daemon and starts no thread.
 ///
 /// Returns false on every failure: the item stays in place, and the Trash keeps no part of it and
-/// no new folder. The item is missing, not movable, a mount point, or replaced meanwhile; it is in
-/// a Trash, or a folder or symbolic link that leads to the user's; the disk is full; or the file
-/// system has no Trash, as those that the system mounts for itself (tmpfs, proc and the like, or at
-/// places like /boot) unless they hold the user's data folder.
+/// no new folder. It fails if the item is missing, not movable, a mount point, or replaced
+/// meanwhile; if it is in a Trash, or is a folder or symbolic link on the way to the user's; if the
+/// disk is full; or if the file system has no Trash, like those that the system mounts for itself
+/// (tmpfs, proc and the like, or at places like /boot) unless they hold the user's data folder.
 ///
 ///     an existing file, folder or link   => true, and it is gone from its place
 ///     "file/", a file                    => true
@@ -352,6 +356,6 @@ OX_EXPORT bool OXReferenceFromPath(OXFileReference& refOut, OXStringView path);
 OX_EXPORT bool OXMoveFileToTrashSync(OXStringView path);
 /// \}
 
-/// The domain in which a host's codecs report errors, "OrvexKitCodecError". The library uses none.
+/// The domain in which a host's codecs report errors: "OrvexKitCodecError". The library has none.
 /// \ingroup types
 OX_EXPORT extern const std::string_view kOXCodecErrorDomain;

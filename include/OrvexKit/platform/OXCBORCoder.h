@@ -13,8 +13,8 @@
 /// - The null marker is null, a boolean is a boolean, an integer is an integer (major type 0, or 1
 ///   if negative), and a double is a double of eight bytes.
 /// - A date is tag 1 on a double: seconds since 1970-01-01 00:00 UTC (RFC 8949, 3.4.2).
-/// - A string or key is a text string if UTF-8, else a byte string, as decoders may refuse other
-///   text.
+/// - A string or key is a text string if it is UTF-8, else a byte string: decoders may refuse a
+///   text string that is not UTF-8.
 /// - Lengths are definite and in the shortest form.
 ///
 ///     "docs"                              => 64 646f6373
@@ -56,12 +56,12 @@ enum class OXCBORMode : std::uint8_t {
 };
 
 /// Encodes records, one at a time, in one thread at a time. Memory grows to the largest record and
-/// is reused, so that only the first of many records allocate.
+/// is reused: once it is large enough, nothing is allocated.
 ///
-/// Call `reset()` before each further record. Without it, what is written after `bytes()` or
-/// `item()` replaces a library record, and so does a second record in a map; otherwise further
-/// objects join the record, and further records the sequential run. A key may be used once. The
-/// functions of the other mode do nothing.
+/// Call `reset()` before each further record. Without it, anything written after `bytes()` or
+/// `item()` replaces a record of the library's classes, and in keyed mode a second such record
+/// replaces the first. Anything else is appended. Use each key once: this is not checked. Functions
+/// of the mode that was not chosen do nothing.
 class OX_EXPORT OXCBOREncoder final : public OXCoder {
  public:
   /// Creates an encoder without objects.
@@ -103,8 +103,8 @@ class OX_EXPORT OXCBOREncoder final : public OXCoder {
   std::size_t end_;  // of the run in `buffer_`
 };
 
-/// The bytes of one whole, well-formed data item from an `OXCBORSequenceReader`. A decoder that is
-/// given the item itself does not validate it again.
+/// The bytes of one whole, well-formed data item from an `OXCBORSequenceReader`, which owns them:
+/// valid until its next call. A decoder that is given the item itself does not validate it again.
 class OXCBORItem : public std::span<const std::byte> {
  private:
   friend class OXCBORSequenceReader;
@@ -116,8 +116,9 @@ class OXCBORItem : public std::span<const std::byte> {
 ///
 /// Accepts any bytes, and validates them once, before the first object. Unless they are well-formed
 /// CBOR from the first byte to the last (one map for a keyed record, one array or a run of items
-/// for a sequential one), `hasFailed()` is true from the start. Then, and whenever a request has no
-/// answer, the decoder returns an `OXMisfit`: a record becomes null, and never has made-up fields.
+/// for a sequential one), `hasFailed()` is true from the start, and every request returns an
+/// `OXMisfit`. So does a request past the last object or for an item that is no object. A record
+/// with an `OXMisfit` becomes null, and never has made-up fields.
 ///
 /// Data items become these objects:
 /// - text and byte strings, of any bytes and also in chunks: a string;
@@ -125,7 +126,7 @@ class OXCBORItem : public std::span<const std::byte> {
 /// - tag 1 on an integer or a floating-point number: a date;
 /// - true and false: a number; null: the null marker;
 /// - arrays, maps, other tags (which may change their content's meaning), undefined and other
-///   simple values: none. Asking for one fails as above; under an unused key it is harmless.
+///   simple values: no object. Asking for one fails as above; under an unused key it is harmless.
 ///
 /// Containers and chunked strings may nest 64 levels deep. Only returned strings are allocated. A
 /// library record takes one more pass over the bytes, whatever its keys and their number. A host's
@@ -151,8 +152,8 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
   void encodeObjectForKey(const OXValueView& object, std::string_view key) override;  ///< Ignored.
   void encodeObject(const OXValueView& object) override;                              ///< Ignored.
 
-  /// Returns whether the bytes are no record, or a request had no answer: an object after the last
-  /// one, or an item that is no object. Discard the results then. An absent key is no failure.
+  /// Returns whether the bytes are no record, or a request failed: for an object after the last
+  /// one, or for an item that is no object. Discard the results then. An absent key is no failure.
   bool hasFailed() const noexcept;
 
   /// Returns whether a sequential record has no more objects. True if keyed and after a failure.
@@ -174,10 +175,11 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
 };
 
 /// Returns the record that the decoder's bytes hold, or null if they hold none. Safe for any bytes:
-/// throws only `std::bad_alloc`, and takes a `std::out_of_range` of `Record`, as `OXArchivedFile`
-/// throws for an empty path, for null. `Record` has an `initWithCoder(OXCoder&)` that returns one;
-/// or it is derived from a library record, and its `decodeWithCoder(OXCoder&)` fills a new one.
-/// Ignores keys that `Record` does not ask for, and items after those that it reads.
+/// throws only `std::bad_alloc`. If `Record` throws `std::out_of_range`, as `OXArchivedFile` does
+/// for an empty path, returns null. `Record` has a static `initWithCoder(OXCoder&)` that returns a
+/// `std::shared_ptr<Record>`; or it is derived from a library record, and its
+/// `decodeWithCoder(OXCoder&)` fills a new one. Ignores keys that `Record` does not ask for, and
+/// items after those that it reads. Does not compile with -fno-exceptions.
 ///
 ///     OXCBORDecodeRecord<OXArchivedFile>(bytes, OXCBORMode::keyed)
 ///     a1 64 70617468 61 61   => path "a", all else zero or null
@@ -209,7 +211,7 @@ template <typename Record>
 std::shared_ptr<Record> OXCBORDecodeRecord(std::span<const std::byte> bytes, OXCBORMode mode) {
   return OXCBORDecodeRecord<Record>(OXCBORDecoder(bytes, mode));
 }
-/// Returns the record that an item of a sequence holds, or null, without validating it again.
+/// Returns the record in an item of a sequence, or null. See `OXCBORDecodeRecord(OXCBORDecoder&&)`.
 template <typename Record>
 std::shared_ptr<Record> OXCBORDecodeRecord(const OXCBORItem& item, OXCBORMode mode) {
   return OXCBORDecodeRecord<Record>(OXCBORDecoder(item, mode));

@@ -1,7 +1,7 @@
 /// \file
 /// Streams of records between processes: CBOR sequences (RFC 8742), in which data items follow each
 /// other without anything between them. Each record is one item, which says where it ends. The
-/// caller owns the descriptor: neither end closes it or changes its flags.
+/// caller owns the descriptor: neither reader nor writer closes it or changes its flags.
 ///
 ///     OXCBOREncoder encoder(OXCBORMode::keyed);    // the worker
 ///     OXCBORSequenceWriter writer(STDOUT_FILENO);
@@ -37,7 +37,7 @@
 /// A call waits for bytes only, and the end of the stream wakes it: a worker that dies closes its
 /// end of a pipe. So the reading process must close its own copy of that end. Repeats interrupted
 /// reads. Memory is bounded by the largest allowed item, time by the bytes that arrive. Throws only
-/// `std::bad_alloc`; the next call then continues with all that has arrived.
+/// `std::bad_alloc`; the next call then continues, and no byte is lost.
 /// \ingroup coding
 class OX_EXPORT OXCBORSequenceReader {
  public:
@@ -45,7 +45,7 @@ class OX_EXPORT OXCBORSequenceReader {
   enum class State : std::uint8_t {
     reading,     ///< No error so far, and the stream has not ended.
     wouldBlock,  ///< A descriptor with O_NONBLOCK has no more bytes for now: try again later.
-    ended,       ///< The stream ended after a whole item: all that was sent has arrived.
+    ended,       ///< Ended after a whole item, or empty. Check the worker's exit status too.
     truncated,   ///< The stream ended within an item.
     malformed,   ///< What follows is not CBOR, or nested more than 64 levels deep.
     tooLarge,    ///< The next item is larger than the maximum size.
@@ -62,8 +62,8 @@ class OX_EXPORT OXCBORSequenceReader {
   OXCBORSequenceReader(const OXCBORSequenceReader&) = delete;
   OXCBORSequenceReader& operator=(const OXCBORSequenceReader&) = delete;
 
-  /// Returns the next item, valid until the next call, or none, and `state()` says why. Whole items
-  /// come before a failure. The next call continues after `wouldBlock`; other states are final.
+  /// Returns the next item, valid until the next call, or none, and `state()` says why. All whole
+  /// items before an error are returned first. Call again after `wouldBlock`; the others are final.
   ///
   ///     01 82 02 03, end     => 01; 82 02 03; none (ended)
   ///     01 82 02, end        => 01; none (truncated)
@@ -74,7 +74,7 @@ class OX_EXPORT OXCBORSequenceReader {
   /// Returns the state of the stream after the last call of `next()`.
   State state() const noexcept;
 
-  /// Returns the `errno` of the failed `read`, or 0 in every state but `unreadable`.
+  /// Returns the `errno` of the failed `read` in the state `unreadable`, else 0.
   int error() const noexcept;
 
  private:
@@ -85,9 +85,9 @@ class OX_EXPORT OXCBORSequenceReader {
 
 /// Writes items to a stream, collected into pieces of about 64 KiB, in one thread at a time.
 ///
-/// A call waits until the descriptor takes everything, also with O_NONBLOCK, and continues
-/// interrupted and short writes. When the reader is gone, SIGPIPE ends the process: right for most
-/// workers. One that ignores the signal (`signal(SIGPIPE, SIG_IGN)`) gets EPIPE.
+/// A write waits until the descriptor takes everything, also with O_NONBLOCK, and continues after
+/// an interruption or a short write. When the reader is gone, SIGPIPE ends the process: right for
+/// most workers. One that ignores the signal (`signal(SIGPIPE, SIG_IGN)`) gets EPIPE.
 /// \ingroup coding
 class OX_EXPORT OXCBORSequenceWriter {
  public:

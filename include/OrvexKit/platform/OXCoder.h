@@ -11,8 +11,8 @@
 /// Writes a record's fields to some other form or reads them back, one thread at a time. The
 /// library has `OXCBOREncoder` and `OXCBORDecoder`; hosts may implement others. A keyed coder
 /// stores objects under names, in any order; a sequential one without names, to be read in the
-/// order of writing. A record asks for the mode once, then calls that mode's functions only. One
-/// that only writes decodes no object, and one that only reads ignores what it should encode.
+/// order of writing. A record asks for the mode once, then calls that mode's functions only. A
+/// coder that only writes decodes no object; one that only reads ignores what it is to encode.
 /// \ingroup coding
 class OX_EXPORT OXCoder : public OXObject {
  public:

@@ -7,9 +7,9 @@
 #include <memory>
 #include <vector>
 
-/// Keeps objects alive until the scope ends, for callers who never see the owner. A new scope is
-/// the thread's current one until it ends. Scopes nest like blocks, so a scope is a local variable
-/// or a member of one, never created with `new`. Only the thread that opened a scope uses it.
+/// Keeps objects alive until the scope ends, so that no caller has to own them. A new scope is the
+/// thread's current one until it ends. Scopes nest like blocks, so a scope is a local variable or a
+/// member of one, never created with `new`. Only the thread that opened a scope may use it.
 ///
 ///     {
 ///       OXReleaseScope scope;
@@ -28,7 +28,7 @@ class OX_EXPORT OXReleaseScope {
   static void* operator new[](std::size_t) = delete;
 
   /// Returns the calling thread's innermost open scope, else its base scope, which ends with the
-  /// thread. The main thread's ends in `exit`, before the static destructors, which open their own.
+  /// thread, the main thread's in `exit`. Static destructors run later and must open their own.
   static OXReleaseScope& current();
 
   /// Keeps `object` until this scope ends. Ignores null. If memory is short, throws

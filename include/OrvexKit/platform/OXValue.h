@@ -18,8 +18,8 @@ struct OXNull {
   friend bool operator==(OXNull, OXNull) = default;  ///< All null markers are equal.
 };
 
-/// An object that no field takes, so that the record is refused: what a coder reads for an array,
-/// say, or for damaged bytes. Neither the null marker nor the absence of an object.
+/// What a coder returns for data that is no object, such as an array or damaged bytes. No field
+/// takes it, so the record is refused. Neither the null marker nor the absence of an object.
 struct OXMisfit {
   friend bool operator==(OXMisfit, OXMisfit) = default;  ///< All misfits are equal.
 };
