@@ -20,7 +20,7 @@
 namespace oxarchive {
 namespace {
 
-// What hinders, and what is left out. Throws ArchiveFailure when there is nothing to be done.
+// Reports obstacles and omitted items. Throws ArchiveFailure if no archive can be made.
 void tellProblems(const DeltaTree& tree, Console& console) {
   for (const std::string& message : tree.leftOut) {
     console.message(message);
@@ -36,7 +36,7 @@ void tellProblems(const DeltaTree& tree, Console& console) {
   }
 }
 
-// Whether all of the tree was packed.
+// Returns whether all of the tree was packed.
 bool pack(const std::string& archive, const DeltaTree& tree, const Format& format,
           const OXArchiveSettings& settings, Console& console) {
   const std::string name(nameOf(archive));
