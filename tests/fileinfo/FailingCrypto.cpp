@@ -1,5 +1,5 @@
-// Takes the place of libcrypto and fails where the environment says: in the function that is named
-// by OX_FAILING_CRYPTO. Digests are zeros. What is left over when the process ends aborts it.
+// Replaces libcrypto and fails in the function named by the environment variable OX_FAILING_CRYPTO.
+// Digests are zeros. Aborts if something is not freed when the process ends.
 
 #include <cstdlib>
 #include <cstring>
@@ -7,7 +7,7 @@
 
 namespace {
 
-// So many of them are there.
+// The number of live objects of each kind.
 struct Objects {
   int libraryContexts = 0;
   int providers = 0;
@@ -15,7 +15,7 @@ struct Objects {
   int contexts = 0;
 
   ~Objects() {
-    // What was made once for the process may stay as a whole, but not in part.
+    // The process-wide objects may remain, but only all of them.
     const bool hasAll = libraryContexts == 1 && providers == 1 && algorithms == 1;
     const bool hasNone = libraryContexts == 0 && providers == 0 && algorithms == 0;
     if (contexts != 0 || (!hasAll && !hasNone)) {
@@ -68,8 +68,8 @@ int ERR_pop_to_mark() {
   return 1;
 }
 
-// With OX_FIPS_CRYPTO it is that of a system in FIPS mode, as some distributions have it: every
-// context, a new one too, gives approved algorithms alone unless it is asked for others.
+// With OX_FIPS_CRYPTO, behaves like a system in FIPS mode in some distributions: every context,
+// also a new one, has only approved algorithms unless others are requested.
 void* EVP_MD_fetch(void* /*context*/, const char* /*name*/, const char* properties) {
   const bool takesOthers = properties != nullptr && std::string_view(properties) == "-fips";
   const bool isRefused = std::getenv("OX_FIPS_CRYPTO") != nullptr && !takesOthers;
