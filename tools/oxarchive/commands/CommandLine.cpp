@@ -59,7 +59,8 @@ std::uint64_t readCount(const Given& given, bool isSize) {
   const char* const last = digits.data() + digits.size();
   const auto [end, error] = std::from_chars(digits.data(), last, value);
   if (error != std::errc() || end != last || value == 0 || value > UINT64_MAX >> shift) {
-    throw UsageError(given.name + " takes a number" + (isSize ? " of bytes, as 500M or 2G" : ""));
+    throw UsageError(given.name + " takes a number" +
+                     (isSize ? " of bytes, such as 500M or 2G" : ""));
   }
   return value << shift;
 }

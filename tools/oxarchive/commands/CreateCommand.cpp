@@ -29,10 +29,10 @@ void tellProblems(const DeltaTree& tree, Console& console) {
     console.message(message);
   }
   if (!tree.unreadable.empty()) {
-    throw ArchiveFailure("no archive is made, since not everything can be read");
+    throw ArchiveFailure("no archive is made, because not everything can be read");
   }
   if (tree.entries == 0) {
-    throw ArchiveFailure("no archive is made, since nothing is left to be packed");
+    throw ArchiveFailure("no archive is made, because nothing is left to pack");
   }
 }
 

@@ -95,7 +95,7 @@ ExtractionFolder makeFolder(const VolumeSet& volumes, const std::string& destina
   const OXString name = OXFileUtilAdditions::stringByDeletingArchiveExtension(volumes.name);
   const OXString path = OXSafelyCreateArchiveSubdir(name, destination, false);
   if (!path) {
-    throw ArchiveFailure("no folder can be made that is called " + printable(*name));
+    throw ArchiveFailure("a folder cannot be called " + printable(*name));
   }
   ExtractionFolder folder{*path, Descriptor(::open(path->c_str(), folderFlags))};
   int error = folder.descriptor.isOpen() ? 0 : errno;
@@ -155,7 +155,7 @@ std::string realFolderOf(const std::string& path) {
 std::string trash(const OXFileReference& volume) {
   OXFileReference now;
   if (!OXReferenceFromPath(now, volume.path)) {
-    return "it is not there any more";
+    return "it no longer exists";
   }
   if (now != volume) {
     return "it was replaced while it was extracted";
@@ -199,7 +199,7 @@ class Extractions {
     std::set<std::string>& names = given_[volumes.paths.front()];
     const bool isFirst = names.empty();
     if (names.insert(archive).second && !isFirst) {
-      console_.message(printable(archive) + ": a volume of an archive that was given before");
+      console_.message(printable(archive) + ": a volume of an archive that was already given");
       return;
     }
     const std::vector<OXFileReference> references = referencesTo(volumes);

@@ -43,7 +43,7 @@ std::string reasonOf(const WorkerEnd& end, bool isTruncated) {
     return reason;
   }
   if (isTruncated) {
-    return "the process that read it stopped within an entry";
+    return "the process that read it stopped in the middle of an entry";
   }
   const bool isSilent = end.exitCode != EXIT_SUCCESS && end.exitCode != failureTold;
   return isSilent ? "not all of it could be read" : "";
@@ -73,7 +73,7 @@ bool listArchive(const std::string& archive, const Options& options, Console& co
   }
   if (!areRecords) {
     table.finish(false);
-    console.message(label + "the process that read it sent something that is no listing");
+    console.message(label + "the process that read it sent something other than a listing");
     return false;
   }
   const WorkerEnd end = worker.wait();

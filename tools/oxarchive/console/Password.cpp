@@ -110,7 +110,7 @@ class SilentTerminal : Uncopied {
 std::string passwordOnTerminal(bool isNew) {
   SilentTerminal terminal;
   std::string password = terminal.ask("Password: ");
-  if (isNew && terminal.ask("The same again: ") != password) {
+  if (isNew && terminal.ask("Password again: ") != password) {
     fail("the two passwords differ");
   }
   return password;

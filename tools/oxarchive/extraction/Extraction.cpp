@@ -114,7 +114,7 @@ class Extraction {
       tellOf(entry, "warning: " + entry.warning);
     }
     if (entry.path.starts_with('/') && !std::exchange(areAbsoluteTold_, true)) {
-      console_.message(label_ + ": its absolute names are taken to start at the new folder");
+      console_.message(label_ + ": its absolute paths are extracted below the new folder");
     }
     checkLimit(report_.entries + 1, job_.limits.entries, "entries");
     std::uint64_t size = 0;

@@ -125,7 +125,7 @@ std::uint64_t writeData(int file, std::optional<DataBlock> block, const Entry& e
   }
   if (entry.size && *entry.size != end) {
     if (!entry.hasHoleAtEnd || *entry.size < end) {
-      throw EntryFailure("its data has another size than the archive says");
+      throw EntryFailure("its data does not have the size that the archive says");
     }
     end = *entry.size;
     if (::ftruncate(file, static_cast<off_t>(end)) != 0) {
@@ -219,8 +219,7 @@ Descriptor SafeExtractor::openChild(int parent, std::string_view path, Missing m
     folder = Descriptor(::openat(parent, name.c_str(), folderFlags));
   }
   if (!folder.isOpen() && (errno == ENOTDIR || errno == ELOOP || errno == ENOENT)) {
-    throw EntryFailure("the way to it leads through " + printable(path) +
-                       ", which is not a folder");
+    throw EntryFailure("its path leads through " + printable(path) + ", which is not a folder");
   }
   if (!folder.isOpen()) {
     fail(path, errno);
@@ -324,7 +323,7 @@ std::uint64_t SafeExtractor::fillLinkedFile(int parent, const std::string& path,
 
 void SafeExtractor::makeSymbolicLink(const std::string& path, const Link& link) {
   if (link.target.empty()) {
-    throw EntryFailure("it is a link that leads nowhere");
+    throw EntryFailure("it is a link without a target");
   }
   if (!linkStaysInFolder(path, link.target)) {
     const int parent = openParent(path, Missing::make);

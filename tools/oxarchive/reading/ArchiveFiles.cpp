@@ -88,7 +88,7 @@ VolumeSet findArchiveFiles(const std::string& path, const Limits& limits) {
     set.paths.push_back(takeFirst(rest));
   }
   if (end.exitCode != EXIT_SUCCESS || set.paths.empty()) {
-    throw ArchiveFailure("the process that looked for its files has failed");
+    throw ArchiveFailure("the process that searched for its files failed");
   }
   return set;
 }

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::uint64_t tarBlockSize = 512;
 
-constexpr const char* notDecryptable = "it is encrypted, and passwords are for ZIP archives alone";
+constexpr const char* notDecryptable = "it is encrypted, and only ZIP archives can be decrypted";
 
 // libarchive takes the format with the highest bid. For these two it is lower than the ZIP
 // reader's, which may have found the end of a ZIP archive stored inside.

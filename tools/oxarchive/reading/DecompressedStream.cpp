@@ -99,7 +99,7 @@ class GzipStream final : public ByteSource {
       isPadded = isPadded || zeros > 0;
       if (zeros < rest.size()) {
         if (isPadded || rest.front() != std::byte{0x1F}) {
-          throw ArchiveFailure("something else follows its gzip data");
+          throw ArchiveFailure("other data follows its gzip data");
         }
         ::inflateReset(&zlib_);
         return;

@@ -76,7 +76,7 @@ std::string reasonForUnknownFormat(const std::string& path) {
            std::string_view(start).substr(each.offset).starts_with(each.mark);
   });
   const auto reason = [](const std::string& name, const std::string& reader) {
-    return "it is " + name + ", which is not read here; " + reader;
+    return "it is " + name + ", which is not supported; " + reader;
   };
   if (format != foreignFormats.end()) {
     return reason(format->name, format->reader);

@@ -37,7 +37,7 @@ std::string WorkerEnd::reason() const {
   if (signal != 0) {
     return "the process that read it was ended by signal " + std::to_string(signal);
   }
-  return exitCode == gaveUp ? "it was given up since it made no headway" : "";
+  return exitCode == gaveUp ? "it was stopped because it made no progress" : "";
 }
 
 WorkerProcess::WorkerProcess(const std::function<int()>& work) {

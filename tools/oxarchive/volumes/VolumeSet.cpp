@@ -285,7 +285,7 @@ std::string nameOfMissingFirst(Numbering numbering, const std::string& folder) {
 }
 
 constexpr const char* notTheFirst =
-    "it continues an earlier volume, and its name does not tell which";
+    "it continues an earlier volume, but its name does not say which";
 
 bool isRarVolume(const std::string& path) {
   const std::optional<RarVolume> volume = inspectRarVolume(path);
@@ -302,7 +302,7 @@ bool startAlike(const std::string& first, const std::string& other) {
 VolumeSet singleFile(const std::string& path, const std::string& folder, const std::string& name) {
   const std::optional<RarVolume> volume = inspectRarVolume(path);
   if (volume && volume->ending == RarVolume::Ending::continued) {
-    throw ArchiveFailure("it is one of several volumes, and its name does not tell the others");
+    throw ArchiveFailure("it is one of several volumes, but its name does not say which others");
   }
   if (volume && volume->isContinuation) {
     throw ArchiveFailure(notTheFirst);

@@ -139,8 +139,8 @@ ArchiveWriter::EntryPointer ArchiveWriter::readEntry(const std::string& path,
   if (time < firstTime_ || time > lastTime_) {
     const std::int64_t nearest = std::clamp(time, firstTime_, lastTime_);
     ::archive_entry_set_mtime(entry.get(), static_cast<time_t>(nearest), 0);
-    result_.warnings.push_back(
-        printable(disk) + ": its time is not one that the format holds; the nearest is packed");
+    result_.warnings.push_back(printable(disk) +
+                               ": the format cannot hold its time; the nearest is packed");
   }
   // The access time is private, and would make each archive different.
   ::archive_entry_unset_atime(entry.get());

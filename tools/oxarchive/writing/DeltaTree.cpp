@@ -105,7 +105,7 @@ DeltaTree treeOfItems(const std::vector<std::string>& paths) {
     }
     const std::string name(nameOf(path));
     if (name.empty() || name == "." || name == "..") {
-      throw UsageError(printable(given) + " has no name to be packed under");
+      throw UsageError(printable(given) + " has no name in the archive");
     }
     if (builder.root().childNamed(name) != nullptr) {
       throw UsageError("two items would be called " + printable(name) + " in the archive");

@@ -128,7 +128,7 @@ std::shared_ptr<OXArchiveSettings> settingsFor(const Format& format,
   if (!format.compressor.empty()) {
     settings->setCompressionLevelIndex(levelIndex(format, level.value_or("normal")));
   } else if (level) {
-    throw UsageError(format.name + " archives are not compressed: --level is for others");
+    throw UsageError(format.name + " archives are not compressed, so they have no --level");
   }
   if ((isEncrypted || method) && format.methods.empty()) {
     throw UsageError(format.name + " archives cannot be encrypted; ZIP archives can");
