@@ -1,4 +1,4 @@
-// Whole programs, from their start to their end, as something to be measured.
+// Measures whole programs, from start to end.
 
 #pragma once
 
@@ -18,23 +18,23 @@
 namespace ox::bench {
 
 struct ProgramRun {
-  std::string output;         // what it wrote to its standard output
-  double processorTime = 0;   // in seconds, the kernel's share included
+  std::string output;         // its standard output
+  double processorTime = 0;   // in seconds, including the kernel's
   double wallTime = 0;        // in seconds
-  bool hasSucceeded = false;  // it ended by itself, with status 0
+  bool hasSucceeded = false;  // exited with status 0
 };
 
 inline double secondsOf(const timeval& time) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
 }
 
-// Runs `arguments`, the first of which is looked for in PATH, to the end. The program has this
-// process's environment and standard error.
+// Runs a program to its end; the first argument is searched in PATH. It inherits the environment
+// and standard error.
 inline ProgramRun runProgram(const std::vector<std::string>& arguments) {
   std::vector<char*> words;
   words.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) {
-    words.push_back(const_cast<char*>(argument.c_str()));  // as posix_spawn leaves them
+    words.push_back(const_cast<char*>(argument.c_str()));  // posix_spawn does not change them
   }
   words.push_back(nullptr);
   std::array<int, 2> pipe{};

@@ -10,7 +10,7 @@
 
 namespace ox::bench {
 
-// Made with the object and removed with it, whatever is in it by then.
+// Created by the constructor and removed recursively by the destructor.
 class TemporaryWorld {
  public:
   TemporaryWorld() {

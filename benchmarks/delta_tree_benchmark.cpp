@@ -1,4 +1,4 @@
-// The walk of a tree of what is to be archived, beside the same walk over `std::filesystem::path`.
+// The walk of a tree of items to archive, compared with the same walk over `std::filesystem::path`.
 
 #include <benchmark/benchmark.h>
 
@@ -37,8 +37,8 @@ std::shared_ptr<OXDeltaNode> makeNode(const std::string& name, const std::string
   return node;
 }
 
-// Level by level: node n has the nodes 10 n + 1 to 10 n + 10 below it, as far as there are so many.
-// Node 0 is the root.
+// In level order: node 0 is the root, and node n has the children 10 n + 1 to 10 n + 10, as far as
+// they exist.
 std::shared_ptr<OXDeltaNode> makeTree() {
   std::vector<std::shared_ptr<OXDeltaNode>> nodes{std::make_shared<OXDeltaNode>()};
   std::vector<std::string> paths{"/home/user/Pictures"};
@@ -56,7 +56,7 @@ std::shared_ptr<OXDeltaNode> makeTree() {
   return nodes.front();
 }
 
-// The peer has its paths made beforehand, which is the best case for it.
+// The peer's paths are made beforehand, which is its best case.
 struct PathNode {
   fs::path name;
   fs::path physicalPath;
@@ -101,7 +101,7 @@ const PathNode& pathTree() {
 
 // The walks -----------------------------------------------------------------------------------
 
-// What was reported, told apart from anything else that might have been.
+// A checksum of what was reported, to check that both walks report the same.
 class Report {
  public:
   void add(std::string_view relative, std::string_view disk, bool isFolder) {

@@ -1,8 +1,7 @@
-// Facts about items on disk, and what it takes to have the library at hand.
+// Facts about items on disk, and the time to load the library.
 //
-// Programs are peers as whole processes, and so meet a program of ours that does the same: both pay
-// for their start. Peers of our own code do without one. Everything that is read is in the page
-// cache.
+// A peer that is a program is compared with a program of ours that does the same, so both include
+// process startup. Peers written here run in this process. All input is in the page cache.
 
 #include <benchmark/benchmark.h>
 #include <dirent.h>
@@ -36,7 +35,7 @@ namespace fs = std::filesystem;
 
 // Programs ------------------------------------------------------------------------------------
 
-// The processor's time of a program whose output starts with `expected`.
+// The processor time of a program whose output starts with `expected`.
 void measureProgram(benchmark::State& state, const std::vector<std::string>& arguments,
                     const std::string& expected) {
   for (auto iteration : state) {
@@ -97,7 +96,7 @@ class FileTree {
   std::int64_t sizeOfFolders_ = 0;
 };
 
-// As source code lies in folders, and as photographs do.
+// Like folders of source code, and like folders of photographs.
 using SmallFolders = FileTree<14>;
 using LargeFolders = FileTree<99>;
 
@@ -111,8 +110,8 @@ std::int64_t sizeByIterator(const fs::path& folder) {
   return static_cast<std::int64_t>(total);
 }
 
-// The calls that cannot be done without, and nothing beside them: no limits, no failures. Closes
-// `fd`. One buffer for each level stays, so that none has to be made for a folder.
+// Only the necessary system calls, without limits and error handling. Closes `fd`. Keeps one buffer
+// per level, so that folders need no allocation.
 std::int64_t sizeByBareCalls(int fd, std::size_t level = 0) {
   using Buffer = std::array<char, 32768>;
   static std::vector<std::unique_ptr<Buffer>> buffers;
@@ -173,7 +172,7 @@ void folderSizeProgram(benchmark::State& state) {
                  std::to_string(tree.sizeOfFiles()) + '\n');
 }
 
-// It counts the folders themselves as well.
+// du also counts the folders themselves.
 template <typename Tree>
 void folderSizeByDu(benchmark::State& state) {
   const Tree& tree = Tree::get();
@@ -282,8 +281,7 @@ void humanReadableSize(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(sizes.size()));
 }
 
-// Its texts differ: "1.5 kB" with a space that does not break, "512 bytes", and in the user's
-// language.
+// GLib's texts differ: "1.5 kB" with a no-break space, "512 bytes", and in the user's language.
 void humanReadableSizeByGlib(benchmark::State& state) {
   for (auto iteration : state) {
     static_cast<void>(iteration);
@@ -304,7 +302,7 @@ double median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
-// The two programs take turns. An iteration is many of them, since a single start says little.
+// Alternates the two programs. An iteration is many runs, since a single start varies too much.
 void loading(benchmark::State& state) {
   constexpr int turns = 100;
   constexpr double milliseconds = 1000;
@@ -347,7 +345,7 @@ void loading(benchmark::State& state) {
 BENCHMARK_FOLDER_SIZE(SmallFolders, "150,000 entries, 15 to a folder");
 BENCHMARK_FOLDER_SIZE(LargeFolders, "150,000 entries, 100 to a folder");
 
-// These take so long that fewer turns do.
+// These take long, so fewer repetitions are enough.
 constexpr int digestTurns = 7;
 
 BENCHMARK(digest)->Name("OXGenerateMD5DigestForFile, 512 MiB/ours")->Repetitions(digestTurns);

@@ -1,4 +1,4 @@
-// Names and folders in a destination, beside the plain loop and the bare system calls.
+// Free names and new folders in a destination, compared with a simple loop and bare system calls.
 
 #include <benchmark/benchmark.h>
 #include <sys/stat.h>
@@ -26,7 +26,7 @@ std::string numberedName(int counter) {
   return "photos (" + std::to_string(counter) + ").tar.gz";
 }
 
-// A folder in which the name and its first numbers are taken.
+// A folder in which the name and its first numbered variants are taken.
 class FullFolder {
  public:
   FullFolder() {
@@ -79,8 +79,7 @@ void uniqueNameByAsking(benchmark::State& state) {
 
 // An extraction folder ------------------------------------------------------------------------
 
-// What the library has to do on disk, in paths that are written out beforehand. 0 when all of it
-// has worked.
+// The library's necessary system calls, with paths prepared beforehand. Returns 0 on success.
 struct BareCalls {
   std::string pattern;
   std::string scratch;

@@ -1,4 +1,4 @@
-// The rules on archive names beside the same rules over `std::filesystem::path`.
+// The rules on archive names, compared with the same rules over `std::filesystem::path`.
 
 #include <benchmark/benchmark.h>
 #include <strings.h>
@@ -23,9 +23,9 @@ namespace fs = std::filesystem;
 
 // The peers -----------------------------------------------------------------------------------
 
-// They are given paths that are made already, which is the best case for them.
+// Their paths are made beforehand, which is their best case.
 
-// A slash at the end makes the file name of a path empty; its parent has the name then.
+// A path that ends in a slash has an empty file name; its parent has the name.
 bool endsInSlash(const fs::path& path) {
   return !path.has_filename() && path.has_relative_path();
 }
@@ -56,7 +56,7 @@ std::string firstNumber(std::size_t digits) {
   return std::string(digits - 1, '0') + '1';
 }
 
-// Empty when the name is no volume's.
+// Empty if the name is not a volume's.
 std::string firstVolumeName(const fs::path& path) {
   const fs::path extensionPath = path.extension();
   const std::string& extension = extensionPath.native();
@@ -113,7 +113,7 @@ const Paths& archiveNames() {
   return names;
 }
 
-// Of these the first volume is known without a look at the disk.
+// For these, the first volume is known without access to the disk.
 const Paths& volumeNamesAlone() {
   static const Paths names{
       "/media/disk/movie.part1.rar",
@@ -128,7 +128,7 @@ const Paths& volumeNamesAlone() {
   return names;
 }
 
-// Volumes, and where their first ones should be: half of those are there.
+// Volumes, and the paths of their first volumes, half of which exist.
 class VolumesOnDisk {
  public:
   VolumesOnDisk() {
@@ -181,7 +181,7 @@ void ours(benchmark::State& state) {
   measure(state, paths(), [](const fs::path& path) { return rule(path.native()); });
 }
 
-// `wantedTenths`, tenths of the times, is 0 where the disk's share of the time is what it is.
+// `wantedTenths` is ten times the wanted ratio; 0 if the disk dominates the time.
 template <OXString (*rule)(OXStringView), std::string (*peer)(const fs::path&),
           const Paths& (*paths)(), int wantedTenths>
 void overPaths(benchmark::State& state) {
@@ -197,7 +197,7 @@ void overPaths(benchmark::State& state) {
   }
 }
 
-// The one system call that looking for a first volume comes to.
+// The one system call needed to look for a first volume.
 void bareStat(benchmark::State& state) {
   measure(state, volumeWorld().firsts(), [](const fs::path& path) {
     struct stat status;

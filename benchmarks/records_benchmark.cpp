@@ -1,4 +1,4 @@
-// Records as they go from one process to another, and as they lie in memory.
+// Records sent between processes, and in memory.
 
 #include <benchmark/benchmark.h>
 #include <glib.h>
@@ -40,11 +40,11 @@ std::string pathOfEntry(std::uint64_t number) {
 
 Record makeRecord(std::uint64_t number) {
   constexpr double firstTime = 1'600'000'000;
-  // Spreads the bits, so that sizes and checksums take as many bytes as real ones.
+  // Spreads the bits, so that sizes and checksums have as many bytes as real ones.
   const std::uint64_t spread = (number + 1) * 0x9E3779B97F4A7C15U;
   const bool isFolder = number % 20 == 0;
   auto record = std::make_shared<OXArchivedFile>();
-  // From a view, so that the record has a copy without room to spare, as one that was decoded has.
+  // From a view, so that the record's copy has no spare capacity, like a decoded one.
   record->setPath(std::string_view(pathOfEntry(number)));
   record->setModificationTime(
       OXDate(OXDate::duration(firstTime + static_cast<double>(spread >> 38) / 4)));
@@ -80,8 +80,7 @@ bool areSame(const OXArchivedFile& one, const OXArchivedFile& other) {
 
 // The coders ----------------------------------------------------------------------------------
 
-// Each turns a record into bytes and bytes into a record. What a coder can keep from one record to
-// the next it keeps.
+// Each encodes and decodes a record, and reuses between records what it can.
 
 using Encoded = std::span<const std::byte>;
 
@@ -184,7 +183,7 @@ class GVariantDictionary {
  private:
   using Variant = std::unique_ptr<GVariant, decltype(&g_variant_unref)>;
 
-  // Without a format string, which would have to be parsed.
+  // Avoids a format string, which would have to be parsed.
   static void add(GVariantBuilder& builder, const char* key, GVariant* value) {
     g_variant_builder_add_value(&builder, g_variant_new_dict_entry(g_variant_new_string(key),
                                                                    g_variant_new_variant(value)));
@@ -208,7 +207,7 @@ class GVariantDictionary {
     return g_variant_builder_end(&builder);
   }
 
-  // Calls `take` with the value under the key, if there is one of the type.
+  // Calls `take` with the key's value, if there is one of the type.
   template <typename Take>
   static void read(GVariantDict* dictionary, const char* key, const GVariantType* type, Take take) {
     const Variant value(g_variant_dict_lookup_value(dictionary, key, type), g_variant_unref);
@@ -217,7 +216,7 @@ class GVariantDictionary {
     }
   }
 
-  // Through a table of all the values, which is faster than looking each of them up in the bytes.
+  // Uses a table of all values, which is faster than searching the bytes for each.
   static Record recordOf(GVariant* bytes) {
     const std::unique_ptr<GVariantDict, decltype(&g_variant_dict_unref)> table(
         g_variant_dict_new(bytes), g_variant_dict_unref);
@@ -250,7 +249,7 @@ class GVariantDictionary {
   Variant written_{nullptr, g_variant_unref};
 };
 
-// The fields as a user of msgpack keeps them, in a structure of their own.
+// The fields in a plain structure, as a user of msgpack has them.
 struct PlainFields {
   std::optional<std::string> path;
   std::optional<double> mtime;
@@ -296,7 +295,7 @@ class Msgpack {
     return record;
   }
 
-  // Flattened: left to itself, the compiler makes a call of each of the many small writes.
+  // Flattened, since otherwise the compiler does not inline the many small writes.
   [[gnu::flatten]] Encoded encode(const Fields& record) {
     buffer_.clear();
     msgpack::pack(buffer_, record);
@@ -315,7 +314,7 @@ class Msgpack {
 
 // The three jobs ------------------------------------------------------------------------------
 
-// The records as a coder takes them.
+// The records in the type that a coder uses.
 template <typename Coder>
 const auto& recordsFor() {
   if constexpr (std::same_as<typename Coder::Record, Record>) {
@@ -332,7 +331,7 @@ const auto& recordsFor() {
   }
 }
 
-// All records in their coded form, one behind the other.
+// All encoded records, concatenated.
 struct Listing {
   std::vector<std::byte> bytes;
   std::vector<std::size_t> ends;
@@ -425,8 +424,7 @@ void roundTrip(benchmark::State& state) {
 using Keyed = Ours<OXCBORMode::keyed>;
 using Sequential = Ours<OXCBORMode::sequential>;
 
-// Takes the records out of a stream that lies in memory: what a reader of another process's stream
-// does once the bytes are there.
+// Reads the records from a stream in memory: the work of a reader once the bytes have arrived.
 void readingSequence(benchmark::State& state) {
   const int fd = ::memfd_create("records", MFD_CLOEXEC);
   OXCBORSequenceWriter writer(fd);
@@ -453,7 +451,7 @@ void readingSequence(benchmark::State& state) {
 
 // A listing -----------------------------------------------------------------------------------
 
-// What the allocator has given away, its own share included.
+// The allocated memory, including the allocator's overhead.
 std::size_t bytesInUse() {
   const struct mallinfo2 info = mallinfo2();
   return info.uordblks + info.hblkhd;

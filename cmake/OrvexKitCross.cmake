@@ -1,5 +1,5 @@
-# Builds for another processor, with Debian's cross compiler and libraries of that processor, and runs
-# the tests under QEMU. `scripts/test cross` sets these:
+# Builds for another processor with Debian's cross compiler and libraries, and runs the tests under
+# QEMU. `scripts/test cross` sets:
 #
 #   ORVEXKIT_TRIPLET   the compiler's name of the processor: aarch64-linux-gnu
 #   ORVEXKIT_ROOT      the folder with the libraries

@@ -31,10 +31,10 @@ install(FILES "${PROJECT_BINARY_DIR}/OrvexKitConfig.cmake"
         DESTINATION "${ORVEXKIT_CMAKE_DIR}"
         COMPONENT Development)
 
-# The .pc file finds its prefix from where it lies, so an installed tree can be moved.
+# The .pc file derives its prefix from its own location, so an installed tree can be moved.
 file(RELATIVE_PATH ORVEXKIT_PC_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 string(REGEX REPLACE "/$" "" ORVEXKIT_PC_PREFIX "${ORVEXKIT_PC_PREFIX}")
-# A shared library brings what it uses itself.
+# A shared library loads its dependencies itself.
 set(ORVEXKIT_PC_REQUIRES "")
 if(NOT BUILD_SHARED_LIBS)
   set(ORVEXKIT_PC_REQUIRES "Requires: glib-2.0 >= 2.74")

@@ -1,4 +1,4 @@
-// How a target says what must hold.
+// Checks of the fuzz targets.
 
 #pragma once
 
@@ -16,7 +16,7 @@ inline void require(bool condition, const char* what) {
   }
 }
 
-// The view ends where the input does: whatever reads on is found by the address sanitizer.
+// The view ends at the input's end, so the address sanitizer detects reads beyond it.
 inline std::string_view asText(const unsigned char* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};
 }

@@ -1,4 +1,4 @@
-// What must hold for a record that was decoded from any bytes.
+// Checks of a record that was decoded from arbitrary bytes.
 
 #pragma once
 
@@ -22,7 +22,7 @@ inline bool sameTime(std::optional<OXDate> a, std::optional<OXDate> b) {
   return a == b || (isNotATime(a) && isNotATime(b));
 }
 
-// Setting a path takes one slash off its end, and reading a record sets its path.
+// Decoding a record sets its path, and setting a path removes one slash from its end.
 inline OXString pathReadAgain(const OXString& path) {
   return path && path->ends_with('/') ? path->substr(0, path->size() - 1) : path;
 }
@@ -38,7 +38,7 @@ inline void requireSame(const OXArchivedFile& decoded, const OXArchivedFile& aga
   require(again.isEncrypted() == decoded.isEncrypted(), "isEncrypted");
 }
 
-// Decodes a record; if there is one, it is written and read again, in either mode.
+// Decodes a record; on success, encodes and decodes it again in both modes.
 inline void roundTrip(std::span<const std::byte> bytes, OXCBORMode mode) {
   const auto decoded = OXCBORDecodeRecord<OXArchivedFile>(bytes, mode);
   if (!decoded) {
@@ -51,7 +51,7 @@ inline void roundTrip(std::span<const std::byte> bytes, OXCBORMode mode) {
     decoded->encodeWithCoder(encoder);
     for (const auto written : {encoder.bytes(), encoder.item()}) {
       const auto again = OXCBORDecodeRecord<OXArchivedFile>(written, writing);
-      // The root folder's path, "/", is stored as "", which no path can be set to.
+      // The root's path "/" is stored as "", which a setter refuses.
       require((again == nullptr) == (decoded->path() == ""), "decoded again");
       if (again) {
         requireSame(*decoded, *again);

@@ -1,4 +1,4 @@
-// Any bytes as sizes of 64 bits, the least significant byte first; the last may be cut off.
+// Arbitrary bytes as little-endian 64-bit sizes; the last one may be truncated.
 
 #include <OrvexKit/OXFileUtil.h>
 

@@ -1,4 +1,4 @@
-// Any bytes as a keyed record.
+// Arbitrary bytes as a keyed record.
 
 #include <cstdint>
 

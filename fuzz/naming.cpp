@@ -1,5 +1,5 @@
-// Any bytes as the name of an archive or a volume. The disk is never asked: what it would answer is
-// said here, once each way.
+// Arbitrary bytes as the name of an archive or a volume. The disk is not accessed: the target tries
+// both answers to every existence test.
 
 #include <OrvexKit/OXFileUtil.h>
 

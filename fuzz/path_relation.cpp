@@ -1,4 +1,5 @@
-// Any bytes as a path and, after the last new line, an ancestor; without one the ancestor is null.
+// Arbitrary bytes as a path and, after the last line feed, an ancestor; without a line feed it is
+// null.
 
 #include <OrvexKit/OXFileUtil.h>
 
@@ -22,8 +23,8 @@ void requireBelow(std::string_view path, std::string_view ancestor) {
           "what is below the ancestor");
 }
 
-// With nothing but slashes and dots: all that is above the root is the root, and nothing is called
-// "..." there.
+// Paths of slashes and dots only: the parent of the root is the root, and no item "..." exists
+// there.
 void requireCanonicalSteps(std::string_view bytes) {
   std::string path("/");
   std::size_t dots = 0;
@@ -48,12 +49,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } else {
     requireBelow(path, input.substr(line + 1));
   }
-  // Beginnings are what a path may be below, so they are not left to chance.
+  // Ancestors are prefixes, so tries those of up to 64 bytes.
   for (std::size_t length = 0; length <= std::min<std::size_t>(path.size(), 64); ++length) {
     requireBelow(path, path.substr(0, length));
   }
   requireCanonicalSteps(path);
-  // Below what is no folder there is nothing.
+  // Nothing exists below an item that is not a folder.
   const std::string missing = "/dev/null/" + std::string(path);
   require(canonicalPath(missing) == missing, "a missing item");
   return 0;

@@ -1,4 +1,4 @@
-// Any bytes as a stream of records; the first of them says how large an item may be.
+// Arbitrary bytes as a stream of records; the first byte sets the size limit of an item.
 
 #include <OrvexKit/platform/OXCBORSequence.h>
 #include <sys/mman.h>
@@ -14,7 +14,7 @@ namespace {
 using ox::fuzz::require;
 using State = OXCBORSequenceReader::State;
 
-// A file in memory, as far as it takes, from which the stream is read.
+// Returns a file in memory that contains the stream.
 int streamOf(std::span<const std::byte> stream) {
   static const int fd = ::memfd_create("stream", MFD_CLOEXEC);
   require(fd >= 0 && ::ftruncate(fd, 0) == 0, "a file in memory");
@@ -39,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(item->size() <= stream.size() - position, "no more items than bytes");
     require(std::ranges::equal(*item, stream.subspan(position, item->size())), "the bytes");
     position += item->size();
-    // A reader that gives an item has seen that it is well-formed. The decoder agrees.
+    // The reader returns only well-formed items, and the decoder must agree.
     const std::byte kind = *item->begin() >> 5;
     if (kind == std::byte{5}) {
       require(!OXCBORDecoder(*item, OXCBORMode::keyed).hasFailed(), "a map is a record");

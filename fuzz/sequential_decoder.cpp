@@ -1,4 +1,4 @@
-// Any bytes as a sequential record, bare or in an array.
+// Arbitrary bytes as a sequential record, with or without an array around it.
 
 #include <cstdint>
 

@@ -1,5 +1,5 @@
-// The shortest program there is that calls a naming rule, and the same one without the library:
-// what they differ by is the time that loading the library takes.
+// A minimal program that calls a naming rule, and the same without the library: the difference is
+// the time to load the library.
 
 #include <cstdio>
 #include <string>

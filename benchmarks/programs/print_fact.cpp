@@ -1,5 +1,4 @@
-// Prints one fact about an item on disk, and so is to du, md5sum and their like what the library is
-// to the calls behind them.
+// Prints one fact about an item on disk, to compare with du, md5sum and similar programs.
 //
 //   print_fact folder-size PATH
 //   print_fact digest PATH

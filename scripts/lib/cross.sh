@@ -1,8 +1,8 @@
 # shellcheck shell=bash
-# The tests for other processors, by Debian's cross compilers and QEMU. To be sourced, after
+# The tests for other processors, with Debian's cross compilers and QEMU. Source this after
 # script.sh and foreign_root.sh.
 
-# Debian's name of an architecture, the compilers' and QEMU's.
+# The names of an architecture: Debian's, the compiler's and QEMU's.
 # shellcheck disable=SC2034
 CROSS_PROCESSORS=(
   "arm64 aarch64-linux-gnu aarch64"
@@ -13,8 +13,8 @@ CROSS_PROCESSORS=(
 
 registered=()
 
-# Lets the kernel start a processor's programs by QEMU, for tests that start programs. Only root can,
-# and the machine keeps it no longer than the script runs. Without it those tests fail.
+# Makes the kernel run a processor's programs with QEMU, until the script ends. Only root can do
+# this; without it, tests that start programs fail.
 register_emulator() {  # NAME
   local formats=/proc/sys/fs/binfmt_misc
   [ "$(id -u)" = 0 ] && [ ! -e "$formats/qemu-$1" ] || return 0
@@ -41,7 +41,7 @@ build_for() {  # ARCHITECTURE TRIPLET EMULATOR
   quietly cmake --build "$tree" --parallel "$(nproc)"
 }
 
-# Some of the tests take ten times as long as on a processor of their own.
+# Under emulation, some tests take ten times as long.
 test_for() {  # ARCHITECTURE TRIPLET EMULATOR RESULTS
   local tree=build/cross/$1
   register_emulator "$3"

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
-# To be sourced, at the top of the tree.
+# Source this at the top of the tree.
 
-# The topmost folder on the way to the tree that only its owner may enter; nothing where there is none.
+# Prints the topmost ancestor of the tree that only its owner can enter, if there is one.
 closed_folder() {
   local folder='' name
   while IFS= read -r -d / name; do
@@ -12,9 +12,9 @@ closed_folder() {
 
 # as_ordinary_user FOLDER COMMAND...
 #
-# Runs a command as "nobody", who may write in the folder. For him the way to the tree is open: if the
-# tree lies in a home that only its owner may enter, the command runs in a mount namespace, where an
-# empty folder takes that home's place and holds the tree alone.
+# Runs a command as "nobody", who can write to the folder and can reach the tree: if the tree is in
+# a home that only its owner can enter, the command runs in a mount namespace, where an empty folder
+# with only the tree replaces that home.
 as_ordinary_user() {
   local folder=$1 closed
   shift
@@ -40,15 +40,15 @@ as_ordinary_user() {
 
 # run_tests_as_ordinary_user PRESET RESULTS [CTEST OPTION...]
 #
-# If this is root: root may do what permissions forbid, so what depends on them is seen by an
-# ordinary user alone. RESULTS is a file for how the tests ended, as JUnit has it.
+# Does nothing unless run by root. Permissions do not restrict root, so tests that depend on them
+# only run as an ordinary user. RESULTS is a file for the results in JUnit's format.
 run_tests_as_ordinary_user() {
   [ "$(id -u)" = 0 ] || return 0
   local folder status=0
-  # Not in TMPDIR, which may be root's alone.
+  # Not in TMPDIR, which may be accessible to root only.
   folder=$(mktemp -d /tmp/orvexkit-tests.XXXXXX)
   chmod 0777 "$folder"
-  # CTest keeps its log where it starts, and the build folder is root's.
+  # CTest writes its log where it starts, and the build folder belongs to root.
   echo "subdirs([[$PWD/build/$1]])" >"$folder/CTestTestfile.cmake"
   if as_ordinary_user "$folder" test -r "$PWD/build/$1/CTestTestfile.cmake" 2>/dev/null; then
     as_ordinary_user "$folder" ctest --test-dir "$folder" --output-on-failure --no-tests=error \
@@ -59,8 +59,8 @@ run_tests_as_ordinary_user() {
     echo "An ordinary user cannot read this clone, and nothing can be mounted here to change that:"
     echo "the tests are not run as one."
   fi
-  # It was a mount point for the tree, in another mount namespace. It is gone by now, or something of
-  # the tree might be removed with it.
+  # It was the tree's mount point in the other mount namespace. If it were still mounted, removing
+  # it could remove parts of the tree.
   if [ -e "$folder/tree" ]; then
     echo "$folder is left as it is: the tree may be mounted in it" >&2
     return 1

@@ -1,19 +1,19 @@
 # shellcheck shell=bash disable=SC2034
-# Debian packages for the scripts beside this folder, by what needs them. To be sourced.
+# The Debian packages that the scripts in the folder above need, by purpose. Source this.
 
-# What the library and the programs on top of it are built with.
+# To build the library and its programs.
 BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libglib2.0-dev libarchive-dev zlib1g-dev libssl-dev
   libseccomp-dev)
 
-# What examples are about, and a display for them; those that need one of these go without it.
+# For some examples, with a display for them; without these they are left out.
 EXAMPLES_PACKAGES=(qt6-base-dev xvfb xauth)
 
-# What the tests are made of, and what they run.
+# To build the tests, and the programs that they run.
 TEST_PACKAGES=(libgtest-dev libgmock-dev "7zip|p7zip-full" python3 python3-cbor2 locales trash-cli
   shared-mime-info openssl coreutils git util-linux strace mount e2fsprogs gzip abigail-tools
   xorriso zip cpio gcab libarchive-tools binutils meson)
 
-# What each stage of scripts/test needs on top of these, and each other script.
+# What each stage of scripts/test and each other script needs in addition.
 FORMAT_PACKAGES=(clang-format reuse)
 DOCS_PACKAGES=(doxygen)
 RELEASE_PACKAGES=()
@@ -35,8 +35,8 @@ SCREENSHOT_PACKAGES=(breeze-icon-theme libqt6svg6 fonts-noto-core)
 
 # update_package_lists APT-GET [OPTION...]
 #
-# Waits a little between the tries, since a mirror may be busy for a moment. If one list never
-# answers, the others must do.
+# Retries after a pause, since a mirror may be briefly unavailable. If one list still fails,
+# continues with the others.
 update_package_lists() {
   local try
   for try in 1 2 3 4 5; do
@@ -52,9 +52,8 @@ is_installed() {
 
 # ensure_packages PURPOSE...
 #
-# Installs what is missing of the lists above, and says so: `build` stands for BUILD_PACKAGES. With
-# nothing missing it neither asks the network nor prints anything. "a|b" is satisfied by either, and
-# installs a.
+# Installs the missing packages of the lists above, and says so; `build` is BUILD_PACKAGES. If none
+# is missing, it uses no network and prints nothing. "a|b" is satisfied by either, and installs a.
 ensure_packages() {
   local purpose wanted alternative as_root=()
   local -A missing=()

@@ -1,10 +1,10 @@
-"""Draws how many times as fast the library is as its peers, with one bar for each."""
+"""Draws how many times as fast the library is as its peers, with one bar per peer."""
 
 import matplotlib
 from matplotlib import pyplot
 from matplotlib.ticker import LogLocator, StrMethodFormatter
 
-# Of middling lightness, so that they are seen on white and on black alike.
+# Of medium lightness, readable on white and on black.
 TEXT = "#768390"
 MET, MISSED, PLAIN = "#2da44e", "#d4583b", "#4f8fd6"
 SETTINGS = {"svg.hashsalt": "", "svg.fonttype": "none", "font.family": "sans-serif", "text.color": TEXT,
@@ -23,7 +23,7 @@ def draw(bars, note, file_name):
     matplotlib.rcParams.update(SETTINGS)
     figure, axes = pyplot.subplots(figsize=(10, 1.2 + 0.28 * len(bars)), layout="constrained")
     for place, (_, _, ratio, wanted) in enumerate(bars):
-        # From 1, on a logarithmic scale: twice and half as fast are equally far from the peer.
+        # Bars start at 1 on a logarithmic scale, so twice and half as fast have the same length.
         axes.barh(place, ratio - 1, left=1, height=0.6, color=colour(ratio, wanted))
         axes.annotate(f"{ratio:.3g} ×", (max(ratio, wanted or 1, 1), place), (5, 0),
                       textcoords="offset points", va="center")

@@ -1,18 +1,18 @@
-"""Prints how many times as fast the library is as its peers, and the figures that are no ratios.
+"""Prints how many times as fast the library is as its peers, and other figures.
 
     ratio_table.py [--plot FILE.svg] RESULTS.json...
 
-Reads Google Benchmark's JSON files. A result named "rule/ours" is the library's, and every other
-"rule/peer" is compared to it, median to median. A peer's counter "wanted" is the ratio that the
-library is to reach beside it; a counter "figure NAME" is a figure of the library's own, and "limit
-NAME" what it is to stay below. Time is the processor's, the kernel's share included.
+Reads Google Benchmark's JSON files. A result named "rule/ours" is the library's; every other
+"rule/peer" is compared with it, median to median. A peer's counter "wanted" is the ratio that the
+library must reach; a counter "figure NAME" is a figure of the library alone, and "limit NAME" its
+upper limit. Time is processor time, including the kernel's.
 """
 
 import json
 import re
 import sys
 
-# What Google Benchmark appends to a name for how a benchmark is run.
+# Google Benchmark's suffixes for run options.
 RUN_SUFFIX = re.compile(r"/(iterations:\d+|repeats:\d+|manual_time)$")
 
 
@@ -23,7 +23,7 @@ def rule_and_peer(run_name):
 
 
 def median_results(file_names):
-    """Gives {rule: {who: result}}, in the order of the files."""
+    """Returns {rule: {who: result}}, in the order of the files."""
     rules = {}
     for file_name in file_names:
         with open(file_name, encoding="utf-8") as file:
@@ -39,10 +39,10 @@ def median_results(file_names):
 
 
 def nanoseconds(result):
-    """Of one item, if the benchmark counts items, else of one iteration."""
+    """Returns the time per item if the benchmark counts items, else per iteration."""
     if "items_per_second" in result:
         return 1e9 / result["items_per_second"]
-    # A program's time is measured by the benchmark itself, which is told as the "real" time then.
+    # The benchmark measures the time of programs itself; it is reported as the "real" time.
     is_manual = "/manual_time" in result["run_name"]
     time = result["real_time" if is_manual else "cpu_time"]
     return time * {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[result["time_unit"]]
@@ -56,7 +56,7 @@ def time_text(time):
 
 
 def comparisons(rules):
-    """Gives (rule, peer, our time, the peer's time, wanted ratio or None)."""
+    """Yields (rule, peer, our time, the peer's time, wanted ratio or None)."""
     for rule, results in sorted(rules.items()):
         for peer in sorted(results.keys() - {"ours"}) if "ours" in results else []:
             theirs = results[peer]
@@ -116,7 +116,7 @@ def main(arguments):
     print_table(list(ratio_rows(rules)), right_columns=(2, 3, 4))
     print_table(list(figure_rows(rules)), right_columns=(2,))
     if plot is not None:
-        # Only needed, and only installed, for the picture.
+        # matplotlib is only needed, and only installed, for the picture.
         import ratio_plot
 
         bars = [(rule, peer, theirs / ours, wanted)

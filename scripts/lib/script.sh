@@ -1,12 +1,12 @@
 # shellcheck shell=bash
-# What the scripts beside this folder have in common. To be sourced, at the top of the tree.
+# Common functions of the scripts in the folder above. Source this at the top of the tree.
 
 # shellcheck source=scripts/lib/packages.sh
 source scripts/lib/packages.sh
 
 # help_if_asked ["$@"]
 #
-# Prints the script's first comment and ends it, if the first argument asks for that.
+# If the first argument asks for help, prints the script's first comment and exits.
 help_if_asked() {
   case ${1:-} in
     -h | --help)
@@ -16,7 +16,7 @@ help_if_asked() {
   esac
 }
 
-# Ends the script, which was called in a way that makes no sense.
+# Ends the script because its arguments are invalid.
 refuse() {  # REASON
   echo "scripts/${0##*/}: $1; see --help" >&2
   exit 2
@@ -27,12 +27,12 @@ no_arguments() {
   [ $# = 0 ] || refuse "\"$1\" is not known"
 }
 
-# Begins a part of what a script prints.
+# Prints a heading.
 say() {  # WORD...
   printf '\n== %s\n' "$*"
 }
 
-# Runs a command, and shows what it prints only if it fails.
+# Runs a command, and shows its output only if it fails.
 quietly() {  # COMMAND...
   local log
   log=$(mktemp)
@@ -40,14 +40,14 @@ quietly() {  # COMMAND...
   rm "$log"
 }
 
-# CMake refuses a build folder that was made for another place or by another version, and starts anew
-# when it is asked to.
+# CMake refuses a build folder made for another path or by another version, so retry with a fresh
+# configuration.
 configure() {  # PRESET [OPTION...]
   mkdir -p build
   quietly cmake --preset "$@" 2>/dev/null || quietly cmake --fresh --preset "$@"
 }
 
-# Copies the tree as it is, with neither history nor builds.
+# Copies the working tree, without history and builds.
 copy_sources() {  # FOLDER
   tar --create --exclude-vcs --exclude=./build --file=- . | tar --extract --directory="$1"
 }

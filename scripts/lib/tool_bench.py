@@ -69,7 +69,7 @@ def make_archives(place, options):
 
 
 def works(oxarchive):
-    """Gives (what is done, {who: command}). The commands run in an empty folder beside the items."""
+    """Yields (task, {who: command}). The commands run in an empty folder beside the items."""
     ours = "oxarchive"
     for kind, others in (
         ("tar", {"tar": "tar -xf ../small.tar"}),
@@ -107,7 +107,7 @@ def works(oxarchive):
 
 
 def run(command, place):
-    """Gives processor time and wall time in seconds."""
+    """Returns processor time and wall time in seconds."""
     words = command.split() if isinstance(command, str) else command
     folder = pathlib.Path(tempfile.mkdtemp(prefix="run.", dir=place))
     start = time.monotonic()
@@ -122,7 +122,7 @@ def run(command, place):
 
 
 def measure(commands, place, runs):
-    """Gives {who: (processor time, wall time)}, the medians."""
+    """Returns {who: (processor time, wall time)}, the medians."""
     turns = [who for who in commands for _ in range(runs)]
     random.shuffle(turns)
     times = {who: [] for who in commands}

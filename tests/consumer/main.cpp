@@ -1,4 +1,4 @@
-// A stranger's program: makes the folder for an archive's contents and looks at it.
+// A user's program: makes the folder for an archive's contents and checks it.
 
 #include <OrvexKit/OrvexKit.h>
 

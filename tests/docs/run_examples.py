@@ -1,4 +1,4 @@
-"""Builds and runs the programs of a page, as a reader would who copies them.
+"""Builds and runs the programs of a page, as a reader who copies them would.
 
     run_examples.py PAGE COMPILER [OPTION...]
 
@@ -18,7 +18,7 @@ FENCE = re.compile(r"```(\w*)$")
 
 
 def blocks(page):
-    """Gives (language, the line of the page it starts at, its lines), and None for a heading."""
+    """Yields (language, first line on the page, lines) for each block, and None for a heading."""
     block = None
     with open(page, encoding="utf-8") as file:
         for number, line in enumerate(file.read().splitlines(), 1):
@@ -37,7 +37,7 @@ def blocks(page):
 
 
 def programs(page):
-    """Gives (line, source, what it prints or None)."""
+    """Yields (line, source, expected output or None)."""
     found = list(blocks(page))
     for block, following in zip(found, found[1:] + [None]):
         if block and block[0] == "cpp":
@@ -46,7 +46,7 @@ def programs(page):
 
 
 def output_of(command, what, **options):
-    """What the command prints; its errors are shown, and end the test when it fails."""
+    """Returns the command's output; if it fails, shows its errors and ends the test."""
     result = subprocess.run(command, stdout=subprocess.PIPE, encoding="utf-8", timeout=120,
                             check=False, **options)
     if result.returncode != 0:

@@ -20,8 +20,8 @@ HOLIDAY = (("Crete/Beach at noon.jpg", 2_413_000, (5, 12, 7)),
 
 
 def make_volumes(path, step=None, items=PHOTOS):
-    """Makes a ZIP archive at `path`, or, split as by `split`, in volumes of `step` bytes; gives
-    their number."""
+    """Makes a ZIP archive at `path`, or volumes of `step` bytes as `split` does; returns their
+    number."""
     archive_bytes = io.BytesIO()
     with zipfile.ZipFile(archive_bytes, "w", zipfile.ZIP_STORED) as archive:
         for name, size, (day, hour, minute) in items:

@@ -1,10 +1,9 @@
-"""Checks that a page shows programs as they are, from the first line to the last.
+"""Checks that a page shows complete, unchanged programs.
 
     check_page.py SOURCE PAGE FILE...
 
-The blocks of each file, one after the other, are the file: only empty lines may be missing where
-it is cut. All of the files have to be on the page, which is named as they are, from SOURCE, the
-top of the tree; and no others.
+The blocks of each file, joined, must be the file, except for empty lines between blocks. The page
+must show all of the files and no others. PAGE and FILE are relative to SOURCE, the top of the tree.
 """
 
 import difflib

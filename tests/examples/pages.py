@@ -1,6 +1,6 @@
-"""What a page of docs/ shows of the programs in examples/.
+"""Reads the blocks of a page of docs/ that show programs in examples/.
 
-A block ```cc or ```python is a part of the file that the page has last named in backticks, such as
+A block ```cc or ```python is a part of the file that the page last named in backticks, such as
 `examples/tour/main.cpp`. A block ```text after it is what the program prints.
 """
 
@@ -11,7 +11,7 @@ FILE = re.compile(r"`(examples/[^`]+\.(?:cpp|h|py))`")
 
 
 def blocks(page):
-    """Gives (file, language, lines) for each block."""
+    """Yields (file, language, lines) for each block."""
     name, language, lines = None, None, []
     with open(page, encoding="utf-8") as file:
         for line in file.read().splitlines():
@@ -29,6 +29,6 @@ def blocks(page):
 
 
 def printed(page, name):
-    """The lines that the program prints, as the page has them."""
+    """Returns the lines that the program prints according to the page."""
     return next(lines for file, language, lines in blocks(page)
                 if file == name and language == "text")

@@ -1,9 +1,9 @@
-"""Runs a recipe, which has to print what its page says.
+"""Runs a recipe and compares its output with the page.
 
     recipe_test.py PAGE FILE COMMAND...
 
-FILE is the recipe's, as the page names it. The command runs where the archive "photos.zip" is, and
-nothing else.
+FILE is the recipe's file, as named on the page. The command runs in a folder that contains only the
+archive "photos.zip".
 """
 
 import difflib

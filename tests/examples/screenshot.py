@@ -1,4 +1,4 @@
-"""Draws the window with an archive in it.
+"""Draws the window while it shows an archive.
 
     screenshot.py PROGRAM PICTURE
 

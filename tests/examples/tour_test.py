@@ -1,4 +1,4 @@
-"""Runs the tour on archives that are made here.
+"""Runs the tour on archives made by this test.
 
     tour_test.py TOUR PAGE
 """
@@ -78,7 +78,7 @@ def other_files_are_left_alone(tour, _):
 
 
 def volumes_are_found_by_any_of_them(tour, _):
-    """In each of the ways of numbering: the contents of all volumes are one tar archive."""
+    """Makes volumes in each numbering; together they are one tar archive."""
     with World() as world:
         bytes_ = io.BytesIO()
         with tarfile.open(fileobj=bytes_, mode="w") as archive:

@@ -1,8 +1,8 @@
-// Does in the window what a user does, and prints what is to be seen in it.
+// Operates the window like a user, and prints what it shows.
 //
 //   window_test VOLUME [PICTURE]   opens it, extracts it, moves it to the Trash
 //
-// PICTURE: where to draw the window when two thirds have been extracted.
+// PICTURE: the file for a picture of the window after two thirds of the extraction.
 
 #include <QAction>
 #include <QApplication>
@@ -80,7 +80,7 @@ int main(int argc, char** argv) {
   Window window;
   window.show();
 
-  // An archive is given up for another one.
+  // Opening an archive is cancelled by opening another one.
   window.open(QFile::decodeName(argv[1]));
   open(window, argv[1]);
 
@@ -99,6 +99,6 @@ int main(int argc, char** argv) {
   trigger(window, "extract");
 
   open(window, "/dev/null");
-  // And one is given up with the window.
+  // Opening one is cancelled by closing the window.
   window.open(QFile::decodeName(argv[0]));
 }

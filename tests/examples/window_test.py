@@ -1,4 +1,4 @@
-"""Runs the window in a display of its own, which nobody sees.
+"""Runs the window in a virtual display.
 
     window_test.py PROGRAM
 """
@@ -45,7 +45,7 @@ def opens_extracts_and_trashes(program):
 
 
 def shows_what_was_refused(program):
-    """And is not impressed by names."""
+    """Tests hostile names."""
     with World() as world:
         with tarfile.open(world.at("work", "hostile.tar"), "w") as archive:
             for name in ("<b>bold", "../up", "x/" * 200 + "deep", "n" * 250):

@@ -1,4 +1,4 @@
-"""A folder in which a program is run: its home, its Trash and its temporary folder."""
+"""A folder to run a program in, with its home, its Trash and its temporary folder."""
 
 import os
 import subprocess
@@ -29,7 +29,7 @@ class World:
                 "XDG_DATA_HOME": self.at("home", "data"), "TMPDIR": self.at("temporary")}
 
     def run(self, *command, **options):
-        """Runs it in the folder "work"; gives its exit code and what it prints on both ways."""
+        """Runs it in the folder "work"; returns its exit code and both output streams."""
         result = subprocess.run(command, cwd=self.at("work"), env=self.environment(), timeout=120,
                                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                 stderr=subprocess.PIPE, encoding="utf-8", check=False, **options)

@@ -31,7 +31,7 @@ OXString describe(double seconds) {
   return fileDateDescription(OXDate(OXDate::duration(seconds)));
 }
 
-// The process in one time zone and with English names, which it keeps once it has asked for them.
+// Sets the time zone and English names for this process, which keeps them after the first use.
 class DateDescription : public ox::test::TemporaryFolderTest {
  protected:
   DateDescription() : locale_("LC_ALL", "C") {}
@@ -61,7 +61,7 @@ TEST_F(DateDescription, FollowsItsRows) {
       {12 * 3600 + 59 * 60, "Jan 01, 1970 12:59 PM"},
       {13 * 3600, "Jan 01, 1970 01:00 PM"},
       {23 * 3600 + 59 * 60, "Jan 01, 1970 11:59 PM"},
-      // A fraction before 1970 belongs to the second that it is in.
+      // A fraction before 1970 rounds down to its second.
       {-1e-9, "Dec 31, 1969 11:59 PM"},
       {-0.5, "Dec 31, 1969 11:59 PM"},
       {-60, "Dec 31, 1969 11:59 PM"},
@@ -98,7 +98,7 @@ TEST_F(DateDescription, FollowsItsRows) {
 }
 
 TEST_F(DateDescription, IsInLocalTime) {
-  // What Central Europe has: an hour's leap on the last Sundays of March and October.
+  // Central Europe: daylight saving from the last Sunday of March to that of October.
   setTimeZone("CET-1CEST,M3.5.0,M10.5.0/3");
   EXPECT_EQ(describe(1364691599), "Mar 31, 2013 01:59 AM");
   EXPECT_EQ(describe(1364691600), "Mar 31, 2013 03:00 AM");
@@ -115,7 +115,7 @@ TEST_F(DateDescription, IsThatOfThePattern) {
   for (const char* zone : {"UTC0", "CET-1CEST,M3.5.0,M10.5.0/3", "EST5EDT,M3.2.0,M11.1.0"}) {
     setTimeZone(zone);
     for (int i = 0; i < 10000; ++i) {
-      // From the year 1000 to 9999, where the C library writes as many digits.
+      // Years 1000 to 9999, for which the C library writes four digits.
       const auto time = static_cast<std::time_t>(random() % 284012524800U) - 30610224000;
       std::tm local{};
       ASSERT_NE(::localtime_r(&time, &local), nullptr);
@@ -126,7 +126,7 @@ TEST_F(DateDescription, IsThatOfThePattern) {
   }
 }
 
-// What `date` prints for the pattern, in UTF-8.
+// The output of `date` for the pattern, in UTF-8.
 std::string byDate(const ox::test::Locales& locales, const std::string& name,
                    const std::string& encoding, const std::string& seconds) {
   auto environment = locales.environment(name);
@@ -143,7 +143,7 @@ TEST_F(DateDescription, HasTheNamesOfTheUsersLocaleInUtf8) {
   struct Row {
     std::string language;
     std::string encoding;
-    OXString afternoon = std::nullopt;  // where it is worth writing down
+    OXString afternoon = std::nullopt;  // only if it is notable
   };
   const std::vector<Row> rows = {
       {.language = "de_DE", .encoding = "UTF-8", .afternoon = "M\xc3\xa4r 05, 2013 04:07 "},
@@ -219,7 +219,7 @@ TEST_F(DateLocale, IsNamedByTheEnvironment) {
       {{{"LC_TIME", "C"}, {"LANG", german}}, inEnglish},
       {{{"LC_MESSAGES", german}, {"LANGUAGE", "de"}}, inEnglish},
       {{{"LANG", std::nullopt}}, inEnglish},
-      // The system has no such locales, or they are none.
+      // The system does not have these locales, or they are invalid.
       {{{"LC_ALL", "xx_XX"}, {"LANG", german}}, inEnglish},
       {{{"LANG", "../../etc"}}, inEnglish},
       {{{"LANG", std::string(300, 'x')}}, inEnglish},
@@ -231,7 +231,7 @@ TEST_F(DateLocale, IsNamedByTheEnvironment) {
 }
 
 TEST_F(DateLocale, IsEnglishWhereNobodyKnowsTheEncoding) {
-  // As the system's own, but for its name.
+  // A copy of the system's own, under another name.
   const std::string charmap = in("NOWHERE");
   ASSERT_EQ(ox::test::run({.program = "sh",
                            .arguments = {"-c",

@@ -41,7 +41,7 @@ void append(const std::string& path, const std::string& text) {
   ASSERT_EQ(::write(file.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
 }
 
-// Bytes that no two positions near each other share.
+// Nearby positions have different bytes.
 std::string noise(std::size_t count) {
   std::string bytes;
   bytes.reserve(count);
@@ -55,7 +55,7 @@ std::string noise(std::size_t count) {
 
 class Digest : public ox::test::TemporaryFolderTest {
  protected:
-  // The digest of a text, by way of a file of its own.
+  // The digest of a text, written to a file.
   std::string digestOfText(const std::string& text) {
     ox::test::writeFile(in("text"), text);
     std::string digest = digestOf(in("text"));
@@ -85,7 +85,8 @@ TEST_F(Digest, IsThatOfRfc1321) {
 
 std::vector<std::size_t> sizesAroundBoundaries() {
   std::vector<std::size_t> sizes;
-  // Blocks of 64 bytes, the last of which has room for 55; then our own pieces, and theirs.
+  // Sizes around MD5's blocks (64 bytes, of which the last holds 55), then around our read size and
+  // libcrypto's.
   for (std::size_t size = 0; size <= 130; ++size) {
     sizes.push_back(size);
   }
@@ -156,7 +157,7 @@ TEST_F(Digest, IsOfTheRegularFileThatALinkLeadsTo) {
 }
 
 void makeSocket(const std::string& folder) {
-  // Relative, for the room that there is in an address.
+  // Relative, because a socket address has room for only a short path.
   const std::string before = std::filesystem::current_path();
   ASSERT_EQ(::chdir(folder.c_str()), 0);
   sockaddr_un address{.sun_family = AF_UNIX, .sun_path = "socket"};
@@ -231,7 +232,7 @@ TEST_F(Digest, IsOfWhatFilesHoldThatClaimAnotherSize) {
   }
 }
 
-// Changes the file before the `nth` piece of it is read.
+// Changes the file before its `nth` piece is read.
 std::string digestOfChanging(const std::string& path, int nth, const std::function<void()>& change,
                              std::uint64_t limit = ox::digestCountLimit) {
   ObservedSystem observed;
@@ -272,12 +273,12 @@ TEST_F(Digest, IsCutByTheSizeThatAGrowingFileReaches) {
   const std::string path = in("file");
   ox::test::writeFile(path, content.substr(0, 3));
   const std::string firstThree = digestOfChanging(path, 0, [] {});
-  // 90 bytes at first, 103 as soon as they are read: 3 beyond the limit.
+  // 90 bytes at first, but 103 when read: 3 over the limit.
   ox::test::writeFile(path, content.substr(0, 90));
   EXPECT_EQ(digestOfChanging(
                 path, 1, [&] { append(path, content.substr(90)); }, 100),
             firstThree);
-  // It has shrunk again when its size is asked for.
+  // It has shrunk again before its size is queried.
   ox::test::writeFile(path, content.substr(0, 90));
   ObservedSystem observed;
   observed.before(Call::read, [&] { append(path, content); });

@@ -1,5 +1,5 @@
-// Kinds of documents. The database and the language are found once in a process, so every row runs
-// in a process of its own, with a database that the test makes.
+// Kinds of documents. A process looks up the database and the language once, so every row runs in
+// its own process, with a database made by the test.
 
 #include <gtest/gtest.h>
 
@@ -41,7 +41,7 @@ class FileDescription : public ox::test::TemporaryFolderTest {
     TemporaryFolderTest::TearDown();
   }
 
-  // By the test's own database alone, and in English, unless `changes` says otherwise.
+  // Uses only the test's database, and English, unless `changes` overrides it.
   Lines kindsOf(const Lines& paths, const Environment& changes = {}) const {
     Environment environment = {{"XDG_DATA_HOME", in("none")}, {"XDG_DATA_DIRS", work()},
                                {"LANGUAGE", std::nullopt},    {"LC_ALL", std::nullopt},
@@ -73,7 +73,7 @@ TEST_F(FileDescription, GoesByTheExtensionAlone) {
       {"x.zip.oxp", "Ox package"},
       {"x.tar.gz", "Squeezed file"},
       {".tar.gz", "Squeezed file"},
-      {"x.oxn", "application/x-ox-nameless type"},  // what GIO makes of a kind without a text
+      {"x.oxn", "application/x-ox-nameless type"},  // GIO's text for a kind without one
       {"x.oxp.unheard-of", ""},
       {"oxp", ""},
       {".oxp", ""},
@@ -106,7 +106,7 @@ TEST_F(FileDescription, IsNullForNullAlone) {
 }
 
 TEST_F(FileDescription, DoesNotLookAtTheFile) {
-  // A folder by name, and contents that tell another kind.
+  // A folder by its name, and contents of another kind.
   std::filesystem::create_directory(in("folder.oxp"));
   ox::test::writeFile(in("script.oxp"), "#!/bin/sh\n");
   EXPECT_EQ(kindsOf({in("folder.oxp"), in("script.oxp")}), (Lines{"Ox package", "Ox package"}));

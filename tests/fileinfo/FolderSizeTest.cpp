@@ -35,8 +35,8 @@ using ox::test::ObservedSystem;
 using ox::test::openDescriptorCount;
 using ox::test::removeOne;
 
-// The rule as it is read: paths in a buffer of 1024 bytes, and one call after the other. A path
-// that is cut to its folder's own would lead round for ever, and is passed over.
+// The rule implemented literally: recursion with paths in a buffer of 1024 bytes. Skips a path that
+// is truncated to its folder's own, which would recurse for ever.
 std::int64_t plainTotal(const char* bytePath) {
   DIR* const folder = ::opendir(bytePath);
   if (folder == nullptr) {
@@ -83,7 +83,7 @@ class FolderSize : public ox::test::TemporaryFolderTest {
     ASSERT_EQ(::mkdir(path.c_str(), 0700), 0) << path;
   }
 
-  // A folder whose path has exactly `length` bytes.
+  // Makes a folder whose path has exactly `length` bytes.
   std::string makeFolderOfLength(std::size_t length) {
     std::string path = work();
     while (path.size() < length) {
@@ -179,7 +179,7 @@ TEST_F(FolderSize, PassesOverFoldersThatCannotBeRead) {
   }
 }
 
-// Two files that both claim nearly the largest size there is, where the file system lets them.
+// Two files with nearly the largest possible size, if the file system allows it.
 bool makeHugeFiles(const std::string& folder) {
   const auto makeHuge = [](const std::string& path) {
     ox::test::writeFile(path);
@@ -194,7 +194,7 @@ TEST_F(FolderSize, IsTheLargestValueWhenThereIsMore) {
     EXPECT_EQ(OXGetTotalFolderSize(work()), largest);
     return;
   }
-  // Memory has no such bounds.
+  // A file system in memory has no such limit.
   std::string folder = "/dev/shm/orvexkit-test.XXXXXX";
   const bool isMade = ::mkdtemp(folder.data()) != nullptr && makeHugeFiles(folder);
   const std::int64_t total = isMade ? OXGetTotalFolderSize(folder) : 0;
@@ -205,7 +205,7 @@ TEST_F(FolderSize, IsTheLargestValueWhenThereIsMore) {
   EXPECT_EQ(total, largest);
 }
 
-// A tree with every kind of item, and the size that it must have.
+// A tree with every kind of item, and its expected size.
 class RandomTree {
  public:
   explicit RandomTree(unsigned seed) : random_(seed) {}
@@ -305,7 +305,7 @@ TEST_F(FolderSize, IsTheSumOfTreesOfEveryKindOfItem) {
 }
 
 TEST_F(FolderSize, AgreesWithFindOnUsr) {
-  // It fails as a whole when there is a folder that it may not read.
+  // find fails as a whole if it cannot read a folder.
   std::istringstream sizes(
       ox::test::run(
           {.program = "find", .arguments = {"/usr", "!", "-type", "d", "-printf", "%s\n"}})
@@ -318,7 +318,7 @@ TEST_F(FolderSize, AgreesWithFindOnUsr) {
   EXPECT_EQ(OXGetTotalFolderSize("/usr"), total);
 }
 
-// Names whose beginnings are names of other items: files, and folders with something in them.
+// Names whose prefixes are names of other items: files and non-empty folders.
 void fillWithNamesToCut(const std::string& folder) {
   const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   ASSERT_GE(fd, 0);
@@ -335,7 +335,7 @@ void fillWithNamesToCut(const std::string& folder) {
     write(name + "/" + std::string(length % 7 + 1, 'h'), 1000 * length);
     ASSERT_EQ(::symlinkat("target", fd, std::string(length, 'l').c_str()), 0);
   }
-  // Cut to "." and "..", and to nothing that exists.
+  // Truncated to "." and "..", and to a missing item.
   write("..dots", 100000);
   write(".hidden", 100000);
   write("missing-when-cut", 100000);
@@ -361,8 +361,8 @@ TEST_F(FolderSize, CutsPathsAsABufferOf1024BytesDoes) {
 }
 
 TEST_F(FolderSize, CutsPathsBelowATopThatIsLongerThanTheBuffer) {
-  // The path is cut in the middle of a name, after a name, after a slash; and what it is cut to is
-  // missing, a folder, a file or a link.
+  // The path is truncated within a name, after a name or after a slash; the result is missing, a
+  // folder, a file or a link.
   const std::string folder = makeFolderOfLength(1000);
   const std::string deep = folder + "/" + std::string(21, 'x');
   makeFolder(deep);  // 1022 bytes
@@ -390,8 +390,8 @@ TEST_F(FolderSize, CutsPathsBelowATopThatIsLongerThanTheBuffer) {
   EXPECT_EQ(OXGetTotalFolderSize(deep + "yz"), plainTotal(deep + "yz"));
 }
 
-// Folders with one-letter names, one in the other, each that may count with a file; by descriptors,
-// since no system call takes the path of the deepest.
+// Nested folders with one-letter names, with a file in each that may count. Made with descriptors,
+// since the deepest paths are too long for system calls.
 void makeChain(const std::string& top, int depth) {
   constexpr int deepestCounted = 512;
   int folder = ::open(top.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -425,7 +425,7 @@ TEST_F(FolderSize, EndsInATreeDeeperThanAnyPath) {
   const std::size_t before = openDescriptorCount();
   const std::int64_t total = OXGetTotalFolderSize(work());
   EXPECT_EQ(total, plainTotal(work()));
-  // Each "/d" takes two bytes, and the last that may hold a file that counts ends at byte 1021.
+  // Each "/d" takes two bytes; the last folder whose file counts ends at byte 1021.
   EXPECT_EQ(total, 10 * static_cast<std::int64_t>((1021 - work().size()) / 2));
   EXPECT_EQ(openDescriptorCount(), before);
 }
@@ -516,7 +516,7 @@ TEST_F(FolderSize, LeavesOutWhatTheSystemRefuses) {
     EXPECT_EQ(totalFailing(Call::getdents, 1), 0);
     EXPECT_EQ(totalFailing(Call::getdents, 3), 1);
     EXPECT_EQ(totalFailing(Call::getdents, 5), 11);
-    // What was listed before the failure counts.
+    // Items listed before the failure count.
     EXPECT_EQ(totalFailing(Call::getdents, 2), 111);
   }
   EXPECT_EQ(openDescriptorCount(), descriptors);

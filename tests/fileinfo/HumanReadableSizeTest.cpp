@@ -60,7 +60,7 @@ TEST(HumanReadableSize, FollowsItsRows) {
       {-1001, "-1001 B"},
       {-2500000000, "-2500000000 B"},
       {-1000000000000, "-1000000000000 B"},
-      {-9007199254740993, "-9007199254740992 B"},  // as a double
+      {-9007199254740993, "-9007199254740992 B"},  // rounded to a double
       {smallest, "-9223372036854775808 B"},
   };
   for (const auto& [size, text] : rows) {
@@ -68,7 +68,7 @@ TEST(HumanReadableSize, FollowsItsRows) {
   }
 }
 
-// The rule by way of the C library.
+// The rule implemented with the C library.
 std::string sizeByPrintf(std::int64_t size) {
   const double divisor = size <= 1000         ? 1.0
                          : size <= 1000000    ? 1000.0
@@ -125,7 +125,7 @@ TEST(HumanReadableSize, AgreesWithTheRuleInIntegersAroundBoundaries) {
 TEST(HumanReadableSize, AgreesWithTheRuleInIntegersOnAMillionSizes) {
   std::mt19937_64 random(1);
   for (int i = 0; i < 1000000; ++i) {
-    // Of every magnitude, and of both signs.
+    // All magnitudes and both signs.
     expectTheSame(static_cast<std::int64_t>(random()) >> (random() % 64));
     if (HasFatalFailure()) {
       return;

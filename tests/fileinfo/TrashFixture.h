@@ -1,4 +1,4 @@
-// What the tests of the Trash share: the user's Trash in a world of the test's own.
+// The fixture of the Trash tests: the user's Trash in the test's own folder.
 
 #pragma once
 
@@ -45,7 +45,7 @@ class TrashFixture : public TemporaryFolderTest {
     return names;
   }
 
-  // What an entry says of the path.
+  // The path as written in an entry.
   static std::string pathIn(const std::string& entry, const std::string& trashFolder = trash()) {
     const std::string text = readFile(trashFolder + "/info/" + entry);
     const std::size_t start = text.find("Path=") + 5;
@@ -58,7 +58,7 @@ class TrashFixture : public TemporaryFolderTest {
     return status.st_mode & 07777U;
   }
 
-  // Lets every user into the test's folders.
+  // Makes the test's folders accessible to every user.
   void openToAll() const {
     for (const std::string& folder :
          {std::filesystem::path(work()).parent_path().string(), work()}) {
@@ -66,7 +66,7 @@ class TrashFixture : public TemporaryFolderTest {
     }
   }
 
-  // The item "file" is either in its place, with nothing of it in the Trash, or in the Trash, with
+  // Checks that the item "file" is either in its place and not in the Trash, or in the Trash with
   // an entry.
   static void expectAllOrNothing(bool answer, const std::string& path, const Names& items,
                                  const Names& entries) {

@@ -36,7 +36,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// Which Trash an item goes to, and which items stay.
+// Which Trash an item moves to, and which items cannot be moved.
 class TrashPlace : public ox::test::TrashFixture {
  protected:
   static dev_t deviceOf(const std::string& path) {
@@ -87,7 +87,7 @@ TEST_F(TrashPlace, DoesNotTakeWhatMayLieInIt) {
   writeFile(in("file"), "contents");
   for (int nth = 1; nth <= 4; ++nth) {
     ObservedSystem observed;
-    observed.fail(Call::fstat, EIO, nth);  // one of the folders is not known
+    observed.fail(Call::fstat, EIO, nth);  // one of the folders cannot be identified
     EXPECT_FALSE(OXMoveFileToTrashSync(in("file"))) << nth;
   }
   EXPECT_THAT(items(), IsEmpty());
@@ -141,7 +141,7 @@ TEST_F(TrashPlace, IsNoneOfAUserWithoutAHome) {
   EXPECT_EQ(readFile(in("open/data/Trash/files/file")), "contents");
 }
 
-// Takes all the room that there is.
+// Fills the disk.
 void fill(const std::string& path) {
   std::ofstream file(path);
   while (file.write("01234567", 8).flush()) {
@@ -193,7 +193,8 @@ TEST_F(TrashPlace, IsNotFoundOnOtherDisksWithoutGio) {
       (Names{"0", "1"}));
 }
 
-// A disk of its own, in `disk`, and the user's Trash there, which is not made yet.
+// A file system mounted at `disk`, and the path of the user's Trash there, which does not exist
+// yet.
 class TrashOnADisk : public TrashPlace {
  protected:
   void SetUp() override {
@@ -217,7 +218,7 @@ class TrashOnADisk : public TrashPlace {
   const std::string own = disk + "/.Trash-0";
   const std::string shared = disk + "/.Trash/0";
 
-  // Makes the one for all users.
+  // Makes the shared Trash.
   void makeShared() const {
     ASSERT_EQ(::mkdir((disk + "/.Trash").c_str(), 0777), 0);
     ASSERT_EQ(::chmod((disk + "/.Trash").c_str(), 01777), 0);
@@ -242,7 +243,7 @@ TEST_F(TrashOnADisk, IsAtItsTop) {
   EXPECT_FALSE(OXMoveFileToTrashSync(own));
   EXPECT_FALSE(exists(trash()));
 
-  // One for all users counts when nobody else can move what is in it, and it is no link.
+  // A shared Trash is used if it has the sticky bit and is not a link.
   ASSERT_EQ(::mkdir((disk + "/.Trash").c_str(), 0777), 0);
   moves("second", own);
   ASSERT_EQ(::chmod((disk + "/.Trash").c_str(), 01777), 0);
@@ -251,7 +252,7 @@ TEST_F(TrashOnADisk, IsAtItsTop) {
   fs::create_directory_symlink("elsewhere", disk + "/.Trash");
   moves("fourth", own);
 
-  // What somebody else put in place of the user's own is not used.
+  // Another user's item in place of the user's own Trash is not used.
   fs::remove_all(own);
   fs::create_directory_symlink("elsewhere", own);
   writeFile(disk + "/fifth", "contents");
@@ -313,7 +314,7 @@ TEST_F(TrashOnADisk, HasFoldersOfTheUsersOwn) {
       EXPECT_EQ(listing(trashFolder + "/" + part), Names{});
       removeTree(trashFolder);
     }
-    // A whole one of another user.
+    // A complete Trash of another user.
     fs::create_directories(trashFolder + "/info");
     fs::create_directory(trashFolder + "/files");
     for (const char* part : {"", "/info", "/files"}) {
@@ -321,7 +322,7 @@ TEST_F(TrashOnADisk, HasFoldersOfTheUsersOwn) {
     }
     isRefused(trashFolder, "");
     EXPECT_EQ(listing(trashFolder), (Names{"files", "info"}));
-    // Without the one for all users there is none but the user's own.
+    // Without a shared Trash only the user's own is used.
     removeTree(disk + "/.Trash");
   }
 }
@@ -339,7 +340,7 @@ TEST_F(TrashOnADisk, IsNextWhereTheOneInTheDataFolderCannotBeUsed) {
     removeTree(trash());
     removeTree(own);
   }
-  // Nothing is left there of a move that the file system refuses.
+  // A move that the file system refuses leaves nothing there.
   removeTree(disk + "/data");
   makeShared();
   writeFile(disk + "/file", "contents");
@@ -381,7 +382,7 @@ TEST_F(TrashOnADisk, KeepsWhatIsInAnyTrashOnTheWay) {
     EXPECT_FALSE(OXMoveFileToTrashSync(path)) << path;
     EXPECT_EQ(listing(disk), before) << path;
   }
-  // Those of others are no Trash of the user's.
+  // Other users' Trash folders do not count.
   fs::create_directory(disk + "/.Trash-1000");
   EXPECT_TRUE(OXMoveFileToTrashSync(disk + "/.Trash-1000"));
 }
@@ -473,7 +474,7 @@ TEST_F(TrashOnADisk, TakesAFolderWithAllThatIsMountedInIt) {
   EXPECT_EQ(::umount(moved.c_str()), 0);
 }
 
-// The folders of a file system in memory are numbered in the order in which they are made.
+// A file system in memory numbers its folders in the order of creation.
 TEST_F(TrashPlace, IsNoFolderOfTheSameNumberOnAnotherDevice) {
   OX_SKIP_UNLESS_ROOT("only root may mount a disk");
   fs::create_directory(in("outer"));
@@ -515,7 +516,7 @@ TEST_F(TrashPlace, KeepsTheLinksThatLeadToIt) {
   }
 }
 
-// One link may lead to the next, and each is in a folder of its own.
+// A chain of links, each in its own folder.
 TEST_F(TrashPlace, KeepsTheLinksThatItsLinksLeadThrough) {
   for (const char* folder : {"a", "b/sub", "c", "real", "other"}) {
     fs::create_directories(in(folder));
@@ -535,7 +536,7 @@ TEST_F(TrashPlace, KeepsTheLinksThatItsLinksLeadThrough) {
   EXPECT_EQ(readFile(in("a/first/Trash/files/file")), "contents");
 }
 
-// As many as the system follows, each found by way of all those before it.
+// As many as the system follows; each link is reached through all those before it.
 TEST_F(TrashPlace, KeepsEveryLinkOfAPathOfLinks) {
   constexpr int pairCount = 20;
   std::string dataHome = in("0");

@@ -46,13 +46,13 @@ using testing::IsEmpty;
 class Trash : public ox::test::TrashFixture {
  protected:
   static void restore(const std::string& path) {
-    // It asks for a number, of the one item that came from there.
+    // The program asks for a number; there is one item to choose.
     static_cast<void>(ox::test::outputOf(
         {.program = "sh", .arguments = {"-c", "echo 0 | trash-restore \"$1\"", "sh", path}}));
   }
 
-  // What other programs list, of this test's items: they read the Trash of every file system, and
-  // the user may have things there.
+  // This test's items as listed by other programs, which also list the user's Trash on other file
+  // systems.
   std::string list() const {
     std::string ours;
     for (const std::string& line : linesOf({.program = "trash-list"})) {
@@ -274,10 +274,10 @@ TEST_F(Trash, TakesNamesOfEveryLength) {
       {std::string(255, 'c'), std::string(245, 'c')},
       {std::string(251, 'd') + ".zip", std::string(241, 'd') + ".zip"},
       {"e." + std::string(253, 'e'), "e." + std::string(243, 'e')},
-      // An extension that just leaves room for one byte before it, and one that leaves none.
+      // An extension that leaves room for exactly one byte before it, and one that leaves none.
       {"fg." + std::string(243, 'f'), "f." + std::string(243, 'f')},
       {"g." + std::string(244, 'g'), "g." + std::string(243, 'g')},
-      {umlauts, umlauts.substr(0, 244)},  // no half of a character
+      {umlauts, umlauts.substr(0, 244)},  // not within a character
       {std::string(255, '\x80'), std::string(245, '\x80')},
   };
   for (const auto& [name, inTrash] : rows) {
@@ -297,7 +297,7 @@ TEST_F(Trash, TakesNamesOfEveryLength) {
 TEST_F(Trash, CutsNamesFurtherWhereTheFileSystemTakesNoLongerOnes) {
   const std::string name = std::string(200, 'a') + ".zip";
   writeFile(in(name), "contents");
-  // The entry is what is opened last.
+  // The entry is opened last.
   int entry = 0;
   {
     writeFile(in("dry run"));
@@ -315,7 +315,7 @@ TEST_F(Trash, CutsNamesFurtherWhereTheFileSystemTakesNoLongerOnes) {
     ox::test::removeTree(trash());
   }
 
-  // However much is cut.
+  // However much is truncated.
   writeFile(in(name), "contents");
   ObservedSystem observed;
   observed.before(Call::openat, [&, calls = 0]() mutable {
@@ -465,7 +465,7 @@ TEST_F(Trash, MovesAllOrNothingWhicheverCallFails) {
 
 TEST_F(Trash, NeedsNoThreadAndNoDaemon) {
   writeFile(in("file"), "contents");
-  // On the second path GIO is asked about the mount.
+  // The second path makes GIO look up the mount.
   EXPECT_EQ(linesOf({.program = OX_PROBE,
                      .arguments = {"threads", "trash:" + in("file"), "trash:/proc/self/status",
                                    "threads", "sockets"}}),
@@ -477,7 +477,7 @@ TEST_F(Trash, NeedsNoThreadAndNoDaemon) {
 }
 
 TEST_F(Trash, SaysTheLocalTimeInTheEntry) {
-  // Where TZ tells it, east and west of Greenwich.
+  // By TZ, east and west of Greenwich.
   const std::vector<std::pair<std::string, int>> rows = {{"XYZ-5:30", 19800}, {"XYZ+7", -25200}};
   for (const auto& [zone, offset] : rows) {
     writeFile(in("file"));
@@ -538,7 +538,7 @@ TEST_F(Trash, HasTheEntryOnTheDiskBeforeTheItem) {
     EXPECT_FALSE(OXMoveFileToTrashSync(in("file"))) << nth;
     expectAllOrNothing(false, in("file"), items(), entries());
   }
-  // Some file systems have no such thing for folders.
+  // Some file systems cannot sync folders.
   ObservedSystem observed;
   observed.fail(Call::fsync, EINVAL, 2);
   EXPECT_TRUE(OXMoveFileToTrashSync(in("file")));
@@ -553,7 +553,7 @@ TEST_F(Trash, IsNotMadeForARefusedMove) {
     EXPECT_FALSE(OXMoveFileToTrashSync(in("file")));
     EXPECT_EQ(listing(work()), Names{"file"}) << std::strerror(error);
   }
-  // What was there is left, be it empty.
+  // Existing folders remain, even if empty.
   const std::vector<Names> rows = {
       {"new", "new/data"},
       {"new", "new/data", "new/data/Trash", "new/data/Trash/files"},
@@ -581,7 +581,7 @@ TEST_F(Trash, IsNotMadeForWhatMayNotBeMoved) {
 }
 
 TEST_F(Trash, TakesAnItemWhileRefusedMovesRemoveWhatTheyMade) {
-  // The empty folders go before each call in turn, whoever made them.
+  // Another process removes the empty folders before each call in turn.
   for (const Call call : {Call::mkdirat, Call::openat, Call::fstat, Call::open}) {
     bool wasReached = true;
     for (int nth = 1; wasReached; ++nth) {
@@ -610,7 +610,7 @@ TEST_F(Trash, ChangesPermissionsOfTheItemAlone) {
   ASSERT_EQ(::chmod(in("folder").c_str(), 0555), 0);
   ObservedSystem observed;
   observed.fail(Call::renameat2, EACCES, 1);
-  // A link takes the folder's place before its permissions are changed.
+  // A link replaces the folder before its permissions are changed.
   const auto swap = [this] {
     if (!exists(in("away"))) {
       ASSERT_EQ(::rename(in("folder").c_str(), in("away").c_str()), 0);
@@ -632,7 +632,7 @@ TEST_F(Trash, TakesAFolderOfAnyPermissionsWithoutProc) {
     ObservedSystem observed;
     observed.hideProc();
     if (ox::test::isRoot() && (mode & S_IWUSR) == 0) {
-      observed.fail(Call::renameat2, EACCES, 1);  // root may rename what others may not
+      observed.fail(Call::renameat2, EACCES, 1);  // permissions do not restrict root
     }
     EXPECT_TRUE(OXMoveFileToTrashSync(in("folder"))) << std::oct << mode;
     EXPECT_EQ(permissionsOf(trash("files/folder")), mode);
@@ -658,7 +658,7 @@ TEST_F(Trash, TakesAFolderOfAnyPermissionsWhereNoProcIsMounted) {
   Names arguments = {"--mount", "sh", "-c", "mount -t tmpfs none /proc && exec \"$0\" \"$@\"",
                      OX_PROBE};
   arguments.insert(arguments.end(), steps.begin(), steps.end());
-  // Without /proc the sanitizer cannot look for leaks.
+  // Without /proc the sanitizer cannot check for leaks.
   const ox::test::ChildResult result = ox::test::run(
       {.program = "unshare",
        .arguments = arguments,
@@ -685,7 +685,7 @@ TEST_F(Trash, IsNotStoppedBySignals) {
   EXPECT_EQ(permissionsOf(trash("files/folder")), 0500U);
 }
 
-// Two file systems number their items alike.
+// Two file systems may use the same inode numbers.
 TEST_F(Trash, DoesNotTakeAnItemOfTheSameNumberOnAnotherDevice) {
   OX_SKIP_UNLESS_ROOT("only root may mount a disk");
   for (const char* name : {"one", "two"}) {
@@ -710,7 +710,7 @@ TEST_F(Trash, DoesNotTakeAnItemOfTheSameNumberOnAnotherDevice) {
     const ox::test::ScopedEnvironment data("XDG_DATA_HOME", in("two/data"));
     fs::create_directory_symlink("one", in("link"));
     ObservedSystem observed;
-    // Between the look at the item and at its folder.
+    // Between the query of the item and that of its folder.
     observed.before(Call::realpath, [this] {
       removeOne(in("link"));
       fs::create_directory_symlink("two", in("link"));

@@ -1,5 +1,5 @@
-// Somebody who may rename what is in the temporary folder swaps the scratch folder for something
-// else, at any moment. Nothing outside it may be made, moved or removed.
+// Another process replaces the scratch folder in the temporary folder by something else, at any
+// moment. Nothing outside it may be made, moved or removed.
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -32,7 +32,7 @@ using ox::test::ObservedSystem;
 
 class ArchiveSubdirSwap : private ox::test::InMemory, public ox::test::TemporaryFolderTest {
  protected:
-  // What the caller has elsewhere: folders with the very names that are tried out.
+  // The caller's folders elsewhere, with the same names that are tried.
   ArchiveSubdirSwap() {
     for (const char* folder : {"target", "target/n.app.app", "target/n.app", "target/n/inner",
                                "target/notes", "target/empty", "emptytarget"}) {
@@ -55,7 +55,7 @@ class ArchiveSubdirSwap : private ox::test::InMemory, public ox::test::Temporary
   std::string elsewhere(const std::string& name = "") const { return in("elsewhere/" + name); }
   std::string destination() const { return in("destination"); }
 
-  // Which item lies where.
+  // The path and identity of each item.
   std::map<std::string, ino_t> itemsElsewhere() const {
     std::map<std::string, ino_t> items;
     for (const auto& entry : fs::recursive_directory_iterator(elsewhere())) {
@@ -68,8 +68,8 @@ class ArchiveSubdirSwap : private ox::test::InMemory, public ox::test::Temporary
 
   using Swap = std::function<void(const fs::path& scratch)>;
 
-  // A link to a folder with such names in it, a link to an empty folder, a file, a folder that is
-  // as closed as a scratch folder and has such names in it, nothing at all.
+  // A link to a folder with such names, a link to an empty folder, a file, a folder with such names
+  // and a scratch folder's permissions, and nothing.
   std::array<Swap, 5> swaps() const {
     return {[this](const fs::path& scratch) {
               fs::create_directory_symlink(elsewhere("target"), scratch);
@@ -86,7 +86,7 @@ class ArchiveSubdirSwap : private ox::test::InMemory, public ox::test::Temporary
             [](const fs::path&) {}};
   }
 
-  // One that is there.
+  // Finds an existing one.
   std::string scratchFolder() const {
     DIR* const folder = ::opendir(tmp().c_str());
     std::string found;
@@ -100,7 +100,7 @@ class ArchiveSubdirSwap : private ox::test::InMemory, public ox::test::Temporary
     return found;
   }
 
-  // Swaps each scratch folder that is there.
+  // Replaces each existing scratch folder.
   void swapAll(const Swap& swap) const {
     std::error_code gone;
     for (const auto& entry : fs::directory_iterator(tmp(), gone)) {
@@ -134,12 +134,12 @@ TEST_F(ArchiveSubdirSwap, BeforeAnyCallTouchesNothingOutside) {
         }
         const OXString path = OXSafelyCreateArchiveSubdir(name, destination(), true);
         EXPECT_EQ(itemsElsewhere(), before);
-        // The folder is made all the same, or it is told that there is none.
+        // Either the folder is made anyway, or the result is null.
         EXPECT_EQ(path.has_value(), !fs::is_empty(destination()));
         ox::test::removeTree(destination());
         fs::create_directory(destination());
         for (const auto& entry : fs::directory_iterator(tmp())) {
-          // What took its place stays: only empty scratch folders are removed.
+          // The replacement remains: only empty scratch folders are removed.
           fs::remove_all(entry);
         }
         swapped += isOver ? 1 : 0;
@@ -158,7 +158,7 @@ TEST_F(ArchiveSubdirSwap, AtAnyMomentTouchesNothingOutside) {
   std::atomic<bool> isOver{false};
   int swapped = 0;
   std::thread swapper([&] {
-    // In one step each, so that it happens as often as can be.
+    // In one atomic step, so that it happens as often as possible.
     const std::string bait = tmp() + "/bait";
     const std::string used = tmp() + "/used";
     while (!isOver) {

@@ -187,7 +187,7 @@ TEST_F(ArchiveSubdir, MayHaveTheLongestName) {
   const std::string withExtension = std::string(251, 'n') + ".app";
   EXPECT_EQ(OXSafelyCreateArchiveSubdir(withExtension, work(), false), in(std::string(251, 'n')));
   removeOne(in(std::string(251, 'n')));
-  // Too long only with the extension that it loses.
+  // Too long only with the extension, which is dropped.
   EXPECT_EQ(OXSafelyCreateArchiveSubdir(longest + ".app", work(), false), in(longest));
   removeOne(in(longest));
 }
@@ -195,7 +195,7 @@ TEST_F(ArchiveSubdir, MayHaveTheLongestName) {
 TEST_F(ArchiveSubdir, ThatCannotBeMadeIsNamedAllTheSame) {
   const std::string tooLong(256, 'n');
   EXPECT_EQ(OXSafelyCreateArchiveSubdir(tooLong, work(), false), in(tooLong));
-  // Longer than any path.
+  // Longer than PATH_MAX.
   const std::string muchTooLong(5000, 'n');
   EXPECT_EQ(OXSafelyCreateArchiveSubdir(muchTooLong, work(), false), in(muchTooLong));
   EXPECT_EQ(OXSafelyCreateArchiveSubdir(muchTooLong + ".app", work(), false), in(muchTooLong));
@@ -218,7 +218,7 @@ TEST_F(ArchiveSubdir, InAFolderThatMayNotBeWrittenIsNamedAllTheSame) {
 
 TEST_F(ArchiveSubdir, OnAFullDiskIsNamedAllTheSame) {
   OX_SKIP_UNLESS_ROOT("only root may mount a small disk");
-  // In a child, so that the mount is seen by it alone and goes with it.
+  // In a child process, so that the mount is visible only there and ends with it.
   constexpr int mountRefused = 77;
   const auto child = [this] {
     if (::unshare(CLONE_NEWNS) != 0 ||

@@ -1,5 +1,5 @@
-// Every system call of every rule on folders fails in turn: the answer is the named one, nothing
-// stays open, and nothing is left half made.
+// Each system call of each rule on folders fails in turn: the documented value is returned, no
+// descriptor leaks, and nothing is left half made.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -110,7 +110,7 @@ TEST_F(FailingSystem, GivesTheTemporaryFolderItselfInPlaceOfAUniqueOne) {
 }
 
 TEST_F(FailingSystem, FindsAFreeNameWithoutMakingAnything) {
-  // Enough taken names that the folder is listed.
+  // So many taken names that the folder is listed.
   ox::test::writeFile(in("x.zip"));
   Names taken{"x.zip"};
   for (int i = 1; i <= 20; ++i) {
@@ -120,7 +120,7 @@ TEST_F(FailingSystem, FindsAFreeNameWithoutMakingAnything) {
   std::ranges::sort(taken);
   const int failed = failInTurn([&](int) {
     const OXString name = OXSequentiallyUniqueName("x.zip", work(), false);
-    // A name that cannot be asked about counts as free.
+    // A name that cannot be checked counts as free.
     EXPECT_THAT(*name, StartsWith(in("x")));
     EXPECT_EQ(listing(work()), taken);
     EXPECT_THAT(takeLogLines(), IsEmpty());
@@ -130,7 +130,7 @@ TEST_F(FailingSystem, FindsAFreeNameWithoutMakingAnything) {
 }
 
 TEST_F(FailingSystem, MakesTheFolderOfAnArchiveOrNone) {
-  // With a package's name, one that is taken, and a destination that is made on the way.
+  // A package's name, a taken name, and a destination with missing parents.
   for (const std::string destination : {"", "/new/folder"}) {
     int answers = 0;
     failInTurn([&](int) {
@@ -145,7 +145,7 @@ TEST_F(FailingSystem, MakesTheFolderOfAnArchiveOrNone) {
         EXPECT_THAT(*folder, Not(EndsWith(".app")));
         EXPECT_THAT(takeLogLines(), IsEmpty());
       } else {
-        // Either there was no scratch folder, or it is left where opening it or moving in it
+        // Either there was no scratch folder, or it remains because opening it or moving in it
         // failed.
         EXPECT_EQ(takeLogLines(), madeInTmp.empty() ? creationFailed : noLines);
         EXPECT_EQ(listing(work()), Names{"Tool"});

@@ -20,7 +20,7 @@ constexpr int foldersEach = 200;
 
 class FolderRace : public TemporaryFolderTest {
  protected:
-  // All distinct, all there, the names without a gap, and nothing else.
+  // All distinct and existing, the numbers without a gap, and nothing else.
   void expectFoldersAndRemoveThem(const std::vector<std::string>& made, int count) {
     const std::set<std::string> distinct(made.begin(), made.end());
     EXPECT_EQ(made.size(), static_cast<std::size_t>(count));
@@ -73,7 +73,7 @@ TEST_F(FolderRace, ProcessesNeverGetTheSameFolder) {
       ::close(ends[0]);
       bool allWritten = true;
       for (int i = 0; i < foldersEach; ++i) {
-        // Short enough to be written as a whole.
+        // Short enough for one atomic write.
         const std::string line =
             OXSafelyCreateArchiveSubdir("notes.zip", work(), true).value_or("null") + "\n";
         allWritten &=

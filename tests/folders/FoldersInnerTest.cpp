@@ -93,7 +93,7 @@ TEST_F(FoldersInner, TemporaryDirectoryWithoutMemoryIsLoggedAndNull) {
 
 TEST_F(FoldersInner, UniqueTempDirWithoutMemoryIsTheTemporaryFolder) {
   takeLogLines();
-  // Short enough to need no memory of its own.
+  // Short enough for the small-string buffer.
   const ScopedEnvironment temporary("TMPDIR", "/missing");
   OXString path;
   {

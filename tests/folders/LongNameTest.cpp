@@ -1,4 +1,5 @@
-// Names that are longer than any string: only 32-bit processors have room for one of them.
+// Names longer than `std::string::max_size()`, which are only possible where addresses have 32
+// bits.
 
 #include <OrvexKit/OXFileUtil.h>
 #include <gtest/gtest.h>

@@ -130,7 +130,7 @@ TEST_F(ScopedTempDir, RemovesFoldersThatMayNotBeWrittenReadOrEntered) {
   }
 }
 
-// Makes a chain of folders, each with a file, far deeper than a path could name.
+// Makes nested folders, each with a file, far deeper than PATH_MAX.
 void makeDeepFolder(const std::string& top, int depth) {
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::current_path(top);
@@ -174,7 +174,7 @@ TEST_F(ScopedTempDir, RemovesDeepFoldersThatMayNotBeWritten) {
     for (int i = 0; i < 60; ++i) {
       path += "/d";
       std::filesystem::create_directory(path);
-      // The names that the removal itself would choose first.
+      // The names that the removal itself would use first.
       std::filesystem::create_directories(*folder.path() + "/.deep.0/taken");
       chain.push_back(path);
     }
@@ -230,8 +230,8 @@ TEST_F(ScopedTempDir, IsNotRemovedByAForkedProcess) {
   EXPECT_TRUE(isFolder(ofScope));
 }
 
-// As a worker is run in a container: its first process has the same number as each that it forks
-// into a namespace of its own.
+// Like a worker in a container: the first process has the same number as each child that it forks
+// into a new namespace.
 TEST_F(ScopedTempDir, IsNotRemovedByAForkedProcessWithTheSameNumber) {
   constexpr int refused = 77;
   const auto firstProcess = [] {
@@ -244,7 +244,7 @@ TEST_F(ScopedTempDir, IsNotRemovedByAForkedProcessWithTheSameNumber) {
     const pid_t child = ::fork();
     if (child == 0) {
       folder.reset();
-      // What it makes itself, it removes.
+      // Removes what it made itself.
       const std::string own = OXScopedTempDir().path().value();
       ::_exit(::getpid() == self && !exists(own) ? 0 : 1);
     }

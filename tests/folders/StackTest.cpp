@@ -1,5 +1,5 @@
-// How much stack the functions need: workers run them in threads that have little. Each runs on a
-// stack that has been filled with a pattern, which shows how deep it got.
+// The functions' stack use, since workers run them in threads with little stack. Each runs on a
+// stack filled with a pattern, which shows how deep it got.
 
 #include <OrvexKit/OrvexKit.h>
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@
 #include "support/Pipe.h"
 #include "support/TemporaryFolder.h"
 
-// The sanitizers put room between the variables.
+// Sanitizers add padding between variables.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define OX_STACK_IS_PADDED 1
 #elif defined(__has_feature)
@@ -32,7 +32,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Some processors take none below half of that.
+// Some processors require at least half of that.
 constexpr std::size_t stackSize = std::size_t{256} * 1024;
 constexpr std::size_t mostNeeded = std::size_t{40} * 1024;
 constexpr std::byte pattern{0xA5};
@@ -44,7 +44,7 @@ void* runFunction(void* function) {
   return nullptr;
 }
 
-// The bytes from the top of the thread's stack to the deepest one that was written.
+// The bytes from the top of the stack to the deepest one written.
 std::size_t stackUsedBy(const Function& function) {
   void* const memory = ::mmap(nullptr, stackSize, PROT_READ | PROT_WRITE,
                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);

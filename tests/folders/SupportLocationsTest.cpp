@@ -1,5 +1,4 @@
-// The user's own folders. What they are is decided once in a process, so every row runs in a
-// process of its own.
+// The user's own folders. A process determines them once, so every row runs in its own process.
 
 #include <gtest/gtest.h>
 #include <pwd.h>
@@ -144,7 +143,7 @@ TEST_F(SupportLocations, AreTheSameForThreadsThatAskAtTheSameMoment) {
 
 TEST_F(SupportLocations, AreInThePasswordDatabasesHomeWithoutAnyInTheEnvironment) {
   OX_SKIP_UNLESS_ROOT("only root can be a user whose home is known beforehand");
-  // This user's home does not exist, and the user may not make it.
+  // This user's home does not exist, and the user cannot create it.
   const struct passwd* const nobody = ::getpwnam("nobody");
   if (nobody == nullptr || std::string_view(nobody->pw_dir) != "/nonexistent") {
     GTEST_SKIP() << "the system has no user without a home";
@@ -170,7 +169,7 @@ TEST_F(SupportLocations, TakeTheHomeOfAnEntryOfAnyLengthUnlessItIsRelative) {
   for (const auto& [home, support] : rows) {
     SCOPED_TRACE(home.substr(0, 20));
     std::string entry("someone:x:54321:54321:");
-    entry.append(3000, 'n');  // longer than what is reserved for an entry at first
+    entry.append(3000, 'n');  // longer than the initial buffer for an entry
     entry.append(":").append(home).append(":/bin/sh\n");
     ox::test::writeFile(password, entry);
     const ox::test::ChildResult result = run(ChildProcess{

@@ -15,7 +15,7 @@ using namespace ox::test;
 
 class UniqueName : public TemporaryFolderTest {
  protected:
-  // Makes the items, asks, and removes them.
+  // Makes the items, gets the name, and removes them.
   OXString uniqueNameBeside(const std::vector<std::string>& taken, const std::string& name,
                             bool isFolder) {
     for (const std::string& item : taken) {
@@ -89,7 +89,7 @@ TEST_F(UniqueName, OfAnEmptyNameIsTheFolderWhileThatIsMissing) {
   }
 }
 
-// Nothing is joined with nothing, and the result names no item on disk, so it is free.
+// An empty folder and an empty name join to "", which no item can have, so it is free.
 TEST_F(UniqueName, OfNoCharactersInNoneHasNone) {
   for (const bool isFolder : {true, false}) {
     EXPECT_EQ(OXSequentiallyUniqueName("", "", isFolder), "");
@@ -145,7 +145,7 @@ TEST_F(UniqueName, OfNothingIsNothing) {
   EXPECT_EQ(OXSequentiallyUniqueName("x", std::nullopt, true), std::nullopt);
 }
 
-// From some number on the folder is listed instead of asked name by name.
+// After some number of taken names, the folder is listed instead of checking each name.
 TEST_F(UniqueName, IsTheFirstThatIsFreeAmongMany) {
   std::vector<std::string> taken{
       "x.tar.gz",        "x (07).tar.gz",     "x (+7).tar.gz",          "x (-7).tar.gz",

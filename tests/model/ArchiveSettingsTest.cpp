@@ -143,7 +143,7 @@ TEST(ArchiveSettings, IsEqualToItselfAlone) {
   EXPECT_NE(settings->hash(), copy->hash());
 }
 
-// Keeps its options elsewhere, and writes down what it is asked for.
+// Keeps its options elsewhere, and records the calls.
 class Derived : public OXArchiveSettings {
  public:
   OXString password() const override { return answer("password", OXString("elsewhere")); }
@@ -183,11 +183,11 @@ TEST(ArchiveSettings, CopiesADerivedObjectIntoAPlainOne) {
   EXPECT_EQ(typeid(plainDefaults), typeid(OXArchiveSettings));
 }
 
-// One password that a string keeps inside itself, and one that it keeps on the heap.
+// One password in the small-string buffer, and one on the heap.
 constexpr std::string_view shortPassword = "swordfish-3141";
 constexpr std::string_view longPassword = "correct horse battery staple, and then some more of it";
 
-// What is looked for: overwriting the beginning, as emptying a string does, is not enough.
+// The end of the password: clearing a string overwrites only its first byte.
 std::string_view end(std::string_view password) {
   return password.substr(password.size() - 5);
 }
@@ -198,7 +198,7 @@ INSTANTIATE_TEST_SUITE_P(Lengths, ArchiveSettingsPassword,
                          testing::Values(shortPassword, longPassword),
                          [](const auto& row) { return row.index == 0 ? "Short" : "Long"; });
 
-// Without this the tests below could not fail.
+// Ensures that the tests below can fail.
 TEST_P(ArchiveSettingsPassword, IsFoundInMemoryThatNobodyOverwrote) {
   const FreedMemoryWatch watch(end(GetParam()));
   auto text = std::make_unique<std::string>(GetParam());
@@ -243,7 +243,7 @@ TEST(ArchiveSettings, HandsOutObjectsThatNobodyElseHolds) {
   EXPECT_NE(OXArchiveSettings::defaultSettings(), defaults);
 }
 
-// A host's password whose memory had a longer one before.
+// A host's password in memory that contained a longer one before.
 class ShortenedPassword : public OXArchiveSettings {
  public:
   explicit ShortenedPassword(std::string_view longer) : longer_(longer) {}

@@ -106,7 +106,7 @@ const Fields records[] = {
 TEST(ArchivedFileAsCBOR, ComesBackAsItWas) {
   for (const Fields& fields : records) {
     const auto record = makeRecord(fields);
-    // A path is set anew when it is read, which takes one more slash off its end.
+    // Decoding sets the path again, which removes one more slash from its end.
     Fields expected = fields;
     expected.path = record->path();
     const std::string text = recordText(makeRecord(expected));
@@ -126,7 +126,7 @@ struct DecodingRow {
 const std::string fresh = recordText(makeRecord({}));
 const std::string named = recordText(makeRecord({.path = "a"}));
 
-// Hexadecimal, with the keys in plain.
+// Hexadecimal, with keys as text.
 std::string withKeys(std::string text) {
   const std::pair<std::string, std::string> keys[] = {{"path", "6470617468"},
                                                       {"mtime", "656d74696d65"},
@@ -155,11 +155,11 @@ const DecodingRow keyedRows[] = {
     {"a1 path 4161", named},
     {"a1 path 7f60ff", "null"},
     {"a1 path 7f616160ff", named},
-    // What the path's setter refuses is no record either.
+    // A path that the setter refuses makes the record invalid.
     {"a1 path 60", "null"},
     {"a1 path 40", "null"},
     {"a1 path 7fff", "null"},
-    // Any order, and keys of others.
+    // Any order, and unknown keys.
     {"a2 isFolder f5 path 6161", recordText(makeRecord({.path = "a", .isFolder = true}))},
     {"a3 616b 82f6a0 path 6161 00 01", named},
     // The first counts.
@@ -206,7 +206,7 @@ const DecodingRow keyedRows[] = {
     {"a1 mtime d86400", "null"},
     {"a1 mtime c13b0040000000000005",
      recordText(makeRecord({.modificationTime = -18014398509481992.0}))},
-    // In another order than that of writing, and between keys of others.
+    // In an order other than that of encoding, and between unknown keys.
     {"a3 isEncrypted f5 isFolder f5 path 6161",
      recordText(makeRecord({.path = "a", .isFolder = true, .isEncrypted = true}))},
     {"a8 isEncrypted f5 isFolder f5 fileId 01 checksum 02 compSize 03 actualSize 04 mtime c105"
@@ -223,7 +223,7 @@ const DecodingRow keyedRows[] = {
      recordText(makeRecord({.path = "a", .actualSize = 4}))},
     {"a4 actualSize 04 actualSize 05 path 6161 path 6162",
      recordText(makeRecord({.path = "a", .actualSize = 4}))},
-    // Keys in another form.
+    // Keys in other encodings.
     {"a2 4470617468 6161 5f48 6973466f6c646572 ff f5",
      recordText(makeRecord({.path = "a", .isFolder = true}))},
     {"a2 780470617468 6161 7f 62 6973 66 466f6c646572 ff f5",
@@ -237,7 +237,7 @@ const DecodingRow keyedRows[] = {
     {"a2 7f 75 787878787878787878787878787878787878787878 6470617468 ff f6 path 6161", named},
     {"a2 7818 70617468 7878787878787878787878787878787878787878 f6 path 6161", named},
     {"a2 5f ff f6 path 6161", named},
-    // A word of the sender's that is wider than ours keeps its low part.
+    // A sender's wider word is truncated to its low bits.
     {"a1 fileId 1b1122334455667788",
      recordText(makeRecord({.fileId = static_cast<OXUnsignedWord>(0x1122334455667788)}))},
     {"a1 fileId 20", recordText(makeRecord({.fileId = ~OXUnsignedWord{0}}))},
@@ -247,7 +247,7 @@ const DecodingRow keyedRows[] = {
     {"a1 mtime c120", recordText(makeRecord({.modificationTime = -1}))},
     {"a1 mtime c1f93e00", recordText(makeRecord({.modificationTime = 1.5}))},
     {"a1 mtime c1fa3fc00000", recordText(makeRecord({.modificationTime = 1.5}))},
-    // No record at all.
+    // Not a record.
     {"", "null"},
     {"a1", "null"},
     {"a1 path", "null"},
@@ -275,12 +275,12 @@ const DecodingRow sequentialRows[] = {
     {"6161 f6 00 00 00 00 f4 f4", named},
     {"4161 f6 00 00 00 00 f4 f4", named},
     {"7f6161ff f6 00 00 00 00 f4 f4", named},
-    // Here the null marker stands for nothing, which is 0 or false.
+    // In a sequence, the null marker is an absent value: 0 or false.
     {"6161 f6 f6 f6 f6 f6 f6 f6", named},
-    // More is not asked for.
+    // Further items are ignored.
     {"6161 f6 00 00 00 00 f4 f4 00", named},
     {"89 6161 f6 00 00 00 00 f4 f4 80", named},
-    // Less is no record.
+    // Missing items make it invalid.
     {"", "null"},
     {"80", "null"},
     {"f6", "null"},
@@ -293,7 +293,7 @@ const DecodingRow sequentialRows[] = {
     {"88 6161 f6 00 00 00 00 f4", "null"},
     {"9f 6161 f6 00 00 00 00 f4 f4", "null"},
     {"88 6161 f6 00 00 00 00 f4 f4 00", "null"},
-    // Other kinds, each in its place.
+    // A wrong kind in each position.
     {"00 f6 00 00 00 00 f4 f4", "null"},
     {"c100 f6 00 00 00 00 f4 f4", "null"},
     {"60 f6 00 00 00 00 f4 f4", "null"},
@@ -318,7 +318,7 @@ TEST(ArchivedFileAsCBOR, IsReadFromAnyRunOrNotAtAll) {
   }
 }
 
-// The coder alone says it, also to whoever reads a record without `OXCBORDecodeRecord`.
+// The coder itself reports it, also without `OXCBORDecodeRecord`.
 TEST(ArchivedFileAsCBOR, IsNeverReadFromHalfOfIt) {
   for (const Fields& fields : records) {
     const auto record = makeRecord(fields);
@@ -357,7 +357,7 @@ TEST(ArchivedFileAsCBOR, IsARecordOrNullWhateverTheDamage) {
         }
         const auto damaged = OXCBORDecodeRecord<OXArchivedFile>(bytes, mode);
         if (damaged && damaged->path() != "" && !damaged->path().value_or("").ends_with('/')) {
-          // It is a record like any other.
+          // It is an ordinary record.
           ++survivors;
           ASSERT_EQ(decode(encoded(*damaged, mode), mode), recordText(damaged)) << toHex(bytes);
         }
@@ -367,8 +367,8 @@ TEST(ArchivedFileAsCBOR, IsARecordOrNullWhateverTheDamage) {
   EXPECT_GT(survivors, 1000);
 }
 
-// Another key in each entry, or one key in all of them; the last one counts where it is the only
-// one of its name.
+// A different key in each entry, or the same key in all of them; the last entry counts if its key
+// is unique.
 TEST(ArchivedFileAsCBOR, IsFoundAmongAnyNumberOfKeys) {
   for (const std::uint32_t step : {0U, 1U}) {
     Bytes bytes = fromHex("ba 00040002");
@@ -409,7 +409,7 @@ TEST(ArchivedFileAsCBOR, BecomesARecordOfADerivedClass) {
   }
 }
 
-// Without `reset()`: what was taken is complete, and a map holds one record.
+// Without `reset()`: the bytes taken are complete, and a map holds one record.
 TEST(ArchivedFileAsCBOR, IsNotLostBehindAnother) {
   const auto first = makeRecord({.modificationTime = 1});
   const auto second = makeRecord({.path = "second", .actualSize = 2});
@@ -425,7 +425,7 @@ TEST(ArchivedFileAsCBOR, IsNotLostBehindAnother) {
   first->encodeWithCoder(keyed);
   second->encodeWithCoder(keyed);
   EXPECT_EQ(decode(keyed.item(), OXCBORMode::keyed), recordText(second));
-  // A run holds any number of records.
+  // A sequence holds any number of records.
   OXCBOREncoder run(OXCBORMode::sequential);
   first->encodeWithCoder(run);
   second->encodeWithCoder(run);
@@ -436,7 +436,7 @@ TEST(ArchivedFileAsCBOR, IsNotLostBehindAnother) {
   EXPECT_TRUE(decoder.isAtEnd());
 }
 
-// A host's own objects belong to the record that comes with them.
+// A host's own objects are a part of its record.
 TEST(ArchivedFileAsCBOR, StandsAmongOtherObjects) {
   OXCBOREncoder encoder(OXCBORMode::keyed);
   for (const std::uint32_t number : {1U, 2U}) {
@@ -454,7 +454,7 @@ TEST(ArchivedFileAsCBOR, StandsAmongOtherObjects) {
   }
 }
 
-// A record that does not fit leaves the decoder at the next one.
+// After an invalid record, the decoder is at the next one.
 TEST(ArchivedFileAsCBOR, IsReadBehindARefusedOne) {
   const Bytes bytes = fromHex("00 f6 00 00 00 00 f4 f4 6161 f6 00 00 00 00 f4 f4");
   OXCBORDecoder decoder(bytes, OXCBORMode::sequential);
@@ -479,7 +479,7 @@ TEST(ArchivedFileAsCBOR, TakesNoMemoryToBeWrittenAgain) {
   }
 }
 
-// The record itself and its path, and nothing on the way.
+// Only the record and its path are allocated.
 TEST(ArchivedFileAsCBOR, TakesTwoPiecesOfMemoryToBeRead) {
   for (const OXCBORMode mode : bothModes) {
     const Bytes bytes = encodedItem(*ox::test::numberedRecord(12345), mode);

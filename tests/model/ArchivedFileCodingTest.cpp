@@ -26,7 +26,7 @@ constexpr Mode bothModes[] = {Mode::keyed, Mode::sequential};
 constexpr OXUnsignedWord greatestWord = std::numeric_limits<OXUnsignedWord>::max();
 const std::string longDocument = "docs/" + std::string(100, 'x') + ".txt";
 
-// In the order of writing and reading.
+// In the order of encoding and decoding.
 const std::string keys[] = {"path",     "mtime",  "actualSize", "compSize",
                             "checksum", "fileId", "isFolder",   "isEncrypted"};
 
@@ -49,7 +49,7 @@ void fill(OXArchivedFile& file) {
   file.setIsEncrypted(true);
 }
 
-// What `fill` gives, written by somebody else.
+// The coded objects that `fill` produces.
 std::vector<std::optional<OXValue>> filled() {
   return {std::string("docs"),
           date(1.5),
@@ -61,8 +61,8 @@ std::vector<std::optional<OXValue>> filled() {
           OXNumber(true)};
 }
 
-// Gives the coder these objects to read. No object is none under its key, and the null marker in a
-// sequence.
+// Gives the coder these objects to decode. No object means no key in keyed mode, and a null marker
+// in a sequence.
 void put(RecordingCoder& coder, const std::vector<std::optional<OXValue>>& objects) {
   for (std::size_t i = 0; i < objects.size(); ++i) {
     if (objects[i]) {
@@ -159,7 +159,7 @@ TEST(ArchivedFileCoding, TellsTheTwoFlagsApart) {
   }
 }
 
-// A path of "/" is kept as "", which is no null.
+// A path of "/" is stored as "", which is not null.
 TEST(ArchivedFileCoding, WritesAnEmptyPathAsAString) {
   OXArchivedFile file;
   file.setPath("/");
@@ -316,7 +316,7 @@ TEST(ArchivedFileCoding, ThrowsTheSettersErrorForAnEmptyPath) {
   }
 }
 
-// A record of a host's own class, with one field more.
+// A record of a host's own class, with an additional field.
 class Rated : public OXArchivedFile {
  public:
   std::uint32_t rating = 0;
@@ -392,13 +392,13 @@ TEST(ArchivedFileCoding, LeavesAloneWhatIsNotItsOwn) {
   EXPECT_EQ(sequential.position, 8U);
 }
 
-// A double as a signed word, which keeps within its limits.
+// A double as a signed word, clamped to its limits.
 OXUnsignedWord word(std::int64_t value) {
   return static_cast<OXUnsignedWord>(
       std::min<std::int64_t>(value, std::numeric_limits<std::intptr_t>::max()));
 }
 
-// A number is converted from whatever kind it was boxed as.
+// A number is converted from any boxed kind.
 TEST(ArchivedFileCoding, ConvertsNumbers) {
   struct Row {
     OXNumber object;
@@ -441,7 +441,7 @@ TEST(ArchivedFileCoding, ConvertsNumbers) {
   }
 }
 
-// Coders that cost nothing, to see what the record itself costs.
+// Coders that do not allocate, to count the record's own allocations.
 class Sink : public OXCoder {
  public:
   explicit Sink(bool keyed) : keyed_(keyed) {}
@@ -493,7 +493,7 @@ TEST(ArchivedFileCoding, ReadsWithoutCopyingThePath) {
   }
 }
 
-// What a coder throws goes to whoever called the record.
+// A coder's exception reaches the caller of the record.
 class Broken : public Sink {
  public:
   using Sink::Sink;

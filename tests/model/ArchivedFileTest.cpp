@@ -19,7 +19,7 @@ namespace {
 
 using Double = std::numeric_limits<double>;
 
-// A listing of a million entries is a million of these: a record grows on purpose or not at all.
+// A listing may have a million of these, so a record must not grow by accident.
 static_assert(sizeof(OXArchivedFile) == (sizeof(void*) == 8 ? 88 : 72));
 static_assert(!std::is_copy_constructible_v<OXArchivedFile>);
 static_assert(!std::is_copy_assignable_v<OXArchivedFile>);

@@ -1,5 +1,5 @@
-// Every atomic property of the records, got and set by several threads at once. What a getter gives
-// is always one of the values that were set, whole; the thread sanitizer watches the rest.
+// Several threads get and set each atomic property of the records. A getter must return one of the
+// values that were set, never a mixture; the thread sanitizer detects data races.
 
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ namespace {
 
 constexpr int rounds = 5000;
 
-// Two threads that set, and two that get.
+// Two setting threads and two getting threads.
 template <typename Value, typename Set, typename Get>
 void hammer(const char* property, const std::vector<Value>& values, Set set, Get get) {
   SCOPED_TRACE(property);
@@ -59,8 +59,8 @@ struct Flag {
   std::function<bool()> get;
 };
 
-// Each flag has a thread that sets it, and always finds what it has set, whatever the others do to
-// theirs beside it, while another thread reads them all.
+// Each flag has a thread that sets it and must read its own value back while others set the
+// adjacent flags; another thread reads all.
 void setFlagsTogether(const std::vector<Flag>& flags) {
   std::atomic<int> lost = 0;
   std::atomic<std::size_t> done = 0;
@@ -105,12 +105,12 @@ TEST(AtomicProperties, AreFlagsThatDoNotDisturbEachOther) {
        {[&](bool value) { node.setName(value ? "a" : "b"); }, [&] { return node.name() == "a"; }}});
 }
 
-// Values of which no half belongs to another one.
+// Values that have no half in common.
 constexpr std::uint64_t low = 0x00000000ffffffffU;
 constexpr std::uint64_t high = 0xffffffff00000000U;
 const std::vector<std::uint64_t> wide{low, high, 0x123456789abcdef0U};
 const std::vector<OXUnsignedWord> words{0, std::numeric_limits<OXUnsignedWord>::max(), 7};
-// One that a string keeps inside itself, and others that it does not.
+// One in the small-string buffer and others on the heap.
 const std::vector<OXString> strings{std::nullopt, "short", std::string(40, 'a'),
                                     std::string(400, 'b')};
 
@@ -171,7 +171,7 @@ TEST(AtomicProperties, OfAFormatInfo) {
       [&] { return format.encryptionMethods(); });
 }
 
-// Lists that nobody but the descriptor holds: a getter's list stays alive while a setter drops it.
+// Lists owned only by the descriptor: a list from a getter stays alive when a setter replaces it.
 TEST(AtomicProperties, OfAFormatInfoThatAloneHoldsItsLists) {
   OXFormatInfo format;
   OXFormatInfo same;
@@ -233,7 +233,7 @@ TEST(AtomicProperties, OfADeltaNode) {
       [&] { return node.fullPathOnDisk(); });
 }
 
-// One thread at a time has the path; all other fields are written meanwhile.
+// Only one thread at a time uses the path; the other fields are written concurrently.
 TEST(AtomicProperties, AreReadWholeByACoder) {
   OXArchivedFile file;
   file.setPath("path");

@@ -17,7 +17,7 @@ namespace {
 
 using ox::test::node;
 
-// A tree of a million nodes is a million of these.
+// A tree may have a million of these.
 static_assert(sizeof(OXDeltaNode) == (sizeof(void*) == 8 ? 64 : 36));
 static_assert(!std::is_copy_constructible_v<OXDeltaNode>);
 static_assert(std::is_same_v<decltype(OXDeltaNode().children()),
@@ -205,7 +205,7 @@ TEST(DeltaNode, LeavesItsListToWhoStillHoldsIt) {
   EXPECT_EQ(list->at(0)->name(), "a");
 }
 
-// A node whose end is seen, and which lets go of another tree when it ends.
+// A node that reports its destruction, and then releases another tree.
 class Watched : public OXDeltaNode {
  public:
   Watched(int* ended, std::shared_ptr<OXDeltaNode> other)

@@ -1,4 +1,4 @@
-// A tree that several threads use at once.
+// Concurrent use of a tree.
 
 #include <gtest/gtest.h>
 
@@ -84,7 +84,7 @@ TEST(DeltaNodeThreads, WalkWhileNamesChangeAndOtherListsGrow) {
   root->addChild(node("new"));
 }
 
-// A node is still to be walked while another thread gives it its first child, and more.
+// Another thread adds children to a node before the walk reaches it.
 TEST(DeltaNodeThreads, WalkTowardsAListThatGrows) {
   for (int round = 0; round < 200; ++round) {
     const Node root = node("root");
@@ -106,7 +106,7 @@ TEST(DeltaNodeThreads, WalkTowardsAListThatGrows) {
         [&](std::string_view relative, std::string_view /*disk*/, bool /*isFolder*/) {
           ++calls;
           if (relative == "first") {
-            isAdding = true;  // and the walk goes on to `later`, without going into it yet
+            isAdding = true;  // the walk continues to `later`, but not yet into it
           } else if (relative == "later") {
             while (!isDone) {
               std::this_thread::yield();
@@ -138,7 +138,7 @@ TEST(DeltaNodeThreads, ReleaseTreesThatShareNodes) {
 constexpr const char* addedWhileWalked =
     "OrvexKit: a child was added to a list of nodes that is being walked\n";
 
-// A look for a name calls nobody back, and so is no walk.
+// Finding a name makes no callbacks, so it is not a walk.
 TEST(DeltaNodeThreads, MayAddWhileOthersLookForAName) {
   OXDeltaNode root;
   root.addChild(node("first"));
@@ -166,7 +166,7 @@ TEST(DeltaNodeThreads, MayAddWhileOthersLookForAName) {
 
 class DeltaNodeThreadsDeathTest : public testing::Test {
  protected:
-  // Threads do not come along into a child that is only forked.
+  // A forked child does not have the parent's other threads.
   void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 };
 

@@ -150,7 +150,7 @@ TEST(DeltaNodeWalk, CallsNothingForAnEmptyCallback) {
   root->traversePathsUsingBlock(OXDeltaNode::TraversalCallback());
 }
 
-// What a callback changes while its node is reported.
+// A change that a callback makes while its node is reported.
 TEST(DeltaNodeWalk, TakesTheListOfANodeBeforeItReportsIt) {
   const Node withList = folder("with", "/", {node("old", "/")});
   const Node withoutList = folder("without", "/", {});
@@ -230,7 +230,7 @@ TEST(DeltaNodeWalk, EndsWithWhatTheCallbackThrows) {
   };
   EXPECT_THROW(root->traversePathsUsingBlock(throwAtTheSecond), std::runtime_error);
   EXPECT_EQ(calls, 2);
-  root->addChild(node("e", "/"));  // no list counts as walked any more
+  root->addChild(node("e", "/"));  // no list counts as being walked any more
   child->addChild(node("f", "/"));
   EXPECT_EQ(walk(*root).size(), 6U);
 }
@@ -272,7 +272,7 @@ TEST(DeltaNodeWalk, KeepsWhatItWalksAlive) {
   EXPECT_EQ(seen, (std::vector<std::string>{"a", "a/b", "a/b/c", "d"}));
 }
 
-// A tree of `width` folders with as many items in each.
+// A tree of `width` folders with `width` items each.
 Node square(int width) {
   Node root = node("root");
   for (int i = 0; i < width; ++i) {
@@ -302,7 +302,7 @@ TEST(DeltaNodeWalk, TakesNoMoreFromTheHeapForMoreNodes) {
   EXPECT_LE(taken, 8U) << "two paths and the levels, grown a few times";
 }
 
-// Runs `action` on a thread with a stack that would not do for a call for each level of a chain.
+// Runs `action` on a thread whose stack is too small for recursion along a chain.
 void onASmallStack(std::function<void()> action) {
   pthread_attr_t attributes;
   ASSERT_EQ(pthread_attr_init(&attributes), 0);
@@ -404,7 +404,7 @@ TEST_F(DeltaNodeWalkDeathTest, StillCountsTheOuterWalkAfterAnInnerOne) {
       addedWhileWalked);
 }
 
-// The circles are made by the process that ends in them: they can't be released.
+// Cycles are created in the process that dies in them, since they cannot be released.
 TEST_F(DeltaNodeWalkDeathTest, AbortsBeforeItWouldWalkRoundACircle) {
   const std::function<void()> circles[] = {
       [] {
@@ -420,7 +420,7 @@ TEST_F(DeltaNodeWalkDeathTest, AbortsBeforeItWouldWalkRoundACircle) {
         b->addChild(a);
         walk(*root);
       },
-      [&] {  // a long way to a circle of three, past other nodes
+      [&] {  // a long path to a cycle of three, past other nodes
         b->addChild(root);
         Node way = root;
         for (int i = 0; i < 1000; ++i) {
@@ -428,7 +428,7 @@ TEST_F(DeltaNodeWalkDeathTest, AbortsBeforeItWouldWalkRoundACircle) {
         }
         walk(*way);
       },
-      [&] {  // a short way to a long circle
+      [&] {  // a short path to a long cycle
         Node way = root;
         for (int i = 0; i < 1000; ++i) {
           way = node("way", "/", {node("aside", "/"), way});
@@ -443,8 +443,7 @@ TEST_F(DeltaNodeWalkDeathTest, AbortsBeforeItWouldWalkRoundACircle) {
   }
 }
 
-// Walks down `way` nodes and into a circle of `round` nodes, whose first node is reported in each
-// round.
+// Walks down `way` nodes into a cycle of `round` nodes, whose first node is reported in each round.
 void walkIntoCircle(std::size_t way, std::size_t round) {
   const Node first = node("first", "/");
   Node last = first;

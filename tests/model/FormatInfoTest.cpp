@@ -199,7 +199,7 @@ TEST(FormatInfo, IsEqualByNameAndIdentifier) {
     OXFormatInfo other;
     other.setName(row.otherName);
     other.setFormatId(row.otherFormatId);
-    other.setIsCreationSupported(true);  // nothing else counts
+    other.setIsCreationSupported(true);  // other properties do not matter
     other.setExtensions(std::make_shared<Strings>());
     const OXObject& object = format;
     EXPECT_EQ(object.isEqual(&other), row.equal);
@@ -210,7 +210,7 @@ TEST(FormatInfo, IsEqualByNameAndIdentifier) {
   }
 }
 
-// Classes as a host may derive them, in every way that the language has.
+// Classes that a host may derive, with every kind of inheritance.
 class Child : public OXFormatInfo {};
 class Sibling : public OXFormatInfo {};
 class Grandchild : public Child {};
@@ -297,7 +297,7 @@ TEST(FormatInfo, IsNeverEqualToAnotherKindOfObject) {
   EXPECT_FALSE(object.isEqual(format.get()));
 }
 
-// A class with two roots: whichever of them is handed in, it is the same descriptor.
+// A class with two roots: it is the same descriptor through either.
 class TwoRoots : public OXArchiveSettings, public OXFormatInfo {};
 
 TEST(FormatInfo, FindsTheDescriptorInAnObjectWithTwoRoots) {
@@ -313,7 +313,7 @@ TEST(FormatInfo, FindsTheDescriptorInAnObjectWithTwoRoots) {
   EXPECT_FALSE(byFormat->isEqual(named<OXFormatInfo>().get()));
 }
 
-// A class that hides that it is a descriptor, and says so only to itself.
+// A class that inherits the descriptor privately.
 class Hidden : private OXFormatInfo {
  public:
   Hidden() {

@@ -1,4 +1,4 @@
-// What a record's lock keeps others from, and what it does not.
+// What a record's lock blocks, and what it does not.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -19,9 +19,9 @@
 
 namespace {
 
-// More than there could be locks in common.
+// More records than shared locks could exist.
 constexpr std::size_t manyRecords = 256;
-constexpr unsigned patience = 20;  // seconds that a child has, which hangs when they are over
+constexpr unsigned patience = 20;  // in seconds; a child that takes longer hangs
 
 // Runs `use` in a forked child. Its exit status is 0 unless it hung or crashed.
 template <typename Use>
@@ -36,7 +36,7 @@ int statusOfChild(Use use) {
   return ::waitpid(child, &status, 0) == child ? status : -1;
 }
 
-// Forks again and again while other threads use records by `busy`.
+// Forks repeatedly while other threads call `busy`.
 template <typename Busy, typename Use>
 void forkWhileBusy(Busy busy, Use use) {
   std::atomic<bool> isDone = false;
@@ -104,7 +104,7 @@ TEST(RecordLock, OfOneListIsNoneOfAnotherInAForkedChild) {
 
 OXDeltaNode* treeOfTheHandler = nullptr;
 
-// Looks at all of the tree that was being walked.
+// Reads the whole tree that was being walked.
 void lookAtTheTree(int /*signal*/) {
   ::alarm(patience);
   const bool isWhole = treeOfTheHandler->childNamed("a") != nullptr &&

@@ -1,4 +1,4 @@
-// A coder in plain sight: it keeps objects as they are and writes down every call.
+// A coder that keeps the objects and records every call.
 
 #pragma once
 
@@ -30,15 +30,15 @@ class RecordingCoder : public OXPortCoder {
   std::optional<OXValue> decodeObject() override;
   bool isByref() const override;
 
-  // What there is to decode; what is encoded is added to it.
+  // The objects to decode; encoding adds to them.
   std::map<std::string, OXValue, std::less<>> keyed;
   std::vector<OXValue> sequence;
 
-  // Objects of the sequence that were decoded.
+  // The number of objects of the sequence that were decoded.
   std::size_t position = 0;
 
-  // The calls since the last look, such as `keyed?`, `write path: string docs`, `read path`,
-  // `write: null marker`, `read`, `by reference?`.
+  // Returns the calls since the last time, such as `keyed?`, `write path: string docs`, `read
+  // path`, `write: null marker`, `read`, `by reference?`.
   std::vector<std::string> takeCalls();
 
  private:

@@ -1,4 +1,4 @@
-// Records as text, and a listing of them by number, for the tests that send records about.
+// Records as text, and numbered records, for the tests that send records.
 
 #pragma once
 
@@ -27,18 +27,18 @@ struct Fields {
 
 std::shared_ptr<OXArchivedFile> makeRecord(const Fields& fields);
 
-// Every field, "null" for no record:
-// path "docs" mtime 1.5 actualSize 1 compSize 2 checksum 3 fileId 4 isFolder 1 isEncrypted 0
+// All fields, or "null" for no record: path "docs" mtime 1.5 actualSize 1 compSize 2 checksum 3
+// fileId 4 isFolder 1 isEncrypted 0
 std::string recordText(const OXArchivedFile* record);
 inline std::string recordText(const std::shared_ptr<OXArchivedFile>& record) {
   return recordText(record.get());
 }
 
-// The record as the library's own coder writes it, and as one data item.
+// The record as encoded by the library's coder, as one data item.
 Bytes encoded(const OXArchivedFile& record, OXCBORMode mode);
 Bytes encodedItem(const OXArchivedFile& record, OXCBORMode mode);
 
-// The record of one number in an endless listing; no two are alike.
+// The record with this number in an endless listing of different records.
 std::shared_ptr<OXArchivedFile> numberedRecord(std::uint32_t number);
 
 }  // namespace ox::test

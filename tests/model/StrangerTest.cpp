@@ -1,5 +1,5 @@
-// Records as another CBOR library reads and writes them: Debian's python3-cbor2, which belongs to
-// the system's own Python, whatever other Pythons there are.
+// Another CBOR library reads and writes records: Debian's python3-cbor2, which needs the system's
+// own Python.
 
 #include <OrvexKit/OXArchivedFile.h>
 #include <OrvexKit/platform/OXCBORCoder.h>
@@ -71,7 +71,7 @@ std::string boolText(bool value) {
   return value ? "true" : "false";
 }
 
-// What the stranger has to say about a record.
+// The other library's text for a record.
 std::string expectedLine(const RecordRow& row, OXCBORMode mode) {
   const Fields& fields = row.fields;
   std::vector<std::pair<std::string, std::string>> objects;
@@ -100,7 +100,7 @@ std::string expectedLine(const RecordRow& row, OXCBORMode mode) {
 
 class Stranger : public ox::test::TemporaryFolderTest {
  protected:
-  // Writes all records, has the stranger read them and write them in its own way.
+  // Writes all records, and makes the other library decode and encode them.
   void exchange(OXCBORMode mode, const std::string& style) const {
     writeRecords(mode);
     std::string expected;

@@ -1,4 +1,4 @@
-// Objects of a host that is compiled without run-time type information.
+// Objects of a host compiled without run-time type information.
 
 #pragma once
 
@@ -10,18 +10,19 @@
 namespace ox::test {
 
 // Descriptors "Zip" with the identifier 1: of a class that overrides nothing, of one with another
-// root before it, and of one that hides the descriptor.
+// root first, and of one that inherits the descriptor privately.
 std::shared_ptr<OXFormatInfo> untypedFormat();
 std::shared_ptr<OXFormatInfo> untypedFormatWithTwoRoots();
 std::shared_ptr<OXFormatInfo> untypedPrivateFormat();
 
-// The other root of what `untypedFormatWithTwoRoots` gives.
+// The other root of the result of `untypedFormatWithTwoRoots`.
 const OXObject* otherRootOf(const OXFormatInfo& format);
 
-// An object that is no descriptor.
+// An object that is not a descriptor.
 std::shared_ptr<OXObject> untypedObject();
 
-// Calls what the headers have for a host to derive, call and hold; "" when all is as it should be.
+// Uses everything that the headers offer a host to derive, call and own. Returns "" or what is
+// wrong.
 std::string faultOfTheHeaders();
 
 }  // namespace ox::test

@@ -1,4 +1,4 @@
-// Two real processes: a worker that sends records through a pipe, and the reader of them.
+// Two processes: a worker that sends records through a pipe, and their reader.
 
 #include <OrvexKit/OXArchivedFile.h>
 #include <OrvexKit/platform/OXCBORCoder.h>
@@ -25,7 +25,7 @@ using State = OXCBORSequenceReader::State;
 
 constexpr std::uint32_t all = 100'000;
 
-// Ends the test program when a test hangs.
+// Ends the test program if a test hangs.
 class HangGuard {
  public:
   HangGuard() { ::alarm(300); }
@@ -78,14 +78,14 @@ class Worker {
   pid_t process_ = -1;
 };
 
-// Reads on, and makes sure that every record is the next one of the listing.
+// Reads records and checks that each is the next one of the listing.
 class Listing {
  public:
   Listing(OXCBORSequenceReader& reader, OXCBORMode mode) : reader_(reader), mode_(mode) {}
 
   std::uint32_t count() const { return count_; }
 
-  // Up to so many records in all.
+  // Reads up to `count` records in total.
   void readUpTo(std::uint32_t count) {
     while (count_ < count) {
       const auto item = reader_.next();
@@ -129,7 +129,7 @@ TEST_P(WorkerOfMode, SendsAllRecords) {
   EXPECT_EQ(worker.wait(), 0);
 }
 
-// It is much quicker than its reader, so it finds the pipe full.
+// The worker is much faster than its reader, so the pipe fills up.
 TEST_P(WorkerOfMode, WaitsForItsReaderWhereWritingDoesNotBlock) {
   Worker worker(GetParam(), all, nullptr, O_NONBLOCK);
   OXCBORSequenceReader reader(worker.output());
@@ -187,7 +187,7 @@ TEST_P(WorkerOfMode, HasNothingToSend) {
   EXPECT_EQ(worker.wait(), 0);
 }
 
-// A reader that goes away ends the worker, which has nothing left to do.
+// The worker ends when its reader closes the pipe.
 TEST_P(WorkerOfMode, LosesItsReader) {
   Worker worker(GetParam(), all);
   {

@@ -1,8 +1,8 @@
 // A worker process: sends numbered records to standard output.
 //
-//   record_worker keyed|sequential COUNT          so many, and then it is done
-//   record_worker keyed|sequential COUNT stall    so many and half a record, and then it hangs
-//   record_worker keyed|sequential COUNT crash    so many and half a record, and then it dies
+//   record_worker keyed|sequential COUNT          sends COUNT records and exits
+//   record_worker keyed|sequential COUNT stall    sends COUNT records and a half, then hangs
+//   record_worker keyed|sequential COUNT crash    sends COUNT records and a half, then crashes
 
 #include <OrvexKit/platform/OXCBORCoder.h>
 #include <OrvexKit/platform/OXCBORSequence.h>

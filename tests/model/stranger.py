@@ -1,9 +1,9 @@
-"""Reads a stream of records with a CBOR library that knows nothing of ours, and writes it again.
+"""Decodes a stream of records with an independent CBOR library, and encodes it again.
 
     stranger.py MODE STYLE INPUT OUTPUT
 
 MODE is "keyed" or "sequential". Prints what was read, one record per line, and writes the same
-records to OUTPUT in the given style. Whatever is not as it should be is an exception.
+records to OUTPUT in the given style. Raises an exception for anything unexpected.
 """
 
 import datetime
@@ -42,7 +42,7 @@ def described(record, mode):
 def dumped(record, style):
     options = {"datetime_as_timestamp": True}  # tag 1, on an integer when there is no fraction
     if style == "canonical":
-        # Keys in another order, and floating-point numbers as small as they can be.
+        # Keys in another order, and the shortest floating-point encodings.
         return cbor2.dumps(record, canonical=True, **options)
     if style == "bare":
         return b"".join(cbor2.dumps(value, **options) for value in record)

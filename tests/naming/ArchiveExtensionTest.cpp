@@ -25,7 +25,7 @@ struct ExtensionRow {
   OXString base;
 };
 
-// Too long for a string to keep without the heap.
+// Too long for the small-string buffer.
 const std::string longStem(200, 's');
 const std::string longExtension(55, 'e');
 
@@ -44,7 +44,7 @@ const auto extensionRows = std::to_array<ExtensionRow>({
     {"a b.c d", "c d", "a b"},
     {"a. ", " ", "a"},
 
-    // "tar" makes it two, whatever its case; the reported "tar" is in lower case, the rest is not.
+    // "tar" in any case makes it two; the result has "tar" in lower case and keeps the rest.
     {"photos.tar.gz", "tar.gz", "photos"},
     {"photos.Tar.bz2", "tar.bz2", "photos"},
     {"X.TAR.GZ", "tar.GZ", "X"},
@@ -89,7 +89,7 @@ const auto extensionRows = std::to_array<ExtensionRow>({
     {"/.", "", "/."},
     {"a/..", "", "a/.."},
 
-    // A hidden name is no extension, and is never left empty.
+    // A hidden name is not an extension, and no name becomes empty.
     {".gz", "", ".gz"},
     {"/d/.gz", "", "/d/.gz"},
     {".gz/", "", ".gz/"},
@@ -100,7 +100,7 @@ const auto extensionRows = std::to_array<ExtensionRow>({
     {"...gz", "gz", ".."},
     {"..tar", "tar", "."},
 
-    // Slashes at the end do not count for the extension, but they do for the cut.
+    // Slashes at the end do not count for the extension, but they do for the truncation.
     {"ab.gz/", "gz", "ab."},
     {"a.gz/", "gz", "a."},
     {"a.gz//", "gz", "a.g"},
@@ -108,7 +108,7 @@ const auto extensionRows = std::to_array<ExtensionRow>({
     {"a.tar.gz//", "tar.gz", "a.t"},
     {"/d/photos.tar.gz/", "tar.gz", "/d/photos."},
 
-    // Bytes pass through as they are.
+    // Bytes are not changed.
     {"\xff\xfe.\x80", "\x80", "\xff\xfe"},
     {"\xff.tar.\xfe", "tar.\xfe", "\xff"},
     {"\xc3\xa9t\xc3\xa9.tar.gz", "tar.gz", "\xc3\xa9t\xc3\xa9"},
@@ -136,7 +136,7 @@ TEST(ArchiveExtension, IsFoundAndDeleted) {
   }
 }
 
-// An argument is a view, which does not have to end in NUL or anything else.
+// An argument is a view, which need not be NUL-terminated.
 TEST(ArchiveExtension, ReadsNothingBeyondThePath) {
   for (const ExtensionRow& row : extensionRows) {
     if (row.path) {
@@ -181,11 +181,9 @@ TEST(ArchiveExtension, ThrowsWhenThereIsNoMemory) {
   EXPECT_THROW(stringByDeletingArchiveExtension(path), std::bad_alloc);
 }
 
-// The rules once more, in the plainest way
-// ---------------------------------------------------------
+// The rules in a second implementation ---------------------------------------------------------
 
-// Compares, and counts which branches the strings have taken: a comparison that never gets to one
-// says nothing about it.
+// Compares, and counts the branches that the strings take, so that none is left uncompared.
 class ExtensionComparison {
  public:
   void operator()(const std::string& path) {

@@ -26,14 +26,14 @@ using namespace ox;
 using namespace std::string_literals;
 using test::Call;
 
-// A volume, and where its first one should be: empty when that is the volume itself, or the name is
-// no volume's. Both are in one folder.
+// A volume, and the name of its first volume in the same folder: empty if that is the volume
+// itself, or if the name is not a volume's.
 struct VolumeRow {
   std::string volume;
   std::string first;
 };
 
-// Too long for a string to keep without the heap.
+// Too long for the small-string buffer.
 const std::string longName(200, 's');
 
 const auto volumeRows = std::to_array<VolumeRow>({
@@ -47,7 +47,7 @@ const auto volumeRows = std::to_array<VolumeRow>({
     {"movie.part1.rar", ""},
     {"movie.part01.rar", ""},
     {"movie.part001.rar", ""},
-    // What follows "part" is counted, not read.
+    // The characters after "part" are counted, not parsed.
     {"movie.partial.rar", "movie.part001.rar"},
     {"movie.parts.rar", "movie.part1.rar"},
     {"movie.party time.rar", "movie.part000001.rar"},
@@ -62,7 +62,7 @@ const auto volumeRows = std::to_array<VolumeRow>({
     {"movie. part03.rar", ""},
     {"movie.part03..rar", ""},
     {"movie.part03.x.rar", ""},
-    // Both tests tell the cases apart.
+    // Both comparisons are case-sensitive.
     {"movie.PART03.rar", ""},
     {"movie.Part03.rar", ""},
     {"movie.part03.RAR", ""},
@@ -102,7 +102,7 @@ const auto volumeRows = std::to_array<VolumeRow>({
     {"x. r1", ""},
     {"x.r0 ", ""},
     {"x.0r0", ""},
-    {"x.r\xd9\xa1", ""},  // a digit, but not one of ours
+    {"x.r\xd9\xa1", ""},  // a digit, but not ASCII
     {"r00", ""},
     {".r00", ""},
     {"x.r07.", ""},
@@ -136,7 +136,7 @@ const auto volumeRows = std::to_array<VolumeRow>({
     {"x.7z.0:2", ""},
     {"x.r0:", ""},
 
-    // No volume's name.
+    // Not a volume's name.
     {"name", ""},
     {"name.mp3", ""},
     {"name.a", ""},
@@ -150,7 +150,7 @@ const auto volumeRows = std::to_array<VolumeRow>({
     {"...", ""},
     {"\xff\xfe", ""},
 
-    // Slashes at the end do not count, and the first volume's path has none.
+    // Slashes at the end are ignored, and the result has none.
     {"movie.part03.rar/", "movie.part01.rar"},
     {"movie.part1.rar/", "movie.part1.rar"},
     {"movie.r07//", "movie.rar"},
@@ -175,7 +175,7 @@ const auto volumeRows = std::to_array<VolumeRow>({
     {std::string(246, 'n') + ".7z.0002", std::string(246, 'n') + ".7z.0001"},
 });
 
-// The folder that comes before the name is a part of the answer, and otherwise means nothing.
+// The folder before the name is kept in the result and otherwise has no effect.
 const auto folders =
     std::to_array<std::string>({"", "/v/", "v.rar/", "/a.part2.rar/", "./", "../x.7z.002//"});
 
@@ -189,7 +189,7 @@ void forEachRowInEachFolder(Check check) {
   }
 }
 
-// What the file manager is asked, in the disk's place.
+// Answers existence queries in place of the disk, and records them.
 class AskedDisk {
  public:
   explicit AskedDisk(bool answer) {
@@ -257,7 +257,7 @@ TEST(FirstVolume, IsTheGivenPathWhenTheDiskDoesNotTell) {
   }
 }
 
-// An argument is a view, which does not have to end in NUL or anything else.
+// An argument is a view, which need not be NUL-terminated.
 TEST(FirstVolume, ReadsNothingBeyondThePath) {
   const AskedDisk disk(true);
   forEachRowInEachFolder([](const std::string& volume, const OXString& first) {
@@ -268,7 +268,7 @@ TEST(FirstVolume, ReadsNothingBeyondThePath) {
   EXPECT_EQ(OXGetFirstArchiveVolumePath(std::string_view("x.r07.zip").substr(0, 5)), "x.rar");
 }
 
-// What the kernel cannot be asked is not asked.
+// A path that the kernel cannot represent is not queried.
 TEST(FirstVolume, IsNotLookedForUnderAPathThatNoCallTakes) {
   const AskedDisk disk(true);
   const std::string tooLong = "/" + std::string(PATH_MAX, 'n');
@@ -292,7 +292,7 @@ TEST(FirstVolume, IsNotLookedForUnderAPathThatNoCallTakes) {
   EXPECT_EQ(disk.system().count(), 0);
 }
 
-// A NUL that is counted, not read, does not reach the first volume's path.
+// A NUL among the counted characters does not appear in the first volume's path.
 TEST(FirstVolume, MayBeNamedByAVolumeWithANul) {
   AskedDisk disk(true);
   EXPECT_EQ(OXGetFirstArchiveVolumePath("a.part\0.rar"s), "a.part1.rar");
@@ -342,7 +342,7 @@ TEST_F(FirstVolumeOnDisk, IsNamedWhenItExistsAlone) {
   }
 }
 
-// The given volume does not have to exist, and its own existence changes nothing.
+// The given volume need not exist, and its existence has no effect.
 TEST_F(FirstVolumeOnDisk, DoesNotDependOnTheGivenVolume) {
   test::writeFile(in("x.r07"));
   EXPECT_EQ(OXGetFirstArchiveVolumePath(in("x.r07")), in("x.r07"));
@@ -380,7 +380,7 @@ TEST_F(FirstVolumeOnDisk, IsTheGivenPathWhereNoFirstVolumeCanBe) {
   test::writeFile(in("file"));
   const auto volumes = std::to_array<std::string>({
       in("missing/x.r00"), in("file/x.r00"),
-      in(std::string(253, 'n') + ".r"),  // ".rar" makes it longer than a name may be
+      in(std::string(253, 'n') + ".r"),  // with ".rar" it exceeds NAME_MAX
   });
   for (const std::string& volume : volumes) {
     EXPECT_EQ(OXGetFirstArchiveVolumePath(volume), volume);
@@ -451,11 +451,10 @@ TEST(FirstVolumeExtension, ThrowsWhenThereIsNoMemory) {
   }
 }
 
-// The rule once more, in the plainest way
-// -----------------------------------------------------------
+// The rule in a second implementation -----------------------------------------------------------
 
-// Compares under both of the disk's answers, and counts which branches the strings have taken: a
-// comparison that never gets to one says nothing about it.
+// Compares with both answers of the disk, and counts the branches that the strings take, so that
+// none is left uncompared.
 class VolumeComparison {
  public:
   VolumeComparison() {

@@ -106,12 +106,12 @@ TEST(PathByRemovingAncestorPath, AgreesWithTheRuleByComponentsOnAllShortPaths) {
 
 class CanonicalPath : public ox::test::TemporaryFolderTest {
  protected:
-  // A folder below `work()` whose own path is exactly `length` bytes long.
+  // Makes a folder below `work()` whose path has exactly `length` bytes.
   std::vector<std::string> makeDeepFolder(std::size_t length) {
     std::vector<std::string> folders{work()};
     while (folders.back().size() < length) {
       const std::size_t left = length - folders.back().size() - 1;
-      // A component of one byte at least, and room for the slash before the next.
+      // A component of at least one byte, with room for the slash before the next.
       const std::size_t size = left <= 200 ? left : std::min<std::size_t>(198, left - 2);
       folders.push_back(folders.back() + "/" + std::string(size, 'd'));
       EXPECT_EQ(::mkdir(folders.back().c_str(), 0700), 0) << folders.back();
@@ -145,7 +145,7 @@ TEST_F(CanonicalPath, ResolvesLinksAndRelativeSteps) {
       {"/", "/"},
       {"//", "/"},
       {"/..", "/"},
-      // Failures give the path as it came.
+      // On failure, the path is returned unchanged.
       {"", ""},
       {in("missing"), in("missing")},
       {in("missing/../e"), in("missing/../e")},

@@ -1,6 +1,6 @@
-// A process that is killed while it makes extraction folders and moves items to the Trash loses
-// nothing: each item is in its place or, whole and with its entry, in the Trash, and what lies
-// beside the scratch folders stays as it is.
+// A process killed while it makes extraction folders and moves items to the Trash loses nothing:
+// each item is in its place or, complete and with its entry, in the Trash, and items beside the
+// scratch folders are unchanged.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -32,7 +32,7 @@ using ox::test::writeFile;
 constexpr int rounds = 300;
 constexpr int itemCount = 24;
 
-// Items of every kind, whose contents tell which one it is
+// Items of every kind, with unique contents
 // ------------------------------------------------------------------------------------------------
 
 enum class Kind { smallFile, largeFile, folder, link };
@@ -41,7 +41,7 @@ Kind kindOf(int item) {
   return static_cast<Kind>(item % 4);
 }
 
-// Some of the characters are escaped in an entry.
+// An entry escapes some of the characters.
 std::string nameOf(int item) {
   return "item " + std::to_string(item) + ", 100% \xc3\xa9.tar.gz";
 }
@@ -86,7 +86,7 @@ bool isWhole(const std::string& path, int item) {
   return false;
 }
 
-// The names in one folder alone.
+// The names in one folder, not recursive.
 std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;
   std::error_code missing;
@@ -97,7 +97,7 @@ std::vector<std::string> namesIn(const std::string& folder) {
   return names;
 }
 
-// The path in an entry of the Trash; no value when the entry is not complete.
+// The path in an entry of the Trash; no value if the entry is incomplete.
 std::optional<std::string> pathInEntry(const std::string& entry) {
   static const std::regex form(
       "\\[Trash Info\\]\nPath=([^\n]*)\n"
@@ -119,7 +119,7 @@ std::optional<std::string> pathInEntry(const std::string& entry) {
   return path;
 }
 
-// A worker that lives until it is killed
+// A worker that runs until it is killed
 // ------------------------------------------------------------------------------------------------
 
 class Worker {
@@ -143,7 +143,7 @@ class Worker {
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
 
-  // Waits until it has told so many lines; false when it has ended before.
+  // Waits until it has printed this many lines; false if it ends before.
   bool awaitLines(std::size_t count) {
     while (static_cast<std::size_t>(std::ranges::count(told_, '\n')) < count) {
       if (!readMore()) {
@@ -153,7 +153,7 @@ class Worker {
     return true;
   }
 
-  // Gives the status that it ended with.
+  // Returns its exit status.
   int kill() {
     if (pid_ > 0) {
       ::kill(pid_, SIGKILL);
@@ -163,7 +163,7 @@ class Worker {
     return status_;
   }
 
-  // All that it told until it was killed.
+  // Everything that it printed until it was killed.
   std::vector<std::string> lines() {
     while (readMore()) {
     }
@@ -191,8 +191,8 @@ class Worker {
 
 // ------------------------------------------------------------------------------------------------
 
-// Being killed is the same on every file system, but waiting for a disk takes most of the time, and
-// most kills would hit nothing else.
+// In memory: the file system does not matter, but on a disk most of the time, and most kills, would
+// fall into waits for it.
 class Kill : private ox::test::InMemory, public ox::test::TemporaryFolderTest {
  protected:
   void SetUp() override {
@@ -207,7 +207,7 @@ class Kill : private ox::test::InMemory, public ox::test::TemporaryFolderTest {
   }
 
   void TearDown() override {
-    // The items of a failed test are looked at where they are named, not listed once more.
+    // After a failure the failed items are already named, so they are not listed again.
     for (const std::string& folder : {work(), tmp(), home()}) {
       for (const std::string& name : namesIn(folder)) {
         fs::remove_all(fs::path(folder) / name);
@@ -224,11 +224,11 @@ class Kill : private ox::test::InMemory, public ox::test::TemporaryFolderTest {
     }
   }
 
-  // The lines that it has told.
+  // The lines that it printed.
   std::vector<std::string> runAndKill(std::mt19937_64& random) {
     const ox::test::ScopedEnvironment dataFolder("XDG_DATA_HOME", data_);
     Worker worker({OX_KILL_WORKER, items_, destination_, home(), std::to_string(random())});
-    // After a random number of calls, and somewhere within the next.
+    // After a random number of calls, at a random moment in the next.
     EXPECT_TRUE(worker.awaitLines(1 + random() % 40));
     ::usleep(static_cast<useconds_t>(random() % 500));
     const int status = worker.kill();
@@ -236,7 +236,7 @@ class Kill : private ox::test::InMemory, public ox::test::TemporaryFolderTest {
     return worker.lines();
   }
 
-  // Every item is in its place, or in the Trash with its entry, and not in both.
+  // Each item is either in its place, or in the Trash with its entry.
   void checkItems(const std::vector<std::string>& told) {
     std::map<std::string, std::string> inTrash = itemsInTrash();
     for (int item = 0; item < itemCount; ++item) {
@@ -258,8 +258,8 @@ class Kill : private ox::test::InMemory, public ox::test::TemporaryFolderTest {
     EXPECT_TRUE(inTrash.empty()) << "what is in the Trash was not put there";
   }
 
-  // Where each item in the Trash came from, and where it is now. Entries without an item may be
-  // there: an entry is made before its item moves.
+  // The original and the present path of each item in the Trash. There may be entries without an
+  // item, since an entry is made before its item moves.
   std::map<std::string, std::string> itemsInTrash() {
     std::map<std::string, std::string> items;
     for (const std::string& name : namesIn(trash_ + "/files")) {
@@ -272,8 +272,8 @@ class Kill : private ox::test::InMemory, public ox::test::TemporaryFolderTest {
     return items;
   }
 
-  // Extraction folders are empty and, once they have been told, there; and nobody else's. They are
-  // removed.
+  // Checks that the extraction folders are empty, belong to this worker, and exist if they were
+  // reported; then removes them.
   void checkDestination(const std::vector<std::string>& told) {
     std::vector<std::string> names = namesIn(destination_);
     std::erase_if(names, isBystander);
@@ -284,14 +284,14 @@ class Kill : private ox::test::InMemory, public ox::test::TemporaryFolderTest {
         EXPECT_EQ(::rmdir(path.c_str()), 0) << path;
       }
     }
-    // One more may have been made and not told.
+    // One more may exist that was not reported.
     EXPECT_LE(names.size(), 1U);
     for (const std::string& name : names) {
       EXPECT_EQ(::rmdir((destination_ + "/" + name).c_str()), 0) << name;
     }
   }
 
-  // Scratch folders are all that may be left, and only in the temporary folder. They are removed.
+  // Only scratch folders may be left, in the temporary folder; removes them.
   void checkLeftovers() {
     std::size_t leftovers = 0;
     for (const std::string& name : namesIn(tmp())) {
@@ -322,7 +322,7 @@ class Kill : private ox::test::InMemory, public ox::test::TemporaryFolderTest {
   std::size_t interruptedCount() const { return interruptedCount_; }
 
  private:
-  // Whose names the extraction folders would have.
+  // The names that the extraction folders would otherwise get.
   static constexpr std::array<std::string_view, 4> bystanderNames{"photos", "photos (1)",
                                                                   "photos (2)", "photos (4)"};
   static constexpr int bystanderCount = bystanderNames.size();
@@ -357,7 +357,7 @@ TEST_F(Kill, LosesNothingOutsideTheScratchFolders) {
     checkDestination(told);
     checkLeftovers();
   }
-  // Kills that hit no call would prove nothing.
+  // Kills outside of calls would prove nothing.
   EXPECT_GT(movedCount(), rounds);
   EXPECT_GT(interruptedCount(), 0U) << "scratch folders that were left";
   EXPECT_GT(entryCount(), 0U) << "entries whose items had not moved";

@@ -1,9 +1,9 @@
-"""Makes each system call of a program that uses the library fail in turn, and sees what it says.
+"""Makes each system call of a program that uses the library fail in turn, and checks its output.
 
     injected_failures.py PROGRAM
 
-PROGRAM is injected_worker; strace makes its system calls fail. Whatever fails, it has to end as ever,
-what it calls done has to be done, and what it says has failed has to be as before.
+PROGRAM is injected_worker; strace makes its system calls fail. Whatever fails, it must exit normally,
+what it reports as done must be done, and what it reports as failed must have changed nothing.
 """
 
 import concurrent.futures
@@ -22,15 +22,15 @@ SKIPPED = 77
 
 MARK = "/orvexkit-operation/"
 
-# Bytes in the items of the walked folder: a sum tells by its digits which of them are in it.
+# The sizes of the items in the walked folder: the digits of a sum show which items it includes.
 TREE = {"a": 1, "folder/b": 10, "folder/c": 1000, "folder/deep/d": 10000}
 LINK_BYTES = 100
 TREE_BYTES = sum(TREE.values()) + LINK_BYTES
 
 DIGESTED = b"digested\n" * 20000
 
-# Those that the kernel has no failure for: all that one thread does with a futex is to wake others.
-# A mark is no call of the library's, and random numbers are not asked for in every run.
+# Calls that cannot fail, among them futex, which a single thread only uses to wake others. Also
+# access, which marks the operations in the trace, and getrandom, which not every run calls.
 LEFT_ALONE = {"access", "exit_group", "futex", "getrandom",
               "getegid", "geteuid", "getgid", "getpid", "gettid", "getuid"}
 
@@ -72,7 +72,7 @@ def require(condition, what):
 
 
 class World:
-    """The items that the program works on, in a folder of their own."""
+    """The items that the program works on, in their own folder."""
 
     def __init__(self, root):
         self.root = pathlib.Path(root)
@@ -99,7 +99,7 @@ class World:
                 "TMPDIR": str(self.tmp)}
 
     def is_whole(self, folder, place):
-        """Whether what was made at `folder` is at `place`, be it a file."""
+        """Returns whether the item made at `folder` is at `place`; it may be a file."""
         wanted = {pathlib.PurePath(name).relative_to(folder): contents
                   for name, contents in self.files.items()
                   if pathlib.PurePath(name).is_relative_to(folder)}
@@ -115,7 +115,7 @@ def is_empty_folder(path):
 
 
 class Check:
-    """Of what one run has said. `operation` is the one in which `call` was made to fail, or None."""
+    """Checks one run. `operation` is the one in which `call` was made to fail, or None."""
 
     def __init__(self, world, answers, operation, call):
         self.world = world
@@ -127,7 +127,7 @@ class Check:
         return self.operation is not None and self.operation.startswith(name)
 
     def answer(self, name, *failures):
-        """The answer, or None when it is one of the failures, which is wrong without a reason."""
+        """Returns the answer, or None for a failure, which is an error unless a call failed."""
         answer = self.answers[name]
         if answer in failures or answer == "no memory":
             require(self.may_fail(name), f"{name}: {answer}, without a reason")
@@ -173,7 +173,7 @@ class Check:
             return
         path = pathlib.Path(answer)
         require(path == destination / "photos (1)", answer)
-        # The path is given all the same when nothing but the last folder cannot be made.
+        # The path is returned even if only the last folder cannot be made.
         is_missing = self.may_fail("extraction folder") and self.call == "mkdir" and not made
         require(is_missing or (made == {path.name} and is_empty_folder(path)), f"made: {made}")
 
@@ -184,7 +184,7 @@ class Check:
 
     def facts(self):
         size = self.answers["folder size"]
-        # What cannot be read counts as nothing, and nothing counts twice.
+        # An unreadable item counts as 0, and no item counts twice.
         is_part = re.fullmatch("[01]{1,5}", size) or size == "no memory"
         require(size == str(TREE_BYTES) or (self.may_fail("folder size") and is_part),
                 f"folder size: {size}")
@@ -209,7 +209,7 @@ class Check:
             require(re.fullmatch(form, entry), f"the entry is {entry!r}")
 
     def entries(self):
-        """Each item in the Trash has its entry, and each entry an item."""
+        """Checks that each item in the Trash has an entry, and each entry an item."""
         names = {}
         for folder in ("files", "info"):
             path = self.world.trash / folder
@@ -219,7 +219,7 @@ class Check:
 
 
 def run(program, strace_options, operation=None, call=None):
-    """Runs the program in a world of its own, and gives the trace. Raises what is wrong."""
+    """Runs the program in its own folder and returns the trace. Raises errors that it finds."""
     memory = "/dev/shm" if os.access("/dev/shm", os.W_OK | os.X_OK) else None
     folder = tempfile.mkdtemp(prefix="orvexkit-test.", dir=memory)
     try:
@@ -242,7 +242,7 @@ def run(program, strace_options, operation=None, call=None):
 
 
 def failures_in(trace):
-    """Gives (operation, call, how many of its kind came before it and itself, error)."""
+    """Yields (operation, call, its number among calls of its kind, error)."""
     counts = {}
     operation = None
     for line in trace:
@@ -259,9 +259,9 @@ def failures_in(trace):
 
 
 def inject(program, failure):
-    """Gives what is wrong, or None."""
+    """Returns an error text or None."""
     operation, call, nth, error = failure
-    # This one does not say why it failed.
+    # This one does not report why it failed.
     what = "retval=0" if call == "brk" else f"error={error}"
     options = ["-e", f"trace={call}", "-e", f"inject={call}:{what}:when={nth}"]
     try:

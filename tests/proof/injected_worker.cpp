@@ -1,13 +1,12 @@
-// Makes and removes folders, walks, digests and moves items to the Trash, once each, and then tells
-// what came of it. Before each operation it asks for an item that does not exist,
-// "/orvexkit-operation/" and the operation's name, so that the system calls of each can be told
-// apart in a trace. It is made of the library's objects, because the answer whether a folder has
-// been removed does not leave the library.
+// Makes and removes folders, walks, digests and moves items to the Trash, once each, and then
+// prints the results. Before each operation it queries a missing item, "/orvexkit-operation/" and
+// the operation's name, which separates the operations in a trace. It links the library's objects,
+// because the result of removing a folder is not public.
 //
 //   injected_worker WORK
 //
-// The items to work on are in the folder WORK. Prints one line for each operation: its name, a tab
-// and its answer, which is "null" for no value and "no memory" when there was none.
+// The items to work on are in the folder WORK. Prints a line for each operation: its name, a tab
+// and its result, which is "null" for no value and "no memory" if an allocation failed.
 
 #include <OrvexKit/OXFileUtil.h>
 #include <OrvexKit/OXScopedTempDir.h>
@@ -38,7 +37,7 @@ std::string text(bool answer) {
   return answer ? "true" : "false";
 }
 
-// The folder must be gone when the answer comes.
+// The folder must be gone when the call returns.
 std::string scopedFolder() {
   const OXScopedTempDir scratch;
   mark("between");

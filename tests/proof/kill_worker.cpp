@@ -1,5 +1,5 @@
-// Moves items to the Trash, makes extraction folders and fills and removes scratch folders, without
-// end: to be killed. Each call that has returned is told on standard output, in one line.
+// Moves items to the Trash, makes extraction folders, and fills and removes scratch folders until
+// it is killed. Prints a line for each call that has returned.
 //
 //   kill_worker ITEMS DESTINATION LINKED SEED
 //
@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// In one piece, so that no line is cut off by the end.
+// One write, so that no line is truncated when the process is killed.
 void tell(const std::string& what, const std::string& path = "") {
   const std::string line = what + path + '\n';
   if (::write(STDOUT_FILENO, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {

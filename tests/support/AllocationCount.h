@@ -1,6 +1,6 @@
-// Counts what the calling thread takes from the heap by `operator new`, can refuse it, and looks at
-// what is given back. A test program that is linked with AllocationCount.cpp has its own
-// `operator new` and `operator delete`.
+// Counts the calling thread's allocations by `operator new`, can make them fail, and inspects freed
+// memory. AllocationCount.cpp replaces `operator new` and `operator delete` in the test program
+// that links it.
 
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace ox::test {
 
-// Since this object was made, on this thread.
+// Counts the allocations of this thread since the object was created.
 class AllocationCount {
  public:
   AllocationCount();
@@ -20,8 +20,8 @@ class AllocationCount {
   std::size_t before_;
 };
 
-// As long as it lives, `operator new` throws `std::bad_alloc` on this thread for `count`
-// allocations from the `first` one on (counted from 0).
+// During its lifetime, `operator new` throws `std::bad_alloc` on this thread for `count`
+// allocations, starting with number `first` (counted from 0).
 class AllocationFailure {
  public:
   explicit AllocationFailure(std::size_t first = 0,
@@ -31,8 +31,8 @@ class AllocationFailure {
   AllocationFailure& operator=(const AllocationFailure&) = delete;
 };
 
-// As long as it lives, looks for `bytes` in every block that is given back by `operator delete`.
-// One at a time, made and destroyed while no other thread runs; `bytes` stay where they are.
+// During its lifetime, searches every block freed by `operator delete` for `bytes`, which the
+// caller keeps alive. Only one at a time; no other thread may run while it is created or destroyed.
 class FreedMemoryWatch {
  public:
   explicit FreedMemoryWatch(std::string_view bytes);
@@ -40,7 +40,7 @@ class FreedMemoryWatch {
   FreedMemoryWatch(const FreedMemoryWatch&) = delete;
   FreedMemoryWatch& operator=(const FreedMemoryWatch&) = delete;
 
-  // Blocks that held the bytes.
+  // The number of freed blocks that contained the bytes.
   std::size_t found() const;
 };
 

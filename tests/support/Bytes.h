@@ -1,4 +1,4 @@
-// Bytes as a test writes them and prints them: hexadecimal, with spaces wherever they help.
+// Converts bytes to and from hexadecimal. Spaces in the text are ignored.
 
 #pragma once
 

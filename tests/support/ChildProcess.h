@@ -1,4 +1,4 @@
-// Runs a program to its end: for what a process decides once, at first use.
+// Runs a program to its end: for values that a process initialises once, at first use.
 
 #pragma once
 
@@ -10,24 +10,24 @@
 namespace ox::test {
 
 struct ChildProcess {
-  std::string program;                      // looked for in PATH when it has no "/"
+  std::string program;                      // searched in PATH if it has no "/"
   std::vector<std::string> arguments = {};  // without the program's name
-  // Changes to this process's environment, in their order; no value removes the variable.
+  // Changes to this process's environment, in order. A variable without a value is removed.
   std::vector<std::pair<std::string, std::optional<std::string>>> environment = {};
   std::string folder = {};  // to start in, unless empty
 };
 
 struct ChildResult {
-  int exitCode;        // or minus the signal that ended it
-  std::string output;  // standard output; errors go where this process's go
+  int exitCode;        // or the negative number of the signal that ended it
+  std::string output;  // standard output; standard error is inherited
 };
 
 ChildResult run(const ChildProcess& child);
 
-// The same for a program that has to succeed: fails the test when it does not.
+// Returns the output of a program that must succeed; otherwise fails the test.
 std::string outputOf(const ChildProcess& child);
 
-// Its output, line by line.
+// The same, split into lines.
 std::vector<std::string> linesOf(const ChildProcess& child);
 
 }  // namespace ox::test

@@ -1,5 +1,5 @@
-// What ran is counted in memory and written when a process ends in the ordinary way. With this in
-// the library it is written as well when a fatal error ends the process.
+// Coverage counters are written when a process exits normally. Linked into the library, this writes
+// them also when a fatal error aborts the process.
 
 #include <csignal>
 

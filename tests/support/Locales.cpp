@@ -21,7 +21,7 @@ bool Locales::make(const std::string& language, const std::string& encoding,
   std::error_code ignored;
   std::filesystem::create_directory(folder_, ignored);
   const std::string name = language + "." + encoding;
-  // It warns of much, and ends with 1 then.
+  // localedef exits with 1 if it only has warnings.
   run({.program = "localedef",
        .arguments = {"--no-archive", "--quiet", "-c", "-i", language, "-f", charmap,
                      folder_ + "/" + name}});

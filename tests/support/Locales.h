@@ -1,4 +1,4 @@
-// Locales that a test makes for itself, since a system may have none but C.
+// Locales made by a test, since a system may have only C.
 
 #pragma once
 
@@ -13,19 +13,20 @@ class Locales {
  public:
   using Environment = std::vector<std::pair<std::string, std::optional<std::string>>>;
 
-  // Keeps them in a new folder in `folder`, and removes it in the end.
+  // Keeps them in a new folder in `folder`, which the destructor removes.
   explicit Locales(const std::string& folder) : folder_(folder + "/locales") {}
   ~Locales();
   Locales(const Locales&) = delete;
   Locales& operator=(const Locales&) = delete;
 
-  // Makes "language.encoding" of the system's sources, or with a table of characters of the test's
-  // own; false when it has none.
+  // Makes "language.encoding" from the system's sources, or from a character map of the test.
+  // Returns false if the system has no sources.
   bool make(const std::string& language, const std::string& encoding) const;
   bool make(const std::string& language, const std::string& encoding,
             const std::string& charmap) const;
 
-  // What a child process needs to find them, with all categories in the locale `name`.
+  // The environment in which a child process finds them and uses the locale `name` for all
+  // categories.
   Environment environment(const std::string& name) const;
 
  private:

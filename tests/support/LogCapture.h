@@ -1,4 +1,4 @@
-// What goes to GLib's structured log, caught before it is written.
+// Captures GLib's structured log before it is written.
 
 #pragma once
 
@@ -9,9 +9,9 @@ namespace ox::test {
 
 struct LogLine {
   std::string domain;
-  int level;  // GLib's flag, G_LOG_LEVEL_MESSAGE for example
+  int level;  // GLib's flag, such as G_LOG_LEVEL_MESSAGE
   std::string text;
-  std::string priority = "5";  // syslog's number for it
+  std::string priority = "5";  // the level in syslog's numbers
 
   friend bool operator==(const LogLine&, const LogLine&) = default;
 };
@@ -19,8 +19,8 @@ struct LogLine {
 // One line as the library writes it.
 LogLine libraryLine(std::string text);
 
-// The lines of the whole process since the last call. From the first call on nothing is written to
-// the standard streams; that call gives no lines.
+// Returns the process's lines since the last call. The first call starts the capture and returns
+// none; from then on nothing is logged to the standard streams.
 std::vector<LogLine> takeLogLines();
 
 }  // namespace ox::test

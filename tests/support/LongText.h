@@ -1,4 +1,4 @@
-// Text that is longer than any string: only 32-bit processors have room for one.
+// Text longer than `std::string::max_size()`: only possible where addresses have 32 bits.
 
 #pragma once
 
@@ -13,7 +13,7 @@
 
 namespace ox::test {
 
-// The letter "a", 2^31 times. Its memory is one small file, mapped again and again.
+// The letter "a", 2^31 times. One small file is mapped repeatedly, so it takes little memory.
 class LongText : public testing::Test {
  public:
   LongText() = default;
@@ -46,13 +46,13 @@ class LongText : public testing::Test {
     ::close(file);
   }
 
-  // The text with other bytes at its start.
+  // The text with its first bytes replaced.
   std::string_view startingWith(std::string_view start) {
     start.copy(static_cast<char*>(memory_), start.size());
     return {static_cast<char*>(memory_), length};
   }
 
-  // And at its end.
+  // The text with its last bytes replaced.
   std::string_view endingIn(std::string_view ending) {
     char* const bytes = static_cast<char*>(memory_);
     std::fill_n(bytes + length - piece, piece, 'a');

@@ -1,4 +1,4 @@
-// Strings in great number, to hold two statements of one rule against each other.
+// Generates many strings, to compare two implementations of a rule.
 
 #pragma once
 
@@ -13,14 +13,13 @@
 
 namespace ox::test {
 
-// How many letters the longest of all the strings over an alphabet has, and how many random strings
-// there are.
+// The number of letters in the longest enumerated string, and the number of random strings.
 constexpr std::size_t mostLetters = 7;
 constexpr int randomStringCount = 200'000;
 
-// By default every string of up to this many letters is compared, one in ten of the longer ones,
-// and so many of the random ones that each branch is still taken: the same ones in every run. All
-// of them are compared if OX_TEST_EVERY_STRING is set, as `scripts/test all` does.
+// By default compares every string of up to this many letters, one in ten of the longer ones, and
+// enough random ones to take each branch: the same ones in every run. If OX_TEST_EVERY_STRING is
+// set, as by `scripts/test all`, compares all of them.
 constexpr std::size_t alwaysComparedLetters = 4;
 constexpr int oneLongIn = 10;
 constexpr int oneRandomIn = 4;
@@ -29,18 +28,18 @@ inline bool everyStringIsWanted() {
   return std::getenv("OX_TEST_EVERY_STRING") != nullptr;
 }
 
-// A letter may be several characters long.
+// A letter may consist of several characters.
 using Alphabet = std::vector<std::string>;
 
-// Letters that reach every branch of the path operations and of the rules on archive extensions and
-// numbered volumes.
+// Letters that reach every branch of the path operations and of the rules for archive extensions
+// and numbered volumes.
 inline const Alphabet& letters() {
   static const Alphabet letters{"a", ".", "/", "r", "0", "1", "T", "t"};
   return letters;
 }
 
-// Calls `check` with the strings of up to `longest` letters (all or some, as above), the shorter
-// ones first, until a check fails: what is reported is a shortest one that does.
+// Calls `check` with the strings of up to `longest` letters (all or some, as above), shortest
+// first, until a check fails: so the reported string is a shortest one.
 template <typename Check>
 void forEveryString(const Alphabet& alphabet, std::size_t longest, Check check) {
   std::mt19937 choice;
@@ -59,7 +58,7 @@ void forEveryString(const Alphabet& alphabet, std::size_t longest, Check check) 
           return;
         }
       }
-      // Counts up, the last place first.
+      // Increments the number, starting with the last digit.
       std::size_t place = length;
       while (place > 0 && ++indices[place - 1] == alphabet.size()) {
         indices[--place] = 0;
@@ -69,8 +68,8 @@ void forEveryString(const Alphabet& alphabet, std::size_t longest, Check check) 
   }
 }
 
-// Calls `check` with `randomStringCount` strings, or some of them as above, of a random number
-// of letters, up to `longest`, until a check fails. The strings are the same ones in every run.
+// Calls `check` with `randomStringCount` strings (all or some, as above) of up to `longest` random
+// letters, until a check fails. They are the same in every run.
 template <typename Check>
 void forRandomStrings(const Alphabet& alphabet, std::size_t longest, std::uint64_t seed,
                       Check check) {

@@ -1,4 +1,4 @@
-// File systems of a test's own. Only root may mount, and not everywhere.
+// Mounts file systems for a test. Only root can mount, and not on every system.
 
 #pragma once
 
@@ -7,16 +7,16 @@
 
 namespace ox::test {
 
-// Mounted in `folder`, until the object goes.
+// A file system mounted at `folder` for the lifetime of the object.
 class Mount {
  public:
-  // In memory, with room for `size` bytes.
+  // A file system in memory, with room for `size` bytes.
   static Mount inMemory(const std::string& folder, const std::string& size);
 
-  // What is at `shown`, a folder or a file, once more.
+  // A bind mount of the folder or file at `shown`.
   static Mount bind(const std::string& folder, const std::string& shown);
 
-  // On a disk, whose contents are in the file `image`.
+  // A file system in the disk image `image`.
   static Mount onDisk(const std::string& folder, const std::string& image);
 
   ~Mount();

@@ -22,7 +22,7 @@ struct Observation {
   std::atomic<int> count{0};
   std::atomic<int> failAt{-1};  // 0: every call
   std::atomic<int> error{0};
-  std::atomic<int> tries{0};  // with interruptions
+  std::atomic<int> tries{0};  // interrupted calls included
   std::function<void()> before;
 };
 
@@ -86,7 +86,7 @@ struct Observed<call, real> {
   }
 };
 
-// What stands in the real call's place.
+// Replaces the real call.
 template <Call call, auto real>
 constexpr auto observe = Observed<call, real>::make;
 
@@ -106,7 +106,7 @@ void resetAll() {
   interruptions = 0;
 }
 
-// What is opened must not be open in a program that is started meanwhile.
+// No descriptor may be inherited by a program that is started at the same time.
 void requireCloseOnExec(const char* name, int flags) {
   if ((flags & O_CLOEXEC) == 0) {
     static_cast<void>(std::fprintf(stderr, "%s was opened without O_CLOEXEC\n", name));

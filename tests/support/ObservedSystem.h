@@ -1,6 +1,5 @@
-// The seam to the operating system as the tests of the inner rooms see it: every call is counted
-// and passed on, and any of them can be made to fail. A descriptor that would be open in a program
-// that is started meanwhile ends the process.
+// The seam to the operating system in tests of the inner rooms: counts every call, forwards it, and
+// can make any of them fail. Aborts the process if a descriptor is opened without close-on-exec.
 
 #pragma once
 
@@ -43,8 +42,8 @@ enum class Call {
   callCount
 };
 
-// Observes for as long as it lives; one at a time. Counting is safe from any thread, the rest is
-// set up before threads start.
+// Observes during its lifetime; only one at a time. Counting is thread-safe; set up everything else
+// before threads start.
 class ObservedSystem {
  public:
   ObservedSystem();
@@ -52,35 +51,34 @@ class ObservedSystem {
   ObservedSystem(const ObservedSystem&) = delete;
   ObservedSystem& operator=(const ObservedSystem&) = delete;
 
-  // Calls since the start, without `close`, which cannot be told from tidying up.
+  // The number of calls since the start, except `close`, which also serves cleaning up.
   int count() const;
   int count(Call call) const;
 
-  // What has been synced since the start, in its order, with the path that it had.
+  // The paths synced since the start, in order.
   std::vector<std::string> syncedPaths() const;
 
-  // Makes the calls of one kind fail with `error`: the `nth` one from now, or all when it is 0. The
-  // real call is not made.
+  // Makes calls of one kind fail with `error`, without making the real call: the `nth` one from
+  // now, or all if `nth` is 0.
   void fail(Call call, int error, int nth = 0);
 
-  // Makes the `nth` call of any kind but `close` fail.
+  // Makes the `nth` call of any kind except `close` fail.
   void failNth(int nth, int error);
 
-  // Interrupts each call that signals may interrupt so many times before it is made.
+  // Makes each interruptible call fail with EINTR this many times before it is made.
   void interruptEach(int times);
 
-  // Makes changing permissions without following links fail as it does before Linux 6.6 where there
-  // is no /proc.
+  // Makes changing permissions without following links fail, as before Linux 6.6 without /proc.
   void hideProc();
 
-  // Makes folders keep the kinds of their entries to themselves, as some file systems do.
+  // Makes folder listings report no entry types, as on some file systems.
   void hideEntryTypes();
 
-  // Calls `action` before each call of this kind is passed on.
+  // Calls `action` before each call of this kind.
   void before(Call call, std::function<void()> action);
 
-  // Answers `stat` in the disk's place: `exists` says whether something lies at a path. The calls
-  // are counted, and made to fail, as ever.
+  // Answers `stat` from `exists`, which tells whether an item is at a path, and not from the disk.
+  // The calls are still counted and can be made to fail.
   void answerExistence(std::function<bool(std::string_view path)> exists);
 };
 

@@ -1,4 +1,4 @@
-// A pipe that closes what is left open of it.
+// A pipe whose open ends are closed by the destructor.
 
 #pragma once
 
@@ -9,7 +9,7 @@ namespace ox::test {
 
 class Pipe {
  public:
-  explicit Pipe(int flags = 0);  // as `pipe2` takes them
+  explicit Pipe(int flags = 0);  // of `pipe2`
   ~Pipe();
   Pipe(const Pipe&) = delete;
   Pipe& operator=(const Pipe&) = delete;
@@ -19,7 +19,7 @@ class Pipe {
   void closeReading();
   void closeWriting();
 
-  // Writes all of `bytes`; fails the test when that cannot be done.
+  // Writes all of `bytes`; on failure, fails the test.
   void put(std::span<const std::byte> bytes) const;
 
  private:

@@ -137,7 +137,7 @@ std::string removingAncestor(const std::string& path, const std::string& ancesto
   if (startsWith(all, above, above.size())) {
     return joinFrom(all, above.size());
   }
-  // The slash at the end of the ancestor is the one that a component follows.
+  // A slash at the end of the ancestor separates it from the next component.
   if (above.back().empty() && startsWith(all, above, above.size() - 1) &&
       all.size() >= above.size()) {
     return joinFrom(all, above.size() - 1);

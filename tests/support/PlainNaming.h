@@ -1,6 +1,6 @@
-// A second statement of the rules on names, over the plain path operations, for the tests to hold
-// the library's own against. It goes the way that the rules are told in, copies whatever it gives,
-// and shares no code with the library.
+// A second implementation of the rules on names, based on the plain path operations, to compare the
+// library with. It follows the wording of the rules, copies every result, and shares no code with
+// the library.
 
 #pragma once
 
@@ -9,8 +9,8 @@
 
 namespace ox::test::plain {
 
-// An answer comes with the branch of the rule that it was found in: a comparison that never gets
-// to one says nothing about it.
+// Each result names the branch of the rule that produced it, so that tests can check that every
+// branch is compared.
 
 struct ArchiveExtension {
   enum Branch { noExtension, noInnerExtension, otherInnerExtension, afterTar, branchCount };
@@ -38,14 +38,14 @@ struct FirstVolume {
   std::string path;
 };
 
-// The path at which a volume's first one is looked for, or the volume's own.
+// The path where the first volume is expected, or the volume's own path.
 FirstVolume firstVolume(const std::string& path);
 
-// The number of a first volume; `width` is at least 1.
+// The number of the first volume; `width` is at least 1.
 std::string firstNumber(std::size_t width);
 
-// The part of `path` below `ancestor`, component by component: between two slashes there is always
-// one, be it empty.
+// The part of `path` below `ancestor`, component by component. A component between two slashes may
+// be empty.
 std::string removingAncestor(const std::string& path, const std::string& ancestor);
 
 }  // namespace ox::test::plain

@@ -6,7 +6,7 @@ namespace {
 
 struct Places {
   std::size_t componentStart = 0;
-  std::size_t componentEnd = 0;  // where it starts when there is no component
+  std::size_t componentEnd = 0;  // its start if there is no component
   std::size_t dot = 0;           // the extension's, if there is one
   bool hasExtension = false;
 };

@@ -1,6 +1,6 @@
-// A second statement of the path operations, for the tests to hold the library's own against. It
-// goes over a path character by character and front to back, copies whatever it gives, and shares
-// no code with the library.
+// A second implementation of the path operations, to compare the library with. It reads a path
+// character by character from front to back, copies every result, and shares no code with the
+// library.
 
 #pragma once
 

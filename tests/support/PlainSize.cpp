@@ -3,8 +3,7 @@
 namespace ox::test::plain {
 namespace {
 
-// A double is a whole number of 53 bits and a power of two, so 64 bits hold all that the rule
-// needs.
+// A double is an integer of 53 bits times a power of two, so 64 bits are enough.
 using Whole = std::uint64_t;
 
 Whole halfToEven(Whole number, unsigned bits) {
@@ -25,7 +24,7 @@ unsigned width(Whole number) {
   return bits;
 }
 
-// To the 53 bits of a double.
+// Rounds to the 53 bits of a double.
 Whole asDouble(Whole number) {
   const unsigned excess = width(number) > 53 ? width(number) - 53 : 0;
   return halfToEven(number, excess) << excess;
@@ -36,7 +35,7 @@ Whole asDouble(Whole number) {
 Whole tenthsOfQuotient(Whole number, Whole divisor) {
   Whole quotient = number / divisor;
   Whole rest = number % divisor;
-  // By long division, to two bits more than a double has; the last one tells of all that follow.
+  // Long division, to two bits more than a double has; the last bit is set if any later bit is.
   unsigned bitsAfterPoint = 0;
   while (width(quotient) < 53 + 2) {
     rest *= 2;

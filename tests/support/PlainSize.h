@@ -1,5 +1,4 @@
-// A second statement of how a byte count is told, in integers alone, for the tests to hold the
-// library's own against.
+// A second implementation of the text of a size, with integers only, to compare the library with.
 
 #pragma once
 

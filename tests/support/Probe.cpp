@@ -1,6 +1,5 @@
-// A process of its own for the tests: takes one step after the other as its arguments, each a
-// verb with an operand ("verb" or "verb:operand"), and prints what the library answers, one line a
-// step.
+// A separate process for the tests. Each argument is a step, "verb" or "verb:operand"; prints the
+// library's result of each step on a line.
 
 #include <OrvexKit/OrvexKit.h>
 #include <unistd.h>
@@ -31,8 +30,8 @@ void print(const OXString& answer) {
   std::cout << answer.value_or("(null)") << '\n';
 }
 
-// What 16 threads are told that ask at the same moment: each distinct answer once. `ask` is given
-// the number of the thread.
+// Prints each distinct answer that 16 threads get at the same moment. `ask` gets the thread's
+// number.
 void race(const std::function<std::vector<OXString>(std::size_t)>& ask) {
   constexpr std::size_t count = 16;
   std::vector<std::vector<OXString>> answers(count);
@@ -59,7 +58,7 @@ void race(const std::function<std::vector<OXString>(std::size_t)>& ask) {
   }
 }
 
-// Each thread starts with another of the three.
+// Each thread starts with a different one of the three.
 void raceForTheSupportFolders(const std::string& /*none*/) {
   constexpr std::array<OXString (*)(), 3> functions{OXAppSupportDir, OXUserCodecsPath,
                                                     OXRARCodecPath};
@@ -103,7 +102,8 @@ void setVariable(const std::string& assignment) {
   ::setenv(assignment.substr(0, equals).c_str(), assignment.substr(equals + 1).c_str(), 1);
 }
 
-// Only root may, and for good. The library is loaded by then, wherever it lies.
+// Only root can do this, and it is permanent. The library is already loaded, so the user need not
+// be able to read it.
 void becomeUser(const std::string& number) {
   const auto id = static_cast<uid_t>(std::stoul(number));
   if (::setgid(id) != 0 || ::setuid(id) != 0) {

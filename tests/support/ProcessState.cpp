@@ -31,7 +31,7 @@ void setDescriptorLimit(rlim_t count) {
 }  // namespace
 
 std::size_t openDescriptorCount() {
-  // The listing itself takes one.
+  // One descriptor is the listing's own.
   return entryCount("/proc/self/fd") - 1;
 }
 
@@ -40,7 +40,7 @@ std::size_t threadCount() {
 }
 
 DescriptorLimit::DescriptorLimit(std::size_t free) : before_(descriptorLimit()) {
-  // The limit is on the numbers: those below the first free one are taken.
+  // The limit applies to descriptor numbers, and all below the first free one are in use.
   std::size_t limit = 0;
   for (std::size_t found = 0; found < free; ++limit) {
     if (::fcntl(static_cast<int>(limit), F_GETFD) < 0) {

@@ -1,4 +1,4 @@
-// What this process holds: for tests of what must not be left behind.
+// The resources of this process, for tests that nothing leaks.
 
 #pragma once
 
@@ -10,7 +10,7 @@ namespace ox::test {
 std::size_t openDescriptorCount();
 std::size_t threadCount();
 
-// Leaves `free` descriptors to open, until the object goes.
+// Allows only `free` more descriptors during its lifetime.
 class DescriptorLimit {
  public:
   explicit DescriptorLimit(std::size_t free);

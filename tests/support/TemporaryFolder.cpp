@@ -96,7 +96,7 @@ void removeOne(const std::string& path) {
 }
 
 void removeTree(const std::string& path) {
-  // Whatever goes wrong with a test, nothing outside the folders that tests make is removed.
+  // Even if a test goes wrong, nothing outside the tests' own folders is removed.
   if (path.find("/orvexkit-test.") == std::string::npos) {
     ADD_FAILURE() << "not in a test's own folder: " << path;
     return;

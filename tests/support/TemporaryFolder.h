@@ -1,6 +1,6 @@
-// A world of its own for each test: a folder with a home, a data folder and a temporary folder in
-// it, and an environment that points there. What a test makes it must remove: the folders are
-// removed non-recursively, and whatever is left in them fails the test.
+// Gives each test its own folder with a home, a data folder and a temporary folder, and an
+// environment that points there. A test must remove what it makes: the folders are removed
+// non-recursively, so anything left in them fails the test.
 
 #pragma once
 
@@ -13,7 +13,7 @@
 
 namespace ox::test {
 
-// Sets an environment variable, or removes it, until the object goes.
+// Sets or removes an environment variable during its lifetime.
 class ScopedEnvironment {
  public:
   ScopedEnvironment(std::string name, const std::optional<std::string>& value);
@@ -26,8 +26,8 @@ class ScopedEnvironment {
   std::optional<std::string> before_;
 };
 
-// Has the temporary folder in memory, where that is possible: for tests that would wait for a disk
-// most of the time. It is derived from before `TemporaryFolderTest`.
+// Puts the temporary folder in memory if possible, for tests that would mostly wait for a disk.
+// Must precede `TemporaryFolderTest` in a list of base classes.
 class InMemory {
  private:
   static std::string folder();
@@ -67,12 +67,12 @@ void writeFile(const std::string& path, const std::string& contents = "");
 
 std::string readFile(const std::string& path);
 
-// Removes one item, not what is in it; fails the test when that cannot be done.
+// Removes one item non-recursively; on failure, fails the test.
 void removeOne(const std::string& path);
 
-// Removes an item, with everything in it if it is a folder: of any depth and whatever its
-// permissions. Refuses what is not in a test's own folder. By coreutils, so that no test relies on
-// the library's own removal to clean up.
+// Removes an item recursively, at any depth and with any permissions. Refuses a path outside the
+// test's own folder. Uses coreutils, so that cleaning up does not rely on the library's own
+// removal.
 void removeTree(const std::string& path);
 
 // The names in a folder, sorted, each followed by those below it ("a", "a/b", …); links are not
@@ -80,14 +80,14 @@ void removeTree(const std::string& path);
 std::vector<std::string> listing(const std::string& folder);
 
 bool isFolder(const std::string& path);
-bool exists(const std::string& path);  // a link that leads nowhere exists
+bool exists(const std::string& path);  // true for a dangling link
 
-// Root may do what permissions forbid.
+// Permissions do not restrict root.
 bool isRoot();
 
 }  // namespace ox::test
 
-// For a test of what permissions forbid.
+// For tests that expect permissions to be enforced.
 #define OX_SKIP_AS_ROOT()                                                 \
   if (ox::test::isRoot()) {                                               \
     GTEST_SKIP() << "root may do what this test expects to be forbidden"; \

@@ -10,7 +10,7 @@ namespace {
 std::string doubleText(double value) {
   std::array<char, 64> text{};
   static_cast<void>(std::snprintf(text.data(), text.size(), "%.17g", value));
-  // The sign and the payload of what is not a number do not matter.
+  // The sign and the payload of a NaN do not matter.
   return value != value ? "nan" : text.data();
 }
 

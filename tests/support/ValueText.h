@@ -1,4 +1,4 @@
-// A coder's object as text, with its kind, so that two can be compared and a failure can be read.
+// A coder's object as text with its kind, for comparisons and readable failures.
 
 #pragma once
 
@@ -19,7 +19,7 @@ namespace ox::test {
 //   OXNull()               => null marker
 //   OXMisfit()             => misfit
 //   no object              => none
-std::string stringText(std::string_view string);  // whatever is not printable ASCII as \xHH
+std::string stringText(std::string_view string);  // bytes other than printable ASCII as \xHH
 std::string valueText(const OXValue& value);
 std::string valueText(const std::optional<OXValue>& value);
 

@@ -19,8 +19,8 @@ namespace {
 constexpr int failed = 1;
 constexpr int badUsage = 2;
 
-// Where a standard stream is closed, the next file opened would take its place, and messages would
-// be written into it.
+// If a standard stream is closed, the next file opened would take its descriptor, and messages
+// would be written into that file.
 void openStandardStreams() {
   for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(fd, F_GETFD) < 0) {
@@ -51,8 +51,8 @@ int run(std::span<const char* const> arguments) {
 int main(int argc, char** argv) {
   openStandardStreams();
   oxarchive::setWriteSignals(true);
-  // Names on disk are UTF-8, or bytes, whatever the language of the user; libarchive goes by the
-  // locale when an archive has them in another form.
+  // Names on disk are UTF-8 or plain bytes, whatever the user's language; libarchive converts names
+  // from other encodings to that of the locale.
   if (std::setlocale(LC_CTYPE, "C.UTF-8") == nullptr) {
     static_cast<void>(std::setlocale(LC_CTYPE, ""));
   }

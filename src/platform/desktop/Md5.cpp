@@ -30,7 +30,7 @@ struct Crypto : DynamicLibrary {
 }  // namespace
 
 std::optional<Md5> md5Of(int fd, std::uint64_t limit) {
-  const Crypto* const library = sharedLibrary<Crypto>();
+  const auto* const library = sharedLibrary<Crypto>();
   ::MD5_CTX context;
   if (library == nullptr || library->start(&context) != 1) {
     return std::nullopt;

@@ -18,7 +18,7 @@ using ox::test::stringText;
 using ox::test::toHex;
 using ox::test::valueText;
 
-// What a decoder gives for something that is no object.
+// The decoder's result for an item that is not an object.
 const std::string misfit = "misfit";
 
 std::string lookUp(const Bytes& bytes, std::string_view key) {
@@ -26,8 +26,7 @@ std::string lookUp(const Bytes& bytes, std::string_view key) {
   return valueText(decoder.decodeObjectForKey(key));
 }
 
-// A record that is as strict as a record can be: a field that gets an object of another kind makes
-// the record null, and a number that is missing is 0.
+// The strictest record: an object of a wrong kind makes it null, and a missing number is 0.
 struct Named {
   OXString name;
   std::uint64_t size = 0;
@@ -62,8 +61,8 @@ std::string namedText(const std::shared_ptr<Named>& record) {
   return record ? record->name.value_or("(null)") + " " + std::to_string(record->size) : "null";
 }
 
-// The record decoded in the safe way, and decoded without the last look at the decoder: a record of
-// fields like these needs none.
+// Decodes the record with and without the final check of the decoder, which a record with such
+// fields does not need.
 std::string decodeNamed(const Bytes& bytes, OXCBORMode mode) {
   OXCBORDecoder decoder(bytes, mode);
   const std::string direct = namedText(Named::initWithCoder(decoder));
@@ -72,7 +71,7 @@ std::string decodeNamed(const Bytes& bytes, OXCBORMode mode) {
   return safe;
 }
 
-// The examples of RFC 8949, appendix A, and what they are as objects; "" when they are none.
+// The examples of RFC 8949, appendix A, as objects; "" if they are not objects.
 struct ItemRow {
   std::string hex;
   std::string object;
@@ -128,7 +127,7 @@ const ItemRow itemRows[] = {
     {"c074323031332d30332d32315432303a30343a30305a", ""},
     {"c11a514b67b0", "date 1363896240"},
     {"c1fb41d452d9ec200000", "date 1363896240.5"},
-    {"d86400", ""},  // days, and not seconds
+    {"d86400", ""},  // days, not seconds
     {"d74401020304", ""},
     {"d818456449455446", ""},
     {"d82076687474703a2f2f7777772e6578616d706c652e636f6d", ""},
@@ -162,7 +161,7 @@ const ItemRow itemRows[] = {
     {"826161bf61626163ff", ""},
     {"bf6346756ef563416d7421ff", ""},
 
-    // Longer forms than are needed.
+    // Longer encodings than necessary.
     {"1800", "unsigned 0"},
     {"190001", "unsigned 1"},
     {"1b0000000000000001", "unsigned 1"},
@@ -174,7 +173,7 @@ const ItemRow itemRows[] = {
     // The limits of a signed number.
     {"3b7fffffffffffffff", "signed -9223372036854775808"},
     {"3b8000000000000000", ""},
-    // Text that is not UTF-8 is a name like any other.
+    // Text that is not UTF-8 is a valid name.
     {"61ff", stringText("\xff")},
     {"63eda080", stringText("\xed\xa0\x80")},
     {"7f61ff61c3ff", stringText("\xff\xc3")},
@@ -210,7 +209,7 @@ const ItemRow itemRows[] = {
     {"c16131", ""},
     {"c1c100", ""},
     {"c18100", ""},
-    // Tags that change, or may change, what a string or a number means.
+    // Tags that change, or may change, the meaning of a string or a number.
     {"c200", ""},
     {"c66161", ""},
     {"c7f6", ""},
@@ -250,7 +249,7 @@ TEST(CBORDecoder, ReadsEveryKindOfItem) {
   }
 }
 
-// Numbers are read in another way where the bytes end soon.
+// Near the end of the bytes, numbers are read in another way.
 TEST(CBORDecoder, ReadsAnItemHoweverMuchFollows) {
   for (const ItemRow& row : itemRows) {
     if (row.object.empty()) {
@@ -273,7 +272,7 @@ TEST(CBORDecoder, ReadsAnItemHoweverMuchFollows) {
 
 TEST(CBORDecoder, PassesOverEveryKindOfItem) {
   for (const ItemRow& row : itemRows) {
-    // As a value and as a key, also next to and around the wanted key.
+    // As a value and as a key, also next to the wanted key and nested around it.
     for (const std::string& hex :
          {"a2 616b" + row.hex + "627a7a 01", "bf 616b" + row.hex + "627a7a 01 ff",
           "a2" + row.hex + "02 627a7a 01", "a2 a1 627a7a 02" + row.hex + "627a7a 01",
@@ -283,9 +282,9 @@ TEST(CBORDecoder, PassesOverEveryKindOfItem) {
   }
 }
 
-// RFC 8949, appendix F, and more of the kind.
+// RFC 8949, appendix F, and similar ones.
 const std::string illFormed[] = {
-    // The end comes too early.
+    // Truncated.
     "18",
     "19",
     "1a",
@@ -370,7 +369,7 @@ const std::string illFormed[] = {
     "f801",
     "f818",
     "f81f",
-    // Chunks of another kind.
+    // Chunks of a wrong kind.
     "5f00ff",
     "5f21ff",
     "5f6100ff",
@@ -383,7 +382,7 @@ const std::string illFormed[] = {
     "5f5f4100ffff",
     "7f7f6100ffff",
     "5fc14100ff",
-    // A break that ends nothing.
+    // A break outside of an indefinite-length item.
     "ff",
     "81ff",
     "8200ff",
@@ -427,7 +426,7 @@ TEST(CBORDecoder, RefusesWhatIsIllFormed) {
 }
 
 TEST(CBORDecoder, RefusesWhatIsNoRecord) {
-  // Keyed: anything but exactly one map.
+  // Keyed: anything except exactly one map.
   for (const std::string hex :
        {"", "00", "80", "8161", "6161", "f6", "a000", "a0a0", "bfff00", "c1a0", "d9d9f7a0", "ff"}) {
     SCOPED_TRACE(hex);
@@ -435,7 +434,7 @@ TEST(CBORDecoder, RefusesWhatIsNoRecord) {
     EXPECT_TRUE(OXCBORDecoder(bytes, OXCBORMode::keyed).hasFailed());
     EXPECT_EQ(decodeNamed(bytes, OXCBORMode::keyed), "null");
   }
-  // Sequential: an array with something after it.
+  // Sequential: an array followed by another item.
   for (const std::string hex : {"80f6", "8000", "82 6161 01 6162 02", "9fff9fff"}) {
     SCOPED_TRACE(hex);
     const Bytes bytes = fromHex(hex);
@@ -466,10 +465,10 @@ TEST(CBORDecoder, DecodesAKeyedRecordOrNone) {
       {"a3 5f446e616d65ff 6161 6473697a65 05 646e616d65 6162", "a 5"},
       {"a3 646e616d65 6161 646e616d65 00 6473697a65 05", "a 5"},
       {"a3 646e616d65 00 646e616d65 6161 6473697a65 05", "null"},
-      // Others are passed over.
+      // Other keys are skipped.
       {"a4 01 02 646e616d65 6161 f6 f7 6473697a65 05", "a 5"},
       {"a3 636e616d 6178 646e616d65 6161 656e616d6573 6178", "a 0"},
-      // Kinds that do not fit.
+      // Wrong kinds.
       {"a2 646e616d65 05 6473697a65 05", "null"},
       {"a2 646e616d65 f6 6473697a65 05", "null"},
       {"a2 646e616d65 f7 6473697a65 05", "null"},
@@ -496,7 +495,7 @@ TEST(CBORDecoder, DecodesASequentialRecordOrNone) {
       {"6161 f6", "a 0"},
       {"7f6161ff 05", "a 5"},
       {"4161 05", "a 5"},
-      // What comes after is not asked for.
+      // Further items are ignored.
       {"6161 05 06", "a 5"},
       {"83 6161 05 80", "a 5"},
       // Too short.
@@ -507,12 +506,12 @@ TEST(CBORDecoder, DecodesASequentialRecordOrNone) {
       {"81 6161", "null"},
       {"9f 6161 ff", "null"},
       {"f6", "null"},
-      // Cut off.
+      // Truncated.
       {"82 6161", "null"},
       {"9f 6161 05", "null"},
       {"6161 18", "null"},
       {"61", "null"},
-      // Kinds that do not fit.
+      // Wrong kinds.
       {"05 05", "null"},
       {"f7 05", "null"},
       {"6161 6161", "null"},
@@ -548,7 +547,7 @@ TEST(CBORDecoder, TellsAMissingObjectFromAFailure) {
   EXPECT_TRUE(sequential.hasFailed());
 }
 
-// A run can be read record by record.
+// A sequence can be read record by record.
 TEST(CBORDecoder, ReadsRecordsFromOneRun) {
   const Bytes run = fromHex("6161 01 6162 02 6163 03");
   OXCBORDecoder decoder(run, OXCBORMode::sequential);
@@ -576,7 +575,7 @@ TEST(CBORDecoder, IgnoresTheOtherModeAndGivesItNoObjects) {
   EXPECT_FALSE(sequential.hasFailed());
 }
 
-// Each key stands there twice, with all the others in between.
+// Each key occurs twice, with all the others in between.
 TEST(CBORDecoder, FindsTheFirstOfManyEntries) {
   for (std::size_t count = 0; count <= 40; ++count) {
     SCOPED_TRACE(count);
@@ -599,7 +598,7 @@ TEST(CBORDecoder, FindsTheFirstOfManyEntries) {
   }
 }
 
-// A key in chunks, a key that is no string, or 16 entries before: the first still counts.
+// After a key in chunks, a key that is not a string, or 16 entries, the first match still counts.
 TEST(CBORDecoder, FindsTheFirstEntryWhateverStandsBeforeIt) {
   const std::string filler[] = {"7f6178ff 00", "01 00",     "6178 00", "5fff 00",
                                 "80 00",       "c16178 00", "f6 00"};
@@ -702,7 +701,7 @@ TEST(CBORDecoder, ReadsInPlace) {
   const ox::test::AllocationCount allocations;
   OXCBORDecoder decoder(bytes, OXCBORMode::keyed);
   EXPECT_TRUE(decoder.decodeObjectForKey("a"));
-  EXPECT_TRUE(decoder.decodeObjectForKey("b"));  // short enough for the string itself
+  EXPECT_TRUE(decoder.decodeObjectForKey("b"));  // fits the small-string buffer
   EXPECT_EQ(allocations.count(), 0U);
 }
 
@@ -728,8 +727,8 @@ TEST(CBORDecoder, RefusesEveryRecordThatIsCutOff) {
   }
 }
 
-// Whatever the bytes, the decoder keeps its word: a failure is a misfit for every question, and
-// what it gives otherwise can be written and read again.
+// For any bytes: after a failure every query returns a misfit, and every other result can be
+// encoded and decoded again.
 void expectConsistent(const Bytes& bytes) {
   OXCBORDecoder keyed(bytes, OXCBORMode::keyed);
   const bool isMap = !keyed.hasFailed();
@@ -757,7 +756,7 @@ void expectConsistent(const Bytes& bytes) {
   }
   ASSERT_EQ(read, reread);
   ASSERT_FALSE(second.hasFailed());
-  // The same answer by both ways.
+  // Both ways give the same result.
   decodeNamed(bytes, OXCBORMode::keyed);
   decodeNamed(bytes, OXCBORMode::sequential);
 }

@@ -65,7 +65,7 @@ const ObjectRow objectRows[] = {
     {letters256, "790100" + hexOf(letters256), stringText(letters256)},
     {letters65535, "79ffff" + hexOf(letters65535), stringText(letters65535)},
     {letters65536, "7a00010000" + hexOf(letters65536), stringText(letters65536)},
-    // Not UTF-8: bytes, which no decoder refuses.
+    // Not UTF-8: encoded as bytes, which every decoder accepts.
     {"\xff", "41 ff", stringText("\xff")},
     {"caf\xe9", "44 636166e9", stringText("caf\xe9")},
     {"\xed\xa0\x80", "43 eda080", stringText("\xed\xa0\x80")},
@@ -98,7 +98,7 @@ const ObjectRow objectRows[] = {
     {OXNumber(std::int64_t{-1000}), "3903e7", "signed -1000"},
     {OXNumber(std::numeric_limits<std::int64_t>::min()), "3b7fffffffffffffff",
      "signed -9223372036854775808"},
-    // An integer says by its value alone how it is written.
+    // The encoding of an integer depends only on its value.
     {OXNumber(std::int64_t{0}), "00", "unsigned 0"},
     {OXNumber(std::int64_t{500}), "1901f4", "unsigned 500"},
     {OXNumber(std::numeric_limits<std::int64_t>::max()), "1b7fffffffffffffff",
@@ -182,7 +182,7 @@ TEST(CBOREncoder, WritesASequentialRecordAsARun) {
   encoder.encodeObject(OXNumber(true));
   EXPECT_EQ(toHex(encoder.bytes()), compact("64 646f6373 f5"));
   EXPECT_EQ(toHex(encoder.item()), compact("82 64 646f6373 f5"));
-  // Looking changes nothing.
+  // Queries do not change the state.
   EXPECT_EQ(toHex(encoder.bytes()), compact("64 646f6373 f5"));
 }
 
@@ -301,7 +301,7 @@ TEST(CBOREncoder, IgnoresTheOtherModeAndGivesNoObjects) {
 
 using LongString = ox::test::LongText;
 
-// The sizes of a key and a string together are no size on a 32-bit processor.
+// The sum of the sizes of a key and a string overflows on 32 bits.
 TEST_F(LongString, IsTooMuchForTheMemory) {
   const std::string_view text = endingIn("");
   OXCBOREncoder keyed(OXCBORMode::keyed);

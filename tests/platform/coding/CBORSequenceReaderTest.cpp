@@ -27,7 +27,7 @@ using ox::test::Pipe;
 using ox::test::toHex;
 using State = OXCBORSequenceReader::State;
 
-// Every item as hexadecimal digits, and then how the stream ended.
+// Every item in hexadecimal, then how the stream ended.
 struct Outcome {
   std::vector<std::string> items;
   State state;
@@ -51,7 +51,7 @@ Outcome readAll(OXCBORSequenceReader& reader) {
   return outcome;
 }
 
-// The stream as it arrives at once.
+// The whole stream arrives at once.
 Outcome readAtOnce(const Bytes& stream, std::size_t maximumItemSize) {
   Pipe pipe;
   pipe.put(stream);
@@ -60,7 +60,7 @@ Outcome readAtOnce(const Bytes& stream, std::size_t maximumItemSize) {
   return readAll(reader);
 }
 
-// The stream as it trickles in: each `read` finds `piece` bytes more.
+// The stream arrives slowly: each `read` gets `piece` more bytes.
 Outcome readInPieces(const Bytes& stream, std::size_t maximumItemSize, std::size_t piece) {
   Pipe pipe;
   ObservedSystem system;
@@ -97,7 +97,7 @@ const StreamRow streamRows[] = {
     {"d9d9f7a0f820e0", {"d9d9f7a0", "f820", "e0"}, State::ended},
     {"818181818000", {"8181818180", "00"}, State::ended},
 
-    // The end comes within an item.
+    // Truncated within an item.
     {"018202", {"01"}, State::truncated},
     {"82", {}, State::truncated},
     {"0118", {"01"}, State::truncated},
@@ -109,13 +109,13 @@ const StreamRow streamRows[] = {
     {"a101", {}, State::truncated},
     {"5b00000000000000", {}, State::truncated},
 
-    // What is not CBOR, after what is.
+    // Invalid CBOR after valid items.
     {"01ff02", {"01"}, State::malformed},
     {"1c", {}, State::malformed},
     {"011e", {"01"}, State::malformed},
     {"8201ff", {}, State::malformed},
     {"5f6161ff", {}, State::malformed},
-    // A chunk of the wrong kind, as soon as it is seen, however large it says that it is.
+    // A chunk of the wrong kind is refused at once, whatever its declared size.
     {"5f61", {}, State::malformed},
     {"7f41", {}, State::malformed},
     {"5f7a", {}, State::malformed},
@@ -128,7 +128,7 @@ const StreamRow streamRows[] = {
     {"bf01ff", {}, State::malformed},
     {"9f01ffff", {"9f01ff"}, State::malformed},
 
-    // Sizes: of a string, of what is in a container, and of a container's own promise.
+    // Sizes: of a string, of a container's contents, and of a container's declared length.
     {"6161 626161", {"6161"}, State::tooLarge, 2},
     {"0102", {"01", "02"}, State::ended, 1},
     {"0102", {"01", "02"}, State::ended, 0},
@@ -196,7 +196,7 @@ TEST(CBORSequenceReader, BoundsTheDepth) {
   }
 }
 
-// Items of all sizes, so that every boundary of the buffer falls everywhere.
+// Items of all sizes, so that the buffer's end falls at every position in an item.
 TEST(CBORSequenceReader, ReadsItemsOfAllSizes) {
   std::mt19937 random(8742);
   for (const std::size_t largest : {10U, 1000U, 70000U, 200000U}) {

@@ -33,7 +33,7 @@ Bytes contents(const Pipe& pipe) {
   return all;
 }
 
-// The pipe's contents after `write` has written to it and has been flushed, read at the same time.
+// The bytes that `write` and a flush send to the pipe, which is read concurrently.
 template <typename Write>
 Bytes contentsAfter(Pipe& pipe, Write write) {
   std::jthread writer([&] {
@@ -48,7 +48,7 @@ Bytes contentsAfter(Pipe& pipe, Write write) {
   return contents(pipe);
 }
 
-// Ignored as long as it lives.
+// Ignores the signal during its lifetime.
 class IgnoredBrokenPipe {
  public:
   IgnoredBrokenPipe() : before_(std::signal(SIGPIPE, SIG_IGN)) {}
@@ -129,7 +129,7 @@ TEST(CBORSequenceWriter, ContinuesShortAndInterruptedWrites) {
   ObservedSystem system;
   system.fail(Call::write, EINTR, 1);
   Bytes expected;
-  // More than a pipe holds, so that the writer finds it full again and again.
+  // More than a pipe holds, so that the writer repeatedly finds it full.
   const Bytes written = contentsAfter(pipe, [&](OXCBORSequenceWriter& writer) {
     unsigned char fill = 0;
     for (int i = 0; i < 100; ++i) {
@@ -148,7 +148,7 @@ TEST(CBORSequenceWriter, WaitsUntilTheDescriptorTakesMore) {
   const int capacity = ::fcntl(pipe.writing(), F_GETPIPE_SZ);
   Bytes filling(static_cast<std::size_t>(capacity), std::byte{0x01});
   pipe.put(filling);
-  // The pipe is full; it is emptied once the writer has begun to wait.
+  // The pipe is full; it is read once the writer waits.
   std::size_t emptied = 0;
   system.before(Call::poll, [&] {
     if (system.count(Call::poll) == 1) {
@@ -196,7 +196,7 @@ TEST(CBORSequenceWriter, FailsWhereverTheFailureComes) {
     ObservedSystem system;
     system.fail(Call::write, EIO, 1);
     OXCBORSequenceWriter writer(pipe.writing());
-    EXPECT_FALSE(writer.write(large));  // written at once
+    EXPECT_FALSE(writer.write(large));  // written immediately
     EXPECT_EQ(writer.error(), EIO);
   }
   {
@@ -205,7 +205,7 @@ TEST(CBORSequenceWriter, FailsWhereverTheFailureComes) {
     system.fail(Call::write, EIO, 1);
     OXCBORSequenceWriter writer(pipe.writing());
     EXPECT_TRUE(writer.write(item));
-    EXPECT_FALSE(writer.write(item));  // makes room for itself first
+    EXPECT_FALSE(writer.write(item));  // flushes the buffer first
     EXPECT_EQ(writer.error(), EIO);
   }
   {
@@ -232,7 +232,7 @@ TEST(CBORSequenceWriter, FailsWhenTheReaderIsGone) {
   }
 }
 
-// A reader that goes while the writer waits for it wakes it up.
+// A waiting writer wakes up when the reader closes the pipe.
 TEST(CBORSequenceWriter, FailsWhenTheReaderGoesMeanwhile) {
   const IgnoredBrokenPipe ignored;
   Pipe pipe(O_NONBLOCK);

@@ -133,7 +133,7 @@ TEST(Number, IsNotANumberAndYetConverts) {
   }
 }
 
-// A word is as wide as the processor's: an integer wraps to it, a double keeps within its limits.
+// A word has the processor's width: an integer wraps to it, a double is clamped to its limits.
 TEST(Number, ConvertsToASignedWord) {
   for (const NumberRow& row : numberRows) {
     SCOPED_TRACE(row.name);
@@ -145,7 +145,7 @@ TEST(Number, ConvertsToASignedWord) {
   }
 }
 
-// What is no number is not boxed, least of all as true.
+// A value that is not a number is not boxed, in particular not as true.
 static_assert(!std::is_constructible_v<OXNumber, const char*>);
 static_assert(!std::is_constructible_v<OXNumber, const char (&)[4]>);
 static_assert(!std::is_constructible_v<OXNumber, int*>);
@@ -193,7 +193,7 @@ TEST(Number, IsOneOfTheKindsOfAnObject) {
   EXPECT_EQ(OXMisfit(), OXMisfit());
 }
 
-// An object that was read can be written as it is.
+// A decoded object can be encoded unchanged.
 TEST(Value, IsLookedAtAsAView) {
   const OXValue text = std::string("docs");
   const OXValueView view = text;

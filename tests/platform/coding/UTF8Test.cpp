@@ -28,7 +28,7 @@ const Row rows[] = {
     {"8 ascii \xc3\xa4 and 8 ascii", true},
     {"\x80", false},  // a continuation alone
     {"\xbf", false},
-    {"\xc0\x80", false},  // longer forms of what has a shorter one
+    {"\xc0\x80", false},  // overlong forms
     {"\xc1\xbf", false},
     {"\xe0\x9f\xbf", false},
     {"\xf0\x8f\xbf\xbf", false},
@@ -38,11 +38,11 @@ const Row rows[] = {
     {"\xf5\x80\x80\x80", false},
     {"\xfe", false},
     {"\xff", false},
-    {"\xc2", false},  // cut off
+    {"\xc2", false},  // truncated
     {"\xe2\x82", false},
     {"\xf0\x9f\x98", false},
     {"\xc3\xa4\xf0\x9f\x98", false},
-    {"\xc2\x41", false},  // something else in place of a continuation
+    {"\xc2\x41", false},  // not a continuation byte
     {"\xe2\x82\x41", false},
     {"\xe2\x41\xac", false},
     {"\xf0\x9f\x98\x41", false},
@@ -78,7 +78,7 @@ const CutRow cutRows[] = {
     {"a\xf0\x9f\x93\xa6", 4, "a"},
     {"a\xf0\x9f\x93\xa6", 2, "a"},
     {"a\xf0\x9f\x93\xa6z", 5, "a\xf0\x9f\x93\xa6"},
-    // No text: there is no character to keep whole.
+    // Not text: there is no character to keep whole.
     {"a\x80\x80\x80\x80\x80", 5, "a\x80\x80\x80\x80"},
     {"a\xf0\x80\x80\x80\x80", 5, "a\xf0\x80\x80\x80"},
     {"\x80\x80\x80", 2, "\x80\x80"},
@@ -103,7 +103,7 @@ TEST(UTF8, FindsABadByteAnywhere) {
   }
 }
 
-// Every character there is, against the plain arithmetic of the encoding.
+// Every code point, compared with a direct calculation of the encoding.
 TEST(UTF8, TakesEveryCharacter) {
   const auto byte = [](unsigned value) { return static_cast<char>(value); };
   for (unsigned c = 0; c <= 0x110000; ++c) {

@@ -28,7 +28,7 @@ TEST(FilePackage, IsToldByItsExtension) {
   }
 }
 
-// The whole table, so that none is lost unnoticed.
+// The whole table, so that a missing extension is noticed.
 const char* const extensions[] = {
     "app",       "appex",         "bundle",      "component", "kext",          "mdimporter",
     "plugin",    "prefpane",      "qlgenerator", "saver",     "service",       "wdgt",

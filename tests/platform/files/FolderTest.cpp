@@ -202,7 +202,7 @@ TEST_F(FolderTest, ChangesThePermissionsOfFoldersInEachWay) {
   }
 }
 
-// Without /proc, a folder that may not be searched is changed by its name alone, so only where
+// Without /proc, permissions of a folder that cannot be searched are changed by name, so only where
 // nobody else can put a link there.
 TEST_F(FolderTest, ChangesPermissionsByNameOnlyWhereTheNameIsTheUsersOwn) {
   OX_SKIP_AS_ROOT();

@@ -1,4 +1,4 @@
-// The path operations against their second statement.
+// The path operations, compared with a second implementation.
 
 #include <gtest/gtest.h>
 

@@ -43,8 +43,8 @@ TEST_F(RemoveItem, RemovesItems) {
   EXPECT_THAT(listing(work()), IsEmpty());
 }
 
-// Each system call of a removal failing in turn: it ends, says whether all is gone, and never
-// reaches beyond the folder.
+// Each system call of a removal fails in turn: it ends, reports whether all is gone, and never
+// changes anything outside the folder.
 TEST_F(RemoveItem, EndsRemovalWhateverFails) {
   for (const int error : {EACCES, EBUSY, EIO, EMFILE, ENOENT, ENOMEM, EPERM}) {
     for (int nth = 1;; ++nth) {
@@ -61,7 +61,7 @@ TEST_F(RemoveItem, EndsRemovalWhateverFails) {
         done = files::removeItem(path("d"));
         hasFailed = system.count() >= nth;
       }
-      // The one call whose word has to be taken: the item itself is said to be gone.
+      // The one error that must be trusted: the item itself does not exist.
       const bool isToldItIsGone = error == ENOENT;
       EXPECT_TRUE(done == !exists(in("d")) || isToldItIsGone);
       EXPECT_TRUE(exists(in("precious")));
@@ -81,7 +81,7 @@ TEST_F(RemoveItem, LeavesWhatCannotBeRemovedAndNothingElse) {
   writeFile(in("d/other"));
   {
     ObservedSystem system;
-    // As for a file that is marked immutable.
+    // Like a file marked as immutable.
     system.before(Call::unlinkat, [&] { system.fail(Call::unlinkat, EPERM); });
     EXPECT_FALSE(files::removeItem(path("d")));
   }
@@ -95,7 +95,7 @@ TEST_F(RemoveItem, LeavesAFileThatMayNotBeRemoved) {
   system.fail(Call::unlinkat, EACCES);
   EXPECT_FALSE(files::removeItem(path("file")));
   EXPECT_TRUE(exists(in("file")));
-  // Somebody else is quicker.
+  // Another process removes it first.
   system.before(Call::unlinkat, [&] { std::filesystem::remove(in("file")); });
   system.fail(Call::unlinkat, ENOENT);
   EXPECT_TRUE(files::removeItem(path("file")));
@@ -180,7 +180,7 @@ TEST_F(RemoveItem, DoesNotFollowALinkThatTakesAFoldersPlace) {
 
 class RemoveDeepItem : public RemoveItem {
  protected:
-  // Deeper than what is emptied in place.
+  // Deeper than the levels that are emptied in place.
   RemoveDeepItem() {
     std::string deep = in("d");
     for (int i = 0; i < 40; ++i) {
@@ -220,8 +220,8 @@ TEST_F(RemoveDeepItem, MayVanishBeforeItIsMoved) {
   EXPECT_TRUE(files::removeItem(path("d")));
 }
 
-// Nothing is really removed or moved here, and no path leads out of the test's own folder: a
-// removal that took one of these for a name would otherwise empty whatever it leads to.
+// Nothing is really removed or moved here, and no path leads out of the test's own folder:
+// otherwise a faulty removal that accepted one of these as a name would empty what it leads to.
 TEST_F(RemoveItem, NeedsAPathThatEndsInAName) {
   std::filesystem::create_directories(in("d/e"));
   {
@@ -251,7 +251,7 @@ TEST_F(RemoveItem, ChangesNoPermissionsBehindALink) {
   std::filesystem::create_directory(in("elsewhere"));
   writeFile(in("elsewhere/precious"));
   ASSERT_EQ(::chmod(in("elsewhere").c_str(), 0500), 0);
-  // Each way of changing permissions in turn: the folder is swapped for a link before the call.
+  // Each way of changing permissions in turn: a link replaces the folder before the call.
   for (const bool isProcHidden : {false, true}) {
     for (const Call call : {Call::fchmodat2, Call::fchmodat}) {
       SCOPED_TRACE(isProcHidden);
@@ -283,11 +283,11 @@ TEST_F(RemoveItem, ChangesNoPermissionsBehindALink) {
   removeTree(in("elsewhere"));
 }
 
-// A folder that fills again as fast as it is emptied.
+// A folder that is refilled as fast as it is emptied.
 TEST_F(RemoveItem, GivesUpWhereOthersGoOnFillingTheFolder) {
   std::filesystem::create_directories(in("d/e/f"));
   writeFile(in("d/e/f/file"));
-  constexpr int mostCalls = 10'000;  // where removal would never end by itself
+  constexpr int mostCalls = 10'000;  // stops a removal that would never end
   int calls = 0;
   {
     ObservedSystem system;
@@ -325,7 +325,7 @@ TEST_F(RemoveItem, EndsWhileThreadsGoOnFillingTheFolder) {
   removeTree(in("d"));
 }
 
-// Folders that may be neither read, written nor searched, as far as `mode` says.
+// Folders without the read, write or search permissions that `mode` omits.
 void makeClosedFolders(const std::string& top, mode_t mode) {
   for (const char* folder : {"/e/f/g", "/e/h"}) {
     std::filesystem::create_directories(top + folder);

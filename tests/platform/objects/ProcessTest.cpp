@@ -1,5 +1,5 @@
-// What may be called after a fork, in a signal handler, and while the process ends: a row of
-// docs/processes.md each.
+// What may be called after a fork, in a signal handler and during process exit: one test per row of
+// docs/processes.md.
 
 #include <gtest/gtest.h>
 #include <sys/time.h>
@@ -23,10 +23,10 @@ namespace {
 
 using namespace OXFileUtilAdditions;
 
-constexpr unsigned patience = 20;  // seconds, after which a process hangs
+constexpr unsigned patience = 20;  // in seconds; a process that takes longer hangs
 
-// Calls `use` in a child of a process of which other threads call it all the time. It is true of
-// the child that ends by itself with every answer as it should be.
+// Calls `use` in a forked child while the parent's other threads keep calling it. Returns true if
+// the child ends by itself and all its results are correct.
 bool worksInChildren(const std::function<bool()>& use) {
   std::atomic<bool> isDone = false;
   std::vector<std::thread> threads;
@@ -159,7 +159,7 @@ void countUp(int /*signal*/) {
   formatOfTheHandler->setIsCreationSupported(!formatOfTheHandler->isCreationSupported());
 }
 
-// The code that is interrupted uses the same record, most of the time under its lock.
+// The interrupted code uses the same record, mostly while holding its lock.
 TEST(SignalHandler, GetsAndSetsNumbersAndFlags) {
   OXArchivedFile file;
   OXFormatInfo format;
@@ -181,7 +181,7 @@ TEST(SignalHandler, GetsAndSetsNumbersAndFlags) {
   EXPECT_EQ(format.isCreationSupported(), file.actualSize() % 2 == 1);
 }
 
-// What a static object's destructor calls when all that was made later is gone already.
+// Calls in a static object's destructor, after everything created later has been destroyed.
 bool allWorksAtTheEnd() {
   OXReleaseScope scope;
   OXReleaseScope::current().defer(std::make_shared<OXObject>());

@@ -16,7 +16,7 @@ using testing::IsEmpty;
 
 static_assert(!std::is_copy_constructible_v<OXReleaseScope>);
 
-// Tells when it goes.
+// Reports its destruction.
 class Witness : public OXObject {
  public:
   explicit Witness(std::function<void()> atEnd) : atEnd_(std::move(atEnd)) {}
@@ -106,7 +106,7 @@ TEST_F(ReleaseScope, OfAThreadIsItsOwn) {
   EXPECT_THAT(gone(), ElementsAre("inner", "base"));
 }
 
-// Made before the thread's base scope, so it goes after it.
+// Created before the thread's base scope, so destroyed after it.
 thread_local std::unique_ptr<Witness> earlier;
 
 TEST_F(ReleaseScope, ComesBackForWhatAThreadDefersAtItsVeryEnd) {

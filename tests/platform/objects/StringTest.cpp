@@ -15,7 +15,7 @@ namespace {
 
 using namespace std::literals;
 
-// As a host may have them.
+// Types that a host may have.
 struct ConvertsToView {
   std::string text;
   operator std::string_view() const { return text; }
@@ -50,7 +50,7 @@ static_assert(!std::convertible_to<char, OXStringView>);
 static_assert(!std::convertible_to<void*, OXStringView>);
 static_assert(!std::convertible_to<OXStringView, bool>);
 
-// What a constant can be made from.
+// The types that can make a constant.
 static_assert(!OXStringView());
 static_assert(OXStringView("") && OXStringView("")->empty());
 static_assert(*OXStringView("text"sv) == "text");
@@ -155,7 +155,7 @@ TEST(StringView, EqualsWhatHasTheSameBytes) {
   EXPECT_TRUE(null != OXString("") && OXString("") != null);
 }
 
-// An optional's own comparison takes any two for unlike when one of them holds nothing.
+// std::optional's own comparison takes two for different if one of them is empty.
 template <typename Optional>
 void expectComparisons(const Optional& null, const Optional& text) {
   const OXStringView noView;
@@ -190,7 +190,7 @@ TEST(StringView, CanBeSetAnew) {
   EXPECT_FALSE(view);
 }
 
-// A library in C gives a null pointer where it knows no name.
+// C libraries return a null pointer for a missing name.
 TEST(StringView, LetsANullPointerBeGivenToEveryFunction) {
   const char* const none = nullptr;
   OXFileReference reference;
@@ -237,7 +237,7 @@ TEST(StringView, LetsANullPointerBeGivenToEverySetter) {
   EXPECT_EQ(node.childNamed(none), nullptr);
 }
 
-// Nothing of it is read: its length alone is more than there can be room for.
+// It is not read: its length alone exceeds any possible size.
 TEST(StringView, ThatIsTooLongIsTooMuchForTheMemory) {
   const std::string_view tooLong("text", std::numeric_limits<std::size_t>::max());
   OXFormatInfo format;

@@ -14,7 +14,7 @@
 namespace ox::test {
 namespace {
 
-// Formats with names in UTF-16 or UTF-8 take them as the locale says.
+// Formats with names in UTF-16 or UTF-8 convert them from the locale's encoding.
 class Utf8Locale {
  public:
   Utf8Locale() : before_(std::setlocale(LC_CTYPE, nullptr)) {
@@ -34,7 +34,7 @@ void writeItem(struct ::archive* archive, const Item& item) {
   ::archive_entry_set_pathname(entry.get(), item.path.c_str());
   ::archive_entry_set_mode(entry.get(), item.type | item.permissions);
   ::archive_entry_set_size(entry.get(), static_cast<la_int64_t>(item.contents.size()));
-  // With a fraction, for which the pax format needs a record of its own.
+  // With a fraction, which needs a separate record in the pax format.
   ::archive_entry_set_mtime(entry.get(), static_cast<std::time_t>(item.modified), 500'000'000);
   ::archive_entry_set_nlink(entry.get(), 1);
   if (!item.symbolicLink.empty()) {

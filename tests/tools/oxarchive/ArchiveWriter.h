@@ -1,4 +1,4 @@
-// Archives for the tests, with whatever names and links a hostile one may have.
+// Writes archives for the tests, with any names and links that a hostile one may have.
 
 #pragma once
 
@@ -34,18 +34,18 @@ constexpr ArchiveFilter noFilter = ::archive_write_add_filter_none;
 struct ArchiveOptions {
   ArchiveFormat format = ::archive_write_set_format_pax_restricted;
   ArchiveFilter filter = noFilter;
-  std::string options{};     // in libarchive's own words
-  std::string passphrase{};  // none when empty
+  std::string options{};     // in libarchive's syntax
+  std::string passphrase{};  // "" for none
 };
 
 // Writes an archive to the file at `path`.
 void writeArchive(const std::string& path, const std::vector<Item>& items,
                   const ArchiveOptions& options = {});
 
-// Makes the check sum in `header`, a whole one of the tar formats, that of its other fields.
+// Updates the checksum in `header`, a complete tar header.
 void setTarCheckSum(std::string& header);
 
-// Some kilobytes that cannot be compressed, the same at every run.
+// Some kilobytes that cannot be compressed, the same in every run.
 std::string noise(std::size_t size, unsigned seed = 1);
 
 }  // namespace ox::test

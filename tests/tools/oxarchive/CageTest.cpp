@@ -1,4 +1,4 @@
-// What a process that reads a stranger's archive cannot do any more, tried from within.
+// Tries, inside the cage, what a process that reads an untrusted archive must not be able to do.
 
 #include "system/Cage.h"
 
@@ -51,7 +51,7 @@ class CageTest : public TemporaryFolderTest {
             .memory = std::uint64_t{2} << 30U};
   }
 
-  // Whether `attempt` succeeds in a child process, in a cage or outside.
+  // Whether `attempt` succeeds in a child process, inside or outside of a cage.
   static bool succeeds(const std::function<bool()>& attempt, const Cage* cage) {
     const pid_t child = ::fork();
     if (child == 0) {
@@ -161,7 +161,7 @@ TEST_F(CageTest, IsNotBrokenOutOf) {
       {"signal everybody", false, [] { return ::kill(-1, 0) == 0; }},
       {"trace the parent", false,
        [parent] {
-         // Where it is not allowed anyway, being traced is.
+         // If tracing others is not allowed anyway, tries being traced.
          return ::ptrace(PTRACE_SEIZE, parent, nullptr, nullptr) == 0 ||
                 ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0;
        }},
@@ -205,7 +205,7 @@ TEST_F(CageTest, IsNotBrokenOutOf) {
     if (row.needsLandlock && !hasLandlock()) {
       continue;
     }
-    // What fails outside of the cage tells nothing.
+    // If it fails outside of the cage, the test proves nothing.
     if (succeeds(row.attempt, nullptr)) {
       EXPECT_FALSE(succeeds(row.attempt, &own));
       ++tried;

@@ -1,4 +1,4 @@
-// The processes that read archives: that they are caged, that they never outlive the program, and
+// The processes that read archives: they are caged and never outlive the program; the limits of
 // what an archive may cost.
 
 #include <gmock/gmock.h>
@@ -21,8 +21,8 @@ using testing::HasSubstr;
 
 class CagedProcess : public OxarchiveTest {
  protected:
-  // A tar archive, packed with gzip, that begins with `items` and ends in the middle of 8 GiB of
-  // zeros. Each of its parts is packed for itself.
+  // A tar archive that starts with `items` and ends within a file of 8 GiB of zeros. Each part is a
+  // gzip member.
   void writeLongArchive(const std::string& name, const std::vector<Item>& items, int megabytes) {
     writeArchive(in("t.tar"), items, {.format = ::archive_write_set_format_gnutar});
     writeArchive(in("h.tar"), {file("huge", "x")}, {.format = ::archive_write_set_format_gnutar});
@@ -45,7 +45,7 @@ class CagedProcess : public OxarchiveTest {
   }
 };
 
-// The only child of a process; 0 when there is none.
+// The only child of a process; 0 if there is none.
 int childOf(int process) {
   const std::string id = std::to_string(process);
   std::ifstream file("/proc/" + id + "/task/" + id + "/children");
@@ -54,7 +54,7 @@ int childOf(int process) {
   return child;
 }
 
-// Neither there nor a zombie that nobody waits for.
+// Neither running nor an unreaped zombie.
 bool isRunning(int process) {
   std::ifstream file("/proc/" + std::to_string(process) + "/stat");
   std::string text;
@@ -89,7 +89,7 @@ TEST_F(CagedProcess, IsCagedAndEndsWithTheProgram) {
       const auto end = [&](int program) {
         EXPECT_TRUE(waitUntil([&] {
           reader = childOf(program);
-          // The first process of its kind only looks for the archive's files.
+          // The first worker only searches for the archive's files.
           return reader != 0 && isCaged(reader) &&
                  (command == "list" ? childOf(reader) == 0 : exists(in("a/huge")));
         }));
@@ -102,7 +102,7 @@ TEST_F(CagedProcess, IsCagedAndEndsWithTheProgram) {
       EXPECT_TRUE(waitUntil([&] { return !isRunning(reader); }));
       if (command == "extract") {
         EXPECT_EQ(readFile(in("a/first")), "contents");
-        // Nobody is left to tidy up after the one that cannot be caught.
+        // Nobody cleans up after SIGKILL.
         EXPECT_EQ(exists(in("a/huge")), signal == SIGKILL);
         remove({"a"});
       }
@@ -137,7 +137,7 @@ TEST_F(CagedProcess, IsGivenUpWithoutHeadway) {
   EXPECT_THAT(result.output, HasSubstr("  huge\nTotal: 2 entries, "));
   EXPECT_EQ(
       result.errors,
-      "oxarchive: a.tgz: it was given up since it made no headway; the listing is incomplete\n");
+      "oxarchive: a.tgz: it was stopped because it made no progress; the listing is incomplete\n");
   remove({"a.tgz"});
 }
 
@@ -145,7 +145,7 @@ TEST_F(CagedProcess, HasTheMemoryThatIsGiven) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizers reserve more than any limit";
 #endif
-  // Takes 64 MiB to unpack.
+  // Needs 64 MiB to unpack.
   writeArchive(in("a.tar.xz"), {file("f")},
                {.filter = ::archive_write_add_filter_xz, .options = "xz:compression-level=9"});
   for (const std::string command : {"extract", "list"}) {

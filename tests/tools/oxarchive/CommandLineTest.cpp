@@ -32,7 +32,7 @@ TEST_F(CommandLine, HelpGoesToStandardOutput) {
     const ProgramResult result = oxarchive(arguments);
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_TRUE(result.output.starts_with("Usage: oxarchive extract ARCHIVE... [--into DIR] "));
-    EXPECT_NE(result.output.find("An extract that is interrupted keeps"), std::string::npos);
+    EXPECT_NE(result.output.find("An interrupted extraction keeps"), std::string::npos);
     EXPECT_NE(result.output.find("\n  -h, --help "), std::string::npos);
     EXPECT_NE(result.output.find("Exit status"), std::string::npos);
     EXPECT_EQ(result.errors, "");
@@ -67,11 +67,13 @@ TEST_F(CommandLine, BadUsageIsToldOnStandardError) {
       {{"extract", "a.zip", "--into", ""}, "--into needs the name of a folder"},
       {{"extract", "a.zip", "--into="}, "--into needs the name of a folder"},
       {{"extract", "a.zip", "--into", "d", "--into=e"}, "--into is given twice"},
-      {{"extract", "a.zip", "--memory", "x"}, "--memory takes a number of bytes, as 500M or 2G"},
-      {{"extract", "a.zip", "--memory=0"}, "--memory takes a number of bytes, as 500M or 2G"},
+      {{"extract", "a.zip", "--memory", "x"},
+       "--memory takes a number of bytes, such as 500M or 2G"},
+      {{"extract", "a.zip", "--memory=0"}, "--memory takes a number of bytes, such as 500M or 2G"},
       {{"extract", "a.zip", "--max-size=9999999999999G"},
-       "--max-size takes a number of bytes, as 500M or 2G"},
-      {{"list", "a.zip", "--max-size=-1"}, "--max-size takes a number of bytes, as 500M or 2G"},
+       "--max-size takes a number of bytes, such as 500M or 2G"},
+      {{"list", "a.zip", "--max-size=-1"},
+       "--max-size takes a number of bytes, such as 500M or 2G"},
       {{"list", "a.zip", "--patience", "1K"}, "--patience takes a number"},
       {{"extract", "a.zip", "--max-entries", "M"}, "--max-entries takes a number"},
       {{"extract", "a.zip", "--max-entries"}, "--max-entries needs a number"},
@@ -126,11 +128,11 @@ TEST_F(CommandLine, TellsWhenTheResultCannotBeWritten) {
                 {.beforeExec = [] { ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO); }});
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_EQ(result.errors, "oxarchive: cannot write to standard output: No space left on device\n");
-  EXPECT_EQ(treeOf(in("a")), (Tree{{"a", "file contents"}}));  // what was extracted is whole
+  EXPECT_EQ(treeOf(in("a")), (Tree{{"a", "file contents"}}));  // the extraction is complete
   remove({"a.tar", "a"});
 }
 
-// The standard stream becomes a pipe that nobody reads any more.
+// The standard stream becomes a pipe without readers.
 void breakStream(int stream) {
   std::array<int, 2> ends{};
   if (::pipe(ends.data()) != 0 || ::dup2(ends[1], stream) < 0) {
@@ -220,7 +222,7 @@ TEST_F(CommandLine, DrawsAProgressBarOnATerminal) {
   const std::string clearLine = "\r\x1b[K";
   EXPECT_TRUE(result.errors.starts_with(clearLine + "a.tar  [")) << PrintToString(result.errors);
   EXPECT_NE(result.errors.find('%'), std::string::npos);
-  // It is gone when the program ends, and was never wider than the terminal.
+  // It is cleared when the program ends, and was never wider than the terminal.
   EXPECT_TRUE(result.errors.ends_with(clearLine)) << PrintToString(result.errors);
   EXPECT_LT(result.errors.find(clearLine, 1), 80 + clearLine.size());
 
@@ -237,9 +239,9 @@ TEST_F(CommandLine, MessagesDoNotMixWithTheProgressBar) {
                                ::setenv("TERM", "xterm", 1);
                              }});
   EXPECT_EQ(result.exitCode, 1);
-  // A terminal turns each line feed into two characters.
+  // A terminal converts each line feed to two characters.
   EXPECT_NE(
-      result.errors.find("\r\x1b[Koxarchive: a.tar: ../bad: its name leads out of the folder: "
+      result.errors.find("\r\x1b[Koxarchive: a.tar: ../bad: its path leads out of the folder: "
                          "it has \"..\"\r\n"),
       std::string::npos)
       << PrintToString(result.errors);

@@ -72,7 +72,7 @@ TEST_F(Create, TheSameItemsGiveTheSameArchive) {
        {"o.tar", "o.tar.gz", "o.tar.bz2", "o.tar.xz", "o.tar.zst", "o.zip", "o.7z"}) {
     SCOPED_TRACE(archive);
     const std::string first = create({archive, "t"}).output;
-    static_cast<void>(readFile(in("t/a")));  // the time of the last reading does not count
+    static_cast<void>(readFile(in("t/a")));  // the access time must not matter
     const std::string second = create({archive, "t"}).output;
     EXPECT_EQ(first.substr(first.find("MD5")), second.substr(second.find("MD5")));
     const std::string base = archive.substr(2);
@@ -193,8 +193,8 @@ TEST_F(Create, RefusesWhatMakesNoSense) {
       {{"d/", "f"}, "d/ is the name of a folder, not of a new archive"},
       {{"o.zip", "f", "d/f"}, "two items would be called f in the archive"},
       {{"o.zip", "d", "d/"}, "two items would be called d in the archive"},
-      {{"o.zip", "/"}, "/ has no name to be packed under"},
-      {{"o.zip", "//"}, "// has no name to be packed under"},
+      {{"o.zip", "/"}, "/ has no name in the archive"},
+      {{"o.zip", "//"}, "// has no name in the archive"},
       {{"o.zip", "f", "--level", "10"}, "--level takes fastest, normal, best, or 0 to 9 for ZIP"},
       {{"o.zip", "f", "--level", "06"}, "--level takes fastest, normal, best, or 0 to 9 for ZIP"},
       {{"o.tar.gz", "f", "--level", "0"}, "or 1 to 9 for tar with gzip, not 0"},
@@ -222,7 +222,7 @@ TEST_F(Create, NamesAllThatCannotBeRead) {
   expectFailure({"o.zip", "missing", "f", "gone"}, 1,
                 "oxarchive: missing cannot be read: No such file or directory\n"
                 "oxarchive: gone cannot be read: No such file or directory\n"
-                "oxarchive: o.zip: no archive is made, since not everything can be read\n");
+                "oxarchive: o.zip: no archive is made, because not everything can be read\n");
   remove({"f"});
 }
 
@@ -235,7 +235,7 @@ TEST_F(Create, FailsWhereAnythingMayNotBeRead) {
   expectFailure({"o.zip", "t"}, 1,
                 "oxarchive: t/closed cannot be read: Permission denied\n"
                 "oxarchive: t/secret cannot be read: Permission denied\n"
-                "oxarchive: o.zip: no archive is made, since not everything can be read\n");
+                "oxarchive: o.zip: no archive is made, because not everything can be read\n");
   remove({"t"});
 }
 
@@ -261,13 +261,13 @@ TEST_F(Create, LeavesOutPipesAndSocketsAndSaysSo) {
     EXPECT_EQ(treeOf(in("o")), (Tree{{"t", "folder"}, {"t/f", "file x"}}));
     remove({archive, "o"});
   }
-  expectFailure({"o.zip", "t/pipe"}, 1, "no archive is made, since nothing is left to be packed\n");
+  expectFailure({"o.zip", "t/pipe"}, 1, "no archive is made, because nothing is left to pack\n");
   ::close(socket);
   remove({"t"});
 }
 
 TEST_F(Create, FailsWhereAFileIsShorterThanItSaid) {
-  // Files of the kernel claim a whole page.
+  // The kernel's files in /sys report the size of a page.
   const std::string shorter = "/sys/devices/system/cpu/online";
   std::error_code error;
   const auto size = fs::file_size(shorter, error);
@@ -330,7 +330,7 @@ TEST_F(Create, LeavesNothingOnAFullDisk) {
             "oxarchive: disk/o.tar: it cannot be written: No space left on device\n");
 }
 
-// Whether a process has a new file in `folder` open that has no name of its own yet.
+// Whether a process has an unnamed new file in `folder` open.
 bool isWritingIn(const std::string& folder, int process) {
   std::error_code ignored;
   const fs::path descriptors = "/proc/" + std::to_string(process) + "/fd";
@@ -344,7 +344,7 @@ bool isWritingIn(const std::string& folder, int process) {
 }
 
 TEST_F(Create, AnInterruptionLeavesNothing) {
-  // A hole that takes long to read.
+  // A hole that takes long to pack.
   writeFile(in("f"));
   ASSERT_EQ(::truncate(in("f").c_str(), 8'589'940'000), 0);
   const std::vector<std::string> before = names();
@@ -377,7 +377,7 @@ TEST_F(Create, NothingIsLeftOfAKilledProcess) {
                                       }});
   EXPECT_EQ(result.signal, SIGKILL);
   for (const std::string& name : names()) {
-    // Where files cannot be without a name.
+    // On file systems without unnamed files.
     EXPECT_TRUE(name == "f" || name.starts_with(".oxarchive.")) << name;
     remove({name});
   }

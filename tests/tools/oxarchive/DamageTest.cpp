@@ -1,4 +1,4 @@
-// Archives that are damaged, cut short or encrypted.
+// Archives that are damaged, truncated or encrypted.
 
 #include <gtest/gtest.h>
 
@@ -13,8 +13,8 @@ using namespace ox::test;
 
 class Damage : public OxarchiveTest {
  protected:
-  // Extracts `bytes` under the name `archive`, whose undamaged contents are `whole`. Whatever is
-  // wrong must be told, and what is there must be right. Gives the exit code.
+  // Extracts `bytes` as `archive`, whose undamaged contents are `whole`. Every error must be
+  // reported, and everything extracted must be correct. Returns the exit code.
   int extractDamaged(const std::string& archive, const std::string& bytes, const Tree& whole) {
     writeFile(in(archive), bytes);
     const ProgramResult result = oxarchive({"extract", in(archive)});
@@ -58,7 +58,7 @@ struct DamageRow {
 const std::vector<Item> smallItems = {folder("f/"), file("f/a.txt", "hello\n"),
                                       file("b.bin", noise(1500)), file("f/c.txt", "the end\n")};
 
-// Each has check sums over all of its contents.
+// Each has checksums of all its contents.
 const DamageRow checkedRows[] = {
     {"d.tar.gz", ::archive_write_set_format_ustar, ::archive_write_add_filter_gzip, ""},
     {"d.tar.bz2", ::archive_write_set_format_ustar, ::archive_write_add_filter_bzip2, ""},
@@ -111,7 +111,8 @@ TEST_F(Damage, EveryCutOfRarIsTold) {
     EXPECT_EQ(extractDamaged("d.rar", bytes, whole), 0);
     for (std::size_t size = 0; size < bytes.size(); size += size + 40 < bytes.size() ? 61U : 1U) {
       SCOPED_TRACE(size);
-      // The old format may end without a mark, so a cut right before it goes unseen; all is there.
+      // The old format may end without an end marker, so truncation right before it is not noticed;
+      // nothing is lost.
       constexpr std::size_t markSize = 7;
       const bool isBeforeMark = !isNewFormat && size == bytes.size() - markSize;
       EXPECT_EQ(extractDamaged("d.rar", bytes.substr(0, size), whole), isBeforeMark ? 0 : 1);
@@ -126,7 +127,7 @@ TEST_F(Damage, EveryCutOfATarArchiveIsTold) {
   const std::size_t end = 512 + 1024 + 512 + 1536 + 1024;
   for (std::size_t size = 0; size < bytes.size(); size += 256) {
     SCOPED_TRACE(size);
-    // From the end mark on nothing is missing.
+    // After the start of the end marker nothing is lost.
     const bool hasMark = size >= end + 512 && size % 512 == 0;
     const int exitCode = extractDamaged("d.tar", bytes.substr(0, size), whole);
     if (size < end + 512 || hasMark) {
@@ -139,10 +140,10 @@ TEST_F(Damage, EveryChangedByteIsToldOrHarmless) {
   const Tree whole = treeOf(smallItems);
   for (const DamageRow& row : checkedRows) {
     if (row.archive == "d.zip") {
-      continue;  // has its names twice, and no check sum over them
+      continue;  // stores names twice, without a checksum
     }
     SCOPED_TRACE(row.archive);
-    // Where the check sum is that of the whole stream, damage is seen at its end.
+    // If the checksum covers the whole stream, damage is only noticed at its end.
     isContentsChecked_ = row.archive == "d.7z";
     const std::string bytes = bytesOf(in(row.archive), row);
     for (std::size_t i = 0; i < bytes.size(); i += 37) {
@@ -187,7 +188,7 @@ TEST_F(Damage, ContentsOfAZipFile) {
 }
 
 TEST_F(Damage, TheOnlyFileOfAnArchive) {
-  // Its folder was made before the damage was seen, and the folders within it too.
+  // Its folder and those in it were made before the damage was noticed.
   const std::vector<Item> items = {file("deep/er/f", "some contents\n")};
   writeArchive(in("d.zip"), items,
                {.format = ::archive_write_set_format_zip, .options = "compression=store"});
@@ -202,7 +203,7 @@ TEST_F(Damage, TheOnlyFileOfAnArchive) {
       << result.errors;
   EXPECT_EQ(names(), (std::vector<std::string>{"d.zip"}));
 
-  // Neither is the destination left, unless it was there before.
+  // The destination is removed too, unless it existed before.
   ASSERT_TRUE(std::filesystem::create_directory(in("old")));
   for (const std::string into : {"new", "new/er/", "old/new", "old"}) {
     EXPECT_EQ(oxarchive({"extract", in("d.zip"), "--into", in(into)}).exitCode, 1);
@@ -213,7 +214,7 @@ TEST_F(Damage, TheOnlyFileOfAnArchive) {
 }
 
 TEST_F(Damage, WhatFollowsTheEnd) {
-  // So large that it is not read in one go.
+  // Too large for a single read.
   const std::string contents = noise(600'064);
   constexpr ArchiveFormat ustar = ::archive_write_set_format_ustar;
   writeArchive(in("a.tar"), {file("a", contents)}, {.format = ustar});
@@ -230,7 +231,7 @@ TEST_F(Damage, WhatFollowsTheEnd) {
   const std::string zeros(5000, '\0');
   struct Row {
     std::string bytes;
-    std::string reason;  // none: it is fine
+    std::string reason;  // "": it is accepted
   };
   const Row rows[] = {
       {tar + zeros, ""},
@@ -238,8 +239,8 @@ TEST_F(Damage, WhatFollowsTheEnd) {
       {tar + zeros + "x", "more data follows its end mark"},
       {tar.substr(0, 512 + contents.size()), "it has no end mark, so it may have been cut short"},
       {gz + zeros, ""},
-      {gz + "garbage", "something else follows its gzip data"},
-      {gz + zeros + gz, "something else follows its gzip data"},
+      {gz + "garbage", "other data follows its gzip data"},
+      {gz + zeros + gz, "other data follows its gzip data"},
       {gz + gz, "more data follows its end mark"},
       {gz.substr(0, gz.size() - 8) + std::string(8, '\xAA'),
        "its gzip data is damaged: incorrect data check"},
@@ -276,7 +277,7 @@ TEST_F(Damage, WhatWasGoodComesFirstAtEverySize) {
       std::size_t entries;
     };
     const Row rows[] = {
-        {gz + "garbage", "something else follows its gzip data", 2},
+        {gz + "garbage", "other data follows its gzip data", 2},
         {gz.substr(0, gz.size() - 1), "its gzip data is cut short", 2},
         {gz.substr(0, gz.size() - 8) + std::string(8, '\xAA'),
          "its gzip data is damaged: incorrect data check", 2},
@@ -314,10 +315,10 @@ TEST_F(Damage, FormatsThatAreNotReadAreNamed) {
   };
   const Row rows[] = {
       {"\x60\xEA"s + std::string(100, 'x'),
-       "an ARJ archive, which is not read here; 7-Zip and arj"},
-      {"1234567**ACE**", "an ACE archive, which is not read here; unace"},
-      {"MSWIM\0\0\0"s, "a Windows image (WIM), which is not read here; 7-Zip and wimlib"},
-      {"LRZI\0"s, "compressed by lrzip, which is not read here; lrunzip"},
+       "an ARJ archive, which is not supported; 7-Zip and arj"},
+      {"1234567**ACE**", "an ACE archive, which is not supported; unace"},
+      {"MSWIM\0\0\0"s, "a Windows image (WIM), which is not supported; 7-Zip and wimlib"},
+      {"LRZI\0"s, "compressed by lrzip, which is not supported; lrunzip"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.reason);
@@ -334,7 +335,7 @@ TEST_F(Damage, FormatsThatAreNotReadAreNamed) {
   remove({"x.bin"});
 }
 
-// Archives that are whole, though they do not look it.
+// Archives that are complete but do not look so.
 class Whole : public Damage {
  protected:
   void expectWhole(const std::string& archive, const std::string& bytes, const Tree& tree) {
@@ -346,7 +347,7 @@ class Whole : public Damage {
     remove({archive});
   }
 
-  // A tar archive without its end mark.
+  // A tar archive without its end marker.
   std::string tarWithoutEnd(const std::vector<Item>& items) {
     writeArchive(in("t.tar"), items, {.format = ::archive_write_set_format_ustar});
     std::string bytes = readFile(in("t.tar"));
@@ -438,7 +439,7 @@ TEST_F(Damage, AZipFileWithAProgramBeforeIt) {
 class Encrypted : public Damage {
  protected:
   void expectRefused(const std::string& archive,
-                     const std::string& reason = "passwords are for ZIP archives alone") {
+                     const std::string& reason = "only ZIP archives can be decrypted") {
     const std::vector<std::string> before = names();
     const ProgramResult result = oxarchive({"extract", in(archive)});
     EXPECT_EQ(result.exitCode, 1);
@@ -448,9 +449,9 @@ class Encrypted : public Damage {
     EXPECT_EQ(names(), before);
   }
 
-  // One entry is encrypted, and all others are extracted to `folder`.
+  // One entry is encrypted; all others are extracted to `folder`.
   void expectRest(const std::string& archive, const std::string& folder, const Tree& rest,
-                  const std::string& reason = "passwords are for ZIP archives alone") {
+                  const std::string& reason = "only ZIP archives can be decrypted") {
     const ProgramResult result = oxarchive({"extract", in(archive)});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.errors, "oxarchive: " + in(archive) +
@@ -516,7 +517,7 @@ TEST_F(Encrypted, SevenZip) {
   };
   pack({"-psecret", "names.7z", "p"});
   pack({"-psecret", "-mhe=on", "all.7z", "p"});
-  // What is not encrypted comes first, and must not be left behind.
+  // The unencrypted entry comes first, and must be removed.
   pack({"some.7z", "p"});
   pack({"-psecret", "some.7z", "secret"});
   pack({"some.zip", "p"});

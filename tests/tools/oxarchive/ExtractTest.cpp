@@ -21,7 +21,7 @@ using namespace ox::test;
 
 class Extract : public OxarchiveTest {
  protected:
-  // Extracts an archive in `work()` and expects no word of complaint.
+  // Extracts an archive in `work()` and expects no messages.
   void extractWell(const std::string& archive, const std::string& folder,
                    const std::vector<Item>& items) {
     const ProgramResult result = oxarchive({"extract", in(archive)});
@@ -66,7 +66,7 @@ const FormatRow formatRows[] = {
     {"Tool.APP", "Tool", ::archive_write_set_format_zip, noFilter},
     {"tar.gz", "tar", pax, ::archive_write_add_filter_gzip},
     {"a b\xc3\xa4.zip", "a b\xc3\xa4", ::archive_write_set_format_zip, noFilter},
-    // The name that is left is the archive's own, and so it is taken.
+    // The name without an extension is the archive's own, so it is taken.
     {"photos", "photos (1)", pax, noFilter},
     {".zip", ".zip (1)", ::archive_write_set_format_zip, noFilter},
 };
@@ -117,10 +117,9 @@ std::string crc16(const std::string& bytes) {
   return littleEndian(crc, 2);
 }
 
-// A file that is stored in an LHA archive, with a name in the characters of CP932.
+// An LHA archive with a stored file, whose name is in CP932.
 std::string storedInLha(const std::string& name, const std::string& contents) {
-  // A header of level 2; the records after it are the check sum of all of it, the name, and its
-  // character set.
+  // A level 2 header, with records for its checksum, the name, and the name's character set.
   const std::string start = "-lh0-" + littleEndian(contents.size(), 4) +
                             littleEndian(contents.size(), 4) + littleEndian(1'000'000'000, 4) +
                             "\x20\x02" + crc16(contents) + "U" + littleEndian(5, 2) +
@@ -164,7 +163,7 @@ TEST_F(Extract, AnArchiveInAnArchiveIsAFile) {
   remove({"in.zip", "in.tar"});
 }
 
-// What the programs write that users pack with.
+// Archives written by the programs that users have.
 TEST_F(Extract, WhatOtherProgramsPack) {
   struct Row {
     std::string archive;
@@ -216,7 +215,7 @@ TEST_F(Extract, WhatOtherProgramsPack) {
 }
 
 TEST_F(Extract, NamesOfOtherCharacterSets) {
-  // U+30C6 as it is in CP932.
+  // U+30C6 in CP932.
   writeFile(in("n.lzh"), storedInLha("\x83\x65.txt", "contents"));
   const ProgramResult result = oxarchive({"extract", in("n.lzh")});
   EXPECT_EQ(result.exitCode, 0);
@@ -265,7 +264,7 @@ std::string cpioEntry(const std::string& name, unsigned mode, unsigned linkCount
   return entry;
 }
 
-// cpio keeps a file's data with the last of its names.
+// cpio stores the data of a file with its last hard link.
 TEST_F(Extract, DataOfAHardLinkIsThatOfAllItsNames) {
   writeFile(in("x.cpio"), cpioEntry("a", 0100444, 3, "") + cpioEntry("b", 0100444, 3, "") +
                               cpioEntry("c", 0100444, 3, "some data") +
@@ -427,7 +426,7 @@ TEST_F(Extract, LaterEntriesReplaceEarlierOnes) {
 }
 
 TEST_F(Extract, AnEntryWithoutANameIsTold) {
-  // It claims to be Unicode and is not.
+  // It is marked as Unicode, but is not.
   writeArchive(in("n.zip"), {file("f"), file("\xff\xfe")},
                {.format = ::archive_write_set_format_zip});
   const ProgramResult result = oxarchive({"extract", in("n.zip")});
@@ -524,20 +523,20 @@ TEST_F(Extract, RefusesWhatIsNoArchive) {
       {"text.txt", "Just some text.\n", unknown},
       {"a.zip", "a", unknown},
       {"noise.rar", noise(5000), unknown},
-      // Formats that would have other files of this machine read.
+      // Formats that would read other files of this machine.
       {"m.mtree", "#mtree\n./x type=file contents=/etc/passwd\n", unknown},
       {"w.warc", "WARC/1.0\r\nWARC-Type: warcinfo\r\nContent-Length: 0\r\n\r\n\r\n", unknown},
       {"u.uu", "begin 644 x\n#0V%T\n`\nend\n", unknown},
-      // Compressions that would have another program run.
+      // Compressions that would run another program.
       {"l.lrz", "LRZI" + std::string(60, '\0'),
-       "it is compressed by lrzip, which is not read here; lrunzip reads it"},
+       "it is compressed by lrzip, which is not supported; lrunzip reads it"},
       {"g.grz", "GRZipII" + std::string(60, '\0'), unknown},
       {"l.lzo", "\x89LZO" + std::string("\0\r\n\x1a\n", 5) + std::string(60, '\0'),
-       "it is compressed by lzop, which is not read here; lzop reads it"},
-      {"...zip", "PK\5\6" + std::string(18, '\0'), "no folder can be made that is called .."},
-      {"..zip", "PK\5\6" + std::string(18, '\0'), "no folder can be made that is called ."},
+       "it is compressed by lzop, which is not supported; lzop reads it"},
+      {"...zip", "PK\5\6" + std::string(18, '\0'), "a folder cannot be called .."},
+      {"..zip", "PK\5\6" + std::string(18, '\0'), "a folder cannot be called ."},
   };
-  // Would be seen if any of them ran.
+  // Leaves a trace if any of them runs.
   ASSERT_TRUE(std::filesystem::create_directory(in("bin")));
   for (const char* program : {"lrzip", "grzip", "lzop", "gzip", "uudecode"}) {
     writeFile(in(std::string("bin/") + program), "#!/bin/sh\n: > '" + in("it ran") + "'\n");
@@ -666,13 +665,13 @@ TEST_F(Extract, WithTooFewDescriptorsNoFolderIsLeftBehind) {
   writeArchive(in("a.tar"), {file("f"), file("d/g")});
   for (const rlim_t count : {4U, 5U, 6U, 7U, 8U}) {
     SCOPED_TRACE(count);
-    // Some loaders need a descriptor more.
+    // Some loaders need one more descriptor.
     if (count == 4 && !startsWithDescriptors(count)) {
       continue;
     }
     const ProgramResult result = oxarchive({"extract", in("a.tar"), "--into", in("lim")},
                                            {.beforeExec = [count] { limitDescriptors(count); }});
-    // What was extracted before is told and kept.
+    // What was extracted before is reported and kept.
     if (result.output.empty()) {
       EXPECT_NE(result.exitCode, 0);
       EXPECT_EQ(names(), (std::vector<std::string>{"a.tar"}));
@@ -681,7 +680,7 @@ TEST_F(Extract, WithTooFewDescriptorsNoFolderIsLeftBehind) {
       EXPECT_EQ(result.exitCode != 0, result.output.ends_with(" (incomplete)\n"));
       remove({"lim"});
     }
-    // It takes three for the standard streams, and one each for the archive and the folder.
+    // It needs the three standard streams, and one each for the archive and the folder.
     EXPECT_TRUE(count > 5 || result.output.empty()) << result.output;
   }
   remove({"a.tar"});
@@ -727,7 +726,7 @@ TEST_F(Extract, AFileThatIsTooLargeForTheProcess) {
 }
 
 TEST_F(Extract, AnInterruptionIsTold) {
-  // Most of the archive is a hole in its file, so that it takes no room.
+  // Most of the archive is a hole in its file, which takes no space.
   writeArchive(in("a.tar"), {file("first")});
   writeArchive(in("h.tar"), {file("huge", "x")}, {.format = ::archive_write_set_format_gnutar});
   std::string header = readFile(in("h.tar")).substr(0, 512);
@@ -744,7 +743,7 @@ TEST_F(Extract, AnInterruptionIsTold) {
       }
       ::kill(child, signal);
     };
-    // Where it is not interrupted it fails long before the disk is full.
+    // If not interrupted, it fails long before the disk is full.
     const auto limitFiles = [] {
       constexpr rlim_t most = rlim_t{2} << 30U;
       const rlimit limit{most, most};

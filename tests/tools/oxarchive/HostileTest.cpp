@@ -1,4 +1,4 @@
-// Archives that try to get out of the folder that they are extracted to.
+// Archives that try to write outside of their extraction folder.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -15,15 +15,15 @@ using namespace ox::test;
 
 class Hostile : public OxarchiveTest {
  protected:
-  // "outside" lies beside the folder that is extracted to.
+  // "outside" is beside the extraction folder.
   void SetUp() override {
     ASSERT_TRUE(std::filesystem::create_directory(in("outside")));
     writeFile(in("outside/secret"), "untouched");
     before_ = treeOf(in("outside"));
   }
 
-  // Extracts `items`, of which exactly `refused` must be named, and gives what came of it.
-  // `leading` are the links that lead out of the folder, which are counted.
+  // Extracts `items` and returns the result. Exactly `refused` must be reported. `leading` are the
+  // links that lead out of the folder, which are counted.
   Tree extract(const std::vector<Item>& items, const std::vector<std::string>& refused,
                const ArchiveOptions& options = {}, const std::set<std::string>& leading = {}) {
     writeArchive(in("h.x"), items, options);
@@ -36,12 +36,12 @@ class Hostile : public OxarchiveTest {
                 std::string::npos)
           << path << " is not in: " << result.errors;
     }
-    // One line more: that the folder is incomplete, or that there is none.
+    // One more line says that the folder is incomplete, or that there is none.
     std::size_t lines = refused.empty() ? 0 : refused.size() + 1;
     const bool hasAbsoluteName =
         std::ranges::any_of(items, [](const Item& item) { return item.path.starts_with('/'); });
     lines += hasAbsoluteName ? 1U : 0U;
-    EXPECT_EQ(result.errors.find(": its absolute names are taken to start at the new folder\n") !=
+    EXPECT_EQ(result.errors.find(": its absolute paths are extracted below the new folder\n") !=
                   std::string::npos,
               hasAbsoluteName);
     lines += leading.empty() ? 0U : 1U;
@@ -52,7 +52,7 @@ class Hostile : public OxarchiveTest {
         << result.errors;
     EXPECT_EQ(static_cast<std::size_t>(std::ranges::count(result.errors, '\n')), lines)
         << result.errors;
-    // No folder without contents, except that of an archive without entries.
+    // An empty folder is made only for an archive without entries.
     EXPECT_EQ(hasFolder, refused.size() < items.size());
     EXPECT_EQ(treeOf(in("outside")), before_);
     EXPECT_EQ(names(), hasFolder ? (std::vector<std::string>{"h", "h.x", "outside"})
@@ -71,7 +71,7 @@ class Hostile : public OxarchiveTest {
   }
 
  private:
-  // Follows every link in the folder, wherever it leads.
+  // Follows every link in the folder.
   void expectNothingLeadsOut(const std::set<std::string>& leading) {
     const std::string top = in("h") + "/";
     for (const std::string& name : listing(in("h"))) {
@@ -101,7 +101,7 @@ TEST_F(Hostile, NamesThatLeadOut) {
     EXPECT_EQ(extract({file(path)}, {path}), Tree());
     EXPECT_EQ(extract({file("ok"), file(path), file("after")}, {path}),
               (Tree{{"ok", "file contents"}, {"after", "file contents"}}));
-    // Other formats bring names along in other ways.
+    // Other formats store names in other ways.
     for (const ArchiveFormat format : {ArchiveFormat(::archive_write_set_format_gnutar),
                                        ArchiveFormat(::archive_write_set_format_cpio_newc),
                                        ArchiveFormat(::archive_write_set_format_zip)}) {
@@ -163,7 +163,7 @@ TEST_F(Hostile, LinksThatLeadOut) {
     EXPECT_EQ(extract({symbolicLink("l", target), hardLink("m", "l"), hardLink("l", "l")}, {}, {},
                       {"l", "m"}),
               (Tree{{"l", link}, {"m", link}}));
-    // What comes later replaces it.
+    // A later entry replaces it.
     EXPECT_EQ(extract({symbolicLink("l", target), file("l", "no link")}, {}),
               (Tree{{"l", "file no link"}}));
     EXPECT_EQ(extract({symbolicLink("l", target), folder("l/"), file("l/f")}, {}),
@@ -177,7 +177,7 @@ TEST_F(Hostile, LinksThatLeadOut) {
 }
 
 TEST_F(Hostile, LinksThatMayLeadOut) {
-  // Known when everything is there.
+  // Only known once everything is extracted.
   EXPECT_EQ(extract({folder("d/"), file("f"), symbolicLink("l", "d/../f")}, {}),
             (Tree{{"d", "folder"}, {"f", "file contents"}, {"l", "link to d/../f"}}));
   EXPECT_EQ(extract({symbolicLink("l", "missing/../f")}, {}),
@@ -185,7 +185,7 @@ TEST_F(Hostile, LinksThatMayLeadOut) {
 }
 
 TEST_F(Hostile, LinksOverLinks) {
-  // Each looks harmless beside the other.
+  // Each one alone is harmless.
   const std::string out = "here/here/here/../../../outside";
   EXPECT_EQ(extract({folder("d/"), symbolicLink("d/here", "."), symbolicLink("d/out", out),
                      file("d/out/f")},
@@ -198,7 +198,7 @@ TEST_F(Hostile, LinksOverLinks) {
                   {"a/b", "folder"},
                   {"deep", "link to a/b"},
                   {"out", "link to deep/../../../outside"}}));
-  // One that leads through another, and stays inside.
+  // A link through another one that stays inside.
   EXPECT_EQ(extract({folder("a/"), symbolicLink("a/top", ".."), symbolicLink("b", "a/top/a"),
                      file("a/f")},
                     {}),
@@ -209,7 +209,7 @@ TEST_F(Hostile, LinksOverLinks) {
 }
 
 TEST_F(Hostile, NothingIsWrittenThroughALink) {
-  // Not even through one that stays inside: it could be exchanged meanwhile.
+  // Not even through a link that stays inside: it could be replaced meanwhile.
   EXPECT_EQ(extract({folder("d/"), symbolicLink("l", "d"), file("l/f"), file("l/e/f"),
                      symbolicLink("l/g", "x"), hardLink("l/h", "d"), folder("l/i/")},
                     {"l/f", "l/e/f", "l/g", "l/h", "l/i/"}),
@@ -264,7 +264,7 @@ TEST_F(Hostile, HardLinksWithData) {
       {"./ok", {{"ok", "file overwritten"}, {"l", "file overwritten"}, {"s", "link to ok"}}},
       {"../outside/secret", {{"ok", "file contents"}, {"s", "link to ok"}}},
       {"missing", {{"ok", "file contents"}, {"s", "link to ok"}}},
-      // Becomes a link itself; what it leads to is not written to.
+      // Becomes a symbolic link itself; its target is not written to.
       {"s", {{"ok", "file contents"}, {"l", "link to ok"}, {"s", "link to ok"}}},
   };
   for (const Row& row : rows) {
@@ -284,7 +284,7 @@ TEST_F(Hostile, HardLinksThroughAndToLinks) {
                      hardLink("y", "d")},
                     {"x", "y"}),
             (Tree{{"d", "folder"}, {"d/f", "file contents"}, {"l", "link to d"}}));
-  // "../../x" is inside only where the link was made.
+  // "../../x" is inside only for the link's original path.
   EXPECT_EQ(extract({folder("a/"), folder("a/b/"), symbolicLink("a/b/l", "../../x"),
                      hardLink("l", "a/b/l"), hardLink("a/c", "a/b/l"), hardLink("a/b/m", "a/b/l")},
                     {}, {}, {"l", "a/c"}),
@@ -337,7 +337,7 @@ TEST_F(Hostile, DeepFolders) {
   const ProgramResult result = oxarchive({"extract", in("h.x")});
   EXPECT_EQ(result.exitCode, 0) << result.errors;
   EXPECT_EQ(readFile(in("h/" + path + "f")), "contents");
-  // An archive of which nothing can be used takes the folders that were made for it away again.
+  // If nothing in an archive can be used, the folders made for it are removed.
   writeArchive(in("i.x"), {file(path + "f", noise(100'000))},
                {.format = ::archive_write_set_format_gnutar});
   std::filesystem::resize_file(in("i.x"), 60'000);

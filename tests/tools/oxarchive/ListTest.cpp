@@ -1,4 +1,4 @@
-// `oxarchive list`: the worker process that opens the archive, and the table that comes of it.
+// `oxarchive list`: the worker process that opens the archive, and the printed table.
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -22,7 +22,7 @@ using testing::StartsWith;
 
 class List : public OxarchiveTest {
  protected:
-  // Kinds by the test's own database, if it makes one, and times in English and of one place.
+  // Uses the test's own database of kinds, if it makes one, English, and a fixed time zone.
   List()
       : dataFolders_("XDG_DATA_DIRS", in("data")),
         dataHome_("XDG_DATA_HOME", in("none")),
@@ -32,7 +32,7 @@ class List : public OxarchiveTest {
 
   ProgramResult list(const std::string& archive) const { return oxarchive({"list", in(archive)}); }
 
-  // With a shell script in the worker's place.
+  // With a shell script as the worker.
   ProgramResult listWithWorker(const std::string& script, const std::string& option = "--") {
     writeFile(in("worker"), "#!/bin/sh\n" + script + "\n");
     EXPECT_EQ(::chmod(in("worker").c_str(), 0755), 0);
@@ -53,7 +53,7 @@ class List : public OxarchiveTest {
 const std::string header =
     "Flags      Size  Modified               Kind                      Path\n";
 
-// A row of an entry of the test's usual time.
+// The row of an entry with the tests' default time.
 std::string row(const std::string& flags, const std::string& size, const std::string& kind,
                 const std::string& path) {
   return flags + "   " + std::string(10 - size.size(), ' ') + size + "  Sep 09, 2001 01:46 AM  " +
@@ -177,7 +177,7 @@ TEST_F(List, LeavesOutTheRootOfTheArchive) {
 }
 
 TEST_F(List, AnEntryWithoutANameIsTold) {
-  // It claims to be Unicode and is not.
+  // It is marked as Unicode, but is not.
   writeArchive(in("n.zip"), {file("f"), file("\xff\xfe"), file("g")},
                {.format = ::archive_write_set_format_zip});
   const ProgramResult result = list("n.zip");
@@ -243,16 +243,17 @@ struct WorkerRow {
 };
 
 const WorkerRow badWorkers[] = {
-    {"echo rubbish", "stopped within an entry; the listing is incomplete"},
-    {"printf '\\377'", "sent something that is no listing"},
-    // A data item that is no record, an empty record, a record of another kind, one with no path.
-    {"printf '\\001'", "sent something that is no listing"},
-    {"printf '\\240'", "sent something that is no listing"},
-    {"printf '\\241\\144path\\001'", "sent something that is no listing"},
-    {"printf '\\241\\144path\\140'", "sent something that is no listing"},
-    // More than an item may have.
-    {"printf '\\132\\377\\377\\377\\377'; exec sleep 100", "sent something that is no listing"},
-    {"printf '\\241\\144pa'", "stopped within an entry; the listing is incomplete"},
+    {"echo rubbish", "stopped in the middle of an entry; the listing is incomplete"},
+    {"printf '\\377'", "sent something other than a listing"},
+    // A data item that is not a record, an empty record, a record of another kind, one without a
+    // path.
+    {"printf '\\001'", "sent something other than a listing"},
+    {"printf '\\240'", "sent something other than a listing"},
+    {"printf '\\241\\144path\\001'", "sent something other than a listing"},
+    {"printf '\\241\\144path\\140'", "sent something other than a listing"},
+    // Larger than the limit of an item.
+    {"printf '\\132\\377\\377\\377\\377'; exec sleep 100", "sent something other than a listing"},
+    {"printf '\\241\\144pa'", "stopped in the middle of an entry; the listing is incomplete"},
     {"exit 1", "not all of it could be read; the listing is incomplete"},
     {"exit 3", "not all of it could be read; the listing is incomplete"},
     {"kill -9 $$", "ended by signal 9; the listing is incomplete"},
@@ -343,7 +344,7 @@ TEST_F(List, TellsNoDetailsThatAWorkerDoesNotKnow) {
   remove({"worker"});
 }
 
-// What a stranger's program reads of the records, a line each.
+// The records as decoded by another CBOR library, one per line.
 TEST_F(List, PassesItsRecordsOnToOtherPrograms) {
   writeArchive(in("a.tar"), {folder("docs"), file("docs/\xff", "12345")});
   writeArchive(in("b.tar"), {symbolicLink("link", "docs")});
@@ -380,7 +381,7 @@ TEST_F(List, PassesOnRecordsAlone) {
   EXPECT_EQ(bad.output,
             "\xa1\x64path\x61"
             "a");
-  EXPECT_THAT(bad.errors, HasSubstr("sent something that is no listing"));
+  EXPECT_THAT(bad.errors, HasSubstr("sent something other than a listing"));
   remove({"a.tar"});
 }
 

@@ -1,4 +1,4 @@
-// A file that gets its name when it is whole, on file systems of either kind.
+// A file that gets its name when it is complete, on both kinds of file systems.
 
 #include "writing/NewFile.h"
 

@@ -1,4 +1,4 @@
-// What the tests of the program have in common.
+// The common fixture of the program's tests.
 
 #pragma once
 
@@ -12,25 +12,25 @@
 
 namespace ox::test {
 
-// Everything below a folder: the path, and "folder", "link to TARGET", or a file's contents after
-// "file ".
+// Everything below a folder: the path, and "folder", "link to TARGET", or "file " with the
+// contents.
 using Tree = std::map<std::string, std::string>;
 
 Tree treeOf(const std::string& folder);
 
-// What `items` make; folders that no item names are there as well.
+// The tree that `items` make, including parents that are not items.
 Tree treeOf(const std::vector<Item>& items);
 
-// The bytes of all files and links that `items` make, of a file once for each of its names.
+// The total bytes of all files and links in `items`; hard links count each time.
 std::size_t bytesOf(const std::vector<Item>& items);
 
 class OxarchiveTest : public TemporaryFolderTest {
  protected:
-  // The names in `work()`, without what is below them.
+  // The names in `work()`, not recursive.
   std::vector<std::string> names() const;
 
-  // Removes what is expected to be in `work()`, with everything below it; fails when it is not
-  // there. What is left in the end fails the test.
+  // Removes the expected items in `work()` recursively; fails if one is missing. Anything left at
+  // the end fails the test.
   void remove(const std::vector<std::string>& names) const;
 
   // "ARCHIVE -> FOLDER: N entries, SIZE" and a line feed, both in `work()`.

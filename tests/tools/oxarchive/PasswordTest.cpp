@@ -1,4 +1,4 @@
-// Where passwords come from, and what becomes of wrong ones.
+// The sources of passwords, and wrong passwords.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -28,7 +28,7 @@ class Passwords : public OxarchiveTest {
     return oxarchive(arguments, options);
   }
 
-  // "o.zip" with files and a folder, the password being "secret".
+  // "o.zip" with files and a folder and the password "secret".
   void makeArchive() {
     writeArchive(in("o.zip"), {folder("d"), file("f"), file("g")},
                  {.format = ::archive_write_set_format_zip,
@@ -135,8 +135,8 @@ struct TerminalResult {
   std::string shown;
 };
 
-// Runs the program on a terminal of its own, where `lines` are typed, each after what is shown has
-// ended in "in: " or "word: ".
+// Runs the program on a new terminal and types `lines`, each after a prompt that ends in "in: " or
+// "word: ".
 TerminalResult runOnTerminal(const std::string& folder, std::vector<std::string> arguments,
                              const std::vector<std::string>& lines) {
   int terminal = -1;
@@ -180,7 +180,7 @@ TEST_F(Passwords, AreAskedForOnTheTerminalAndNotShown) {
   const TerminalResult created =
       runOnTerminal(work(), {"create", "o.zip", "f", "--password"}, {"secret", "secret"});
   EXPECT_EQ(created.exitCode, 0);
-  EXPECT_THAT(created.shown, StartsWith("Password: \r\nThe same again: \r\no.zip: 1 "));
+  EXPECT_THAT(created.shown, StartsWith("Password: \r\nPassword again: \r\no.zip: 1 "));
   const TerminalResult extracted =
       runOnTerminal(work(), {"extract", "o.zip", "--password"}, {"secret"});
   EXPECT_EQ(extracted.exitCode, 0);
@@ -206,7 +206,7 @@ TEST_F(Passwords, MayBeInterruptedWhileTheyAreAskedFor) {
   const TerminalResult result =
       runOnTerminal(work(), {"create", "o.zip", "f", "--password"}, {"\x03"});
   EXPECT_EQ(result.exitCode, -SIGINT);
-  // The terminal itself may drop what is written while it is interrupted.
+  // The terminal may discard output while it is interrupted.
   EXPECT_THAT(result.shown, StartsWith("Password: "));
   EXPECT_EQ(names(), (std::vector<std::string>{"f"}));
   remove({"f"});

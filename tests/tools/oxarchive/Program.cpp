@@ -59,7 +59,7 @@ Channel makeTerminal() {
   ::_exit(127);
 }
 
-// Until both are closed by the child.
+// Until the child has closed both.
 void readBoth(int output, int errors, ProgramResult& result) {
   std::array<pollfd, 2> polled{{{output, POLLIN, 0}, {errors, POLLIN, 0}}};
   const std::array<std::string*, 2> texts{&result.output, &result.errors};
@@ -74,7 +74,7 @@ void readBoth(int output, int errors, ProgramResult& result) {
       if (count > 0) {
         texts.at(i)->append(buffer.data(), static_cast<std::size_t>(count));
       } else if (count == 0 || errno != EINTR) {
-        polled.at(i).fd = -1;  // a terminal gives an error at its end
+        polled.at(i).fd = -1;  // a terminal reports an error at the end
         --openCount;
       }
     }
@@ -83,7 +83,7 @@ void readBoth(int output, int errors, ProgramResult& result) {
 
 }  // namespace
 
-// A shell has what it starts in the background ignore some signals, and so does `nohup`.
+// Background jobs of a shell and programs under `nohup` ignore some signals.
 void resetSignals() {
   for (int signal = 1; signal < NSIG; ++signal) {
     static_cast<void>(::signal(signal, SIG_DFL));
@@ -123,7 +123,7 @@ ProgramResult runProgram(const std::string& program, const std::vector<std::stri
 ProgramResult oxarchive(const std::vector<std::string>& arguments, const ProgramOptions& options) {
   ProgramOptions withSanitizers = options;
   withSanitizers.beforeExec = [&options] {
-    // What a sanitizer finds must not look like an archive that failed.
+    // A sanitizer's error must not look like a failed archive.
     ::setenv("ASAN_OPTIONS", "exitcode=99", 1);
     ::setenv("UBSAN_OPTIONS", "exitcode=99", 1);
     if (options.beforeExec) {

@@ -9,34 +9,34 @@
 namespace ox::test {
 
 struct ProgramResult {
-  int exitCode = -1;  // -1 when a signal has ended it
+  int exitCode = -1;  // -1 if a signal ended it
   int signal = 0;
   std::string output;
   std::string errors;
 };
 
 struct ProgramOptions {
-  std::string folder{};                     // to run in; where the test is when empty
+  std::string folder{};                     // to run in; "" is the test's current folder
   bool errorsOnTerminal = false;            // standard error is a terminal of 80 columns
   std::function<void()> beforeExec{};       // in the child
   std::function<void(int)> whileRunning{};  // in the test, with the child's id
 };
 
-// Whatever signals the test ignores, the program does not.
+// The program does not inherit the test's ignored signals.
 ProgramResult runProgram(const std::string& program, const std::vector<std::string>& arguments,
                          const ProgramOptions& options = {});
 
-// `oxarchive` as it was built.
+// Runs `oxarchive`.
 ProgramResult oxarchive(const std::vector<std::string>& arguments,
                         const ProgramOptions& options = {});
 
-// Gives every signal its default disposition, and blocks none, in a child process.
+// In a child process: resets every signal to its default, and blocks none.
 void resetSignals();
 
-// Whether a terminal can be opened, which some containers do not allow.
+// Whether a terminal can be opened; some containers do not allow it.
 bool hasTerminals();
 
-// The first of these programs that is in PATH; "" when none is.
+// The first of these programs that is in PATH; "" if none is.
 std::string findProgram(const std::vector<std::string>& names);
 
 }  // namespace ox::test

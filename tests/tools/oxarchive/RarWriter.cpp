@@ -36,7 +36,7 @@ std::string packedNumber(std::uint64_t value) {
   return bytes + static_cast<char>(value);
 }
 
-// Bits into bytes, the highest first.
+// Writes bits to bytes, highest first.
 class BitWriter {
  public:
   void put(std::uint64_t value, unsigned count) {
@@ -57,9 +57,9 @@ class BitWriter {
   unsigned size_ = 0;
 };
 
-// The table of lengths in which each byte is a symbol of eight bits, and nothing else is one. It is
-// packed with a table of its own, in which 8, "as the one before, 11 times and more" and "0, 11
-// times and more" have two bits each, and a fourth symbol fills it.
+// A table of code lengths in which each byte is a symbol of eight bits, and nothing else is a
+// symbol. It is packed with another table, in which "8", "repeat the previous, 11 times or more"
+// and "0, 11 times or more" have two bits each; a fourth symbol completes it.
 void putTable(BitWriter& bits) {
   constexpr std::array<unsigned, 4> used{8, 17, 18, 19};
   for (unsigned symbol = 0; symbol < 20; ++symbol) {
@@ -74,7 +74,7 @@ void putTable(BitWriter& bits) {
   bits.put(0, 2);
   putRun(same, 138);
   putRun(same, 117);
-  // The other literals, and the tables of distances and lengths.
+  // The remaining literals, and the tables of distances and lengths.
   putRun(zeros, 138);
   putRun(zeros, 306 + 64 + 16 + 44 - 256 - 138);
 }
@@ -98,7 +98,7 @@ std::string packedBlock(std::string_view contents, bool isFirst, bool isLast) {
   return number(flags, 1) + number(check, 1) + size + bits.bytes();
 }
 
-// `contents` as RAR 5 packs it when it finds nothing to pack, in blocks.
+// `contents` in RAR 5's packed format with literals only, in blocks.
 std::string packed(std::string_view contents) {
   constexpr std::size_t blockSize = 500;
   std::string bytes;
@@ -109,7 +109,7 @@ std::string packed(std::string_view contents) {
   return bytes;
 }
 
-// The part of a file that is in one volume.
+// The part of a file in one volume.
 struct Piece {
   const RarFile& file;
   std::string_view data;
@@ -119,7 +119,7 @@ struct Piece {
 
 using Volume = std::vector<Piece>;
 
-// What is written of each file, in their order.
+// The data written for each file, in order.
 std::vector<std::string> dataOf(const std::vector<RarFile>& files, const RarOptions& options) {
   std::vector<std::string> data;
   for (const RarFile& file : files) {
@@ -129,7 +129,7 @@ std::vector<std::string> dataOf(const std::vector<RarFile>& files, const RarOpti
   return data;
 }
 
-// Refers to `files` and `data`.
+// Holds references to `files` and `data`.
 std::vector<Volume> distribute(const std::vector<RarFile>& files,
                                const std::vector<std::string>& data, const RarOptions& options) {
   std::vector<Volume> volumes(1);
@@ -163,7 +163,7 @@ std::vector<Volume> distribute(const std::vector<RarFile>& files,
   return volumes;
 }
 
-// Only the last part of a file has the check sum of all of it.
+// Only the last part of a file has the checksum of the whole file.
 std::uint32_t checkSum(const Piece& piece) {
   return crc32(piece.isContinued ? piece.data : std::string_view(piece.file.contents));
 }
@@ -216,8 +216,8 @@ std::string newBlock(const std::string& header) {
   return number(crc32(sized), 4) + sized;
 }
 
-// The version of the packing is 0, and its window the smallest. A file of a solid archive goes on
-// with the state that the one before has left.
+// Packing version 0, with the smallest window. A file of a solid archive continues with the state
+// of the file before.
 unsigned packing(const Piece& piece, bool isFirst, const RarOptions& options) {
   const unsigned method = options.isPacked && !piece.file.contents.empty() ? 3 : 0;
   return method << 7U | (options.isSolid && !isFirst ? 0x40U : 0U);
@@ -234,7 +234,8 @@ std::string newFileBlock(const Piece& piece, bool isFirst, const RarOptions& opt
   std::string extraSize;
   if (piece.file.isEncrypted) {
     flags |= 0x01U;
-    // A record of an unknown kind, then that of encryption: version, flags, count, salt and vector.
+    // A record of an unknown kind, then an encryption record: version, flags, count, salt and
+    // initialisation vector.
     extra = packedNumber(2) + packedNumber(0x70) + "x";
     extra += packedNumber(36) + packedNumber(1) + packedNumber(0) + packedNumber(0) +
              number(15, 1) + std::string(32, 's');
@@ -254,7 +255,7 @@ std::string newVolume(const std::vector<Volume>& volumes, std::size_t index,
   const bool isSet = volumes.size() > 1;
   std::string bytes("Rar!\x1A\x07\x01\x00", 8);
   if (options.hasEncryptedHeaders) {
-    // Version, flags, exponent of the count of rounds, salt; what follows is cipher text.
+    // Version, flags, logarithm of the number of rounds, salt; then ciphertext.
     bytes += newBlock(packedNumber(4) + packedNumber(0) + packedNumber(0) + packedNumber(0) +
                       number(15, 1) + std::string(16, 's'));
     return bytes + std::string(64, 'c');

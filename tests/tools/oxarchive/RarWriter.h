@@ -1,5 +1,5 @@
-// Sets of RAR volumes, since no free program writes them: the blocks of RAR 4 and RAR 5 as their
-// authors describe them. Files are stored, or, in RAR 5, packed without getting any smaller.
+// Writes sets of RAR volumes, since no free program does: the blocks of RAR 4 and RAR 5 as
+// published. Files are stored or, in RAR 5, packed without becoming smaller.
 
 #pragma once
 
@@ -25,7 +25,7 @@ struct RarOptions {
   bool hasEndMarks = true;
 };
 
-// The volumes in order, at least one. A single one is no volume by its own account.
+// The volumes in order, at least one. A single file is not marked as a volume.
 std::vector<std::string> makeRarVolumes(const std::vector<RarFile>& files,
                                         const RarOptions& options = {});
 

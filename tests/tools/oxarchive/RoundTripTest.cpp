@@ -1,4 +1,4 @@
-// What `oxarchive create` packs, `oxarchive extract` gives back.
+// `oxarchive extract` restores what `oxarchive create` packs.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -41,8 +41,8 @@ void PrintTo(const RoundTripRow& row, std::ostream* stream) {
   *stream << row.archive;
 }
 
-// Everything about the items below a folder that an archive keeps: as `treeOf` has it, and then
-// permissions and the time of the last change, in whole units of `precision` nanoseconds.
+// Everything about the items below a folder that an archive keeps: the text of `treeOf`,
+// permissions, and the modification time in units of `precision` nanoseconds.
 Tree detailsOf(const std::string& folder, std::int64_t precision) {
   Tree details = treeOf(folder);
   for (auto& [path, text] : details) {
@@ -73,8 +73,8 @@ class RoundTrip : public OxarchiveTest {
     EXPECT_EQ(::symlink(target.c_str(), in(path).c_str()), 0);
   }
 
-  // Times with a digit in every place, of all that is in `top` and of itself. Folders come last,
-  // since what happens in them changes theirs.
+  // Sets times with nonzero digits in every place, for everything in `top` and itself. Folders come
+  // last, since changes in them would change their times.
   void setTimes(const std::string& top) {
     std::vector<std::string> names = listing(in(top));
     std::int64_t seconds = 1'234'567'890;
@@ -104,7 +104,7 @@ class RoundTrip : public OxarchiveTest {
     EXPECT_EQ(result.errors, "");
   }
 
-  // A folder "t" with every kind of item that archives hold.
+  // Makes a folder "t" with every kind of item that archives hold.
   void makeTree() {
     makeFolder("t/empty");
     makeFolder("t/deep/er/and/deeper");
@@ -296,7 +296,7 @@ TEST_F(RoundTrip, TimesThatTheFormatCannotHoldAreTold) {
     remove({archive, "o"});
     return text;
   };
-  const std::string told = ": its time is not one that the format holds; the nearest is packed\n";
+  const std::string told = ": the format cannot hold its time; the nearest is packed\n";
   EXPECT_EQ(packedWith("o.tar"), "old -315619200\nnew 4500000000\n");
   EXPECT_EQ(packedWith("o.7z"), "oxarchive: old" + told + "old 0\nnew 4500000000\n");
   EXPECT_EQ(packedWith("o.zip"),

@@ -98,7 +98,7 @@ const LinkRow linkRows[] = {
     {"d/l", "../..", false},
     {"d/l", "../../d", false},
     {"d/e/l", "../../../a", false},
-    // What ".." means after a name is up to where that name leads.
+    // After a name, the meaning of ".." depends on where that name leads.
     {"l", "a/..", false},
     {"l", "a/../b", false},
     {"d/l", "a/../b", false},
@@ -118,7 +118,7 @@ struct PrintableRow {
   std::string expected;
 };
 
-// Turns the direction of writing; spelled in bytes so that this text stays readable.
+// Changes the text direction; written as bytes so that this source stays readable.
 const std::string rightToLeft = {'\xe2', '\x80', '\xae'};
 
 const PrintableRow printableRows[] = {
@@ -126,7 +126,7 @@ const PrintableRow printableRows[] = {
     {"a b.txt", "a b.txt"},
     {"\\", R"(\)"},
     {"a\\b\\\\", R"(a\b\\)"},
-    {"\\xff", R"(\x5cxff)"},  // no escape, but a name
+    {"\\xff", R"(\x5cxff)"},  // a name that looks like an escape
     {"\xc3\xa4\xe2\x82\xac\xf0\x9f\x93\xa6", "\xc3\xa4\xe2\x82\xac\xf0\x9f\x93\xa6"},
     {"a\nb", R"(a\x0ab)"},
     {"\x1b[2J", R"(\x1b[2J)"},
@@ -135,16 +135,16 @@ const PrintableRow printableRows[] = {
     {"\xc2\x9b", R"(\xc2\x9b)"},  // the terminal's 8-bit ESC [
     {"\x9b", R"(\x9b)"},          // the same, not UTF-8
     {"\xff.zip", R"(\xff.zip)"},
-    {"\xc3", R"(\xc3)"},  // cut short
+    {"\xc3", R"(\xc3)"},  // truncated
     {"\xe2\x82", R"(\xe2\x82)"},
     {"\xc3(", R"(\xc3()"},
-    {"\xc0\xaf", R"(\xc0\xaf)"},  // longer than needed
+    {"\xc0\xaf", R"(\xc0\xaf)"},  // overlong
     {"\xe0\x80\xaf", R"(\xe0\x80\xaf)"},
-    {"\xed\xa0\x80", R"(\xed\xa0\x80)"},                         // half of a pair
-    {"\xf4\x90\x80\x80", R"(\xf4\x90\x80\x80)"},                 // beyond the last character
-    {"a" + rightToLeft + "gpj.exe", R"(a\xe2\x80\xaegpj.exe)"},  // turns the writing round
+    {"\xed\xa0\x80", R"(\xed\xa0\x80)"},                         // a surrogate
+    {"\xf4\x90\x80\x80", R"(\xf4\x90\x80\x80)"},                 // above U+10FFFF
+    {"a" + rightToLeft + "gpj.exe", R"(a\xe2\x80\xaegpj.exe)"},  // changes the direction
     {"\xe2\x80\xa8", R"(\xe2\x80\xa8)"},                         // line separator
-    {"a\xe2\x80\x8b", R"(a\xe2\x80\x8b)"},                       // a space without a width
+    {"a\xe2\x80\x8b", R"(a\xe2\x80\x8b)"},                       // zero-width space
     {"\xef\xbb\xbf"
      "a",
      R"(\xef\xbb\xbfa)"},                 // a byte order mark

@@ -18,12 +18,12 @@ std::string padded(std::size_t number, std::size_t width) {
   return digits;
 }
 
-// Names of the volumes of a set, counted from 0.
+// The name of a volume by its index, which starts at 0.
 using Naming = std::string (*)(std::size_t index);
 
 class Volumes : public OxarchiveTest {
  protected:
-  // Cuts the file `name` in `work()` into volumes, and removes it.
+  // Splits the file `name` in `work()` into volumes, and removes it.
   std::vector<std::string> split(const std::string& name, std::size_t volumeSize,
                                  std::size_t width = 3, std::size_t first = 1) {
     const std::string whole = readFile(in(name));
@@ -63,7 +63,7 @@ class Volumes : public OxarchiveTest {
     EXPECT_EQ(names(), before);
   }
 
-  // Every volume leads to the whole archive, and so does none as soon as one is missing.
+  // With any volume, the whole archive is extracted; if one is missing, nothing is.
   void expectSet(const std::vector<std::string>& volumes, const std::string& folder,
                  const Tree& tree, bool lastIsMissed = true) {
     ASSERT_GE(volumes.size(), 3U);
@@ -111,7 +111,7 @@ TEST_F(Volumes, NumberedOnesOfAnyArchive) {
     SCOPED_TRACE(row.archive);
     writeArchive(in(row.archive), someItems(), {.format = row.format, .filter = row.filter});
     const std::vector<std::string> volumes = split(row.archive, 70'000, row.width);
-    // That the last one is missing is seen by its archive alone.
+    // Only the archive itself shows that the last volume is missing.
     expectSet(volumes, row.folder, treeOf(someItems()), false);
     std::filesystem::rename(in(volumes.back()), in("elsewhere"));
     const ProgramResult result = oxarchive({"extract", in(volumes.front())});
@@ -137,7 +137,7 @@ TEST_F(Volumes, CountedFromZero) {
   const Row rows[] = {
       {"disk.tar.gz", ::archive_write_set_format_ustar, ::archive_write_add_filter_gzip, 2},
       {"disk.zip", ::archive_write_set_format_zip, noFilter, 3},
-      // Where a volume may begin as an archive does.
+      // A split where a volume may start with an archive's signature.
       {"disk.tar", ::archive_write_set_format_ustar, noFilter, 2},
   };
   const std::vector<Item> items = {file("a", noise(50'000)), file("b", noise(512)),
@@ -188,7 +188,7 @@ TEST_F(Volumes, OfZipsOwnAreNotRead) {
   ASSERT_EQ(runProgram("zip", {"-q", "-s", "64k", "d.zip", "f"}, {.folder = work()}).exitCode, 0);
   for (const std::string given : {"d.z01", "d.z02", "d.zip"}) {
     const std::string reason =
-        ": it is a volume of a ZIP archive, which is not read here; 7-Zip reads it, and \"zip -s "
+        ": it is a volume of a ZIP archive, which is not supported; 7-Zip reads it, and \"zip -s "
         "0\" joins the volumes\n";
     expectFailure(given, reason.substr(2, reason.size() - 3));
     EXPECT_EQ(oxarchive({"list", in(given)}).errors, "oxarchive: " + in(given) + reason);
@@ -261,14 +261,14 @@ TEST_F(Volumes, AllOfASetGivenAtOnce) {
       oxarchive({"extract", "d.zip.001", "d.zip.002", "d.zip.003", "d.zip.004", "d.zip.001"},
                 {.folder = work()});
   EXPECT_EQ(result.exitCode, 0);
-  // What is named twice is wanted twice; what is only another volume is not.
+  // An archive named twice is extracted twice; one named by another volume is not.
   EXPECT_EQ(result.output,
             "d.zip.001 -> d: 5 entries, 300 KB\n"
             "d.zip.001 -> d (1): 5 entries, 300 KB\n");
   EXPECT_EQ(result.errors,
-            "oxarchive: d.zip.002: a volume of an archive that was given before\n"
-            "oxarchive: d.zip.003: a volume of an archive that was given before\n"
-            "oxarchive: d.zip.004: a volume of an archive that was given before\n");
+            "oxarchive: d.zip.002: a volume of an archive that was already given\n"
+            "oxarchive: d.zip.003: a volume of an archive that was already given\n"
+            "oxarchive: d.zip.004: a volume of an archive that was already given\n");
   remove({"d", "d (1)"});
   remove(volumes);
 }
@@ -281,7 +281,7 @@ TEST_F(Volumes, NumbersThatAreNone) {
   };
   const Row rows[] = {
       {"data.003", "data"},  // no extension before the number
-      {"v1.0", "v1 (1)"},    // nothing is counted from 0
+      {"v1.0", "v1 (1)"},    // no set starts at 0
       {"backup.v2.0", "backup.v2"},
       {"x.7z.20240101123456", "x.7z"},  // no archive has so many
       {"x.part.rar", "x.part"},
@@ -302,7 +302,7 @@ TEST_F(Volumes, NumbersThatAreNone) {
     remove({row.archive});
   }
   remove({"v1"});
-  // Beside what could be a first volume of them.
+  // Beside a possible first volume.
   writeArchive(in("x.part001.rar"), {file("another")});
   writeArchive(in("x.partial.rar"), items);
   writeArchive(in("x.rar"), {file("another")});
@@ -329,7 +329,7 @@ TEST_F(Volumes, OldCopiesAreNone) {
     }
     remove({"etc.x.1", "etc.x.2", "etc.x.3"});
   }
-  // A plain tar archive does not show it at its start, but what follows its end is told.
+  // A tar archive's start does not show it, but data after its end is reported.
   writeArchive(in("etc.tar.1"), {file("copy 1")});
   writeArchive(in("etc.tar.2"), {file("copy 2")});
   const ProgramResult result = oxarchive({"extract", in("etc.tar.2")});
@@ -458,7 +458,7 @@ TEST_F(Volumes, OfRarBeyondR99) {
 }
 
 TEST_F(Volumes, OfRarWithoutEndMarks) {
-  // As old programs wrote them.
+  // As written by old programs.
   for (const bool startFilesInNewVolumes : {false, true}) {
     const std::vector<std::string> volumes =
         writeRar(makeRarVolumes(rarFiles, {.dataPerVolume = 700,
@@ -475,15 +475,15 @@ TEST_F(Volumes, OfRarWithoutEndMarks) {
 TEST_F(Volumes, OfRarThatDoNotFit) {
   std::vector<std::string> volumes = makeRarVolumes(rarFiles, {.dataPerVolume = 700});
   ASSERT_EQ(volumes.size(), 5U);
-  // One more from an older, longer set.
+  // An additional volume of an older, longer set.
   volumes.push_back(makeRarVolumes(rarFiles, {.dataPerVolume = 600}).back());
   std::vector<std::string> written = writeRar(volumes, part1);
   expectFailure(part1(0), in(part1(4)) + " says that it is the last volume, but there are more");
   remove({part1(5)});
-  // One that is something else.
+  // Another file in place of a volume.
   writeFile(in(part1(2)), "no RAR volume");
   expectFailure(part1(0), in(part1(2)) + " is not a RAR volume");
-  // Two that have changed places.
+  // Two volumes exchanged.
   writeFile(in(part1(2)), volumes[3]);
   writeFile(in(part1(3)), volumes[2]);
   const ProgramResult result = oxarchive({"extract", in(part1(0))});
@@ -498,7 +498,7 @@ TEST_F(Volumes, OfRarThatDoNotFit) {
 }
 
 TEST_F(Volumes, OfRarThatAreCutShort) {
-  // Where the cut leaves nothing unfinished but the volume itself.
+  // Truncated between two entries, so that only the volume is incomplete.
   for (const bool isNewFormat : {false, true}) {
     std::vector<std::string> volumes =
         makeRarVolumes(rarFiles, {.isNewFormat = isNewFormat, .startFilesInNewVolumes = true});
@@ -518,20 +518,20 @@ TEST_F(Volumes, OfRarUnderNamesThatTellNothing) {
   writeFile(in("MOVIE-1.BIN"), volumes[0]);
   writeFile(in("MOVIE-2.BIN"), volumes[1]);
   for (const std::string given : {"MOVIE-1.BIN", "MOVIE-2.BIN"}) {
-    expectFailure(given, "it is one of several volumes, and its name does not tell the others");
+    expectFailure(given, "it is one of several volumes, but its name does not say which others");
   }
   remove({"MOVIE-1.BIN", "MOVIE-2.BIN"});
 }
 
 TEST_F(Volumes, OfRarThatContinueAnotherUnderItsName) {
-  const std::string reason = "it continues an earlier volume, and its name does not tell which";
+  const std::string reason = "it continues an earlier volume, but its name does not say which";
   for (const RarOptions& options :
        {RarOptions{.dataPerVolume = 700}, RarOptions{.startFilesInNewVolumes = true},
         RarOptions{.isNewFormat = true, .dataPerVolume = 700},
         RarOptions{.isNewFormat = true, .startFilesInNewVolumes = true}}) {
     const std::vector<std::string> volumes = makeRarVolumes(rarFiles, options);
     ASSERT_GE(volumes.size(), 3U);
-    // The last one alone, and the last two as if they were the first.
+    // Only the last volume, and the last two under the names of the first.
     writeFile(in("x.part8 (1).rar"), volumes.back());
     writeFile(in("x.bin"), volumes.back());
     writeFile(in("y.part1.rar"), volumes[volumes.size() - 2]);
@@ -557,7 +557,7 @@ TEST_F(Volumes, ASingleRarFile) {
         RarOptions{
             .isNewFormat = true, .isPacked = true, .isSolid = true, .dataPerVolume = 100'000}}) {
     writeRar(makeRarVolumes(rarFiles, options), letters);
-    // Whatever else is called like a volume of it.
+    // Another file with the name of one of its volumes.
     writeFile(in("movie.r00"), "something else");
     writeFile(in("movie.part2.rar"), "something else");
     expectWell("movie.rar", "movie", rarTree());

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Tests what bash completes for oxarchive, and that both shells know the options that --help tells.
+# Tests bash's completions for oxarchive, and that both shells know all options in --help.
 #
 #   completions.bash FOLDER OXARCHIVE    the folder with the completions, and the program
 set -u
@@ -10,7 +10,7 @@ failures=0
 # shellcheck source=/dev/null
 source "$folder/oxarchive.bash"
 
-# expect EXPECTED WORD...     what the last word is completed to, in order, with one space between
+# expect EXPECTED WORD...     the completions of the last word, in order, separated by a space
 expect() {
   COMP_WORDS=(oxarchive "${@:2}")
   COMP_CWORD=$(($# - 1))

@@ -18,7 +18,7 @@ namespace {
 
 using Rest = std::span<const char* const>;
 
-// An option as the user has given it.
+// An option as given by the user.
 struct Given {
   std::string name;
   std::string value;
@@ -45,7 +45,7 @@ void setStyle(Options& options, ListStyle style) {
   options.style = style;
 }
 
-// A whole number, at least 1; sizes may have K, M, G or T behind them, in powers of 1024.
+// A positive integer. Sizes may end in K, M, G or T, for powers of 1024.
 std::uint64_t readCount(const Given& given, bool isSize) {
   constexpr std::string_view units = "KMGT";
   std::string_view digits = given.value;
@@ -59,7 +59,8 @@ std::uint64_t readCount(const Given& given, bool isSize) {
   const char* const last = digits.data() + digits.size();
   const auto [end, error] = std::from_chars(digits.data(), last, value);
   if (error != std::errc() || end != last || value == 0 || value > UINT64_MAX >> shift) {
-    throw UsageError(given.name + " takes a number" + (isSize ? " of bytes, as 500M or 2G" : ""));
+    throw UsageError(given.name + " takes a number" +
+                     (isSize ? " of bytes, such as 500M or 2G" : ""));
   }
   return value << shift;
 }
@@ -68,8 +69,8 @@ enum : unsigned { extracting = 1, listing = 2, creating = 4 };
 
 struct Option {
   std::string_view name;
-  unsigned commands;  // that know it
-  const char* value;  // what it needs; null when it is a mere switch
+  unsigned commands;  // that accept it
+  const char* value;  // the value it needs, in words; null for a switch
   void (*take)(Options& options, const Given& given);
 };
 
@@ -118,7 +119,7 @@ const char* takeFirst(Rest& rest) {
   return first;
 }
 
-// Takes `argument`, which is "NAME", "NAME VALUE" with the value in `rest`, or "NAME=VALUE".
+// Parses `argument`: "NAME", "NAME VALUE" with the value in `rest`, or "NAME=VALUE".
 void takeOption(const std::string& argument, Rest& rest, unsigned command, Options& options) {
   const std::size_t nameEnd = std::min(argument.find('='), argument.size());
   const bool hasValue = nameEnd < argument.size();
@@ -173,7 +174,7 @@ Options parse(Rest rest, unsigned command) {
   return options;
 }
 
-// The text that the user asks for in place of any work; "" when there is none.
+// The help or version text if the user asks for it, else "".
 std::string textAskedFor(Rest arguments) {
   for (const std::string_view argument : arguments) {
     if (argument == "--") {
@@ -192,8 +193,7 @@ std::string textAskedFor(Rest arguments) {
 }  // namespace
 
 Command parseCommandLine(std::span<const char* const> arguments) {
-  // What another process of this program asks for is taken as it is: its archive may be called
-  // "--help".
+  // From another process of this program; not parsed, since the archive may be called "--help".
   if (arguments.size() == 2 && arguments.front() == std::string_view("list-worker")) {
     return [archive = std::string(arguments.back())](Console& console) {
       return sendListing(archive, {}, console);

@@ -8,15 +8,15 @@
 
 namespace oxarchive {
 
-// Does what the user wants; true when all of it was done.
+// Runs the command. Returns whether all of it was done.
 using Command = std::function<bool(Console&)>;
 
-// What to do. Throws UsageError.
+// Parses the command line. Throws UsageError.
 Command parseCommandLine(std::span<const char* const> arguments);
 
 extern const char* const helpText;
 
-// "oxarchive 0.1.0", and the libraries that it works with.
+// "oxarchive 0.1.0" and the versions of its libraries.
 std::string versionText();
 
 }  // namespace oxarchive

@@ -1,5 +1,4 @@
-// What the program does. Each is true when all of it was done; what went wrong has been told
-// otherwise.
+// The commands. Each returns true if all of it was done, else false after reporting what failed.
 
 #pragma once
 
@@ -14,11 +13,11 @@
 
 namespace oxarchive {
 
-// The command line. Each command knows some of the options.
+// The parsed command line. Each command uses some of the options.
 struct Options {
   std::vector<std::string> operands;  // at least one, none of them empty; the archive comes first
   std::optional<std::string> into;    // not empty
-  bool isTrashing = false;            // of the archives that were extracted
+  bool isTrashing = false;            // the archives that were extracted
   ListStyle style = ListStyle::table;
   std::optional<std::string> level;
   std::optional<std::string> method;
@@ -26,20 +25,19 @@ struct Options {
   Limits limits;
 };
 
-// Extracts all archives, each into a new folder of its own, and then moves those that were
-// extracted whole to the Trash if that is wanted.
+// Extracts all archives, each into a new folder of its own. With `isTrashing`, then moves those
+// that were extracted completely to the Trash.
 bool extractArchives(const Options& options, Console& console);
 
-// Prints what is in each archive.
+// Prints the entries of each archive.
 bool listArchives(const Options& options, Console& console);
 
-// What `list` runs in a process of its own: goes into a cage, opens the archive and writes its
-// entries to standard output, each as a coded `ListedFile`. False when that cannot be done to the
-// end, and told why.
+// The process that `list` starts: enters a cage, opens the archive and writes each entry to
+// standard output as a coded `ListedFile`. Returns false, after reporting why, if it cannot finish.
 bool sendListing(const std::string& archive, const Limits& limits, Console& console);
 
-// Packs the items after the first operand into a new archive, which is there only when it is whole.
-// Throws UsageError for what makes no sense.
+// Packs the items after the first operand into a new archive, which appears only when it is
+// complete. Throws UsageError for invalid options.
 bool createArchive(const Options& options, Console& console);
 
 }  // namespace oxarchive

@@ -20,7 +20,7 @@
 namespace oxarchive {
 namespace {
 
-// What hinders, and what is left out. Throws ArchiveFailure when there is nothing to be done.
+// Reports obstacles and omitted items. Throws ArchiveFailure if no archive can be made.
 void tellProblems(const DeltaTree& tree, Console& console) {
   for (const std::string& message : tree.leftOut) {
     console.message(message);
@@ -29,14 +29,14 @@ void tellProblems(const DeltaTree& tree, Console& console) {
     console.message(message);
   }
   if (!tree.unreadable.empty()) {
-    throw ArchiveFailure("no archive is made, since not everything can be read");
+    throw ArchiveFailure("no archive is made, because not everything can be read");
   }
   if (tree.entries == 0) {
-    throw ArchiveFailure("no archive is made, since nothing is left to be packed");
+    throw ArchiveFailure("no archive is made, because nothing is left to pack");
   }
 }
 
-// Whether all of the tree was packed.
+// Returns whether all of the tree was packed.
 bool pack(const std::string& archive, const DeltaTree& tree, const Format& format,
           const OXArchiveSettings& settings, Console& console) {
   const std::string name(nameOf(archive));

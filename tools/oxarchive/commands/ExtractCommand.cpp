@@ -36,8 +36,8 @@
 namespace oxarchive {
 namespace {
 
-// The folders that were made for an archive. They go with this object as far as they are empty,
-// unless they are to be kept.
+// The folders that were made for an archive. The destructor removes those that are empty, unless
+// `keep` was called.
 class NewFolders : Uncopied {
  public:
   NewFolders() = default;
@@ -47,8 +47,8 @@ class NewFolders : Uncopied {
     }
   }
 
-  // Makes what is missing on the way to `destination`, itself included. Whether a folder is new is
-  // what its creation says: behind "missing/.." one that was there before looks missing too.
+  // Makes `destination` and its missing parents. Creation itself tells whether a folder is new: a
+  // check beforehand would take an existing folder behind "missing/.." for a new one.
   void makeWayTo(const std::string& destination) {
     std::size_t end = 0;
     while (end < destination.size()) {
@@ -67,13 +67,13 @@ class NewFolders : Uncopied {
     }
   }
 
-  // Of a folder that was made by other means.
+  // Adds a folder that was made elsewhere.
   void add(const std::string& folder) { made_.push_back(folder); }
 
   void keep() { made_.clear(); }
 
  private:
-  std::vector<std::string> made_;  // from the outermost inwards
+  std::vector<std::string> made_;  // outermost first
 };
 
 bool isEmptyFolder(int fd, const std::string& path) {
@@ -84,7 +84,7 @@ bool isEmptyFolder(int fd, const std::string& path) {
   return nextName(stream) == nullptr;
 }
 
-// A new folder that is empty and open.
+// An open, empty new folder.
 struct ExtractionFolder {
   std::string path;
   Descriptor descriptor;
@@ -95,12 +95,12 @@ ExtractionFolder makeFolder(const VolumeSet& volumes, const std::string& destina
   const OXString name = OXFileUtilAdditions::stringByDeletingArchiveExtension(volumes.name);
   const OXString path = OXSafelyCreateArchiveSubdir(name, destination, false);
   if (!path) {
-    throw ArchiveFailure("no folder can be made that is called " + printable(*name));
+    throw ArchiveFailure("a folder cannot be called " + printable(*name));
   }
   ExtractionFolder folder{*path, Descriptor(::open(path->c_str(), folderFlags))};
   int error = folder.descriptor.isOpen() ? 0 : errno;
   if (error == ENOENT) {
-    // A path is given even when no folder could be made there; another try tells why.
+    // The library returns a path even if it could not make the folder; another try tells why.
     if (::mkdir(path->c_str(), 0777) != 0) {
       throw ArchiveFailure(withSystemReason("cannot make the folder " + printable(*path), errno));
     }
@@ -122,7 +122,7 @@ struct ReportUnmapper {
 };
 using SharedReport = std::unique_ptr<ExtractionReport, ReportUnmapper>;
 
-// One that this process and its children have in common.
+// A report in memory that this process shares with its children.
 SharedReport newSharedReport() {
   void* const memory = ::mmap(nullptr, sizeof(ExtractionReport), PROT_READ | PROT_WRITE,
                               MAP_SHARED | MAP_ANONYMOUS, -1, 0);
@@ -132,7 +132,7 @@ SharedReport newSharedReport() {
   return SharedReport(new (memory) ExtractionReport());
 }
 
-// Which items the volumes of an archive are. An archive that cannot be looked at has fewer.
+// The volumes of an archive as items on disk; those that cannot be examined are left out.
 std::vector<OXFileReference> referencesTo(const VolumeSet& volumes) {
   std::vector<OXFileReference> references;
   for (const std::string& path : volumes.paths) {
@@ -144,18 +144,18 @@ std::vector<OXFileReference> referencesTo(const VolumeSet& volumes) {
   return references;
 }
 
-// A folder's own path, whichever way leads there.
+// The canonical path of the folder that `path` is in.
 std::string realFolderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
   return OXFileUtilAdditions::canonicalPath(folder).value_or(folder);
 }
 
-// Moves a volume to the Trash; "" when it is gone, else why it is not.
+// Moves a volume to the Trash. Returns "" or the reason for a failure.
 std::string trash(const OXFileReference& volume) {
   OXFileReference now;
   if (!OXReferenceFromPath(now, volume.path)) {
-    return "it is not there any more";
+    return "it no longer exists";
   }
   if (now != volume) {
     return "it was replaced while it was extracted";
@@ -168,7 +168,7 @@ class Extractions {
   Extractions(const Options& options, Console& console)
       : options_(options), console_(console), password_(readPassword(options.password, false)) {}
 
-  // Whether all of it was done.
+  // Returns whether everything was done.
   bool run() {
     for (const std::string& archive : options_.operands) {
       if (isInterrupted()) {
@@ -181,7 +181,7 @@ class Extractions {
       }
     }
     console_.progress().clear();
-    // An archive stays where its user has not been told of its folder.
+    // An archive whose folder could not be reported to the user is not moved to the Trash.
     if (options_.isTrashing && !isInterrupted() && console_.areResultsWritten()) {
       moveToTrash();
     }
@@ -199,7 +199,7 @@ class Extractions {
     std::set<std::string>& names = given_[volumes.paths.front()];
     const bool isFirst = names.empty();
     if (names.insert(archive).second && !isFirst) {
-      console_.message(printable(archive) + ": a volume of an archive that was given before");
+      console_.message(printable(archive) + ": a volume of an archive that was already given");
       return;
     }
     const std::vector<OXFileReference> references = referencesTo(volumes);
@@ -210,8 +210,8 @@ class Extractions {
     }
   }
 
-  // Extracts to a new folder in `destination`, and gives the number of entries of an archive that
-  // was whole. Throws ArchiveFailure when there is no such folder.
+  // Extracts to a new folder in `destination`. Returns the number of entries if the archive was
+  // complete. Throws ArchiveFailure if there is no folder in the end.
   std::uint64_t extractTo(const std::string& destination, const std::string& archive,
                           const VolumeSet& volumes) {
     checkTemporaryFolder();
@@ -258,8 +258,8 @@ class Extractions {
                     entriesText(report.entries, size) + (isWhole ? "" : " (incomplete)"));
   }
 
-  // All volumes of an archive, as they were before it was read. The same by another path is the
-  // same.
+  // Adds the volumes of an archive, as they were before it was read. The same volume by another
+  // path counts once.
   void addToTrash(const std::vector<OXFileReference>& volumes) {
     for (const OXFileReference& volume : volumes) {
       if (trashedNames_.emplace(realFolderOf(volume.path), nameOf(volume.path)).second) {
@@ -281,11 +281,11 @@ class Extractions {
   Console& console_;
   OXString password_;
   bool isComplete_ = true;
-  // By which of its volumes each archive was given: one that is named by several of them, as by
-  // "disk.7z.*", is extracted once.
+  // The volumes by which each archive was given: an archive named by several of its volumes, as
+  // with "disk.7z.*", is extracted once.
   std::map<std::string, std::set<std::string>> given_;
-  // What is to go to the Trash once all work is done: until then it may be needed again, since
-  // several volumes of one archive may have been given.
+  // Moved to the Trash at the end: until then another argument may name a volume of the same
+  // archive.
   std::vector<OXFileReference> trashed_;
   std::set<std::pair<std::string, std::string>> trashedNames_;
 };

@@ -20,7 +20,7 @@ namespace {
 
 using ReaderState = OXCBORSequenceReader::State;
 
-// Whether everything that came was a record with a path. Ends early when the table cannot be
+// Returns whether everything received was a record with a path. Stops early if the table cannot be
 // written.
 bool listRecords(OXCBORSequenceReader& reader, ListTable& table, const Console& console) {
   while (const auto item = reader.next()) {
@@ -37,19 +37,19 @@ bool listRecords(OXCBORSequenceReader& reader, ListTable& table, const Console& 
   return state == ReaderState::ended || state == ReaderState::truncated;
 }
 
-// Why the listing is not whole, as far as the worker has not told it itself; or "".
+// Why the listing is incomplete, unless the worker has reported it itself; else "".
 std::string reasonOf(const WorkerEnd& end, bool isTruncated) {
   if (std::string reason = end.reason(); !reason.empty()) {
     return reason;
   }
   if (isTruncated) {
-    return "the process that read it stopped within an entry";
+    return "the process that read it stopped in the middle of an entry";
   }
   const bool isSilent = end.exitCode != EXIT_SUCCESS && end.exitCode != failureTold;
   return isSilent ? "not all of it could be read" : "";
 }
 
-// Another program in place of this one, if the user wants that.
+// Runs another program as the worker if the user has set one.
 int runWorker(const std::string& archive, const Limits& limits, Console& console) {
   const char* const other = std::getenv("OXARCHIVE_WORKER");
   if (other == nullptr || *other == '\0') {
@@ -69,11 +69,11 @@ bool listArchive(const std::string& archive, const Options& options, Console& co
   const bool areRecords = listRecords(reader, table, console);
   table.flush();
   if (!console.areResultsWritten()) {
-    return false;  // which ends the worker
+    return false;  // ends the worker
   }
   if (!areRecords) {
     table.finish(false);
-    console.message(label + "the process that read it sent something that is no listing");
+    console.message(label + "the process that read it sent something other than a listing");
     return false;
   }
   const WorkerEnd end = worker.wait();
@@ -89,7 +89,7 @@ bool listArchive(const std::string& archive, const Options& options, Console& co
 }  // namespace
 
 bool listArchives(const Options& options, Console& console) {
-  // Names are never encrypted where they can be read; what is wrong with the option is told.
+  // Listing needs no password, but errors in the option are reported.
   static_cast<void>(readPassword(options.password, false));
   const bool areNamed = options.operands.size() > 1 && options.style != ListStyle::records;
   bool isComplete = true;

@@ -25,13 +25,13 @@ std::optional<OXDate> toDate(const std::optional<timespec>& time) {
                                  static_cast<double>(time->tv_nsec) * 1e-9));
 }
 
-// Sends what is in an archive.
+// Sends the entries of an archive.
 class Listing {
  public:
   Listing(const std::string& archive, const Limits& limits, Console& console)
       : archive_(archive), limits_(limits), console_(console) {}
 
-  // Whether all of it could be sent.
+  // Returns whether all of it was sent.
   bool run() {
     std::string reason;
     try {
@@ -55,7 +55,7 @@ class Listing {
 
   void tell(const std::string& what) { console_.message(printable(archive_) + ": " + what); }
 
-  // Whether it can still be written.
+  // Returns whether more can be written.
   bool send(const Entry& entry) {
     ListedFile file;
     file.setPath(entry.path);
@@ -80,7 +80,7 @@ class Listing {
   std::uint64_t nameless_ = 0;
 };
 
-// What has been listed when this process is given up.
+// The listing to flush if this process is ended for lack of progress.
 Listing* current = nullptr;
 
 void Listing::sendAll() {
@@ -97,7 +97,7 @@ void Listing::sendAll() {
       tell("entry " + std::to_string(number) + ": it has no name" +
            (entry->warning.empty() ? "" : " (" + entry->warning + ")"));
     } else if (entry->path.find_first_not_of('/') != std::string::npos && !send(*entry)) {
-      // The root of the archive has no name of its own, and is not listed.
+      // The root folder has no name of its own and is not listed.
       return;
     }
   }

@@ -2,7 +2,7 @@
 
 _oxarchive() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} words=""
-  # bash takes "--level=best" for three words.
+  # bash splits "--level=best" into three words.
   if [[ $word == "=" ]]; then
     word=""
   elif [[ $before == "=" ]]; then

@@ -7,17 +7,17 @@
 
 namespace oxarchive {
 
-// Whether all of `text` was written.
+// Returns whether all of `text` was written.
 bool writeAll(int fd, std::string_view text);
 
-// What the program says: results on standard output, everything else on standard error. All texts
-// are printable already.
+// The program's output: results on standard output, everything else on standard error. The caller
+// makes texts printable.
 class Console {
  public:
   Console();
 
-  // Results as they are. When some cannot be written the reason is told, once, and those after them
-  // are left out, so that the work goes on to its proper end.
+  // Writes results unchanged. If that fails, reports the reason once and drops all further results,
+  // so that the work is still completed.
   void results(std::string_view bytes);
 
   // One line of results.
@@ -25,7 +25,7 @@ class Console {
 
   bool areResultsWritten() const { return areResultsWritten_; }
 
-  // "oxarchive: TEXT". Does not fail: there is nowhere else to say it.
+  // Writes "oxarchive: TEXT". Ignores failures, since there is nowhere to report them.
   void message(const std::string& text);
 
   ProgressBar& progress() { return progress_; }

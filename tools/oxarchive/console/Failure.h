@@ -1,5 +1,5 @@
-// How the program's parts tell that something cannot be done. The texts are whole reasons for the
-// user, without the name of the archive; names of files in them are printable already.
+// The exceptions of the program. Their texts are complete reasons for the user, without the name of
+// the archive; file names in them are already printable.
 
 #pragma once
 
@@ -9,13 +9,13 @@
 
 namespace oxarchive {
 
-// The command line makes no sense.
+// The command line is invalid.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// The archive cannot be opened, or not be read or written out any further.
+// The archive cannot be opened, or not be read or written any further.
 class ArchiveFailure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -33,13 +33,13 @@ class EntryFailure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The same, since it is encrypted and cannot be decrypted.
+// The same, because it is encrypted and cannot be decrypted.
 class EncryptedEntry : public EntryFailure {
  public:
   using EntryFailure::EntryFailure;
 };
 
-// "REASON: what the system says of `error`".
+// "REASON: ", then the system's text for `error`.
 inline std::string withSystemReason(const std::string& reason, int error) {
   return reason + ": " + std::strerror(error);
 }

@@ -46,7 +46,7 @@ std::string flagsOf(const ListedFile& file) {
   return {file.isFolder() ? 'd' : '-', file.isEncrypted() ? 'e' : '-'};
 }
 
-// The kind goes by the name alone, so that of a folder called "photos.zip" would be wrong.
+// The library derives a kind from the name alone, which is wrong for a folder "photos.zip".
 std::string kindOf(const ListedFile& file) {
   if (file.isFolder()) {
     return "Folder";
@@ -57,7 +57,7 @@ std::string kindOf(const ListedFile& file) {
 
 using LocalTime = std::unique_ptr<GDateTime, void (*)(GDateTime*)>;
 
-// Null when there is none that the calendar has.
+// Null if the date is outside the calendar.
 LocalTime localTimeOf(const ListedFile& file) {
   const std::optional<OXDate> date = file.modificationTime();
   const double seconds = date ? std::floor(date->time_since_epoch().count()) : NAN;
@@ -68,7 +68,7 @@ LocalTime localTimeOf(const ListedFile& file) {
           ::g_date_time_unref};
 }
 
-// In a language without words for the halves of the day the hours count to 24.
+// In languages without words for AM and PM, uses 24 hours.
 std::string dateOf(const ListedFile& file) {
   OXString date = OXFileUtilAdditions::fileDateDescription(file.modificationTime());
   if (!date || !date->ends_with(' ')) {
@@ -117,7 +117,7 @@ void ListTable::add(const ListedFile& file, std::span<const std::byte> record) {
       break;
   }
   ++entries_;
-  // What an archive claims may be anything.
+  // The sizes in an archive may be wrong, so the sum must not overflow.
   bytes_ += std::min(file.actualSize(), std::numeric_limits<std::uint64_t>::max() - bytes_);
   if (rows_.size() > flushSize) {
     flush();

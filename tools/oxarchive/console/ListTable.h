@@ -12,8 +12,8 @@ namespace oxarchive {
 
 enum class ListStyle { table, details, records };
 
-// What `list` prints: a row for each entry, and then the totals. Columns start at the same places
-// in every listing, so that scripts can cut them; the path is the last one, and whole.
+// The output of `list`: a row for each entry, then the totals. Columns start at the same positions
+// in every listing, so that scripts can cut them. The path is last and never truncated.
 //
 //   Flags      Size  Modified               Kind                      Path
 //   d-          0 B  Sep 09, 2001 01:46 AM  Folder                    docs
@@ -26,18 +26,18 @@ enum class ListStyle { table, details, records };
 //   d-     drwxr-xr-x               0  2001-09-09T01:46:40+00:00  docs
 //   --     lrwxrwxrwx               0  2001-09-09T01:46:40+00:00  link -> docs
 //
-// As records nothing but these, as they came.
+// With records, only the records as received.
 class ListTable {
  public:
   ListTable(Console& console, ListStyle style) : console_(console), style_(style) {}
 
-  // `file` has a path, and came as `record`.
+  // `file` has a path and was decoded from `record`.
   void add(const ListedFile& file, std::span<const std::byte> record);
 
-  // Prints what is still kept back; the table may go on after it.
+  // Prints buffered rows; more may follow.
   void flush();
 
-  // Prints the totals too. Without an entry, a listing that is not complete has none.
+  // Prints the totals too, unless the listing is incomplete and has no entry.
   void finish(bool isComplete);
 
  private:
@@ -46,7 +46,7 @@ class ListTable {
 
   Console& console_;
   ListStyle style_;
-  std::string rows_;  // put together, since a listing may have very many
+  std::string rows_;  // buffered, since a listing may have very many
   std::uint64_t entries_ = 0;
   std::uint64_t bytes_ = 0;
 };

@@ -27,7 +27,7 @@ constexpr std::size_t longestPassword = 1024;
   throw std::runtime_error(reason);
 }
 
-// A signal would not end the reading of a terminal. One that comes just before the wait is seen
+// A signal does not interrupt `read`, so waits in short steps; a signal just before a wait is seen
 // soon.
 void waitForInput(int fd) {
   constexpr int milliseconds = 200;
@@ -38,7 +38,7 @@ void waitForInput(int fd) {
   throwIfInterrupted();
 }
 
-// Up to the end of the line, or of the file, and not a byte further.
+// Reads to the end of the line or of the file, and no byte beyond.
 std::string readLine(int fd, const std::string& subject) {
   std::string line;
   for (;;) {
@@ -78,7 +78,7 @@ std::string passwordInEnvironment(const std::string& name) {
   return value;
 }
 
-// A terminal that does not show what is typed, as long as the object lives.
+// Turns off the echo of the terminal during its lifetime.
 class SilentTerminal : Uncopied {
  public:
   SilentTerminal() : terminal_(::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
@@ -110,7 +110,7 @@ class SilentTerminal : Uncopied {
 std::string passwordOnTerminal(bool isNew) {
   SilentTerminal terminal;
   std::string password = terminal.ask("Password: ");
-  if (isNew && terminal.ask("The same again: ") != password) {
+  if (isNew && terminal.ask("Password again: ") != password) {
     fail("the two passwords differ");
   }
   return password;

@@ -12,8 +12,8 @@ bool isPlain(char c) {
   return c >= ' ' && c <= '~' && c != '\\';
 }
 
-// Seen as what it is, and nothing that steers or deceives: controls, marks for the direction of
-// writing and others without a width, and letters that are blank.
+// Whether the character is visible and harmless: no control character, no direction mark or other
+// character without a width, no blank letter.
 bool isHarmless(gunichar c) {
   constexpr auto blanks = std::to_array<gunichar>({0x115F, 0x1160, 0x2800, 0x3164, 0xFFA0});
   constexpr auto invisible =
@@ -23,7 +23,7 @@ bool isHarmless(gunichar c) {
          std::ranges::find(blanks, c) == blanks.end();
 }
 
-// Of the character that `text` starts with.
+// The size of the first character.
 std::size_t sizeOfFirst(std::string_view text) {
   return static_cast<std::size_t>(g_utf8_next_char(text.data()) - text.data());
 }
@@ -52,9 +52,9 @@ std::string printable(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size());
   for (;;) {
-    // Most names are ASCII, of which nothing else has to be known.
-    const auto other = std::ranges::find_if_not(bytes, isPlain);
-    const auto plain = static_cast<std::size_t>(other - bytes.begin());
+    // The fast path: most names are ASCII.
+    const auto plain =
+        static_cast<std::size_t>(std::ranges::find_if_not(bytes, isPlain) - bytes.begin());
     text += bytes.substr(0, plain);
     bytes.remove_prefix(plain);
     if (bytes.empty()) {
@@ -63,7 +63,7 @@ std::string printable(std::string_view bytes) {
     const gunichar c = g_utf8_get_char_validated(bytes.data(), static_cast<gssize>(bytes.size()));
     const bool isCharacter = g_unichar_validate(c) != 0;
     const std::size_t size = isCharacter ? sizeOfFirst(bytes) : 1;
-    // A name that looks like an escape is not one.
+    // A "\x" in the name itself is escaped too.
     if (isCharacter && isHarmless(c) && !bytes.starts_with("\\x")) {
       text += bytes.substr(0, size);
     } else {

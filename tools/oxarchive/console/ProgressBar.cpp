@@ -28,7 +28,7 @@ std::size_t columns(int fd) {
 }
 
 void write(int fd, std::string_view text) {
-  // What does not reach the terminal is drawn again soon.
+  // A failed write is ignored: the next drawing follows soon.
   std::ignore = ::write(fd, text.data(), text.size());
 }
 
@@ -36,7 +36,7 @@ void write(int fd, std::string_view text) {
 std::string line(const std::string& label, unsigned percent, std::size_t width) {
   constexpr std::size_t frame = std::string_view("  [] 100%").size();
   constexpr std::size_t shortestBar = 10;
-  // The last column stays free, so that no terminal wraps the line.
+  // Leaves the last column free, so that no terminal wraps the line.
   const std::size_t room = width > frame + 1 ? width - frame - 1 : 0;
   if (room < shortestBar) {
     return std::to_string(percent) + "%";

@@ -8,21 +8,20 @@
 
 namespace oxarchive {
 
-// One line at the foot of a terminal that is drawn over again. Nothing is written where `fd` is no
-// terminal, or one that cannot go back to the start of a line.
+// A line at the bottom of a terminal that is redrawn in place. Writes nothing if `fd` is not a
+// terminal, or one that cannot return to the start of a line.
 class ProgressBar : Uncopied {
  public:
   explicit ProgressBar(int fd);
   ~ProgressBar() { clear(); }
 
-  // `done` of `total` for what is called `label`. May be called often: it is drawn some times a
-  // second.
+  // Shows `done` of `total` for `label`. May be called often: it redraws only a few times a second.
   void show(const std::string& label, std::uint64_t done, std::uint64_t total);
 
-  // Gives the line back to other output.
+  // Clears the line for other output.
   void clear();
 
-  // Takes away what another process has drawn, too.
+  // Clears the line, also if another process has drawn it.
   void clearAll();
 
  private:

@@ -28,7 +28,7 @@ mode_t fileCreationMask() {
   return mask;
 }
 
-// Whether the link at `path` in the folder leads out of it, over other links too.
+// Whether the link at `path` in the folder leads out of it, directly or through other links.
 bool leadsOut(const std::string& folder, const std::string& path) {
   namespace fs = std::filesystem;
   std::error_code error;
@@ -48,8 +48,8 @@ class Extraction {
         label_(printable(job.archive)),
         reader_(job.volumes, job.password) {}
 
-  // Whether all of it was extracted. Throws ArchiveFailure when nothing was, and nothing is left of
-  // it.
+  // Returns whether everything was extracted. If nothing was, removes what was made and throws
+  // ArchiveFailure.
   bool run() {
     SafeExtractor extractor(std::move(job_.descriptor), fileCreationMask());
     std::string damage;
@@ -60,7 +60,7 @@ class Extraction {
       throw;
     }
     makeDelayedLinks(extractor);
-    // Before folders are closed to this process, by the permissions that they have in the archive.
+    // Before `finish`: the archive's permissions may make folders unreadable to this process.
     report_.size = extractedSize();
     report_.isSizeKnown = true;
     extractor.finish();
@@ -68,7 +68,7 @@ class Extraction {
   }
 
  private:
-  // Gives the reason why it had to stop before the end, or "".
+  // Returns the reason for stopping before the end, or "".
   std::string extractAll(SafeExtractor& extractor) {
     try {
       while (const Entry* const entry = reader_.next()) {
@@ -83,7 +83,7 @@ class Extraction {
       }
       return failure.what();
     }
-    // Folders and empty files alone are of no use.
+    // Folders and empty files alone do not count as a result.
     if (encrypted_ > 0 && bytes_ == 0) {
       throw EncryptedArchive(whyEncrypted_);
     }
@@ -114,7 +114,7 @@ class Extraction {
       tellOf(entry, "warning: " + entry.warning);
     }
     if (entry.path.starts_with('/') && !std::exchange(areAbsoluteTold_, true)) {
-      console_.message(label_ + ": its absolute names are taken to start at the new folder");
+      console_.message(label_ + ": its absolute paths are extracted below the new folder");
     }
     checkLimit(report_.entries + 1, job_.limits.entries, "entries");
     std::uint64_t size = 0;
@@ -144,7 +144,7 @@ class Extraction {
     markUnfinished("");
   }
 
-  // For the case that this process comes to a sudden end.
+  // Tells the parent what to remove if this process is killed.
   void markUnfinished(const std::string& path) {
     const std::size_t length = std::min(path.size(), report_.unfinished.size() - 1);
     path.copy(report_.unfinished.data(), length);
@@ -156,9 +156,8 @@ class Extraction {
     console_.message(label_ + ": " + subject + ": " + what);
   }
 
-  // Of what has become of the archive on disk, where a later entry may have replaced an earlier
-  // one. The library leaves out what has a long path; the data that was written is nearer to it
-  // then.
+  // The size on disk, since a later entry may have replaced an earlier one. The library truncates
+  // long paths and would miss files; then the number of bytes written is the better figure.
   std::uint64_t extractedSize() const {
     constexpr std::size_t longestCounted = 1021;
     if (job_.folder.size() + 1 + longestPath_ > longestCounted) {
@@ -200,7 +199,7 @@ class Extraction {
 
 // Throws ArchiveFailure when nothing was extracted.
 ExtractionEnd extract(ExtractionJob& job, ExtractionReport& report, Console& console) {
-  catchInterruptions(false);  // the parent decides when it is enough
+  catchInterruptions(false);  // the parent decides when to stop
   demandHeadway(static_cast<unsigned>(job.limits.patience));
   enterCage(
       {.readableFiles = job.volumes, .writableFolder = job.folder, .memory = job.limits.memory});
@@ -232,7 +231,7 @@ void removeUnfinished(const ExtractionJob& job, const ExtractionReport& report) 
     SafeExtractor(Descriptor(::fcntl(job.descriptor.get(), F_DUPFD_CLOEXEC, 0)), 0)
         .removeFile(path);
   } catch (const std::runtime_error&) {
-    // There is none.
+    // It does not exist.
   }
 }
 

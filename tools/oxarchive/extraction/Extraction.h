@@ -15,9 +15,9 @@
 
 namespace oxarchive {
 
-// An archive on its way into its new folder.
+// An archive to extract into a new folder.
 struct ExtractionJob {
-  std::string archive;               // as the user calls it
+  std::string archive;               // as the user named it
   std::vector<std::string> volumes;  // its files in order
   OXString password;
   Limits limits;
@@ -25,23 +25,23 @@ struct ExtractionJob {
   Descriptor descriptor;  // of the empty folder
 };
 
-// What the process that extracts tells the one that waits for it, whatever becomes of it.
+// Shared memory from the extracting process to its parent, valid even if that process is killed.
 struct ExtractionReport {
   std::atomic<std::uint64_t> entries = 0;
   std::atomic<std::uint64_t> size = 0;  // of what is in the folder
   std::atomic<bool> isSizeKnown = false;
-  // The path in the folder of what is being made, cut to the length that a path may have.
+  // The path, in the folder, of the item being made, truncated to PATH_MAX.
   std::array<char, PATH_MAX> unfinished{};
 };
 
-// How extracting has ended; exit codes too.
+// The result of an extraction, also used as the exit code.
 enum class ExtractionEnd : int { whole = 0, incomplete = 1, nothing = 2 };
 
-// Goes into a cage and extracts the archive. What went wrong is told; where nothing could be
-// extracted the folder is left empty.
+// Enters a cage and extracts the archive. Reports errors. If nothing can be extracted, the folder
+// is left empty.
 ExtractionEnd extractCaged(ExtractionJob& job, ExtractionReport& report, Console& console);
 
-// Removes what was being made when the process that did it ended.
+// Removes the item that was being made when the extracting process ended.
 void removeUnfinished(const ExtractionJob& job, const ExtractionReport& report);
 
 }  // namespace oxarchive

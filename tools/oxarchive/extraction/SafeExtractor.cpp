@@ -20,8 +20,7 @@
 namespace oxarchive {
 namespace {
 
-// A failed system call is either the fault of this one name or link, or one that everything else
-// would meet too.
+// Some errors concern only this entry, others (a full disk) every entry after it too.
 [[noreturn]] void fail(std::string_view path, int error) {
   switch (error) {
     case EISDIR:
@@ -53,7 +52,7 @@ void restoreTimes(int folder, const char* name, const Times& restored) {
   }
 }
 
-// Without set-user-ID, set-group-ID and sticky bits.
+// Drops the set-user-ID, set-group-ID and sticky bits.
 mode_t permissionsOf(const Entry& entry) {
   return entry.mode & 0777U;
 }
@@ -83,13 +82,13 @@ void writeAt(int file, Bytes bytes, std::uint64_t offset, std::string_view path)
   }
 }
 
-// The path of the entry that a hard link is another name of.
+// The path of a hard link's target.
 std::string pathOfLinked(const Entry& entry) {
   std::string path;
   try {
     path = pathInFolder(entry.linkTarget);
   } catch (const EntryFailure&) {
-    // Told below.
+    // Reported below.
   }
   if (path.empty()) {
     throw EntryFailure("it is a link that leads out of the folder: " + printable(entry.linkTarget));
@@ -112,7 +111,8 @@ void removeFiles(int folder) {
   }
 }
 
-// Writes the entry's data from `block` on, and gives its size. A hole at the end is made as well.
+// Writes the entry's data, starting with `block`, and a hole at its end if there is one. Returns
+// the size.
 std::uint64_t writeData(int file, std::optional<DataBlock> block, const Entry& entry,
                         const SafeExtractor::ReadData& readData) {
   std::uint64_t end = 0;
@@ -125,7 +125,7 @@ std::uint64_t writeData(int file, std::optional<DataBlock> block, const Entry& e
   }
   if (entry.size && *entry.size != end) {
     if (!entry.hasHoleAtEnd || *entry.size < end) {
-      throw EntryFailure("its data has another size than the archive says");
+      throw EntryFailure("its data does not have the size that the archive says");
     }
     end = *entry.size;
     if (::ftruncate(file, static_cast<off_t>(end)) != 0) {
@@ -159,7 +159,7 @@ std::uint64_t SafeExtractor::extract(const Entry& entry, const ReadData& readDat
   throw EntryFailure("devices, pipes and sockets are not extracted");
 }
 
-// Removes a file or link; a folder stays, and is an error.
+// Removes a file or link; a folder is an error.
 void SafeExtractor::removeEarlier(int parent, const std::string& path) {
   if (::unlinkat(parent, std::string(nameOf(path)).c_str(), 0) != 0 && errno != ENOENT) {
     fail(path, errno);
@@ -167,8 +167,8 @@ void SafeExtractor::removeEarlier(int parent, const std::string& path) {
   delayedLinks_.erase(path);
 }
 
-// Calls `make`, which makes an item exclusively and gives a negative number when it fails, once
-// more after the earlier item of the name has been removed.
+// Calls `make`, which creates an item exclusively and returns a negative number on failure. If the
+// name is taken, removes the earlier item and tries once more.
 template <typename Make>
 int SafeExtractor::replaceEarlier(int parent, const std::string& path, Make make) {
   int result = make();
@@ -193,7 +193,7 @@ int SafeExtractor::openFolder(std::string_view path, Missing missing) {
   if (last_.isOpen() && path == lastPath_) {
     return last_.get();
   }
-  // From the last folder when that is on the way.
+  // Start at the last folder if it is an ancestor.
   const bool isBelowLast =
       last_.isOpen() && path.starts_with(lastPath_) && path[lastPath_.size()] == '/';
   std::size_t end = isBelowLast ? lastPath_.size() : 0;
@@ -219,8 +219,7 @@ Descriptor SafeExtractor::openChild(int parent, std::string_view path, Missing m
     folder = Descriptor(::openat(parent, name.c_str(), folderFlags));
   }
   if (!folder.isOpen() && (errno == ENOTDIR || errno == ELOOP || errno == ENOENT)) {
-    throw EntryFailure("the way to it leads through " + printable(path) +
-                       ", which is not a folder");
+    throw EntryFailure("its path leads through " + printable(path) + ", which is not a folder");
   }
   if (!folder.isOpen()) {
     fail(path, errno);
@@ -253,7 +252,7 @@ std::uint64_t SafeExtractor::makeFile(const std::string& path, const Entry& entr
     finishFile(file, path, entry);
     return size;
   } catch (...) {
-    // A part of a file looks like a whole one.
+    // A partial file must not look complete.
     ::unlinkat(parent, name.c_str(), 0);
     throw;
   }
@@ -272,14 +271,14 @@ std::uint64_t SafeExtractor::makeHardLink(const std::string& path, const Entry& 
                                           const ReadData& readData) {
   const std::string target = pathOfLinked(entry);
   const std::string targetName(nameOf(target));
-  // A copy, since the new name's folder is opened next.
+  // A duplicate: opening the new name's folder may close the original.
   const Descriptor targetFolder(::fcntl(openParent(target, Missing::refuse), F_DUPFD_CLOEXEC, 0));
   struct ::stat status {};
   if (::fstatat(targetFolder.get(), targetName.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
       S_ISDIR(status.st_mode)) {
     throw EntryFailure("it is a link to " + printable(target) + ", which was not extracted");
   }
-  // The same target may lead elsewhere from another folder.
+  // A relative target means something else in another folder, so it is checked again.
   if (const auto delayed = delayedLinks_.find(target); delayed != delayedLinks_.end()) {
     makeSymbolicLink(path, Link(delayed->second));
     return 0;
@@ -298,7 +297,7 @@ std::uint64_t SafeExtractor::makeHardLink(const std::string& path, const Entry& 
   return fillLinkedFile(parent, path, entry, readData);
 }
 
-// Some formats store a file's data with the last of its names.
+// Some formats store the data of a file with its last hard link.
 std::uint64_t SafeExtractor::fillLinkedFile(int parent, const std::string& path, const Entry& entry,
                                             const ReadData& readData) {
   std::optional<DataBlock> first = readData();
@@ -324,7 +323,7 @@ std::uint64_t SafeExtractor::fillLinkedFile(int parent, const std::string& path,
 
 void SafeExtractor::makeSymbolicLink(const std::string& path, const Link& link) {
   if (link.target.empty()) {
-    throw EntryFailure("it is a link that leads nowhere");
+    throw EntryFailure("it is a link without a target");
   }
   if (!linkStaysInFolder(path, link.target)) {
     const int parent = openParent(path, Missing::make);
@@ -360,7 +359,7 @@ void SafeExtractor::finish() {
       restoreTimes(folder, nullptr, attributes.times);
       ::fchmod(folder, attributes.permissions & ~mask_);
     } catch (const std::runtime_error&) {
-      // Somebody else has taken the folder away.
+      // Another process has removed the folder.
     }
   }
 }

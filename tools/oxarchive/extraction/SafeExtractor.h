@@ -16,39 +16,39 @@
 
 namespace oxarchive {
 
-// Writes entries into one folder and nowhere else. Every component on the way to an entry is opened
-// from the one before it and never through a link, so neither a name nor a link that an earlier
-// entry has made leads out of the folder. Symbolic links that may lead out are made when everything
-// else is, so that nothing can be written through one; an empty file keeps their place.
+// Writes entries into one folder and nowhere else. Each path component is opened relative to the
+// one before it and never through a symbolic link, so neither a name nor an earlier entry's link
+// leads out of the folder. Symbolic links that may lead out are made last, so that nothing is
+// written through one; until then an empty file takes their place.
 //
-// Permissions are what the archive has without set-user-ID, set-group-ID and sticky bits, less what
-// the process's mask takes away; times are restored where the file system can. Owners, access
+// Permissions are the archive's, without set-user-ID, set-group-ID and sticky bits and with the
+// process's umask applied. Times are restored where the file system can. Owners, access control
 // lists, extended attributes and file flags are not. Devices, pipes and sockets are refused.
 class SafeExtractor {
  public:
-  // `folder` is an open, empty folder, `mask` the permissions that new files do not get.
+  // `folder` is an open, empty folder, `mask` the umask.
   SafeExtractor(Descriptor folder, mode_t mask) : top_(std::move(folder)), mask_(mask) {}
 
-  // The next block of the entry's data, none at its end.
+  // Returns the next block of the entry's data, or no value at the end.
   using ReadData = std::function<std::optional<DataBlock>()>;
 
-  // Makes what `entry` says, and gives the size of its data. A later entry replaces an earlier one
-  // of its name, except that a folder stays a folder. Throws EntryFailure when this entry cannot be
-  // made, and nothing is left of it; throws ArchiveFailure when no other could be made either.
+  // Makes the entry and returns the size of its data. It replaces an earlier entry of the same
+  // name, but never a folder. Throws EntryFailure if only this entry cannot be made, ArchiveFailure
+  // if no other could be made either; nothing is left of it.
   std::uint64_t extract(const Entry& entry, const ReadData& readData);
 
-  // Makes the symbolic links that may lead out of the folder, and gives their paths in it. To be
-  // called once, after the last entry.
+  // Makes the symbolic links that may lead out of the folder, and returns their paths in it. Call
+  // once, after the last entry.
   std::vector<std::string> makeDelayedLinks();
 
-  // Gives the folders their permissions and times, which have to wait until everything in them is
-  // made. To be called once, last of all.
+  // Sets the permissions and times of the folders, once everything in them is made. Call once, at
+  // the end.
   void finish();
 
-  // Removes the file or link at `path`, an entry's own path.
+  // Removes the file or link at `path`, which is as in the archive.
   void removeFile(const std::string& path);
 
-  // Removes everything in the folder instead.
+  // Removes everything in the folder, in place of `finish`.
   void discard();
 
  private:
@@ -81,10 +81,10 @@ class SafeExtractor {
 
   Descriptor top_;
   mode_t mask_;
-  // The folders made, from the innermost outwards.
+  // The folders that were made, a folder after those in it.
   std::map<std::string, FolderAttributes, std::greater<>> folders_;
   std::map<std::string, Link> delayedLinks_;
-  // The folder that was opened last, since entries come folder by folder.
+  // The folder that was opened last, cached because entries come folder by folder.
   std::string lastPath_;
   Descriptor last_;
 };

@@ -20,7 +20,7 @@
 namespace oxarchive {
 namespace {
 
-// Texts, each with a NUL at its end, since no name has one.
+// Texts are NUL-terminated, since no name contains NUL.
 void append(std::string& texts, const std::string& text) {
   texts += text + '\0';
 }
@@ -32,7 +32,7 @@ std::string takeFirst(std::string_view& texts) {
   return text;
 }
 
-// The archive and its possible volumes, where they are links to files that lie elsewhere.
+// The archive, and its possible volumes that are symbolic links, which may lead to other folders.
 std::vector<std::string> filesElsewhere(const std::string& path, const std::string& folder) {
   namespace fs = std::filesystem;
   std::vector<std::string> files{path};
@@ -88,7 +88,7 @@ VolumeSet findArchiveFiles(const std::string& path, const Limits& limits) {
     set.paths.push_back(takeFirst(rest));
   }
   if (end.exitCode != EXIT_SUCCESS || set.paths.empty()) {
-    throw ArchiveFailure("the process that looked for its files has failed");
+    throw ArchiveFailure("the process that searched for its files failed");
   }
   return set;
 }

@@ -7,8 +7,8 @@
 
 namespace oxarchive {
 
-// What `findVolumes` gives, found by a caged process: which files form an archive is for a part up
-// to what is in them. Throws ArchiveFailure as it does.
+// Calls `findVolumes` in a caged process, because it reads the contents of the files. Throws
+// ArchiveFailure as it does.
 VolumeSet findArchiveFiles(const std::string& path, const Limits& limits);
 
 }  // namespace oxarchive

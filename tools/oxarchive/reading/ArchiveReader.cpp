@@ -17,16 +17,16 @@ namespace {
 
 constexpr std::uint64_t tarBlockSize = 512;
 
-constexpr const char* notDecryptable = "it is encrypted, and passwords are for ZIP archives alone";
+constexpr const char* notDecryptable = "it is encrypted, and only ZIP archives can be decrypted";
 
-// What their readers bid is less than what the ZIP reader bids for the end of a ZIP archive, which
-// may be that of one that is stored in them.
+// libarchive takes the format with the highest bid. For these two it is lower than the ZIP
+// reader's, which may have found the end of a ZIP archive stored inside.
 bool startsAsRarOrLha(std::string_view text) {
   const bool isLha = text.size() >= 7 && text.substr(2, 2) == "-l" && text[6] == '-';
   return isLha || text.starts_with("Rar!\x1A\x07");
 }
 
-// An end with nothing before it, and nothing but the comment after it.
+// An end-of-central-directory record followed by nothing but its comment.
 bool isEmptyZip(std::string_view text) {
   constexpr std::size_t endSize = 22;
   if (!text.starts_with("PK\5\6") || text.size() < endSize) {
@@ -47,9 +47,8 @@ void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekab
   ::archive_read_support_format_rar5(archive);
   ::archive_read_support_format_tar(archive);
   ::archive_read_support_format_xar(archive);
-  // The ZIP reader that goes by the directory at the archive's end: the other one, which reads from
-  // the start, takes an archive that is cut short for a whole one. It alone knows a ZIP archive
-  // that is nothing but its end, though.
+  // Uses the ZIP reader that starts from the central directory: the streaming one accepts a
+  // truncated archive. But only the streaming one reads an empty ZIP archive.
   const Bytes start = source.peek();
   const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
   if (isEmptyZip(text)) {
@@ -69,7 +68,7 @@ EntryKind kindOf(struct ::archive_entry* entry) {
   }
   switch (::archive_entry_filetype(entry)) {
     case AE_IFREG:
-    case 0:  // as `ar` leaves it
+    case 0:  // `ar` has no file types
       return EntryKind::file;
     case AE_IFDIR:
       return EntryKind::folder;
@@ -94,7 +93,7 @@ Entry toEntry(struct ::archive_entry* entry) {
   }
   result.isSparse = ::archive_entry_sparse_count(entry) > 0;
   result.isEncrypted = ::archive_entry_is_encrypted(entry) != 0;
-  // `ar` leaves the type out, and so does tar for hard links.
+  // `ar` stores no type, nor does tar for hard links.
   const mode_t type = ::archive_entry_filetype(entry);
   result.mode = ::archive_entry_perm(entry) | (type != 0 ? type : mode_t{S_IFREG});
   if (::archive_entry_atime_is_set(entry) != 0) {
@@ -138,8 +137,8 @@ void ArchiveReader::open(std::size_t firstVolume) {
   } else {
     feed_.emplace(stream_, firstVolume);
     supportFormats(archive_.get(), stream_, true);
-    // libarchive looks for the next volume of RAR 5 in whole blocks of 512 bytes, so that it would
-    // not see a last volume that is shorter.
+    // libarchive searches for the next RAR 5 volume in blocks of 512 bytes, and would miss a
+    // shorter last volume.
     if (rarVolumes_.size() > 1 && rarVolumes_.front().isNewFormat) {
       feed_->setPadding(512);
     }
@@ -162,7 +161,7 @@ const Entry* ArchiveReader::next() {
     feed_->rethrow();
     if (result == ARCHIVE_OK || result == ARCHIVE_WARN) {
       describe(entry);
-      // The tables of an archive by `ar` are no files.
+      // "/" and "//" are tables of an `ar` archive, not files.
       if (baseFormat() == ARCHIVE_FORMAT_AR &&
           entry_.path.find_first_not_of('/') == std::string::npos) {
         continue;
@@ -187,7 +186,7 @@ void ArchiveReader::describe(struct ::archive_entry* entry) {
   isPasswordGiven_ = false;
   isPasswordWrong_ = false;
   entry_ = toEntry(entry);
-  // What is missing at the end of a file that is packed block by block is zeros.
+  // ISO 9660 files may omit zeros at the end, like sparse files.
   entry_.hasHoleAtEnd = entry_.isSparse || baseFormat() == ARCHIVE_FORMAT_ISO9660;
   if (entryCount_ <= rarEntries_.size()) {
     entry_.isEncrypted = entry_.isEncrypted || rarEntries_[entryCount_ - 1].isEncrypted;
@@ -216,7 +215,7 @@ std::optional<DataBlock> ArchiveReader::readData() {
   if (result != ARCHIVE_OK || offset < 0) {
     throw EntryFailure(failureReason(archive_.get()));
   }
-  // An empty block has no address, which would set the check sum back.
+  // An empty block has a null address, for which zlib would reset the checksum.
   if (!rarEntries_.empty() && size > 0) {
     checkSum_ =
         static_cast<std::uint32_t>(::crc32_z(checkSum_, static_cast<const Bytef*>(block), size));
@@ -225,7 +224,7 @@ std::optional<DataBlock> ArchiveReader::readData() {
                    static_cast<std::uint64_t>(offset)};
 }
 
-// libarchive leaves out the check sums of RAR files that are stored without compression.
+// libarchive does not verify the checksums of stored RAR entries.
 void ArchiveReader::checkData() {
   if (entry_.kind != EntryKind::file || entryCount_ > rarEntries_.size()) {
     return;
@@ -236,8 +235,7 @@ void ArchiveReader::checkData() {
   }
 }
 
-// libarchive tries a password that was right before by itself, and asks again when what it has does
-// not fit.
+// libarchive first tries the password that was right before, and calls this again if it is wrong.
 const char* ArchiveReader::givePassword(struct ::archive* /*archive*/, void* self) {
   auto& reader = *static_cast<ArchiveReader*>(self);
   if (reader.isPasswordGiven_) {
@@ -248,7 +246,7 @@ const char* ArchiveReader::givePassword(struct ::archive* /*archive*/, void* sel
   return reader.password_->c_str();
 }
 
-// Whether the password is the right one turns out when data is read.
+// A wrong password is only noticed when data is read.
 void ArchiveReader::checkEncryption() const {
   if (baseFormat() != ARCHIVE_FORMAT_ZIP) {
     throw EncryptedEntry(notDecryptable);
@@ -258,8 +256,8 @@ void ArchiveReader::checkEncryption() const {
   }
 }
 
-// An archive in volumes is read by libarchive up to the first end mark of RAR 1.5 to 4 that lies
-// between two files; the volumes after it are then read as an archive of their own.
+// libarchive stops at the first end marker of RAR 1.5 to 4 that lies between two entries. The
+// volumes after it are then read as another archive.
 bool ArchiveReader::openFollowingVolume() {
   if (decompressed_ || baseFormat() != ARCHIVE_FORMAT_RAR) {
     return false;
@@ -274,13 +272,13 @@ bool ArchiveReader::openFollowingVolume() {
   return false;
 }
 
-// Where the data ends has to be known, so that an end mark that is missing is noticed.
+// Finds the end of the data, so that a missing end marker is noticed.
 void ArchiveReader::skipData() {
   if (!isInEntry_) {
     return;
   }
   isInEntry_ = false;
-  // libarchive skips too little of what Solaris writes for a file with holes.
+  // libarchive skips too little of a sparse file written by Solaris.
   int result = ARCHIVE_OK;
   while (entry_.isSparse && result == ARCHIVE_OK) {
     const void* block = nullptr;
@@ -292,7 +290,7 @@ void ArchiveReader::skipData() {
     result = ::archive_read_data_skip(archive_.get());
   }
   feed_->rethrow();
-  // libarchive cannot skip what it cannot decrypt, but goes on all the same.
+  // libarchive reports an error for an entry that it cannot decrypt, but can read on.
   if (result < ARCHIVE_WARN && !entry_.isEncrypted) {
     fail();
   }
@@ -306,7 +304,7 @@ void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
   if (decompressed_ || isReadInOneGo) {
     feed_->drain();
   }
-  // Some programs end an archive with a line feed, as if it were text.
+  // Some programs append a line feed to an archive, as to a text.
   const bool isBlank = feed_->blankEndStart() <= end;
   const bool hasLineFeed = isBlank && feed_->endsWithLineFeed();
   if (format == ARCHIVE_FORMAT_TAR && end - lastEntryEnd < tarBlockSize && !hasLineFeed) {
@@ -328,7 +326,7 @@ void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
 
 void ArchiveReader::fail() {
   feed_->rethrowDamage();
-  // With its names, so that there is no entry at all.
+  // The names are encrypted as well, so no entry can be read.
   if (entryCount_ == 0 && ::archive_read_has_encrypted_entries(archive_.get()) == 1) {
     throw EncryptedArchive(notDecryptable);
   }

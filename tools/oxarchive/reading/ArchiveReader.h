@@ -17,26 +17,26 @@
 
 namespace oxarchive {
 
-// Reads an archive from its first entry to its last one, and then makes sure that it was whole.
+// Reads an archive from its first to its last entry, and then checks that it was complete.
 //
-// Formats that read other files of this machine, and compressions that need another program, are
-// left out; so is taking a file that is no archive for one with a single entry.
-class ArchiveReader : Uncopied {  // libarchive knows where it is
+// Left out are formats that read other files of this machine, compressions that need another
+// program, and libarchive's "raw" format, in which any file is an archive with one entry.
+class ArchiveReader : Uncopied {  // libarchive keeps its address
  public:
   // Reads the volumes at `paths`, in order. A `password` is for ZIP archives. Throws
   // ArchiveFailure.
   explicit ArchiveReader(const std::vector<std::string>& paths, OXString password = std::nullopt);
 
-  // The next entry, valid until the next call; null after the last one of a whole archive. Throws
-  // ArchiveFailure when the archive is damaged, cut short, or none that is known.
+  // Returns the next entry, valid until the next call, or null after the last one of a complete
+  // archive. Throws ArchiveFailure if the archive is damaged, truncated or of an unknown format.
   const Entry* next();
 
-  // The next block of the entry's data; none at its end. Throws EntryFailure when this data is
-  // damaged, encrypted or packed in an unknown way, and ArchiveFailure when nothing more can be
-  // read.
+  // Returns the next block of the entry's data, or no value at its end. Throws EntryFailure if this
+  // data is damaged, encrypted or compressed by an unknown method, and ArchiveFailure if nothing
+  // more can be read.
   std::optional<DataBlock> readData();
 
-  // How far the volumes have been read, of how much, in bytes.
+  // The position in the volumes and their total size, in bytes.
   std::uint64_t position() const { return stream_.position(); }
   std::uint64_t size() const { return stream_.size(); }
 
@@ -56,7 +56,7 @@ class ArchiveReader : Uncopied {  // libarchive knows where it is
 
   std::vector<std::string> paths_;
   VolumeStream stream_;
-  std::vector<RarVolume> rarVolumes_;  // none when it is another archive
+  std::vector<RarVolume> rarVolumes_;  // empty for other formats
   std::unique_ptr<ByteSource> decompressed_;
   std::size_t firstVolume_ = 0;
   std::optional<LibarchiveFeed> feed_;
@@ -66,7 +66,7 @@ class ArchiveReader : Uncopied {  // libarchive knows where it is
   bool isPasswordWrong_ = false;
   Entry entry_;
   bool isInEntry_ = false;
-  std::vector<RarEntry> rarEntries_;  // all in their order
+  std::vector<RarEntry> rarEntries_;  // of all volumes, in order
   std::size_t entryCount_ = 0;
   std::uint32_t checkSum_ = 0;  // of the entry's data so far
 };

@@ -20,7 +20,7 @@
 namespace oxarchive {
 namespace {
 
-// Compressed data in compressed data is rare (an .rpm has two layers), and each layer costs memory.
+// Nested compression is rare (an .rpm has two layers), and each layer costs memory.
 constexpr int mostLayers = 4;
 
 bool startsAsGzip(Bytes bytes) {
@@ -29,8 +29,8 @@ bool startsAsGzip(Bytes bytes) {
          bytes[2] == std::byte{8} && (bytes[3] & reservedFlags) == std::byte{0};
 }
 
-// RFC 1952. libarchive reads it as well, but passes over the check sum and the length at its end,
-// and so takes damaged contents for good ones.
+// RFC 1952. libarchive reads it too, but ignores the checksum and the length at the end, and so
+// accepts damaged data.
 class GzipStream final : public ByteSource {
  public:
   GzipStream(ByteSource& source, std::unique_ptr<ByteSource> owned)
@@ -58,7 +58,7 @@ class GzipStream final : public ByteSource {
     } catch (const ArchiveFailure&) {
       failure_ = std::current_exception();
     }
-    // What was good comes before the bad news.
+    // Deliver the good data before the error.
     if (failure_ && zlib_.avail_out == bufferSize) {
       std::rethrow_exception(failure_);
     }
@@ -89,7 +89,7 @@ class GzipStream final : public ByteSource {
     }
   }
 
-  // Members may follow each other, and zeros may fill a block after the last one.
+  // Several members may follow each other, and the last one may be padded with zeros.
   void startNextMember() {
     bool isPadded = false;
     for (;;) {
@@ -99,7 +99,7 @@ class GzipStream final : public ByteSource {
       isPadded = isPadded || zeros > 0;
       if (zeros < rest.size()) {
         if (isPadded || rest.front() != std::byte{0x1F}) {
-          throw ArchiveFailure("something else follows its gzip data");
+          throw ArchiveFailure("other data follows its gzip data");
         }
         ::inflateReset(&zlib_);
         return;
@@ -121,7 +121,7 @@ class GzipStream final : public ByteSource {
   std::exception_ptr failure_;
 };
 
-// Only what libarchive decompresses itself: for some compressions it would run another program.
+// Only filters inside libarchive: for some compressions it would run another program.
 void supportOwnFilters(struct ::archive* archive) {
   using Support = int (*)(struct ::archive*);
   constexpr auto filters = std::to_array<Support>({
@@ -141,8 +141,7 @@ void supportOwnFilters(struct ::archive* archive) {
   }
 }
 
-// The compressions that libarchive knows, more than one inside the other too; none passes the
-// source on as it is.
+// The compressions that libarchive knows, nested ones too; without any, passes the source through.
 class FilteredStream final : public ByteSource {
  public:
   FilteredStream(ByteSource& source, std::unique_ptr<ByteSource> owned)
@@ -150,7 +149,7 @@ class FilteredStream final : public ByteSource {
     supportOwnFilters(archive_.get());
     ::archive_read_support_format_raw(archive_.get());
     const bool isOpen = feed_.open(archive_.get());
-    // The uppermost filter stands for the file itself.
+    // The last filter stands for the file itself.
     isFiltered_ = ::archive_filter_count(archive_.get()) > 1;
     struct ::archive_entry* entry = nullptr;
     isAtEnd_ = !isOpen || ::archive_read_next_header(archive_.get(), &entry) != ARCHIVE_OK;

@@ -7,10 +7,9 @@
 
 namespace oxarchive {
 
-// What `volumes` hold, freed from the compression around it, as that of "photos.tar.gz". Null when
-// there is none: `volumes` stands at its start then, and is to be read itself, since a stream that
-// was decompressed cannot be sought in. The compression's own checks are made when the result is
-// read to its end.
+// The decompressed contents of `volumes`, such as the tar archive in "photos.tar.gz". Null if they
+// are not compressed: then `volumes` is at its start again, and can be read and sought directly.
+// The checksums of the compression are verified when the result is read to its end.
 std::unique_ptr<ByteSource> decompressed(VolumeStream& volumes);
 
 }  // namespace oxarchive

@@ -18,21 +18,21 @@ struct Times {
   std::optional<timespec> modified;
 };
 
-// One entry of an archive, as the archive has it: names are not checked in any way.
+// An entry as stored in the archive: its names are unchecked.
 struct Entry {
   std::string path;
   EntryKind kind = EntryKind::other;
   std::string linkTarget;  // of a link; of a hard link the path of another entry
   std::optional<std::uint64_t> size;
   bool isSparse = false;
-  bool hasHoleAtEnd = false;  // perhaps
+  bool hasHoleAtEnd = false;  // possibly
   bool isEncrypted = false;
   mode_t mode = 0;  // its type and permissions, as `stat` has them
   Times times;
-  std::string warning;  // what was odd about the entry, printable; it can be used all the same
+  std::string warning;  // an oddity that does not prevent use, printable
 };
 
-// A run of a file's contents. Between two blocks are zeros.
+// A range of a file's contents. Gaps between blocks are zeros.
 struct DataBlock {
   Bytes bytes;
   std::uint64_t offset;

@@ -26,7 +26,7 @@ std::string pathInFolder(std::string_view path) {
   while (!path.empty()) {
     const std::string_view component = takeComponent(path);
     if (component == "..") {
-      throw EntryFailure("its name leads out of the folder: it has \"..\"");
+      throw EntryFailure("its path leads out of the folder: it has \"..\"");
     }
     if (component.empty() || component == ".") {
       continue;

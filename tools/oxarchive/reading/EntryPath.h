@@ -1,5 +1,4 @@
-// The rules for names and links in an archive, as text: what may be made inside a folder without a
-// way out of it.
+// Which names and links of an archive stay inside the folder. Works on text alone.
 
 #pragma once
 
@@ -8,9 +7,9 @@
 
 namespace oxarchive {
 
-// The path of an entry below the folder that the archive is extracted to, with one "/" between its
-// components; empty for that folder itself. An absolute path is taken to start at that folder.
-// Throws EntryFailure when it has a ".." component, or is too long for the system.
+// The path of an entry relative to the extraction folder, with one "/" between components; empty
+// for that folder itself. An absolute path starts at that folder. Throws EntryFailure if it has a
+// ".." component or is too long for the system.
 //
 //   "./a//b/"   => "a/b"
 //   "."         => ""
@@ -18,16 +17,16 @@ namespace oxarchive {
 //   "a/../b"    => EntryFailure
 std::string pathInFolder(std::string_view path);
 
-// The path before the last component, "" when there is but one.
+// The path without the last component; "" if there is only one.
 std::string_view parentOf(std::string_view path);
 
 // The last component.
 std::string_view nameOf(std::string_view path);
 
-// Whether a symbolic link to `target` stays in the folder for certain: the link is at `path` (as
-// `pathInFolder` gives it), in real folders alone, and what it leads to must be in the folder too,
-// whatever links are on the way. So a target goes up only at its start: what ".." after a name
-// means depends on where that name leads.
+// Whether a symbolic link at `path` (from `pathInFolder`) to `target` certainly stays in the
+// folder, whatever other links the target passes through. The parents of `path` are real folders.
+// ".." is allowed only at the start of a target: after a name its meaning depends on where that
+// name leads.
 //
 //   ("a/link", "../b")       => true
 //   ("link", "a/b")          => true

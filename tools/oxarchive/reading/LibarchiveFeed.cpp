@@ -110,7 +110,7 @@ la_int64_t LibarchiveFeed::seek(struct ::archive* /*archive*/, void* self, la_in
   if (__builtin_add_overflow(base, offset, &target) || target < 0) {
     return ARCHIVE_FATAL;
   }
-  // Nothing lies beyond the end; reading there finds the end.
+  // Seeking past the end is seeking to the end.
   target = std::min(target, size);
   stream.seek(feed.start_ + static_cast<std::uint64_t>(target));
   feed.offset_ = static_cast<std::uint64_t>(target);

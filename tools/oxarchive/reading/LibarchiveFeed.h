@@ -20,42 +20,40 @@ using ReadArchive = std::unique_ptr<struct ::archive, ReadArchiveCloser>;
 // A new reader without any format or filter.
 ReadArchive newReadArchive();
 
-// What libarchive has to say about its last failure.
+// libarchive's message about its last error.
 std::string failureReason(struct ::archive* archive);
 
-// Gives a stream to libarchive, and keeps the exceptions of the stream out of its C code. Where the
-// stream is damaged it ends for libarchive, which uses what came before; the damage is told last.
+// Feeds a stream to libarchive, and keeps the stream's exceptions out of its C code. Damage ends
+// the stream, so that libarchive uses the data before it; `rethrowDamage` then reports it.
 class LibarchiveFeed {
  public:
-  // A stream that is read from where it stands to its end.
+  // A stream that is read from its current position to the end.
   explicit LibarchiveFeed(ByteSource& source) : source_(source) {}
 
-  // One that may be sought in, seen from the volume `first` on.
+  // A seekable stream, which starts at the volume `first`.
   LibarchiveFeed(VolumeStream& source, std::size_t first)
       : source_(source), seekable_(&source), start_(source.startOf(first)) {
     source.seek(start_);
   }
 
-  // Zeros after the end of the stream, which is not sought in from its end then.
+  // Appends zeros to the stream; libarchive must not seek from its end then.
   void setPadding(std::size_t size) { padding_.resize(size); }
 
-  // Opens `archive` on the stream; whether it has found what it can read.
+  // Opens `archive` on the stream. Returns whether libarchive knows the format.
   bool open(struct ::archive* archive);
 
-  // Throws on what the stream has thrown during the last call of libarchive, if anything but an
+  // Rethrows the stream's exception from the last call of libarchive, unless it was an
   // ArchiveFailure.
   void rethrow();
 
-  // Throws the ArchiveFailure that has ended the stream before its time, if any. To be called once
-  // libarchive has used all that was good.
+  // Throws the ArchiveFailure that ended the stream early, if any. Call after libarchive has used
+  // the data before it.
   void rethrowDamage() const;
 
-  // Reads on to the end of the stream, beyond what libarchive needed, so that every check within it
-  // is made.
+  // Reads the rest of the stream, which libarchive did not need, so that all its checks are made.
   void drain();
 
-  // Where the zeros and line feeds begin that run to the end of what was read, counted from the
-  // start of the feed.
+  // The offset in the feed from which everything read so far is zeros and line feeds.
   std::uint64_t blankEndStart() const { return blankEndStart_; }
 
   bool endsWithLineFeed() const { return lastByte_ == std::byte{'\n'}; }

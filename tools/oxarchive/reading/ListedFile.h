@@ -9,11 +9,11 @@
 
 namespace oxarchive {
 
-// An entry of a listing with what the library's record does not have. Both fields have keys of
-// their own, which other readers pass over, and which other writers leave out.
+// An entry of a listing with two fields more than the library's record. Their keys are optional:
+// other readers ignore them and other writers omit them.
 class ListedFile : public OXArchivedFile {
  public:
-  std::uint32_t mode = 0;  // the type and the permissions, as `stat` has them; 0 when not known
+  std::uint32_t mode = 0;  // type and permissions as in `stat`; 0 if unknown
   std::string linkTarget;  // of a symbolic link; of a hard link the path of another entry
 
   void encodeWithCoder(OXCoder& coder) const override {

@@ -51,8 +51,7 @@ std::string readAt(int file, off_t offset, std::size_t size) {
   return bytes;
 }
 
-// Whether the directory at the end of a ZIP archive has the number of another volume than the
-// first.
+// Whether the end record of a ZIP archive has a volume number other than that of the first.
 bool isLastZipVolume(const std::string& end) {
   const std::size_t mark = end.rfind("PK\5\6");
   return mark != std::string::npos && mark + 6 <= end.size() && end.substr(mark + 4, 2) != "\0\0"sv;
@@ -77,7 +76,7 @@ std::string reasonForUnknownFormat(const std::string& path) {
            std::string_view(start).substr(each.offset).starts_with(each.mark);
   });
   const auto reason = [](const std::string& name, const std::string& reader) {
-    return "it is " + name + ", which is not read here; " + reader;
+    return "it is " + name + ", which is not supported; " + reader;
   };
   if (format != foreignFormats.end()) {
     return reason(format->name, format->reader);

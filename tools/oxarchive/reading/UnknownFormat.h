@@ -4,8 +4,8 @@
 
 namespace oxarchive {
 
-// Why the file at `path` cannot be read as an archive, when libarchive knows nothing in it: which
-// format it has and what reads that, if this can be told.
+// Why libarchive cannot read the file at `path`. Names the format, and a program for it, if the
+// format is recognised.
 std::string reasonForUnknownFormat(const std::string& path);
 
 }  // namespace oxarchive

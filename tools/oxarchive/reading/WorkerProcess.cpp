@@ -22,12 +22,12 @@ constexpr int tick = 100;  // in milliseconds
 constexpr int mostTicksAfterInterruption = 30;
 
 [[noreturn]] void become(const std::function<int()>& work, pid_t parent, int output) {
-  // The parent may be gone already, and this then be the child of another.
+  // If the parent has ended already, this is now the child of another process.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
   if (::getppid() != parent || ::dup2(output, STDOUT_FILENO) < 0) {
     ::_exit(1);
   }
-  // Nothing of the parent's is tidied up here.
+  // `_exit`, so that nothing of the parent is cleaned up here.
   ::_exit(work());
 }
 
@@ -37,7 +37,7 @@ std::string WorkerEnd::reason() const {
   if (signal != 0) {
     return "the process that read it was ended by signal " + std::to_string(signal);
   }
-  return exitCode == gaveUp ? "it was given up since it made no headway" : "";
+  return exitCode == gaveUp ? "it was stopped because it made no progress" : "";
 }
 
 WorkerProcess::WorkerProcess(const std::function<int()>& work) {
@@ -46,7 +46,7 @@ WorkerProcess::WorkerProcess(const std::function<int()>& work) {
     throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
   }
   output_ = Descriptor(ends[0]);
-  // Closed at the end of this function, so that the worker alone holds the writing end.
+  // Closed at the end of this function, so that only the worker holds the write end.
   const Descriptor input(ends[1]);
   const pid_t parent = ::getpid();
   process_ = ::fork();

@@ -10,36 +10,36 @@
 
 namespace oxarchive {
 
-// The exit code of a process that has told why it failed.
+// The exit code of a process that has reported why it failed.
 inline constexpr int failureTold = 114;
 
 // How a process ended.
 struct WorkerEnd {
-  int exitCode = -1;  // -1 when a signal has ended it
+  int exitCode = -1;  // -1 if a signal ended it
   int signal = 0;
 
-  // Why the process was ended by something else than its work; "" when it was not.
+  // Why the process ended before its work did; "" if it did not.
   std::string reason() const;
 };
 
-// A process of its own that does one thing, and writes to this one. It never outlives this process,
-// however that ends.
+// A child process for one task, which sends its output to this one. It never outlives this process,
+// even if that is killed.
 class WorkerProcess : Uncopied {
  public:
-  // Does `work` there, with standard output to `output()`; what it returns is the exit code. Throws
-  // std::system_error when no process can be started.
+  // Runs `work` in the child, with standard output to `output()`; its result is the exit code.
+  // Throws std::system_error if no process can be started.
   explicit WorkerProcess(const std::function<int()>& work);
-  // Ends the process if it still runs.
+  // Kills the process if it still runs.
   ~WorkerProcess();
 
-  // What it writes to its standard output.
+  // The read end of the child's standard output.
   int output() const { return output_.get(); }
 
-  // All that it writes, as far as this is not beyond reason. An interruption is passed on, and ends
-  // the process a little later if it does not end by itself.
+  // Everything that it writes, up to a size limit. An interruption is passed on to the process,
+  // which is killed if it does not end soon.
   std::string readAll();
 
-  // Waits for its end; once.
+  // Waits for its end. Call once.
   WorkerEnd wait();
 
  private:

@@ -24,7 +24,7 @@
 namespace oxarchive {
 namespace {
 
-// The sanitizers reserve more than any limit.
+// Sanitizers reserve more address space than any limit allows.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool isMemoryLimited = false;
 #elif defined(__has_feature)
@@ -36,7 +36,7 @@ constexpr bool isMemoryLimited = true;
 void limitResources(std::uint64_t memory) {
   const rlimit none{0, 0};
   ::setrlimit(RLIMIT_CORE, &none);
-  // Which keeps a core from a program that collects them, too.
+  // Also keeps core dumps from a program that collects them.
   ::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
   if (isMemoryLimited && memory > 0) {
     const rlimit limit{static_cast<rlim_t>(memory), static_cast<rlim_t>(memory)};
@@ -47,8 +47,8 @@ void limitResources(std::uint64_t memory) {
 constexpr std::uint64_t readFile = LANDLOCK_ACCESS_FS_READ_FILE;
 constexpr std::uint64_t readFolder = readFile | LANDLOCK_ACCESS_FS_READ_DIR;
 
-// All that a version of Landlock can refuse: what comes with the first one, links and renaming from
-// folder to folder, truncating, and control of devices.
+// All access rights that a version of Landlock handles: those of version 1, then linking and
+// renaming between folders (2), truncation (3), and device control (5).
 std::uint64_t allAccess(long version) {
   const unsigned bits = version >= 5 ? 16 : version >= 3 ? 15 : version >= 2 ? 14 : 13;
   return (std::uint64_t{1} << bits) - 1;
@@ -73,7 +73,7 @@ void allow(int rules, const std::string& path, std::uint64_t access) {
 void confineToFiles(const Cage& cage) {
   const long version =
       ::syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
-  // The first one forbids hard links from folder to folder.
+  // Version 1 forbids all hard links between folders.
   if (version < (cage.writableFolder.empty() ? 1 : 2)) {
     return;
   }
@@ -93,7 +93,7 @@ void confineToFiles(const Cage& cage) {
   ::syscall(SYS_landlock_restrict_self, rules.get(), 0);
 }
 
-// Of all processors; one that does not have a call does without it.
+// For all processors; a call that a processor lacks is ignored.
 constexpr auto allowedCalls = std::to_array<const char*>(
     {// Files.
      "access", "close", "dup", "faccessat", "faccessat2", "fadvise64", "fadvise64_64", "fchmod",
@@ -120,8 +120,8 @@ void allowCall(const Filter& filter, const char* name, const Arguments&... argum
                      sizeof...(arguments), arguments...);
 }
 
-// A call that is not known is refused as one that the kernel does not have, which the C library
-// expects of newer ones.
+// Other calls fail with ENOSYS, as if the kernel lacked them: the C library falls back for newer
+// ones.
 void confineToCalls() {
   const Filter filter(::seccomp_init(SCMP_ACT_ERRNO(ENOSYS)), ::seccomp_release);
   if (!filter) {
@@ -133,10 +133,10 @@ void confineToCalls() {
   const auto self = static_cast<scmp_datum_t>(::getpid());
   allowCall(filter, "kill", scmp_arg_cmp{0, SCMP_CMP_EQ, self, 0});
   allowCall(filter, "tgkill", scmp_arg_cmp{0, SCMP_CMP_EQ, self, 0});
-  // A terminal is looked at, and not written to as if by its keyboard.
+  // Reading a terminal's settings is allowed; faking keyboard input (TIOCSTI) is not.
   allowCall(filter, "ioctl", scmp_arg_cmp{1, SCMP_CMP_EQ, TCGETS, 0});
   allowCall(filter, "ioctl", scmp_arg_cmp{1, SCMP_CMP_EQ, TIOCGWINSZ, 0});
-  // No memory becomes code.
+  // No memory becomes executable.
   for (const char* const name : {"mmap", "mmap2", "mprotect"}) {
     allowCall(filter, name, scmp_arg_cmp{2, SCMP_CMP_MASKED_EQ, PROT_EXEC, 0});
   }
@@ -146,8 +146,8 @@ void confineToCalls() {
 }  // namespace
 
 void enterCage(const Cage& cage) {
-  // What the C library reads when it is asked for is read now: the time zone, and the tables for
-  // the names in LHA archives and others. Without TZ it would look at the file again for each time.
+  // Load now what the C library would load on demand: the time zone, and the conversion tables for
+  // names in LHA and other archives. Without TZ it would check the zone file at each conversion.
   ::setenv("TZ", ":/etc/localtime", 0);
   ::tzset();
   for (const char* const charset : {"CP932", "UTF-16LE", "UTF-16BE"}) {

@@ -6,22 +6,22 @@
 
 namespace oxarchive {
 
-// What a process that reads a stranger's archive keeps; it gives away everything else before it
-// reads the first byte.
+// What a process may access while it reads an untrusted archive. It gives up everything else before
+// it reads the first byte.
 struct Cage {
   std::vector<std::string> readableFiles{};
-  std::string readableFolder{};  // with all files in it; none when empty
-  std::string writableFolder{};  // with all that is made in it; none when empty
+  std::string readableFolder{};  // and everything below it; "" is none
+  std::string writableFolder{};  // and everything below it; "" is none
   std::uint64_t memory = 0;      // of address space, in bytes
 };
 
-// Confines this process for good: to the files of the cage (Landlock), to the system calls that
-// reading and writing files takes (seccomp), to its memory, and without core dumps and new
-// privileges. A step that the system refuses is left out. Throws ArchiveFailure when too many files
-// are open.
+// Confines this process permanently: to the files of the cage (Landlock), to the system calls for
+// reading and writing files (seccomp) and to a memory limit, without core dumps and new privileges.
+// A step that the system does not support is skipped. Throws ArchiveFailure if too many files are
+// open.
 //
-// No process is started from then on, no other one is signalled or looked into, and nothing is
-// connected to, mounted or made executable.
+// Afterwards the process cannot start, signal or inspect another process, use the network, mount
+// anything or make memory executable.
 void enterCage(const Cage& cage);
 
 }  // namespace oxarchive

@@ -6,7 +6,7 @@
 
 namespace oxarchive {
 
-// An open file or folder, closed when the object goes.
+// Owns a descriptor of an open file or folder.
 class Descriptor {
  public:
   Descriptor() = default;
@@ -23,7 +23,7 @@ class Descriptor {
   bool isOpen() const { return fd_ >= 0; }
   int get() const { return fd_; }
 
-  // Closes it now; whether all that was written has arrived.
+  // Closes it now. Returns false if written data may be lost.
   bool close() { return ::close(std::exchange(fd_, -1)) == 0; }
 
   void reset() {

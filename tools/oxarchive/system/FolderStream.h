@@ -9,10 +9,10 @@
 
 namespace oxarchive {
 
-// A folder itself: never what a link in its place leads to.
+// Opens a folder and never follows a symbolic link in its place.
 inline constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
-// A folder that is being listed, closed when the object goes; null when it cannot be read.
+// An open listing of a folder; null if it cannot be read.
 using FolderStream = std::unique_ptr<DIR, int (*)(DIR*)>;
 
 // Lists the folder at `path`; null, with the reason in `errno`, when it cannot be read.
@@ -26,8 +26,8 @@ inline FolderStream listFolder(int folder) {
   return {copy >= 0 ? ::fdopendir(copy) : nullptr, ::closedir};
 }
 
-// The next name in a folder that is not null, without "." and "..", valid until the next call. Null
-// when there is none; `errno` is then 0, or why the rest cannot be read.
+// The next name in a listing that is not null, except "." and "..", valid until the next call. Null
+// at the end, with `errno` 0, or on an error, with `errno` set.
 inline const char* nextName(const FolderStream& stream) {
   for (;;) {
     errno = 0;

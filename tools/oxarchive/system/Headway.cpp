@@ -9,7 +9,7 @@
 namespace oxarchive {
 namespace {
 
-std::atomic<unsigned> noted = 0;  // what is read in a signal handler takes no lock
+std::atomic<unsigned> noted = 0;  // lock-free, since a signal handler reads it
 unsigned seen = 0;
 unsigned idleSeconds = 0;
 unsigned patience = 0;

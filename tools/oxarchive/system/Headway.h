@@ -2,16 +2,16 @@
 
 namespace oxarchive {
 
-// The exit code of a process that was ended since it made no headway.
+// The exit code of a process that was ended because it made no progress.
 inline constexpr int gaveUp = 113;
 
-// Ends this process with the exit code `gaveUp` when no headway is noted for as many seconds of its
-// own processor time. The parsers of archives may loop for ever over what a stranger has made.
-// `beforeEnd` is called before, in a signal handler, while the parser is at work.
+// Ends this process with the exit code `gaveUp` after this many seconds of its processor time
+// without a call of `noteHeadway`: a hostile archive may send a parser into an endless loop. Calls
+// `beforeEnd` first, in a signal handler that interrupts the parser.
 void demandHeadway(
     unsigned seconds, void (*beforeEnd)() = [] {});
 
-// An entry was read, or something of one.
+// Call when an entry or a part of one has been read.
 void noteHeadway();
 
 }  // namespace oxarchive

@@ -1,24 +1,24 @@
-// SIGINT, SIGTERM and SIGHUP end the work at the next safe place, so that what is unfinished is
-// tidied up or at least told.
+// SIGINT, SIGTERM and SIGHUP end the work at the next safe point, so that unfinished items are
+// removed or at least reported.
 
 #pragma once
 
 namespace oxarchive {
 
-// Whether writing to a pipe that nobody reads any more, or past the largest size of a file, is a
-// failed write like others, so that no work is broken off in its middle.
+// With `areIgnored`, writing to a pipe without readers, or past the file size limit, fails with an
+// error in place of a signal that ends the program in the middle of its work.
 void setWriteSignals(bool areIgnored);
 
-// Catches the signals from now on, but one that the program was started to ignore stays ignored.
-// With `isOnce` the second one of a kind ends the program at once.
+// Catches the signals from now on, except those that were ignored at the program's start. With
+// `isOnce` the second signal of a kind ends the program at once.
 void catchInterruptions(bool isOnce);
 
 bool isInterrupted();
 
-// Throws ArchiveFailure when one has come.
+// Throws ArchiveFailure if a signal was caught.
 void throwIfInterrupted();
 
-// Ends the program by the signal that has come, if any, so that its parent sees what happened.
+// Ends the program with the caught signal, if any, so that its parent sees the cause.
 void endIfInterrupted();
 
 }  // namespace oxarchive

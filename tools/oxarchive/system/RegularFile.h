@@ -11,9 +11,8 @@
 
 namespace oxarchive {
 
-// Opens a regular file for reading, and gives what the system knows of it in `status`;
-// ArchiveFailure says why when it cannot, and calls the file `subject`. Never waits for another
-// process, as opening a pipe would.
+// Opens a regular file for reading and fills `status`. Throws ArchiveFailure, whose text calls the
+// file `subject`, if it cannot. Never blocks, as opening a pipe would.
 inline Descriptor openRegularFile(const std::string& path, const std::string& subject,
                                   struct ::stat& status) {
   Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));

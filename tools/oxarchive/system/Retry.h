@@ -4,7 +4,7 @@
 
 namespace oxarchive {
 
-// Makes a system call, once more as long as a signal interrupts it.
+// Makes a system call, and repeats it while it fails with EINTR.
 template <typename Call>
 auto retried(Call call) {
   auto result = call();

@@ -11,8 +11,8 @@
 
 namespace oxarchive {
 
-// Throws ArchiveFailure with the reason when nothing can be made in the folder for temporary files,
-// which neither the library nor libarchive would tell.
+// Throws ArchiveFailure with the reason if the temporary folder is not writable; neither the
+// library nor libarchive reports it.
 inline void checkTemporaryFolder() {
   const char* const chosen = std::getenv("TMPDIR");
   const std::string folder = chosen != nullptr && *chosen != '\0' ? chosen : "/tmp";

@@ -2,7 +2,7 @@
 
 namespace oxarchive {
 
-// The base of what is neither copied nor moved.
+// Base of classes that are neither copied nor moved.
 class Uncopied {
  public:
   Uncopied(const Uncopied&) = delete;

@@ -7,8 +7,8 @@ namespace oxarchive {
 
 using Bytes = std::span<const std::byte>;
 
-// A stream of bytes in blocks. A block is valid until the next one is asked for; an empty one is
-// the end. Throws ArchiveFailure when the stream is damaged or cannot be read.
+// A stream of bytes in blocks. A block is valid until the next one is read; an empty block is the
+// end. Throws ArchiveFailure when the stream is damaged or cannot be read.
 class ByteSource {
  public:
   ByteSource() = default;
@@ -16,7 +16,7 @@ class ByteSource {
   ByteSource(const ByteSource&) = delete;
   ByteSource& operator=(const ByteSource&) = delete;
 
-  // The next block, which stays the next one.
+  // Returns the next block without consuming it.
   Bytes peek() {
     if (!isPeeked_) {
       block_ = produce();
@@ -25,7 +25,7 @@ class ByteSource {
     return block_;
   }
 
-  // The next block, which is then behind.
+  // Returns the next block and consumes it.
   Bytes take() {
     const Bytes block = peek();
     isPeeked_ = false;
@@ -35,10 +35,10 @@ class ByteSource {
  protected:
   virtual Bytes produce() = 0;
 
-  // What was peeked at is not the next block any more.
+  // Discards the block that was peeked at.
   void dropPeeked() { isPeeked_ = false; }
 
-  // The bytes of a block that was only peeked at.
+  // The size of a block that was peeked at but not taken.
   std::size_t peekedSize() const { return isPeeked_ ? block_.size() : 0; }
 
  private:

@@ -20,8 +20,8 @@ namespace {
 constexpr std::string_view oldSignature("Rar!\x1A\x07\x00", 7);
 constexpr std::string_view newSignature("Rar!\x1A\x07\x01\x00", 8);
 
-// A window on a file: little-endian numbers at its position. What lies beyond the end reads as
-// missing, and so does everything after it.
+// Reads the little-endian numbers of one header of a file. Past the end of the file or of the
+// buffer they read as 0, and `isWhole` is false.
 class HeaderReader {
  public:
   explicit HeaderReader(int fd) : fd_(fd) {}
@@ -50,7 +50,7 @@ class HeaderReader {
     }
   }
 
-  // Seven bits to a byte, the lowest first; the eighth says that another byte follows.
+  // A variable-length integer: 7 bits per byte, lowest first; the high bit means that more follow.
   std::uint64_t packedNumber() {
     std::uint64_t value = 0;
     for (unsigned shift = 0; shift < 64; shift += 7) {
@@ -71,7 +71,7 @@ class HeaderReader {
 
   std::size_t used() const { return used_; }
 
-  // Whether all that was asked for since the last move was there.
+  // Whether every read since the last `moveTo` was inside the file.
   bool isWhole() const { return isWhole_; }
 
  private:
@@ -90,16 +90,16 @@ class HeaderReader {
   bool isWhole_ = true;
 };
 
-// What a block of either format says of its volume.
+// The fields of a block, in either format.
 struct Block {
   enum class Kind { other, main, file, end };
 
   Kind kind = Kind::other;
-  std::uint64_t size = 0;  // with the data after it
+  std::uint64_t size = 0;  // with the data that follows
   bool isOfVolume = false;
   bool hasEncryptedNames = false;
   bool isContinuation = false;  // of the volume before, or of a file's data in it
-  bool isContinued = false;     // in the next volume, as the file's data is or another file
+  bool isContinued = false;     // the file, or the archive, goes on in the next volume
   RarEntry entry{};             // of a file
 };
 
@@ -136,8 +136,8 @@ std::optional<Block> readOldBlock(HeaderReader& reader, std::uint64_t position) 
   if (type == main) {
     block.isOfVolume = (flags & 0x0001U) != 0;
     block.hasEncryptedNames = (flags & 0x0080U) != 0;
-    // Programs that know the new way of naming volumes (0x10) mark the first one (0x100); older
-    // ones do not.
+    // Programs that use the newer volume names (0x10) mark the first volume (0x100); older ones do
+    // not.
     block.isContinuation = (flags & 0x0111U) == 0x0011U;
   } else {
     block.isContinuation = type == file && (flags & 0x0001U) != 0;
@@ -147,8 +147,7 @@ std::optional<Block> readOldBlock(HeaderReader& reader, std::uint64_t position) 
   return isUsable ? std::optional(block) : std::nullopt;
 }
 
-// Whether the records from `start` to `end`, after the other fields of a block, have one that says
-// that the file is encrypted.
+// Whether the extra records of a block, from `start` to `end`, include an encryption record.
 bool hasEncryptionRecord(HeaderReader& reader, std::uint64_t start, std::uint64_t end) {
   constexpr std::uint64_t encryptionRecord = 1;
   for (std::uint64_t position = start; position < end;) {
@@ -207,7 +206,7 @@ std::optional<Block> readNewBlock(HeaderReader& reader, std::uint64_t position) 
   return block;
 }
 
-// Whether another block follows.
+// Adds the block to what is known of the volume. Returns whether another block follows.
 bool takeBlock(const Block& block, RarVolume& volume) {
   using Ending = RarVolume::Ending;
   volume.hasEncryptedNames = block.hasEncryptedNames;
@@ -229,8 +228,8 @@ bool takeBlock(const Block& block, RarVolume& volume) {
 
 using ReadBlock = std::optional<Block> (*)(HeaderReader& reader, std::uint64_t position);
 
-// Walks over the blocks from `position` on, up to the end mark or to where the rest is encrypted.
-// `mayEndWithoutMark` is for old programs, which wrote none.
+// Reads the blocks from `position` to the end marker, or to where the rest is encrypted.
+// `mayEndWithoutMark` is for old programs, which wrote no end marker.
 void walkBlocks(HeaderReader& reader, ReadBlock readBlock, std::uint64_t position,
                 std::uint64_t fileSize, bool mayEndWithoutMark, RarVolume& volume) {
   while (position < fileSize) {

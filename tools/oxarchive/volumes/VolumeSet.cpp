@@ -29,7 +29,7 @@ struct SplitName {
   std::string_view extension;
 };
 
-// At the last ".", if it neither starts nor ends the name.
+// Splits at the last "." unless that is the first or last character.
 SplitName splitExtension(std::string_view name) {
   const std::size_t dot = name.rfind('.');
   if (dot == std::string_view::npos || dot == 0 || dot + 1 == name.size()) {
@@ -38,7 +38,7 @@ SplitName splitExtension(std::string_view name) {
   return {name.substr(0, dot), name.substr(dot + 1)};
 }
 
-// Digits alone, and not more than any archive has volumes.
+// Digits only, and at most nine: no archive has more volumes.
 std::optional<unsigned> readNumber(std::string_view digits) {
   unsigned number = 0;
   const char* const end = digits.data() + digits.size();
@@ -60,11 +60,11 @@ bool isAlike(std::string_view text, std::string_view lowerCase) {
   return std::ranges::equal(text, lowerCase, {}, ::g_ascii_tolower);
 }
 
-// One way of numbering the volumes of one archive: the name of each, and the index of each name,
-// counted from 0.
+// The numbering of one archive's volumes. Converts between a volume's name and its index, which
+// starts at 0.
 class Numbering {
  public:
-  // That of which `name` is a volume's name.
+  // The numbering that `name` belongs to; no value if it is not a volume's name.
   static std::optional<Numbering> of(std::string_view name) {
     const auto [stem, extension] = splitExtension(name);
     const std::string_view inner = splitExtension(stem).extension;
@@ -108,13 +108,13 @@ class Numbering {
       const std::optional<unsigned> number = readNumber(name);
       index = number && *number >= first_ ? std::optional(*number - first_) : std::nullopt;
     }
-    // What is written in another way is another name.
+    // Another spelling, such as more zeros, is another file.
     const bool isOurs = index && nameOf(*index) == before_ + std::string(name) + after_;
     return isOurs ? index : std::nullopt;
   }
 
-  // The same with the next shorter first number: "x.part10.rar" may follow "x.part1.rar". Only for
-  // a volume whose number has no zeros before it.
+  // The same with one digit less: "x.part10.rar" may belong to the set of "x.part1.rar". No value
+  // if the number has leading zeros.
   std::optional<Numbering> narrower() const {
     if (kind_ == Kind::letter || width_ <= 1 || hasZerosBefore_) {
       return std::nullopt;
@@ -124,7 +124,7 @@ class Numbering {
     return result;
   }
 
-  // The same with 0 as its first number, as `split -d` counts.
+  // The same starting at 0, like `split -d`.
   std::optional<Numbering> fromZero() const {
     if (kind_ != Kind::number || width_ <= 1) {
       return std::nullopt;
@@ -134,7 +134,7 @@ class Numbering {
     return result;
   }
 
-  // Takes out what only looks like a volume: ".s00" is one when ".r99" is there.
+  // Removes names that only look like volumes: ".s00" is one only if ".r99" exists.
   void keepConnected(std::set<unsigned>& indexes) const {
     if (kind_ == Kind::letter) {
       const std::set<unsigned> all = indexes;
@@ -145,7 +145,7 @@ class Numbering {
     }
   }
 
-  // Most sets are counted from 1, so a file that has 0 may be no volume at all.
+  // Most sets start at 1, so a file with number 0 may not be a volume.
   bool isNumberedZero() const { return kind_ == Kind::number && isZero_; }
 
   std::string archiveName() const {
@@ -163,7 +163,7 @@ class Numbering {
  private:
   enum class Kind { part, number, letter };
 
-  // `counted` is what tells the volume in `name`.
+  // `counted` is the part of `name` that identifies the volume.
   Numbering(Kind kind, std::string_view name, std::string_view counted)
       : kind_(kind),
         before_(name.substr(0, static_cast<std::size_t>(counted.data() - name.data()))),
@@ -188,7 +188,7 @@ class Numbering {
   std::string before_;
   std::string after_;
   std::size_t width_;
-  bool hasZerosBefore_;  // in the name that it was made from
+  bool hasZerosBefore_;  // in the given name
   bool isZero_;
   bool isUpperCase_;
   unsigned first_ = 1;
@@ -202,7 +202,7 @@ bool exists(const std::string& path) {
   return ::access(path.c_str(), F_OK) == 0;
 }
 
-// How an archive of a common format starts; "" when the file at `path` starts in another way.
+// The signature of a common archive format at the start of the file; "" if it has none.
 std::string_view startOf(const std::string& path) {
   using namespace std::string_view_literals;
   constexpr auto starts = std::to_array<std::string_view>(
@@ -218,9 +218,9 @@ std::string_view startOf(const std::string& path) {
   return start != starts.end() ? *start : text.ends_with(tarMark) ? tarMark : "";
 }
 
-// Whether the set starts with number 0. A file of that number may be anything else, and then one
-// that starts as an archive does has number 1; a tar archive may be cut before any of its entries,
-// so the start of its second volume tells nothing.
+// Whether the set starts at 0. A file numbered 0 may be unrelated; then the file numbered 1 has the
+// archive's signature. "ustar" in number 1 proves nothing: a tar archive may be split before any
+// entry, so a second volume may start with it too.
 bool startsAtZero(const Numbering& fromZero, const std::string& folder) {
   const std::string zero = join(folder, fromZero.nameOf(0));
   const std::string one = join(folder, fromZero.nameOf(1));
@@ -228,8 +228,8 @@ bool startsAtZero(const Numbering& fromZero, const std::string& folder) {
          (startOf(one).empty() || startOf(one) == tarMark);
 }
 
-// Narrows `numbering` to the width of the first volume's number, and says whether that volume is
-// there: the one that the library tells, or one of the sets that it does not know.
+// Sets `numbering` to the width and start of the first volume's number. Returns whether that volume
+// exists: the one that the library names, or one of a set that the library does not know.
 bool findFirst(Numbering& numbering, const std::string& folder, const std::string& path) {
   const std::string told = OXGetFirstArchiveVolumePath(path).value();
   for (std::optional<Numbering> candidate = numbering; candidate;
@@ -245,8 +245,8 @@ bool findFirst(Numbering& numbering, const std::string& folder, const std::strin
   return false;
 }
 
-// The indexes of the volumes in the folder, where the first is known to be; as far as they run
-// without a gap when it cannot be listed.
+// The indexes of the volumes in the folder, whose first volume exists. If the folder cannot be
+// listed, they are probed one by one up to the first gap.
 std::set<unsigned> presentVolumes(const Numbering& numbering, const std::string& folder) {
   std::set<unsigned> present{0};
   const FolderStream stream = openFolderStream(folder.empty() ? "." : folder.c_str());
@@ -269,7 +269,7 @@ std::set<unsigned> presentVolumes(const Numbering& numbering, const std::string&
   throw ArchiveFailure(printable(name) + ", " + what + ", is missing");
 }
 
-// The first volume's number is as wide as makes most of the files a set.
+// Chooses the width of the number with which most files belong to the set.
 std::string nameOfMissingFirst(Numbering numbering, const std::string& folder) {
   std::size_t most = 0;
   std::string name;
@@ -285,15 +285,15 @@ std::string nameOfMissingFirst(Numbering numbering, const std::string& folder) {
 }
 
 constexpr const char* notTheFirst =
-    "it continues an earlier volume, and its name does not tell which";
+    "it continues an earlier volume, but its name does not say which";
 
 bool isRarVolume(const std::string& path) {
   const std::optional<RarVolume> volume = inspectRarVolume(path);
   return volume && volume->isVolume;
 }
 
-// Numbers are given to old copies of a file too ("etc.tar.gz.1", "etc.tar.gz.2"). Only a file that
-// is an archive of its own starts as an archive does; a later volume starts in the middle of it.
+// Rotated copies of a file are numbered too ("etc.tar.gz.1", "etc.tar.gz.2"). Each copy starts with
+// the archive's signature; a later volume starts in the middle of an archive.
 bool startAlike(const std::string& first, const std::string& other) {
   const std::string_view start = exists(other) ? startOf(first) : "";
   return !start.empty() && start != tarMark && startOf(other) == start;
@@ -302,7 +302,7 @@ bool startAlike(const std::string& first, const std::string& other) {
 VolumeSet singleFile(const std::string& path, const std::string& folder, const std::string& name) {
   const std::optional<RarVolume> volume = inspectRarVolume(path);
   if (volume && volume->ending == RarVolume::Ending::continued) {
-    throw ArchiveFailure("it is one of several volumes, and its name does not tell the others");
+    throw ArchiveFailure("it is one of several volumes, but its name does not say which others");
   }
   if (volume && volume->isContinuation) {
     throw ArchiveFailure(notTheFirst);
@@ -310,8 +310,8 @@ VolumeSet singleFile(const std::string& path, const std::string& folder, const s
   return {{path}, name, folder};
 }
 
-// How the set is numbered that the file is a volume of; no value when the file stands alone. Throws
-// when the first volume is missing.
+// The numbering of the set that the file belongs to; no value for a single file. Throws if the
+// first volume is missing.
 std::optional<Numbering> numberingOfSet(const std::string& path, const std::string& folder,
                                         const std::string& name) {
   std::optional<Numbering> numbering = Numbering::of(name);
@@ -330,8 +330,7 @@ std::optional<Numbering> numberingOfSet(const std::string& path, const std::stri
   return standsAlone ? std::nullopt : numbering;
 }
 
-// All volumes in the folder, the first of which is known to be there. Throws when one is missing
-// between them.
+// All volumes in the folder; the first one exists. Throws if there is a gap.
 VolumeSet listVolumes(const Numbering& numbering, const std::string& folder) {
   VolumeSet set{{}, numbering.archiveName(), folder};
   const std::set<unsigned> present = presentVolumes(numbering, folder);
@@ -344,8 +343,8 @@ VolumeSet listVolumes(const Numbering& numbering, const std::string& folder) {
   return set;
 }
 
-// RAR volumes know whether another one follows; the end of a set is visible in no other way.
-// `nameAfterLast` would be that of the volume after the last.
+// Only a RAR volume itself tells whether another one follows. `nameAfterLast` is the name that the
+// volume after the last would have.
 void checkRarVolumes(const VolumeSet& set, const std::string& nameAfterLast) {
   for (const std::string& path : set.paths) {
     const std::optional<RarVolume> volume = inspectRarVolume(path);

@@ -8,17 +8,17 @@ namespace oxarchive {
 // The files that form an archive.
 struct VolumeSet {
   std::vector<std::string> paths;  // in order
-  std::string name;    // the archive's own, without folders and the number of a volume: "disk.7z"
-  std::string folder;  // where they are, with "/" at its end; "" for the current folder
+  std::string name;                // of the archive, without folder and volume number: "disk.7z"
+  std::string folder;              // of the volumes, ending in "/"; "" is the current folder
 };
 
-// The archive that the file at `path` is, or is a volume of. Three ways of numbering volumes are
-// known, as `OXGetFirstArchiveVolumePath` tells them, and more of each: volumes beyond ".r99" are
-// called ".s00" and so on, numbers grow wider where they have to (".part9.rar", ".part10.rar"), RAR
-// sets may be in capitals, and numbers may be counted from 0 (".00", ".01").
+// The archive that the file at `path` is, or is a volume of. Knows the three numberings of
+// `OXGetFirstArchiveVolumePath`, and extends them: ".s00" follows ".r99", numbers may grow wider
+// (".part9.rar", ".part10.rar"), RAR names may be in upper case, and numbers may start at 0 (".00",
+// ".01").
 //
-// A file whose name is numbered but which is an archive of its own, such as an old copy
-// ("etc.tar.gz.2"), stands alone.
+// A numbered file that is a complete archive, such as a rotated copy ("etc.tar.gz.2"), is not part
+// of a set.
 //
 // Throws ArchiveFailure when the file cannot be opened, or when a volume of the set is missing.
 //

@@ -43,8 +43,8 @@ void VolumeStream::seek(std::uint64_t position) {
 
 Bytes VolumeStream::produce() {
   throwIfInterrupted();
-  // Blocks run across the volumes' ends: a stream of very small volumes is not slower to read, and
-  // an archive's first bytes are in the first block.
+  // A block may span volumes, so that very small volumes are not slower to read and the archive's
+  // signature is always in the first block.
   std::size_t filled = 0;
   while (filled < buffer_.size() && position_ < size_) {
     const std::size_t index = volumeAt(position_);
@@ -68,7 +68,7 @@ Bytes VolumeStream::produce() {
   return {buffer_.data(), filled};
 }
 
-// The one that holds the byte at `position`, which is before the end.
+// The volume with the byte at `position`, which is before the end.
 std::size_t VolumeStream::volumeAt(std::uint64_t position) const {
   const auto after = std::ranges::upper_bound(volumes_, position, {}, &Volume::start);
   return static_cast<std::size_t>(std::distance(volumes_.begin(), after)) - 1;

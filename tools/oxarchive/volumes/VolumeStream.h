@@ -11,8 +11,7 @@
 
 namespace oxarchive {
 
-// An archive's volumes, one after the other, as one stream that can be sought in. One of them is
-// open at a time.
+// The volumes of an archive as one seekable stream. Only one volume is open at a time.
 class VolumeStream final : public ByteSource {
  public:
   // `paths` are the volumes in order, at least one.
@@ -25,7 +24,7 @@ class VolumeStream final : public ByteSource {
   // Where the next block starts.
   std::uint64_t position() const { return position_ - peekedSize(); }
 
-  // Up to the end of the stream.
+  // `position` is at most the end of the stream.
   void seek(std::uint64_t position);
 
  private:

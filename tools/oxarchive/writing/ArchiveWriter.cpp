@@ -59,9 +59,8 @@ ArchiveWriter::ArchiveWriter(const Format& format, const OXArchiveSettings& sett
   ::archive_entry_linkresolver_set_strategy(links_.get(), ::archive_format(archive_.get()));
 }
 
-// libarchive releases an unfinished archive either by finishing it, which may take long and
-// compress the zeros that are missing, or with a loss of memory. It is kept until the process ends,
-// instead.
+// libarchive frees an unfinished archive either by finishing it, which may take long because it
+// adds the missing data as zeros, or with a memory leak. So it is kept until the process ends.
 ArchiveWriter::~ArchiveWriter() {
   if (!isFinished_) {
     [[maybe_unused]] static struct ::archive* volatile unfinished = nullptr;
@@ -101,7 +100,7 @@ void ArchiveWriter::add(const std::string& path, const std::string& disk, bool i
   }
   Descriptor file;
   if (!isFolder) {
-    // If it is a pipe by now, nobody is waited for. Links are not opened.
+    // Does not block if the file has been replaced by a pipe, and follows no symbolic link.
     file = Descriptor(::open(disk.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!file.isOpen() && errno != ELOOP) {
       failToRead(disk, errno);
@@ -140,10 +139,10 @@ ArchiveWriter::EntryPointer ArchiveWriter::readEntry(const std::string& path,
   if (time < firstTime_ || time > lastTime_) {
     const std::int64_t nearest = std::clamp(time, firstTime_, lastTime_);
     ::archive_entry_set_mtime(entry.get(), static_cast<time_t>(nearest), 0);
-    result_.warnings.push_back(
-        printable(disk) + ": its time is not one that the format holds; the nearest is packed");
+    result_.warnings.push_back(printable(disk) +
+                               ": the format cannot hold its time; the nearest is packed");
   }
-  // When it was read last is nobody's business, and would make each archive another one.
+  // The access time is private, and would make each archive different.
   ::archive_entry_unset_atime(entry.get());
   ::archive_entry_unset_ctime(entry.get());
   ::archive_entry_unset_birthtime(entry.get());
@@ -153,7 +152,7 @@ ArchiveWriter::EntryPointer ArchiveWriter::readEntry(const std::string& path,
   return EntryPointer(linked);
 }
 
-// How many bytes of zeros are known to be at `position` without reading them.
+// The size of the hole at `position`; 0 if there is none or it is unknown.
 std::uint64_t ArchiveWriter::sizeOfHole(int file, const std::string& disk, std::uint64_t position,
                                         std::uint64_t size) {
   const off_t data = ::lseek(file, static_cast<off_t>(position), SEEK_DATA);
@@ -184,7 +183,7 @@ Bytes ArchiveWriter::readBlock(int file, const std::string& disk, std::uint64_t 
   return Bytes(buffer_).first(static_cast<std::size_t>(count));
 }
 
-// A file that grows meanwhile is packed as long as it was.
+// If the file grows meanwhile, packs its original size.
 void ArchiveWriter::writeContents(int file, const std::string& disk, const struct ::stat& status) {
   static const std::vector<std::byte> zeros(std::size_t{1} << 20U);
   const auto size = static_cast<std::uint64_t>(status.st_size);
@@ -209,7 +208,7 @@ ArchiveWriter::Result ArchiveWriter::finish() {
   return result_;
 }
 
-// A warning is about a name that the locale cannot tell, which is then written as it is.
+// The only warning is that a name cannot be converted, which is then written unchanged.
 void ArchiveWriter::check(int result) {
   if (result < ARCHIVE_WARN) {
     fail();

@@ -19,29 +19,29 @@
 
 namespace oxarchive {
 
-// Writes one archive to an open file. Whatever goes wrong throws ArchiveFailure, and the archive is
-// then of no use.
+// Writes one archive to an open file. Every error throws ArchiveFailure; the archive is then
+// unusable.
 class ArchiveWriter : Uncopied {
  public:
-  // Told of bytes that were read from the items; may throw to end the work.
+  // Called with the number of bytes just read from the items. May throw to stop.
   using Progress = std::function<void(std::uint64_t)>;
 
   ArchiveWriter(const Format& format, const OXArchiveSettings& settings, int file,
                 Progress progress);
   ~ArchiveWriter();
 
-  // Adds the file, folder or link at `disk`, without what is in it, as `path`. A file with several
-  // names is one file in the formats that know such.
+  // Adds the file, folder or link at `disk` as `path`, without a folder's contents. Hard links are
+  // stored as such if the format has them.
   void add(const std::string& path, const std::string& disk, bool isFolder);
 
-  // What becomes of an archive.
+  // The result of writing an archive.
   struct Result {
-    std::vector<std::string> warnings;  // whole messages: what could not be packed as it is
+    std::vector<std::string> warnings;  // whole messages: what was packed with changes
     std::uint64_t size;
     std::string digest;  // MD5, in hexadecimal digits
   };
 
-  // To be called once, last of all.
+  // Call once, at the end.
   Result finish();
 
  private:
@@ -70,7 +70,7 @@ class ArchiveWriter : Uncopied {
   [[noreturn]] void fail();
 
   bool isUnicode_;
-  std::int64_t firstTime_;  // that the format holds
+  std::int64_t firstTime_;  // that the format can hold
   std::int64_t lastTime_;
   Result result_{};
   bool isFinished_ = false;

@@ -18,7 +18,7 @@
 namespace oxarchive {
 namespace {
 
-// The names in a folder, sorted; 0 or the error that hinders reading them.
+// Reads the names in a folder, sorted. Returns 0 or the error.
 int namesIn(const std::string& folder, std::vector<std::string>& names) {
   const FolderStream stream = openFolderStream(folder.c_str());
   if (!stream) {
@@ -52,7 +52,7 @@ class TreeBuilder {
       tree_.leftOut.push_back(printable(path) + ": devices, pipes and sockets are left out");
       return;
     }
-    // Here already, so that all that hinders is told at once.
+    // Checked before packing, so that all obstacles are reported at once.
     if (isFile && ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0) {
       tellUnreadable(path, errno);
       return;
@@ -105,7 +105,7 @@ DeltaTree treeOfItems(const std::vector<std::string>& paths) {
     }
     const std::string name(nameOf(path));
     if (name.empty() || name == "." || name == "..") {
-      throw UsageError(printable(given) + " has no name to be packed under");
+      throw UsageError(printable(given) + " has no name in the archive");
     }
     if (builder.root().childNamed(name) != nullptr) {
       throw UsageError("two items would be called " + printable(name) + " in the archive");

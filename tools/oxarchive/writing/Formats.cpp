@@ -15,18 +15,18 @@
 namespace oxarchive {
 namespace {
 
-// The variant of tar with times to the nanosecond, and names of any length and any bytes.
+// The tar variant with times in nanoseconds and names of any length and any bytes.
 constexpr auto tar = ::archive_write_set_format_pax;
 constexpr auto zip = ::archive_write_set_format_zip;
 constexpr auto sevenZip = ::archive_write_set_format_7zip;
 
-// One for each processor, and two at least: a single one would make another archive than several.
+// One per processor, but at least two: a single thread makes a different archive than several.
 std::string threads(const std::string& compressor) {
   return compressor +
          ":threads=" + std::to_string(std::max(2U, std::thread::hardware_concurrency()));
 }
 
-// The same items always give the same archive, so there is no time in gzip.
+// No time in gzip, so that the same items always give the same archive.
 const auto formats = std::to_array<Format>({
     {"tar", {"tar"}, tar},
     {"tar with gzip", {"tar.gz", "tgz"}, tar, "gzip", {1, 9, 1, 6}, {"gzip:!timestamp"}},
@@ -53,7 +53,7 @@ std::string creatableExtensions() {
   return text;
 }
 
-// The place of a level, which is given by name or number, among those of the format.
+// The index of a level, given by name or number, among those of the format.
 OXUnsignedWord levelIndex(const Format& format, const std::string& level) {
   const Levels& levels = format.levels;
   const std::map<std::string, int> names{
@@ -128,7 +128,7 @@ std::shared_ptr<OXArchiveSettings> settingsFor(const Format& format,
   if (!format.compressor.empty()) {
     settings->setCompressionLevelIndex(levelIndex(format, level.value_or("normal")));
   } else if (level) {
-    throw UsageError(format.name + " archives are not compressed: --level is for others");
+    throw UsageError(format.name + " archives are not compressed, so they have no --level");
   }
   if ((isEncrypted || method) && format.methods.empty()) {
     throw UsageError(format.name + " archives cannot be encrypted; ZIP archives can");

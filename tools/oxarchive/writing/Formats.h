@@ -10,46 +10,46 @@
 
 namespace oxarchive {
 
-// The numbers of a format's compression levels.
+// A format's compression levels.
 struct Levels {
   int first = 0;
   int last = 0;
-  int fastest = 0;  // without counting "not at all"
+  int fastest = 0;  // that compresses at all
   int normal = 0;
 };
 
-// A format, and how libarchive is told to write it.
+// A format and its settings in libarchive.
 struct Format {
   std::string name{};
   std::vector<std::string> extensions{};          // in lower case, without dots
-  int (*setFormat)(struct ::archive*) = nullptr;  // none: it is read alone
-  std::string compressor{};                       // what takes the level; none: not compressed
+  int (*setFormat)(struct ::archive*) = nullptr;  // null: read-only
+  std::string compressor{};                       // the module with the level; "": none
   Levels levels{};
-  std::vector<std::string> options{};  // for every archive, in libarchive's words
-  std::vector<std::string> methods{};  // of encryption, in libarchive's words; the first is usual
+  std::vector<std::string> options{};  // always set, in libarchive's syntax
+  std::vector<std::string>
+      methods{};  // of encryption, in libarchive's terms; the first is the default
 
-  // Whether it is tar, where the compression is a filter around it and names may be any bytes.
+  // Whether it is tar: compression is a filter around it, and names may be any bytes.
   bool isTar() const;
 
-  // Whether libarchive keeps the contents in a temporary file until the archive is written.
+  // Whether libarchive needs a temporary file for the contents until the archive is written.
   bool isKeptBack() const;
 
-  // The level and the method that `settings` choose; nothing when there is none to choose.
+  // The level and the method in `settings`; no value if the format has none.
   std::optional<int> level(const OXArchiveSettings& settings) const;
   std::optional<std::string> encryptionMethod(const OXArchiveSettings& settings) const;
 };
 
-// The format for a new archive of this name, by its archive extension in upper or lower case.
-// Throws UsageError when there is none, or when archives of it cannot be created.
+// The format of a new archive, by the archive extension of its name in upper or lower case. Throws
+// UsageError if the extension is unknown or the format is read-only.
 //
 //   "photos.tar.gz", "X.TGZ"   => tar.gz
 //   "photos.zip"               => zip
 //   "photos.rar"               => UsageError
 const Format& formatFor(const std::string& archive);
 
-// The options for a new archive of the format, as the user has given them: a level by its name or
-// number, and a method by its name, which needs a password. Throws UsageError for what the format
-// does not offer.
+// Converts the user's options: a level is a name or a number; a method is a name and needs a
+// password. Throws UsageError for what the format does not support.
 std::shared_ptr<OXArchiveSettings> settingsFor(const Format& format,
                                                const std::optional<std::string>& level,
                                                const std::optional<std::string>& method,

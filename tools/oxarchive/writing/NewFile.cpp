@@ -14,7 +14,7 @@
 namespace oxarchive {
 namespace {
 
-constexpr mode_t permissions = 0666;  // less what the process's mask takes away
+constexpr mode_t permissions = 0666;  // less the umask
 
 std::string pathOfDescriptor(int fd) {
   return "/proc/self/fd/" + std::to_string(fd);
@@ -27,7 +27,7 @@ NewFile::NewFile(const std::string& folder, Before before) : folder_(folder) {
     file_ = Descriptor(
         ::open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, permissions));
   }
-  // Without a look into /proc it would never get a name.
+  // Without /proc it could not be given a name.
   if (file_.isOpen() && ::access(pathOfDescriptor(file_.get()).c_str(), F_OK) != 0) {
     file_.reset();
   }
@@ -56,7 +56,7 @@ void NewFile::makeHidden() {
   } while (!file_.isOpen());
 }
 
-// 0, or the error.
+// Returns 0 or the error.
 int NewFile::giveName(const std::string& path) {
   if (hiddenPath_.empty()) {
     const int result = ::linkat(AT_FDCWD, pathOfDescriptor(file_.get()).c_str(), AT_FDCWD,
@@ -70,12 +70,12 @@ int NewFile::giveName(const std::string& path) {
   if (errno != EINVAL && errno != ENOSYS) {
     return errno;
   }
-  // For file systems that cannot rename like that. The hidden name goes with the object.
+  // For file systems without RENAME_NOREPLACE. The destructor removes the hidden name.
   return ::link(hiddenPath_.c_str(), path.c_str()) == 0 ? 0 : errno;
 }
 
 std::string NewFile::publish(const std::string& name) {
-  // What is not on the disk yet may still fail to get there.
+  // Delayed writes may still fail.
   if (::fsync(file_.get()) != 0 && errno != EINVAL) {
     throw ArchiveFailure(withSystemReason("it cannot be written", errno));
   }

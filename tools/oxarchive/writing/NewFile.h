@@ -7,21 +7,21 @@
 
 namespace oxarchive {
 
-// A file that is written before it has its name, so that nobody ever sees a part of it: when the
-// program ends before, by whatever, nothing of it is left. On file systems that have no files
-// without a name it has a hidden one meanwhile, which a killed program leaves behind.
+// A file that gets its name only when it is complete. If the program ends before, even by a signal,
+// nothing is left. File systems without unnamed files (O_TMPFILE) have it under a hidden name until
+// then, which remains if the program is killed.
 class NewFile : Uncopied {
  public:
   enum class Before { nameless, hidden };
 
-  // In `folder`, which is "" or ends with "/". Throws ArchiveFailure when it cannot be made.
+  // Creates it in `folder`, which is "" or ends in "/". Throws ArchiveFailure on failure.
   explicit NewFile(const std::string& folder, Before before = Before::nameless);
   ~NewFile();
 
   int descriptor() const { return file_.get(); }
 
-  // Gives it the name `name`, or the first one with a number that is free, and never one that
-  // something else has got meanwhile. The path that it has then. Throws ArchiveFailure.
+  // Gives it the name `name`, or the first free name with a number, and never replaces another
+  // item. Returns its path. Throws ArchiveFailure on failure.
   std::string publish(const std::string& name);
 
  private:
@@ -29,7 +29,7 @@ class NewFile : Uncopied {
   void makeHidden();
 
   std::string folder_;
-  std::string hiddenPath_;  // empty when there is none
+  std::string hiddenPath_;  // "" if it has none
   Descriptor file_;
 };
 
