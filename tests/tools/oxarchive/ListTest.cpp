@@ -355,11 +355,10 @@ TEST_F(List, PassesItsRecordsOnToOtherPrograms) {
             "    r = decoder.decode()\n"
             "    print(r['path'], r['fileId'], r['actualSize'], r['isFolder'], oct(r['mode']),\n"
             "          int(r['mtime'].timestamp()), r.get('linkTarget'))\n");
-  const ProgramResult result =
-      runProgram("/bin/sh",
-                 {"-c", std::string(OXARCHIVE_PROGRAM) +
-                            " list --cbor a.tar b.tar | /usr/bin/python3 read.py"},
-                 {.folder = work()});
+  const ProgramResult result = runProgram(
+      "/bin/sh",
+      {"-c", "\"$0\" list --cbor a.tar b.tar | /usr/bin/python3 read.py", OXARCHIVE_PROGRAM},
+      {.folder = work()});
   EXPECT_EQ(result.errors, "") << "python3-cbor2 of Debian has to be installed";
   EXPECT_EQ(result.output,
             "docs 1 0 True 0o40755 1000000000 None\n"
