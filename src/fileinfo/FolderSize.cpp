@@ -1,8 +1,7 @@
 // The size of a folder tree. A path longer than 1023 bytes is truncated, and the item at the
 // truncated path counts instead: none, or another item in the same folder. A folder whose path
 // leaves no room for "/" and a byte of a name counts as 0, because each path in it is truncated to
-// its own; that also bounds the depth. The walk goes by descriptors, and only computes the lengths
-// of paths.
+// its own; that also bounds the depth. The walk goes by descriptors and only computes path lengths.
 
 #include "OrvexKit/OXFileUtil.h"
 

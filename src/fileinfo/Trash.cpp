@@ -101,7 +101,7 @@ struct TrashName {
 };
 
 FileDescriptor createEntry(const TrashFolder& trash, TrashName& name) {
-  // Some file systems allow only shorter names than most.
+  // Some file systems allow only shorter names: each round tries half the length.
   constexpr std::size_t shortest = 16;
   FileDescriptor entry;
   do {

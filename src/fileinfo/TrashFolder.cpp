@@ -50,7 +50,7 @@ bool passesTrashAt(const Passed& passed, const Folder& top) {
          (error == 0 ? passes(passed, top, sharedTrash) : !isAbsence(error));
 }
 
-// Whether the item is a folder or link on the absolute `path`, or on the target of such a link.
+// Whether the item is a folder or link on the absolute `path`, or on the target of a link on it.
 bool isOnWayTo(const std::string& path, const Identity& item) {
   constexpr std::size_t mostLinks = 40;  // the kernel follows no more
   std::vector<std::string> paths{path};  // and the targets of links on them

@@ -36,8 +36,8 @@ bool findTrashes(ItemPlace& place);
 
 enum class Trash {
   home,    // in the user's data folder, for items on the same mount
-  shared,  // the user's own in ".Trash", which is for all users, at the top of the item's mount
-  own,     // the user's own at the top of the item's mount
+  shared,  // the user's own in ".Trash", which all users share, at the top of the item's mount
+  own,     // the user's own ".Trash-UID" at the top of the item's mount
 };
 
 // An open Trash. The destructor removes empty folders that it created, unless they are kept.

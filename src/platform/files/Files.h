@@ -25,8 +25,8 @@ std::string temporaryFolder();
 // on the current folder. Read at every call; creates nothing.
 std::optional<std::string> userDataFolder();
 
-// The status of the item at `path`. `statusOf` follows symbolic links; `statusOfLink` does not
-// follow one that is the item itself. No value if there is no item, or the call fails.
+// The status of the item at `path`. If that is a symbolic link, `statusOf` follows it and
+// `statusOfLink` does not. No value if there is no item, or the call fails.
 std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept;
 std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept;
 
@@ -47,7 +47,7 @@ std::optional<std::string> resolvePath(const PathBuffer& path);
 // value if there is no symbolic link.
 std::optional<std::string> linkedPath(const PathBuffer& path);
 
-// Creates a folder exclusively, after the missing folders above it. Returns 0 or the `errno`:
+// Creates the folder exclusively, and the missing folders above it. Returns 0 or the `errno`:
 // EEXIST if the name is taken by any item.
 int createFolder(const PathBuffer& path, mode_t mode = 0777) noexcept;
 

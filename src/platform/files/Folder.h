@@ -18,7 +18,7 @@
 
 namespace ox {
 
-// Identifies an item: no two items that exist at the same time are equal.
+// Identifies an item: no two items that exist at the same time have the same.
 struct Identity {
   dev_t device = 0;
   ino_t inode = 0;
