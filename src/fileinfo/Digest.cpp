@@ -33,9 +33,9 @@ std::string hexadecimal(const Md5& md5) {
 
 }  // namespace
 
-// Reads to the end of the file, whatever its reported size: it may grow, and files in /proc report
-// 0. The size only decides the cut. A file that reaches the limit although it reported less is read
-// again and cut by its size at that time. If it still reports less, there is no size to cut by.
+// Reads to the end of the file, not to its size: it may grow, and files in /proc report 0. The size
+// only decides where a large file is truncated. A file that reaches the limit although it reported
+// less is read again, with its new size. If that is too small as well, there is no digest.
 std::optional<Md5> digestOfFile(int fd, std::uint64_t countLimit) {
   for (const bool isReadAgain : {false, true}) {
     const std::optional<std::uint64_t> size = sizeOfRegularFile(fd);

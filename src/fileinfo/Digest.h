@@ -9,11 +9,11 @@
 
 namespace ox {
 
-// What a byte count of 32 bits can tell apart.
+// The number of values of a 32-bit byte count.
 constexpr std::uint64_t digestCountLimit = std::uint64_t{1} << 32;
 
-// The MD5 of a regular file that is open at its start. A file of `countLimit` bytes or more is
-// digested over its first (size modulo `countLimit`) bytes alone. No value when it cannot be read.
+// The MD5 of a regular file whose descriptor is at its start. Of a file of `countLimit` bytes or
+// more, digests only the first (size modulo `countLimit`) bytes. No value if it cannot be read.
 std::optional<Md5> digestOfFile(int fd, std::uint64_t countLimit = digestCountLimit);
 
 }  // namespace ox

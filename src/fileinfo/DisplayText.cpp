@@ -13,7 +13,7 @@
 #include "platform/files/Path.h"
 #include "platform/objects/BadAlloc.h"
 
-// A quotient that is held wider than a double and rounded twice may come out as another decimal.
+// With wider intermediate results, the quotient would be rounded twice, and its text could differ.
 static_assert(FLT_EVAL_METHOD == 0, "doubles must not be held wider than they are");
 
 OXString OXHumanReadableFileSize(std::int64_t size) {
@@ -37,7 +37,7 @@ OXString OXHumanReadableFileSize(std::int64_t size) {
   return std::string(text.data(), end);
 }
 
-// No text for what no calendar has: infinities, not-a-number, and years that a `tm` cannot hold.
+// Returns null for a null date, infinities, not-a-number, and years that do not fit a `tm`.
 OXString OXFileUtilAdditions::fileDateDescription(std::optional<OXDate> date) {
   constexpr auto first = static_cast<double>(std::numeric_limits<std::time_t>::min());
   const double seconds = date ? std::floor(date->time_since_epoch().count()) : -first;

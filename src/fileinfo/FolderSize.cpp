@@ -1,8 +1,7 @@
-// The size of all that is in a folder. A path in it has room for 1023 bytes. A longer one is
-// truncated, and the item at the truncated path counts in its place: none, or another item in the
-// same folder. When that is a folder, its own path fills the room, so every path below it is
-// truncated to its own again, and its size is 0; that also bounds the depth. The walk goes by
-// descriptors, where lengths alone decide.
+// The size of a folder tree. A path longer than 1023 bytes is truncated, and the item at the
+// truncated path counts instead: none, or another item in the same folder. A folder whose path
+// leaves no room for "/" and a byte of a name counts as 0, because each path in it is truncated to
+// its own; that also bounds the depth. The walk goes by descriptors and only computes path lengths.
 
 #include "OrvexKit/OXFileUtil.h"
 
@@ -25,15 +24,15 @@ namespace {
 constexpr std::size_t longestPath = 1023;
 constexpr std::size_t longestFolderPath = longestPath - 2;  // room for "/" and one byte of a name
 
-// Sizes are what file systems claim, so they may add up to more than there is room for.
+// File systems may report any sizes, so the sum is limited instead of overflowing.
 void add(std::int64_t size, std::int64_t& total) noexcept {
   if (__builtin_add_overflow(total, size, &total)) {
     total = INT64_MAX;
   }
 }
 
-// Reads each folder to its end before those in it, so that it needs to stay open only for opening
-// them. Keeps the first 15 levels open. Deeper folders are opened by path from the 15th.
+// Reads a folder to its end before its subfolders, and keeps it open only to open those. Keeps the
+// first 15 levels open; deeper folders are opened by path from the 15th.
 class FolderWalk {
  public:
   FolderWalk(Folder top, std::size_t topLength) : topLength_(topLength) {
@@ -47,7 +46,7 @@ class FolderWalk {
       const char* const name = place.path.c_str() + above.prefix;
       here.folder = above.folder.openFolder(name, Folder::Access::list);
       if (here.folder.error() == ENOTDIR) {
-        isFolderElseAdd(above.folder, name);  // no folder after all, or no longer
+        isFolderElseAdd(above.folder, name);  // not a folder, or no longer one
       } else if (here.folder.isOpen()) {
         here.prefix = place.path.size() + 1;
         read(here.folder, place);
@@ -62,14 +61,14 @@ class FolderWalk {
 
   struct Open {
     Folder folder;
-    std::size_t prefix = 0;  // the bytes of a path below it that lead to it, with the "/" after it
+    std::size_t prefix = 0;  // the length of its path from the top folder, with a "/" at the end
   };
   struct Pending {
     std::string path;       // from the top folder
-    std::size_t depth = 0;  // 1 in the top folder
+    std::size_t depth = 0;  // 1 for items of the top folder
   };
 
-  // Adds what is in the folder, and leaves the folders in it pending. Inlined copies cost stack.
+  // Adds the folder's items, and makes its subfolders pending. Inlined copies would cost stack.
   [[gnu::noinline]] void read(const Folder& folder, const Pending& place) {
     const std::string prefix = place.path.empty() ? "" : place.path + '/';
     const std::size_t length = topLength_ + 1 + prefix.size();
@@ -85,7 +84,7 @@ class FolderWalk {
     }
   }
 
-  // What cannot be asked about counts as nothing.
+  // Returns true for a folder, else adds the item's size, or nothing if it cannot be queried.
   bool isFolderElseAdd(const Folder& folder, const char* name) noexcept {
     struct ::stat status {};
     if (folder.statusOf(name, status) == 0 && !S_ISDIR(status.st_mode)) {
@@ -96,11 +95,11 @@ class FolderWalk {
 
   std::size_t topLength_;
   std::int64_t total_ = 0;
-  std::vector<Pending> pending_;        // the next one last
+  std::vector<Pending> pending_;        // a stack
   std::array<Open, maxOpen + 1> open_;  // by depth; the last is for all deeper folders
 };
 
-// Every path in the folder is truncated to one and the same, somewhere in the folder's own.
+// Each path in the folder is truncated to the first 1023 bytes of the folder's own path.
 [[gnu::noinline]] std::int64_t sizeBelowLongPath(const Folder& folder,
                                                  std::string_view path) noexcept {
   const auto status = files::statusOfLink(PathBuffer(path.substr(0, longestPath)));

@@ -1,9 +1,9 @@
-// Moving items to the Trash of the desktop (freedesktop.org Trash 1.0). An item in the Trash has an
-// entry under the same name, which records where it came from. The entry is made first,
-// exclusively. Every later failure removes it, and the folders that were made.
+// Moves items to the Trash of the desktop (freedesktop.org Trash 1.0). An item in the Trash has an
+// entry under the same name, which records where it came from. The entry is created first,
+// exclusively. If a later step fails, it is removed, and so are the folders that were created.
 //
-// GIO would move the item with an empty entry if the disk is full, refuses names that are too long
-// for their entry, and starts a daemon and threads.
+// GIO is not used: it moves the item with an empty entry if the disk is full, refuses names that
+// are too long for their entry, and starts a daemon and threads.
 
 #include "OrvexKit/OXFileUtil.h"
 
@@ -30,13 +30,13 @@ namespace {
 
 constexpr std::string_view entryExtension = ".trashinfo";
 
-// Empty when it cannot be resolved.
+// Empty if it cannot be resolved.
 std::string realPath(std::string_view path) {
   return files::resolvePath(PathBuffer(path.empty() ? "." : path)).value_or("");
 }
 
-// Follows the links of the item's folder, and not the item if that is a link. A path that ends in
-// "." or ".." is resolved first, as a folder is moved by its name.
+// Follows the symbolic links in the path of the item's folder, but not the item itself. A path that
+// ends in "." or ".." is resolved first, because the item is moved by its name.
 bool findPlace(const OXFileReference& item, ItemPlace& place) {
   const std::string_view last = path::lastComponent(item.path);
   const std::string path = last == "." || last == ".." ? realPath(item.path) : item.path;
@@ -47,7 +47,7 @@ bool findPlace(const OXFileReference& item, ItemPlace& place) {
   return !place.name.empty() && place.folder.isOpen();
 }
 
-// Entries have paths as in a URL, escaped byte by byte (RFC 2396).
+// Paths in entries are escaped byte by byte, as in a URL (RFC 2396).
 void appendEscaped(std::string& text, std::string_view path) {
   constexpr std::string_view unreserved =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.!~*'()/";
@@ -62,7 +62,7 @@ void appendEscaped(std::string& text, std::string_view path) {
   }
 }
 
-// The path in it is relative to the top of the mount for a Trash that is there.
+// The text of the entry. For a Trash at the top of a mount, the path in it is relative to that.
 std::string entryOf(const ItemPlace& place, Trash which) {
   std::string path = path::appendingComponent(place.path, place.name);
   if (which != Trash::home) {
@@ -79,8 +79,8 @@ std::string entryOf(const ItemPlace& place, Trash which) {
   return entry += date.data();
 }
 
-// The names that an item may have in the Trash: its own, then with numbers before the extension,
-// which keeps its kind. Truncated so that its entry's name fits as well.
+// The names to try for an item in the Trash: its own, then with numbers before the extension, which
+// keeps its kind. Truncated so that the entry's name, which is longer, is valid too.
 struct TrashName {
   std::string item() const {
     std::string end = number > 1 ? '.' + std::to_string(number) : "";
@@ -101,7 +101,7 @@ struct TrashName {
 };
 
 FileDescriptor createEntry(const TrashFolder& trash, TrashName& name) {
-  // Some file systems take shorter names than most.
+  // Some file systems allow only shorter names: each round tries half the length.
   constexpr std::size_t shortest = 16;
   FileDescriptor entry;
   do {
@@ -110,7 +110,7 @@ FileDescriptor createEntry(const TrashFolder& trash, TrashName& name) {
   return entry;
 }
 
-// Replaces nothing that has the new name already.
+// Returns 0 or the `errno`. Never replaces an existing item.
 int moveItem(const ItemPlace& place, const Folder& files, const std::string& newName) {
   const char* const name = place.name.c_str();
   struct stat status;
@@ -118,7 +118,7 @@ int moveItem(const ItemPlace& place, const Folder& files, const std::string& new
     return ESTALE;  // another item may have taken its place
   }
   int error = place.folder.rename(name, files, newName.c_str());
-  // Moving a folder to another one takes the permission to write it, which its owner can grant.
+  // Moving a folder to another parent needs write permission for it, which its owner can add.
   const mode_t mode = status.st_mode;
   if (error == EACCES && S_ISDIR(mode) && (mode & S_IWUSR) == 0 &&
       place.folder.setPermissionsOf(name, mode | S_IWUSR) == 0) {
@@ -132,8 +132,8 @@ int moveItem(const ItemPlace& place, const Folder& files, const std::string& new
   return error;
 }
 
-// The entry and its name must be on the disk before the item is in the Trash: after a crash nobody
-// would know where the item came from.
+// The entry and its name must be on disk before the item moves. Otherwise a crash could leave an
+// item without an entry in the Trash, and nobody would know where it came from.
 int writeEntryAndMoveItem(const TrashFolder& trash, const std::string& newName,
                           std::string_view text, int entry, const ItemPlace& place) {
   int error = writeAll(entry, std::as_bytes(std::span(text)));
@@ -144,7 +144,7 @@ int writeEntryAndMoveItem(const TrashFolder& trash, const std::string& newName,
 
 int moveWithEntry(const ItemPlace& place, const TrashFolder& trash, const std::string& text) {
   TrashName name{.name = place.name};
-  // Each name is tried once, so that others who take names meanwhile cannot keep this going.
+  // A limit, so that others who take the names meanwhile cannot keep this loop going.
   constexpr unsigned mostNames = 100000;
   int error = EEXIST;
   for (; error == EEXIST && name.number <= mostNames; ++name.number) {
@@ -170,8 +170,8 @@ int moveTo(Trash which, const ItemPlace& place) {
 }
 
 bool moveToTrash(const ItemPlace& place) {
-  // Another caller whose move failed may remove the empty folders that it made, although they are
-  // open here.
+  // Tries again if a folder is gone: another caller whose move has failed removes the empty folders
+  // that it created, even while they are open here.
   constexpr int mostRounds = 10;
   int error = ENOENT;
   for (int round = 0; error == ENOENT && round < mostRounds; ++round) {

@@ -18,21 +18,22 @@ namespace {
 using Access = Folder::Access;
 
 constexpr const char* sharedTrash = ".Trash";
-constexpr const char* ownTrash = ".Trash-";  // and the user's number
+constexpr const char* ownTrash = ".Trash-";  // followed by the user's number
 
-// The item, and the folders from the root down to its own.
+// The identities of the item and of the folders from the root to its own.
 using Passed = std::vector<Identity>;
 
 std::string userNumber() {
   return std::to_string(::getuid());
 }
 
-// Whether an error says that no folder is there. One that may not be searched counts as absent:
-// the item was not reached through it.
+// Whether the error means that there is no such folder. A folder that may not be searched counts as
+// absent, because the item was not reached through it.
 constexpr bool isAbsence(int error) noexcept {
   return error == ENOENT || error == ENOTDIR || error == ELOOP || error == EACCES;
 }
 
+// Whether the item is, or is in, the item `name` of `folder`; true if that is unknown.
 bool passes(const Passed& passed, const Folder& folder, const std::string& name) noexcept {
   struct stat status;
   const int error = folder.statusOf(name.c_str(), status);
@@ -40,7 +41,7 @@ bool passes(const Passed& passed, const Folder& folder, const std::string& name)
                     : !isAbsence(error);
 }
 
-// All of ".Trash" stays while the user has a Trash in it.
+// The whole of ".Trash" counts as a Trash while the user has one in it.
 bool passesTrashAt(const Passed& passed, const Folder& top) {
   const Folder shared = top.openFolder(sharedTrash, Access::use);
   struct stat status;
@@ -49,10 +50,10 @@ bool passesTrashAt(const Passed& passed, const Folder& top) {
          (error == 0 ? passes(passed, top, sharedTrash) : !isAbsence(error));
 }
 
-// Whether the item is a folder or link on the absolute `path`, or on a path that its links lead to.
+// Whether the item is a folder or link on the absolute `path`, or on the target of a link on it.
 bool isOnWayTo(const std::string& path, const Identity& item) {
   constexpr std::size_t mostLinks = 40;  // the kernel follows no more
-  std::vector<std::string> paths{path};  // and where the links on them lead
+  std::vector<std::string> paths{path};  // and the targets of links on them
   for (std::size_t i = 0; i < paths.size() && i <= mostLinks; ++i) {
     std::string way(path::withoutTrailingSlashes(paths[i]));
     for (; way != "/"; way = path::deletingLastComponent(way)) {
@@ -61,7 +62,7 @@ bool isOnWayTo(const std::string& path, const Identity& item) {
       if (status && identityOf(*status) == item) {
         return true;
       }
-      // Those below the same links lead through the same places again.
+      // A known target leads through the same places again.
       auto linked = files::linkedPath(place);
       if (linked && std::ranges::find(paths, *linked) == paths.end()) {
         paths.push_back(std::move(*linked));
@@ -71,7 +72,7 @@ bool isOnWayTo(const std::string& path, const Identity& item) {
   return false;
 }
 
-// The links on the way are kept too: without one of them the Trash could not be found again.
+// Includes the links on its path: without one of them, the Trash could not be found again.
 bool passesHomeTrash(const Passed& passed, const std::string& home) {
   return !home.empty() &&
          (isOnWayTo(home, passed.front()) ||
@@ -112,15 +113,15 @@ TrashFolder::~TrashFolder() {
   }
 }
 
-// Opens a folder, and makes it if it is missing. Returns ENOENT only if somebody removes it or
-// `parent` meanwhile, and EPERM if it does not belong to `owner`, where there is one.
+// Opens a folder, and creates it if it is missing. Returns ENOENT only if somebody removes it or
+// `parent` meanwhile, and EPERM if `owner` is given and is not its owner.
 int TrashFolder::openMade(const Folder& parent, const std::string& name, Access access,
                           std::optional<uid_t> owner, Folder& opened) {
   std::pair<Folder, std::string> made(parent.openFolder(".", Access::use), name);
   if (!made.first.isOpen()) {
     return made.first.error();
   }
-  made_.reserve(made_.size() + 1);
+  made_.reserve(made_.size() + 1);  // so that recording a new folder cannot fail
   const int notMade = parent.makeFolder(name.c_str(), S_IRWXU);
   if (notMade == 0) {
     made_.push_back(std::move(made));
@@ -165,7 +166,7 @@ int TrashFolder::openAtTop(Trash which, const ItemPlace& place, Folder& opened) 
   if (which == Trash::own) {
     return openMade(place.tops.back(), ownTrash + userNumber(), Access::use, ::getuid(), opened);
   }
-  // An administrator made it, with the sticky bit, so that nobody moves what others have in it.
+  // An administrator creates it. Without the sticky bit, users could move each other's items.
   const Folder shared = place.tops.back().openFolder(sharedTrash, Access::use);
   struct stat status;
   if (shared.status(status) != 0 || (status.st_mode & S_ISVTX) == 0) {
@@ -181,7 +182,7 @@ int TrashFolder::open(Trash which, const ItemPlace& place) {
   error = error == 0 ? folder.status(status) : error;
   if (error == 0) {
     const uid_t owner = status.st_uid;
-    // The folder of the entries will be synced, which takes the permission to read it.
+    // Read access, because the folder of the entries will be synced.
     error = openMade(folder, "info", Access::list, owner, info_);
     error = error == 0 ? openMade(folder, "files", Access::use, owner, files_) : error;
   }

@@ -12,8 +12,8 @@
 
 namespace ox {
 
-// A mount's number, and a device on it: a bind mount has the device of what it shows, and a mount
-// may have several devices. Nothing can be renamed across either.
+// A mount's ID and a device. A bind mount has the device of what it shows, and a mount may have
+// several devices; nothing can be renamed across either.
 using Mount = std::pair<std::uint64_t, dev_t>;
 
 // Where an item is, and where its Trashes are.
@@ -24,23 +24,23 @@ struct ItemPlace {
   Identity item;
 
   // What `findTrashes` adds.
-  std::vector<Folder> tops;  // of the mounts on the way to the folder, its own mount last
-  std::string topPath;       // of the last of them
-  Mount mount;               // the folder's own
-  std::string home;          // the path of the Trash in the user's data folder; empty without one
+  std::vector<Folder> tops;  // the top folders of the mounts on the path, the item's mount last
+  std::string topPath;       // the path of the last of them
+  Mount mount;               // the item's mount
+  std::string home;          // the path of the Trash in the user's data folder, or empty
 };
 
-// False if the item is a Trash, is in one, or is on the path to the user's Trash, and if that
-// cannot be found out.
+// Returns false if the item is a Trash, is in one, or is on the path to the user's Trash, or if
+// that cannot be determined.
 bool findTrashes(ItemPlace& place);
 
 enum class Trash {
   home,    // in the user's data folder, for items on the same mount
-  shared,  // the user's own in ".Trash", which is for all users, at the top of the item's mount
-  own,     // the user's own at the top of the item's mount
+  shared,  // the user's own in ".Trash", which all users share, at the top of the item's mount
+  own,     // the user's own ".Trash-UID" at the top of the item's mount
 };
 
-// An open Trash. Removes the folders that it made, as far as they are empty, unless they are kept.
+// An open Trash. The destructor removes empty folders that it created, unless they are kept.
 class TrashFolder {
  public:
   TrashFolder() noexcept = default;
@@ -52,7 +52,7 @@ class TrashFolder {
   int open(Trash which, const ItemPlace& place);
   void keep() noexcept { made_.clear(); }
 
-  const Folder& info() const noexcept { return info_; }    // says where each item came from
+  const Folder& info() const noexcept { return info_; }    // the entries: where items came from
   const Folder& files() const noexcept { return files_; }  // the items
 
  private:
@@ -61,7 +61,7 @@ class TrashFolder {
   int openHome(const ItemPlace& place, Folder& opened);
   int openAtTop(Trash which, const ItemPlace& place, Folder& opened);
 
-  std::vector<std::pair<Folder, std::string>> made_;  // in which folder, and the name
+  std::vector<std::pair<Folder, std::string>> made_;  // their parents and names
   Folder info_;
   Folder files_;
 };

@@ -19,8 +19,8 @@ namespace {
 
 using Access = Folder::Access;
 
-// Whether this name, and each that is left when its package extensions are dropped, stays in the
-// folder where it is used.
+// Whether the name, without its package extensions, names an item in the folder where it is used.
+// "/" and NUL have been refused before.
 bool isSafeFolderName(std::string_view name) noexcept {
   while (hasPackageExtension(name)) {
     name = path::deletingExtension(name);
@@ -28,25 +28,25 @@ bool isSafeFolderName(std::string_view name) noexcept {
   return !name.empty() && name != "." && name != "..";
 }
 
-// Opens the scratch folder at `path`, and the folder that it is in. False if another item has
-// already taken its place.
+// Opens the scratch folder at `path` and its parent. Returns false if that fails, or if another
+// item has taken the place of the scratch folder.
 bool openScratch(const std::string& path, Folder& parent, Folder& scratch,
                  struct ::stat& status) noexcept {
   const PathBuffer parentPath(path::deletingLastComponent(path));
   parent = Folder::open(parentPath.c_str(), Access::use, Folder::Links::follow);
   scratch = parent.openFolder(path::lastComponent(path).data(), Access::use);
   return scratch.status(status) == 0 &&
-         // As it was made: nobody else can have moved such a folder here.
+         // Owner and permissions are as created: nobody else can move such a folder here.
          status.st_uid == ::geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
 }
 
-// Drops the name's extensions until it is no package, and moves a folder in a scratch folder along.
-// The name alone decides what a package is; the scratch folder shows only whether a move fails.
-// Returns the name that remains. No value if there is no scratch folder or a move fails; what was
-// made is left then.
+// Drops package extensions from the name until none is left, and returns the rest. At each step,
+// renames a folder in a scratch folder, only to see whether that fails: the name alone decides what
+// a package is. If a rename fails or there is no scratch folder, returns no value and leaves what
+// was created.
 //
-// Others may be able to rename what is in the temporary folder. So everything goes by the open
-// scratch folder, and only the empty folder that was made in it is moved and removed.
+// Others may be able to rename items in the temporary folder. So all calls go through the open
+// scratch folder, and only the empty folder that was created in it is renamed and removed.
 OXString unpackagedName(std::string name) {
   const OXString path = OXCreateTemporaryDirectory();
   Folder parent;
@@ -55,8 +55,7 @@ OXString unpackagedName(std::string name) {
   if (!path || !openScratch(*path, parent, scratch, made)) {
     return std::nullopt;
   }
-  // One that cannot be made loses its extensions all the same, because the final folder may well be
-  // made.
+  // If this fails, the final folder may still be created: its name may be shorter.
   const bool isMade = scratch.makeFolder(name.c_str(), S_IRWXU) == 0;
   while (hasPackageExtension(name)) {
     std::string shorter(path::deletingExtension(name));
@@ -76,7 +75,8 @@ OXString unpackagedName(std::string name) {
   return name;
 }
 
-// Exclusive creation decides: if the name is taken, the next one is tried.
+// Creates the folder exclusively, and tries the next name if one is taken. Returns the path after
+// any other failure too, which the caller notices when it uses the folder.
 OXString createFreeFolder(std::string_view name, std::string_view destination) {
   FreeName freeName(name, destination, true);
   while (files::createFolder(PathBuffer(freeName.next())) == EEXIST) {

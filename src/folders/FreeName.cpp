@@ -12,8 +12,7 @@
 namespace ox {
 namespace {
 
-// A few names are checked faster one by one. Beyond that, one listing of the folder answers for
-// all.
+// Up to this counter, checking names one by one is faster than listing the folder.
 constexpr std::int32_t probesBeforeListing = 16;
 
 }  // namespace
@@ -38,7 +37,7 @@ const std::string& FreeName::next() {
   return path_;
 }
 
-// False when the listing shows that the next name is taken.
+// Writes the next candidate to `path_`, or returns false if the listing has it.
 bool FreeName::writeNext() {
   if (path_.empty()) {
     path_ = directory_;
@@ -67,12 +66,12 @@ bool FreeName::writeNext() {
 
 void FreeName::writeCounter(std::int32_t counter) {
   path_.resize(numberStart_);
-  path_ += std::to_string(counter);  // short enough to need no memory of its own
+  path_ += std::to_string(counter);  // fits the small-string buffer
   path_ += afterNumber_;
 }
 
-// Names that the listing lacks are still checked: a case-insensitive folder may have them in
-// another spelling.
+// Records which counters are taken. Names that are not listed are still checked, because a
+// case-insensitive folder may have them in another spelling.
 void FreeName::listFolder() {
   taken_.emplace();
   const PathBuffer path(directory_.empty() ? "." : directory_);
@@ -85,7 +84,7 @@ void FreeName::listFolder() {
     std::uint16_t counter = 0;
     if (name.starts_with(beforeNumber)) {
       std::from_chars(name.data() + beforeNumber.size(), name.data() + name.size(), counter);
-      // Only a number as it would be written here: "007" is another name than "7".
+      // Only a number in the form that is written here: "007" is not "7".
       writeCounter(counter);
       if (name == std::string_view(path_).substr(nameStart_)) {
         taken_->set(counter);

@@ -12,22 +12,21 @@
 
 namespace ox {
 
-// The counter of a name: 1, 2, 3, … It is a signed 32-bit number, and after the largest comes the
-// smallest.
+// The counter after `counter`: 1, 2, 3, … A signed 32-bit number; the smallest follows the largest.
 constexpr std::int32_t nextCounter(std::int32_t counter) noexcept {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(counter) + 1U);
 }
 
-// Walks over the names that `OXSequentiallyUniqueName` would try, in their order, from one free
-// name to the next. The arguments must outlive it.
+// Iterates over the free names among those that `OXSequentiallyUniqueName` tries, in its order. The
+// arguments must outlive the object.
 class FreeName {
  public:
   FreeName(std::string_view name, std::string_view directory, bool isFolder);
 
-  // `directory` joined with the next free name.
+  // Returns `directory` joined with the next free name.
   const std::string& next();
 
-  // The path that `next` gave last, to keep.
+  // Moves out the path that `next` returned last.
   std::string take() noexcept { return std::move(path_); }
 
  private:
@@ -37,13 +36,13 @@ class FreeName {
 
   std::string_view name_;
   std::string_view directory_;
-  std::string label_;              // what is before the counter
-  std::string afterNumber_ = ")";  // and the extension
-  std::string path_;               // the candidate
+  std::string label_;              // what precedes the counter
+  std::string afterNumber_ = ")";  // what follows it, with the extension
+  std::string path_;               // the current candidate
   std::size_t nameStart_ = 0;      // where its last component starts
-  std::size_t numberStart_ = 0;    // where the counter goes
+  std::size_t numberStart_ = 0;    // where its counter starts
   std::int32_t counter_ = 0;
-  // What a listing of the folder shows, by counter; larger ones are asked for one by one.
+  // The counters that the folder's listing contains. Larger ones are checked one by one.
   std::optional<std::bitset<std::size_t{1} << 16>> taken_;
 };
 

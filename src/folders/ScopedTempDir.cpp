@@ -15,7 +15,7 @@
 namespace ox {
 namespace {
 
-// In memory that the kernel clears in every forked copy of the process. Null where it cannot.
+// A number, 0 at first, in memory that the kernel clears in every forked child. Null if it cannot.
 std::atomic<int>* memoryWipedOnFork() noexcept {
   constexpr std::size_t size = sizeof(std::atomic<int>);
   void* const memory =
@@ -24,11 +24,11 @@ std::atomic<int>* memoryWipedOnFork() noexcept {
   return isWiped ? new (memory) std::atomic<int>(0) : nullptr;
 }
 
-// Tells this process from those that it is a forked copy of. Process numbers do not: in a namespace
-// of its own a copy may have the same one.
+// A number that differs between a process and its forked children. The process ID need not differ:
+// a child in a PID namespace of its own may have its parent's.
 int currentProcess() noexcept {
   static std::atomic<int>* const number = memoryWipedOnFork();
-  static std::atomic<int> last{0};  // copied by a fork
+  static std::atomic<int> last{0};  // a forked child counts on from here
   if (number == nullptr) {
     return ::getpid();
   }

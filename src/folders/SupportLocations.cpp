@@ -9,8 +9,8 @@
 namespace ox {
 namespace {
 
-// `name` in `parent`, made for the user alone. Failure is ignored: whoever uses the folder is told
-// by that use.
+// Creates `name` in `parent`, accessible to the user only, and returns its path. Ignores failure,
+// which whoever uses the folder will notice.
 OXString makeFolder(const OXString& parent, std::string_view name) {
   if (!parent) {
     return std::nullopt;
@@ -23,7 +23,7 @@ OXString makeFolder(const OXString& parent, std::string_view name) {
 }  // namespace
 }  // namespace ox
 
-// Both values are kept until the process ends, so that destructors that run late may ask for them.
+// Neither value is ever destroyed, so destructors of static objects may call these functions.
 
 OXString OXAppSupportDir() {
   static const OXString& kOXAppSupportDirPath =

@@ -13,7 +13,7 @@ namespace {
 constexpr std::string_view scratchPattern = ".orvx.XXXXXX";
 constexpr std::string_view uniquePattern = "Vantrel.XXXXXX";
 
-// In the user's temporary folder for a null `base`.
+// Creates it in the user's temporary folder if `base` is null.
 OXString createScratchFolder(OXStringView base) {
   try {
     OXString folder = path::appendingComponent(
@@ -22,7 +22,7 @@ OXString createScratchFolder(OXStringView base) {
     if (!holdsNul && files::createUniqueFolder(folder->data())) {
       return folder;
     }
-    // The function is called otherwise, but whoever looks for this line looks for these words.
+    // The call is `mkdtemp`, but people and programs look for exactly this line.
     logLine("mkstemp failed to generate a temp dir!");
   } catch (const std::bad_alloc&) {
     logLine("Could not allocate memory for generating temp dir name!");
@@ -53,7 +53,7 @@ OXString OXCreateUniqueTempDir() {
       return folder;
     }
   } catch (const std::bad_alloc&) {
-    // No room for the longer name: what is promised is a folder to use, and the base is one.
+    // No memory for the path. The function always returns a usable folder, so it returns the base.
   }
   return base;
 }

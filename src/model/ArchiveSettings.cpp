@@ -17,7 +17,7 @@ OXArchiveSettings::~OXArchiveSettings() = default;
 
 std::shared_ptr<OXArchiveSettings> OXArchiveSettings::copyWithZone() const {
   auto copy = std::make_shared<OXArchiveSettings>();
-  // The copy on its way is overwritten too, even if there is no memory for the next one.
+  // The local copy is overwritten too, even if `setPassword` throws.
   OXString secret = password();
   const auto wipe = [](std::string* text) { ox::wipe(*text); };
   const std::unique_ptr<std::string, decltype(wipe)> wiped(secret ? &*secret : nullptr, wipe);

@@ -41,6 +41,7 @@ void OXDeltaNode::addChild(std::shared_ptr<OXDeltaNode> node) {
   }
   std::shared_ptr<ChildList> list = childList();
   if (list == nullptr) {
+    // Nothing is allocated under the lock. Another thread may create the list meanwhile.
     std::shared_ptr<ChildList> made = ChildList::make();
     const ox::RecordGuard guard(lock_);
     if (contents_.children == nullptr) {

@@ -1,4 +1,4 @@
-// A node's list of children, and how it is guarded while somebody walks it.
+// A node's list of children, and its protection while it is walked.
 
 #pragma once
 
@@ -14,12 +14,11 @@
 #include "platform/objects/FatalError.h"
 #include "platform/objects/RecordLock.h"
 
-// Adding is checked, and done, under a lock that a walk takes when it begins and when it ends:
-// between the two nobody changes the nodes, so that the walk itself reads them without a lock.
+// A walk begins and ends a visit, under the lock, and adding during a visit is a fatal error. So
+// the nodes do not change during a walk, which reads them without the lock.
 class OXDeltaNode::ChildList {
  public:
-  // Its last owner lets go of the nodes without going deeper into the stack at each level of the
-  // tree.
+  // The last owner releases the nodes without recursion, at any depth of the tree.
   static std::shared_ptr<ChildList> make() { return {new ChildList, release}; }
 
   ChildList() = default;
@@ -27,7 +26,7 @@ class OXDeltaNode::ChildList {
   ChildList& operator=(const ChildList&) = delete;
 
   void add(std::shared_ptr<OXDeltaNode> node) {
-    // Where a full list moves to: memory is asked for, and given back, without the lock.
+    // The storage that a full list moves to, allocated and freed without the lock.
     List spare;
     while (const std::size_t wanted = addInto(spare, node)) {
       ox::orBadAlloc([&] { spare.reserve(wanted); });
@@ -44,8 +43,8 @@ class OXDeltaNode::ChildList {
     --visits_;
   }
 
-  // The node at a place in the list, or null behind the last: for a look at the nodes that does not
-  // forbid adding. Those that are in the list stay in it.
+  // The node at `index`, or null past the end. Not a visit, so nodes may be added between calls.
+  // Nodes are never removed.
   std::shared_ptr<OXDeltaNode> at(std::size_t index) const noexcept {
     const ox::RecordGuard guard(lock_);
     return index < nodes_.size() ? nodes_[index] : nullptr;
@@ -54,7 +53,7 @@ class OXDeltaNode::ChildList {
   const List& nodes() const noexcept { return nodes_; }
 
  private:
-  // Gives the room that `spare` needs when the list is full; 0 when the node was added.
+  // Adds the node and returns 0, or returns the capacity that `spare` needs for a full list.
   std::size_t addInto(List& spare, std::shared_ptr<OXDeltaNode>& node) {
     {
       const ox::RecordGuard guard(lock_);
@@ -73,9 +72,9 @@ class OXDeltaNode::ChildList {
     ox::fatalError("a child was added to a list of nodes that is being walked");
   }
 
-  // Releasing a list's nodes releases their lists, which end up here again: those only queue up for
-  // the outermost call on this thread. They are linked through themselves, so that nothing has to
-  // be allocated to give memory back.
+  // Destroying a list's nodes releases their lists, which calls this function again. Those calls
+  // only link their lists to the list of the outermost call on this thread, which destroys them in
+  // turn. The links are members, so releasing allocates no memory.
   static void release(ChildList* list) noexcept {
     thread_local ChildList* current = nullptr;
     if (current != nullptr) {

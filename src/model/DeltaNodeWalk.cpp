@@ -10,8 +10,8 @@
 #include "platform/objects/BadAlloc.h"
 #include "platform/objects/FatalError.h"
 
-// A walk in progress: the levels from its start down to where it is, instead of calls that call
-// themselves, and the two paths, which are made longer and shorter in place.
+// A walk in progress. A stack of levels, from the start to the current node, replaces recursion.
+// The two paths are extended and truncated in place.
 class OXDeltaNode::Walk {
  public:
   explicit Walk(const TraversalCallback& callback) : callback_(callback) {}
@@ -38,10 +38,10 @@ class OXDeltaNode::Walk {
 
   struct Level {
     std::shared_ptr<ChildList> list;
-    std::unique_ptr<ChildList, EndVisit> visit;  // of the list, which nobody adds to until its end
+    std::unique_ptr<ChildList, EndVisit> visit;  // of the list; ended by its destructor
     std::size_t next;
-    // The path that leads here. What is appended to it takes the slashes off its end.
-    std::size_t prefixEnd;  // 0 when there is nothing but slashes
+    // The relative path of this level. Appending a name to it removes its trailing slashes.
+    std::size_t prefixEnd;  // its length without these; 0 if it has nothing else
     std::size_t prefixSlashes;
   };
 
@@ -56,7 +56,7 @@ class OXDeltaNode::Walk {
     }
   }
 
-  // Whether the node has a place of its own on disk.
+  // Returns whether the node has a place of its own on disk.
   bool appendToPaths(const Contents& contents) {
     if (contents.name == nullptr) {
       return false;
@@ -84,10 +84,10 @@ class OXDeltaNode::Walk {
     }
   }
 
-  // A list repeats on one path only in a cycle. It is compared with the lists at the last two
-  // depths that are multiples of 1, of 2, of 4 and so on. Let p be the largest power of two that is
-  // no longer than the cycle: a multiple of p is passed in the first round, and is still one of the
-  // last two when its list repeats, within the second round.
+  // A list occurs twice on one path only in a cycle. It is compared with the lists at the last two
+  // depths that are multiples of 1, of 2, of 4 and so on. This finds a cycle of c lists in its
+  // second round: let p be the power of two with p <= c < 2p. The first round passes a multiple of
+  // p, and that is still one of the last two when its list occurs again.
   void refuseCircle(const ChildList& list) const {
     const std::size_t depth = levels_.size();
     for (std::size_t step = 1; step <= depth; step *= 2) {

@@ -60,7 +60,7 @@ bool OXFormatInfo::isEqual(const OXObject* other) const {
   if (other == nullptr) {
     return false;
   }
-  // The same object, by whichever of its roots it is handed in.
+  // The same object, even if it has several `OXObject` bases and this is another one.
   if (dynamic_cast<const void*>(other) == dynamic_cast<const void*>(this)) {
     return true;
   }

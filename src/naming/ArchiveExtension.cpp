@@ -9,15 +9,16 @@
 namespace ox {
 namespace {
 
-// An archive extension, in two parts that follow each other.
+// The two parts of an archive extension, in order.
 struct ArchiveExtension {
-  std::string_view tar;  // "tar." or nothing: in lower case, however the name has it
+  std::string_view tar;  // "tar." or empty; lower case, whatever the name's case
   std::string_view last;
 };
 
 ArchiveExtension archiveExtension(std::string_view path) noexcept {
   const auto [rest, extension] = path::splitExtension(path);
-  // Whether the extension of `rest` is "tar": one look at its end in place of a second search.
+  // Whether the extension of `rest` is "tar": at least one character of the name, then ".tar". This
+  // is faster than a second search.
   constexpr std::size_t length = std::string_view("x.tar").size();
   const std::string_view end = rest.substr(std::max(rest.size(), length) - length);
   const bool isTar =
@@ -41,8 +42,8 @@ OXString OXFileUtilAdditions::archiveExtension(OXStringView path) {
 }
 
 OXString OXFileUtilAdditions::stringByDeletingArchiveExtension(OXStringView path) {
-  // The cut goes by length, never by matching text: slashes at the end of the path are counted in.
-  // Strictly longer, so that something is left.
+  // Removes as many bytes from the end as the extension and its "." have, whatever they are:
+  // trailing slashes count. Returns the path unchanged if nothing would be left.
   const auto [tar, last] = ox::archiveExtension(*path);
   const std::size_t cut = tar.size() + last.size();
   const bool leavesSomething = cut != 0 && path->size() - 1 > cut;

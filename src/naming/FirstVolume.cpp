@@ -11,8 +11,8 @@
 namespace ox {
 namespace {
 
-// A first volume's path: what it shares with the given one, a number `digits` wide (none when 0),
-// and what follows that.
+// The parts of a first volume's path: a prefix of the given path, the number 1 in `digits` digits
+// (none if 0), and the ending.
 struct FirstVolume {
   std::string_view shared;
   std::size_t digits;
@@ -23,7 +23,7 @@ std::optional<FirstVolume> firstVolumeOf(std::string_view path) noexcept {
   const auto [rest, extension] = path::splitExtension(path);
   const std::string_view inner = path::extension(rest);
   if (extension == "rar") {
-    // "name.partN.rar". The characters after "part" are counted, not read.
+    // "name.partN.rar". The characters after "part" are counted, not parsed.
     constexpr std::string_view part = "part";
     if (!inner.starts_with(part) || inner.size() == part.size()) {
       return std::nullopt;
@@ -53,7 +53,7 @@ void appendFirstNumber(std::string& text, std::size_t digits) {
 
 std::string firstVolumeOrPath(std::string_view path) {
   std::string answer;
-  answer.reserve(path.size() + 2);  // one allocation, for what is the longest: "x.r" => "x.rar"
+  answer.reserve(path.size() + 2);  // one allocation: at most 2 bytes longer, "x.r" => "x.rar"
   if (const std::optional<FirstVolume> volume = firstVolumeOf(path)) {
     answer = volume->shared;
     appendFirstNumber(answer, volume->digits);

@@ -8,10 +8,10 @@
 namespace ox {
 namespace {
 
-// With its terminator. A host may keep a resolved path in a buffer of this size.
-constexpr std::size_t longestCanonicalPath = 1024;
+// With the terminating NUL. A host may keep a canonical path in a buffer of this size.
+constexpr std::size_t canonicalPathBufferSize = 1024;
 
-// The part of `path` below `ancestor`; all of it when `ancestor` is no ancestor.
+// The part of `path` below `ancestor`, or `path` itself if `ancestor` is not an ancestor.
 std::string_view pathBelow(std::string_view path, std::string_view ancestor) noexcept {
   if (ancestor.empty() || !path.starts_with(ancestor)) {
     return path;
@@ -35,6 +35,6 @@ OXString OXFileUtilAdditions::canonicalPath(OXStringView path) {
     return std::nullopt;
   }
   OXString canonical = ox::files::resolvePath(ox::PathBuffer(*path));
-  const bool fits = canonical && canonical->size() < ox::longestCanonicalPath;
+  const bool fits = canonical && canonical->size() < ox::canonicalPathBufferSize;
   return fits ? std::move(canonical) : OXString(path);
 }

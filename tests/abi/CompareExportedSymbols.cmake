@@ -1,4 +1,4 @@
-# Compares the names that a shared library offers with a kept list, which has one name a line, in
+# Compares the names that a shared library exports with a kept list, which has one name per line, in
 # any order, without parameters. Called with -DNM=, -DLIBRARY= and -DLIST=.
 
 cmake_minimum_required(VERSION 3.25)
@@ -11,7 +11,7 @@ if(NOT result EQUAL 0)
   message(FATAL_ERROR "${NM} cannot read ${LIBRARY}")
 endif()
 
-# A line is "name T 1234 56". Brackets and semicolons mean something else in a list.
+# A line is "name T 1234 56". Brackets and semicolons have another meaning in CMake lists.
 string(REGEX REPLACE "\\[abi:[a-z0-9]*\\]" "" output "${output}")
 string(REGEX REPLACE " [A-Za-z]( [0-9a-f]+)*( )*(\n|$)" "\n" output "${output}")
 string(REGEX REPLACE "\\([^\n]*" "" output "${output}")

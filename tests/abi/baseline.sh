@@ -1,13 +1,13 @@
 # shellcheck shell=bash disable=SC2034,SC2154
-# How the interface of a built library is put into words, for the test and for renewing what is kept.
-# To be sourced; `source_dir` is this repository.
+# Functions to describe and compare the interfaces of built libraries, for the test and for updating
+# the kept description. To be sourced; `source_dir` is this repository.
 
 baseline=$source_dir/tests/abi/baseline-amd64.abi
 
 # describe LIBRARY FILE
 #
-# The types of the public headers as the library's debug information has them, and every function
-# that is exported. Nothing in it depends on where the sources lie.
+# Describes the types of the public headers, as in the library's debug information, and all exported
+# functions. The description does not depend on the path of the sources.
 describe() {
   abidw --headers-dir "$source_dir/include" --drop-private-types --exported-interfaces-only \
     --suppressions "$source_dir/tests/abi/standard-library.suppr" --type-id-style hash \
@@ -23,15 +23,17 @@ describe() {
   done
 }
 
-# attribute NAME FILE, of the library itself: soname or architecture
+# attribute NAME FILE
+#
+# Prints an attribute of the described library: soname or architecture.
 attribute() {
   sed -n "/^<abi-corpus /{s/.* $1='\([^']*\)'.*/\1/p;q}" "$2"
 }
 
 # compare OLD NEW
 #
-# Whether programs that were built with the old library run with the new one; says why not. What is
-# only added harms nobody.
+# Fails if programs that were built with the old library would not run with the new one, and prints
+# why. Ignores additions.
 compare() {
   abidiff --no-added-syms --ignore-soname "$1" "$2"
 }

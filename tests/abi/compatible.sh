@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Whether programs that were built with the library as the kept description has it run with this one.
-# What may have changed without a new SONAME is a compatible addition.
+# Fails if programs that were built with the library of the kept description would not run with this
+# one. Without a new SONAME, only compatible additions are allowed.
 #
 #   compatible.sh SOURCE LIBRARY
 #
@@ -23,8 +23,8 @@ for name in architecture soname; do
   kept=$(attribute "$name" "$baseline")
   now=$(attribute "$name" "$folder/now.abi")
   if [ "$kept" != "$now" ]; then
-    echo "Not compared: the $name is $now, and the kept description is of $kept"
-    [ "$name" = architecture ] || echo "Run scripts/abi-baseline to keep that of the new one."
+    echo "Not compared: the $name is $now, but the kept description is for $kept"
+    [ "$name" = architecture ] || echo "Run scripts/abi-baseline to update the description."
     exit 77
   fi
 done
@@ -32,6 +32,6 @@ done
 if ! compare "$baseline" "$folder/now.abi"; then
   echo
   echo "Programs that are already built would break. CONTRIBUTING.md, \"The binary interface\", says"
-  echo "what to do when that is intended."
+  echo "what to do if that is intended."
   exit 1
 fi

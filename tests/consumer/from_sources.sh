@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds a stranger's project with the sources as a part of it, shared and static, and what that
-# installs against the installed static library.
+# Builds a user's project that includes the library's sources, shared and static. Then builds one with
+# the static library that the former has installed.
 #
 #   from_sources.sh SOURCE
 set -euo pipefail
@@ -8,13 +8,13 @@ source_dir=$1
 # shellcheck source=tests/consumer/strangers.sh
 source "$source_dir/tests/consumer/strangers.sh"
 
-# The program needs nothing of the build any more, and a user's machine nothing but the runtime.
+# The installed program needs only the component Runtime, and nothing from the build folder.
 build add_subdirectory add_subdirectory -DORVEXKIT_SOURCE="$source_dir" -DCMAKE_UNITY_BUILD=ON
 cmake --install "$folder/add_subdirectory" --prefix "$folder/hosts" --component Runtime >/dev/null
 rm -rf "$folder/add_subdirectory"
 "$folder/hosts/bin/stranger"
 if [ -e "$folder/hosts/include" ] || [ -n "$(find "$folder/hosts" -name '*.pc' -o -name libOrvexKit.so)" ]; then
-  echo "what is for developers came with the runtime" >&2
+  echo "the component Runtime has files for developers" >&2
   exit 1
 fi
 

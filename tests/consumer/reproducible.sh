@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds and installs the library and oxarchive twice: in another folder, time zone, home, umask and
-# number of jobs. Both times the same bytes must come of it.
+# Builds and installs the library and oxarchive twice, with different folders, time zones, homes,
+# umasks and numbers of jobs. The installed files must be identical.
 #
 #   reproducible.sh SOURCE
 set -euo pipefail
@@ -12,7 +12,7 @@ trap 'rm -rf "$folder"' EXIT
 build_in() {  # TREE JOBS
   mkdir -p "$1"
   cp -R "$source_dir"/{CMakeLists.txt,cmake,include,src,tools} "$1"
-  # Unoptimised and several at once, for half the time: where a path gets in does not depend on it.
+  # Without optimisation and in unity builds, which take half the time and embed the same paths.
   cmake -G Ninja -S "$1" -B "$1/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-DNDEBUG \
     -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12 -DORVEXKIT_BUILD_TESTS=OFF \
     -DORVEXKIT_BUILD_EXAMPLES=OFF >/dev/null

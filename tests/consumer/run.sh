@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs a built tree to a fresh prefix, then builds and runs a stranger's program against it in
-# every way that the README names.
+# Installs a built tree to a new prefix, then builds and runs a user's program with it in every way
+# that the README names.
 #
 #   run.sh SOURCE BUILD
 set -euo pipefail
@@ -27,8 +27,8 @@ echo "pkg-config"
 with_pkg_config "$prefix" "$folder/stranger" -std=c++20
 "$folder/stranger"
 
-# Every header serves such a host; an exception of the library's then ends its process.
-echo "pkg-config, by a host without exceptions and without run-time types"
+# All headers compile for such a program. An exception of the library would end it.
+echo "pkg-config, by a host without exceptions and without RTTI"
 with_pkg_config "$prefix" "$folder/stranger" -std=c++20 -fno-exceptions -fno-rtti
 "$folder/stranger"
 

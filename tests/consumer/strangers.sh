@@ -1,12 +1,12 @@
 # shellcheck shell=bash
-# The strangers' projects beside this file. To be sourced, with the path of the sources in source_dir.
+# Builds the users' projects in this folder. To be sourced; `source_dir` is this repository.
 
 here=$source_dir/tests/consumer
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 export TMPDIR=$folder HOME=$folder
 
-# Configures and builds one of the strangers' projects in a folder of its name.
+# Configures and builds a project in the folder NAME.
 build() {  # NAME PROJECT [OPTION...]
   echo "$1"
   cmake -G Ninja -S "$here/$2" -B "$folder/$1" "${@:3}" >/dev/null

@@ -143,7 +143,7 @@ TEST_F(DateDescription, HasTheNamesOfTheUsersLocaleInUtf8) {
   struct Row {
     std::string language;
     std::string encoding;
-    OXString afternoon = std::nullopt;  // only if it is notable
+    OXString afternoon = std::nullopt;  // checked literally, if given
   };
   const std::vector<Row> rows = {
       {.language = "de_DE", .encoding = "UTF-8", .afternoon = "M\xc3\xa4r 05, 2013 04:07 "},
@@ -157,7 +157,7 @@ TEST_F(DateDescription, HasTheNamesOfTheUsersLocaleInUtf8) {
     name.append(".").append(encoding);
     SCOPED_TRACE(name);
     if (!locales.make(language, encoding)) {
-      GTEST_SKIP() << "no locales can be made here";
+      GTEST_SKIP() << "locales cannot be created here";
     }
     auto environment = locales.environment(name);
     environment.emplace_back("TZ", "UTC0");
@@ -180,7 +180,7 @@ class DateLocale : public ox::test::TemporaryFolderTest {
  protected:
   void SetUp() override {
     if (!locales_.make("de_DE", "ISO-8859-1")) {
-      GTEST_SKIP() << "no locales can be made here";
+      GTEST_SKIP() << "locales cannot be created here";
     }
   }
 

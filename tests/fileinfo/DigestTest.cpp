@@ -141,7 +141,7 @@ TEST_F(Digest, CutsByAnyCountInTheSameWay) {
       const std::optional<ox::Md5> ofWhole = ox::digestOfFile(whole.get(), limit);
       const std::optional<ox::Md5> ofCut = ox::digestOfFile(cut.get());
       ASSERT_TRUE(ofWhole && ofCut);
-      EXPECT_EQ(ofWhole->digest, ofCut->digest) << size << " bytes cut by " << limit;
+      EXPECT_EQ(ofWhole->digest, ofCut->digest) << size << " bytes truncated by " << limit;
     }
   }
   removeOne(in("whole"));
@@ -195,7 +195,7 @@ TEST_F(Digest, IsNullForWhatIsNoRegularFile) {
     EXPECT_EQ(OXGenerateMD5DigestForFile(path), std::nullopt) << path;
   }
   EXPECT_EQ(OXGenerateMD5DigestForFile(std::nullopt), std::nullopt);
-  EXPECT_EQ(observed.count(Call::open), 0) << "opening may already have an effect";
+  EXPECT_EQ(observed.count(Call::open), 0) << "opening a device may have an effect";
   EXPECT_TRUE(ox::test::takeLogLines().empty());
   for (const char* name : {"fifo", "to-fifo", "nowhere", "loop", "file", "socket"}) {
     removeOne(in(name));
@@ -306,7 +306,7 @@ TEST_F(Digest, IsNullForEveryFailureOfTheSystem) {
   ObservedSystem observed;
   for (const Call call : {Call::open, Call::read}) {
     observed.fail(call, EINTR, 1);
-    EXPECT_EQ(digestOf(in("file")), digest) << "an interruption is no failure";
+    EXPECT_EQ(digestOf(in("file")), digest) << "interrupted calls are repeated";
   }
   EXPECT_EQ(ox::test::openDescriptorCount(), descriptors);
   removeOne(in("file"));
@@ -332,7 +332,7 @@ TEST_F(Digest, IsNullWhereLibcryptoFails) {
   const std::string fromFailing = digestBy(OX_FAILING_CRYPTO, "");
   if (fromFailing == abcDigest + "\n") {
     removeOne(in("file"));
-    GTEST_SKIP() << "the probe was built to look for libcrypto in one place only";
+    GTEST_SKIP() << "the probe was built with a fixed path to libcrypto";
   }
   EXPECT_EQ(fromFailing, std::string(32, '0') + "\n");
   for (const char* const function : {"MD5_Init", "MD5_Update", "MD5_Final"}) {
@@ -357,7 +357,7 @@ TEST_F(Digest, DoesNotDependOnWhatTheSystemAllowsForSecurity) {
                            .environment = environment})
                 .exitCode,
             0)
-      << "the policy does not forbid MD5 to others";
+      << "the policy should forbid MD5";
   EXPECT_EQ(
       ox::test::linesOf(
           {.program = OX_PROBE, .arguments = {"digest:" + in("file")}, .environment = environment}),

@@ -1,5 +1,4 @@
-// Takes the place of libcrypto and fails where the environment says: in the function that is named
-// by OX_FAILING_CRYPTO. Digests are zeros.
+// A libcrypto whose digests are zeros. The function named by OX_FAILING_CRYPTO fails.
 
 #include <cstdlib>
 #include <cstring>

@@ -106,7 +106,7 @@ TEST_F(FileDescription, IsNullForNullAlone) {
 }
 
 TEST_F(FileDescription, DoesNotLookAtTheFile) {
-  // A folder by its name, and contents of another kind.
+  // A folder, and a file whose contents are of another kind.
   std::filesystem::create_directory(in("folder.oxp"));
   ox::test::writeFile(in("script.oxp"), "#!/bin/sh\n");
   EXPECT_EQ(kindsOf({in("folder.oxp"), in("script.oxp")}), (Lines{"Ox package", "Ox package"}));

@@ -47,7 +47,7 @@ TEST_F(FileSize, IsWhatTheFileSystemReports) {
   }
   struct stat status {};
   ASSERT_EQ(::lstat(work().c_str(), &status), 0);
-  EXPECT_EQ(OXGetFileSize(work()), status.st_size) << "the folder's own entry";
+  EXPECT_EQ(OXGetFileSize(work()), status.st_size) << "the size of the folder itself";
   EXPECT_TRUE(takeLogLines().empty());
   for (const auto& [name, size] : rows) {
     ::unlink(in(name).c_str());

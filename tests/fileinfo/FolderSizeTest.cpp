@@ -200,7 +200,7 @@ TEST_F(FolderSize, IsTheLargestValueWhenThereIsMore) {
   const std::int64_t total = isMade ? OXGetTotalFolderSize(folder) : 0;
   ox::test::removeTree(folder);
   if (!isMade) {
-    GTEST_SKIP() << "no file system takes files of this size";
+    GTEST_SKIP() << "no file system accepts files of this size";
   }
   EXPECT_EQ(total, largest);
 }
@@ -376,17 +376,17 @@ TEST_F(FolderSize, CutsPathsBelowATopThatIsLongerThanTheBuffer) {
   }
   const std::string cut = deep + "y";
   ASSERT_EQ(cut.size(), 1023U);
-  EXPECT_EQ(OXGetTotalFolderSize(deep + "yz"), 0) << "the cut path names nothing";
+  EXPECT_EQ(OXGetTotalFolderSize(deep + "yz"), 0) << "nothing exists at the truncated path";
   ox::test::writeFile(cut, bytes(50));
-  EXPECT_EQ(OXGetTotalFolderSize(deep + "yz"), 150) << "each of the three items is cut to the file";
+  EXPECT_EQ(OXGetTotalFolderSize(deep + "yz"), 150) << "the three paths are truncated to the file";
   removeOne(cut);
   ASSERT_EQ(::symlink("target", cut.c_str()), 0);
-  EXPECT_EQ(OXGetTotalFolderSize(deep + "yz"), 18) << "each of the three items is cut to the link";
+  EXPECT_EQ(OXGetTotalFolderSize(deep + "yz"), 18) << "the three paths are truncated to the link";
   EXPECT_EQ(OXGetTotalFolderSize(deep + "yz"), plainTotal(deep + "yz"));
   removeOne(cut);
   makeFolder(cut);
   ox::test::writeFile(cut + "/file", bytes(1000));
-  EXPECT_EQ(OXGetTotalFolderSize(deep + "yz"), 0) << "each of the three items is cut to the folder";
+  EXPECT_EQ(OXGetTotalFolderSize(deep + "yz"), 0) << "the three paths are truncated to the folder";
   EXPECT_EQ(OXGetTotalFolderSize(deep + "yz"), plainTotal(deep + "yz"));
 }
 

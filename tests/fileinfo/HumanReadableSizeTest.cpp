@@ -159,7 +159,7 @@ using HumanReadableSizeInALocale = ox::test::TemporaryFolderTest;
 TEST_F(HumanReadableSizeInALocale, HasADotAllTheSame) {
   const ox::test::Locales locales(work());
   if (!locales.make("de_DE", "UTF-8")) {
-    GTEST_SKIP() << "no locales can be made here";
+    GTEST_SKIP() << "locales cannot be created here";
   }
   EXPECT_EQ(
       ox::test::linesOf({.program = OX_PROBE,

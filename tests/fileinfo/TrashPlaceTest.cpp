@@ -125,7 +125,7 @@ TEST_F(TrashPlace, LeavesTheItemWhereTheTrashMayNotBeWritten) {
 }
 
 TEST_F(TrashPlace, IsNoneOfAUserWithoutAHome) {
-  OX_SKIP_UNLESS_ROOT("only root can become a user that the password database does not know");
+  OX_SKIP_UNLESS_ROOT("only root can become a user without an entry in the password database");
   fs::create_directory(in("open"));
   openToAll();
   ASSERT_EQ(::chmod(in("open").c_str(), 0777), 0);
@@ -181,7 +181,7 @@ TEST_F(TrashPlace, LeavesTheItemOnAFileSystemWithoutATrash) {
   EXPECT_FALSE(OXMoveFileToTrashSync(folder + "/file"));
   EXPECT_EQ(readFile(folder + "/file"), "contents");
   EXPECT_FALSE(OXMoveFileToTrashSync("/proc/self/status"));
-  EXPECT_FALSE(exists(trash())) << "it would not have been the right one";
+  EXPECT_FALSE(exists(trash())) << "the user's Trash is on another file system";
   fs::remove_all(folder);
 }
 
@@ -200,7 +200,7 @@ class TrashOnADisk : public TrashPlace {
   void SetUp() override {
     OX_SKIP_UNLESS_ROOT("only root may mount a disk");
     if (work().starts_with("/dev/")) {
-      GTEST_SKIP() << "a disk that is mounted there is taken for one of the system's own";
+      GTEST_SKIP() << "a mount there counts as one of the system's own";
     }
     fs::create_directory(disk);
     mount_.emplace(Mount::onDisk(disk, in("image")));
@@ -382,7 +382,7 @@ TEST_F(TrashOnADisk, KeepsWhatIsInAnyTrashOnTheWay) {
     EXPECT_FALSE(OXMoveFileToTrashSync(path)) << path;
     EXPECT_EQ(listing(disk), before) << path;
   }
-  // Other users' Trash folders do not count.
+  // Other users' Trash folders are moved like other items.
   fs::create_directory(disk + "/.Trash-1000");
   EXPECT_TRUE(OXMoveFileToTrashSync(disk + "/.Trash-1000"));
 }
@@ -474,7 +474,7 @@ TEST_F(TrashOnADisk, TakesAFolderWithAllThatIsMountedInIt) {
   EXPECT_EQ(::umount(moved.c_str()), 0);
 }
 
-// A file system in memory numbers its folders in the order of creation.
+// A file system in memory assigns inode numbers in the order of creation.
 TEST_F(TrashPlace, IsNoFolderOfTheSameNumberOnAnotherDevice) {
   OX_SKIP_UNLESS_ROOT("only root may mount a disk");
   fs::create_directory(in("outer"));
@@ -494,7 +494,7 @@ TEST_F(TrashPlace, IsNoFolderOfTheSameNumberOnAnotherDevice) {
     ASSERT_EQ(::stat(in("outer/a").c_str(), &folder), 0);
     ASSERT_EQ(::stat(trash().c_str(), &trashFolder), 0);
     if (folder.st_ino != trashFolder.st_ino) {
-      GTEST_SKIP() << "file systems in memory number their items otherwise here";
+      GTEST_SKIP() << "the two items have different inode numbers here";
     }
     EXPECT_TRUE(OXMoveFileToTrashSync(disk + "/file"));
     EXPECT_EQ(readFile(trash("files/file")), "contents");

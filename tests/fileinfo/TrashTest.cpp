@@ -297,7 +297,7 @@ TEST_F(Trash, TakesNamesOfEveryLength) {
 TEST_F(Trash, CutsNamesFurtherWhereTheFileSystemTakesNoLongerOnes) {
   const std::string name = std::string(200, 'a') + ".zip";
   writeFile(in(name), "contents");
-  // The entry is opened last.
+  // The entry is created by the last `openat`.
   int entry = 0;
   {
     writeFile(in("dry run"));
@@ -315,7 +315,7 @@ TEST_F(Trash, CutsNamesFurtherWhereTheFileSystemTakesNoLongerOnes) {
     ox::test::removeTree(trash());
   }
 
-  // However much is truncated.
+  // Gives up if every name is too long, however short.
   writeFile(in(name), "contents");
   ObservedSystem observed;
   observed.before(Call::openat, [&, calls = 0]() mutable {
@@ -705,7 +705,7 @@ TEST_F(Trash, DoesNotTakeAnItemOfTheSameNumberOnAnotherDevice) {
     ASSERT_EQ(::stat(in("one/file").c_str(), &first), 0);
     ASSERT_EQ(::stat(in("two/file").c_str(), &second), 0);
     if (first.st_ino != second.st_ino) {
-      GTEST_SKIP() << "file systems in memory number their items otherwise here";
+      GTEST_SKIP() << "the two items have different inode numbers here";
     }
     const ox::test::ScopedEnvironment data("XDG_DATA_HOME", in("two/data"));
     fs::create_directory_symlink("one", in("link"));
@@ -722,7 +722,7 @@ TEST_F(Trash, DoesNotTakeAnItemOfTheSameNumberOnAnotherDevice) {
 }
 
 TEST_F(Trash, IsTheOneInThePasswordDatabasesHomeWithoutAnyInTheEnvironment) {
-  OX_SKIP_UNLESS_ROOT("only root can have a password database of its own");
+  OX_SKIP_UNLESS_ROOT("only root may mount another password database");
   openToAll();
   fs::create_directory(in("home"));
   ASSERT_EQ(::chown(in("home").c_str(), 54321, 54321), 0);

@@ -32,7 +32,7 @@ using ox::test::ObservedSystem;
 
 class ArchiveSubdirSwap : private ox::test::InMemory, public ox::test::TemporaryFolderTest {
  protected:
-  // The caller's folders elsewhere, with the same names that are tried.
+  // Creates folders elsewhere, with the names that the function tries.
   ArchiveSubdirSwap() {
     for (const char* folder : {"target", "target/n.app.app", "target/n.app", "target/n/inner",
                                "target/notes", "target/empty", "emptytarget"}) {
@@ -68,8 +68,8 @@ class ArchiveSubdirSwap : private ox::test::InMemory, public ox::test::Temporary
 
   using Swap = std::function<void(const fs::path& scratch)>;
 
-  // A link to a folder with such names, a link to an empty folder, a file, a folder with such names
-  // and a scratch folder's permissions, and nothing.
+  // Each replaces the scratch folder: by a link to a folder with such names, a link to an empty
+  // folder, a file, a folder with such names and a scratch folder's permissions, or nothing.
   std::array<Swap, 5> swaps() const {
     return {[this](const fs::path& scratch) {
               fs::create_directory_symlink(elsewhere("target"), scratch);
@@ -86,7 +86,7 @@ class ArchiveSubdirSwap : private ox::test::InMemory, public ox::test::Temporary
             [](const fs::path&) {}};
   }
 
-  // Finds an existing one.
+  // Returns the path of an existing scratch folder, or "".
   std::string scratchFolder() const {
     DIR* const folder = ::opendir(tmp().c_str());
     std::string found;

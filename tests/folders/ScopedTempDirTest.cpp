@@ -270,7 +270,7 @@ TEST_F(ScopedTempDir, IsNotRemovedByAForkedProcessWithTheSameNumber) {
   }
   ASSERT_EQ(::waitpid(outer, &status, 0), outer);
   if (WIFEXITED(status) && WEXITSTATUS(status) == refused) {
-    GTEST_SKIP() << "no namespaces of processes are allowed here";
+    GTEST_SKIP() << "PID namespaces cannot be created here";
   }
   EXPECT_EQ(status, 0);
   EXPECT_THAT(listing(tmp()), IsEmpty());

@@ -32,7 +32,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Some processors require at least half of that.
+// On some processors, threads need at least half of this.
 constexpr std::size_t stackSize = std::size_t{256} * 1024;
 constexpr std::size_t mostNeeded = std::size_t{40} * 1024;
 constexpr std::byte pattern{0xA5};
@@ -94,7 +94,7 @@ void walkDeepTree() {
 
 TEST_F(Stack, IsEnoughWith40KiB) {
 #ifdef OX_STACK_IS_PADDED
-  GTEST_SKIP() << "sanitizers take stack of their own";
+  GTEST_SKIP() << "sanitizers use additional stack";
 #endif
   const ox::test::ScopedEnvironment data("XDG_DATA_HOME", in("data"));
   const std::string longName(5000, 'n');

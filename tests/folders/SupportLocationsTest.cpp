@@ -142,11 +142,11 @@ TEST_F(SupportLocations, AreTheSameForThreadsThatAskAtTheSameMoment) {
 }
 
 TEST_F(SupportLocations, AreInThePasswordDatabasesHomeWithoutAnyInTheEnvironment) {
-  OX_SKIP_UNLESS_ROOT("only root can be a user whose home is known beforehand");
+  OX_SKIP_UNLESS_ROOT("only root can become another user");
   // This user's home does not exist, and the user cannot create it.
   const struct passwd* const nobody = ::getpwnam("nobody");
   if (nobody == nullptr || std::string_view(nobody->pw_dir) != "/nonexistent") {
-    GTEST_SKIP() << "the system has no user without a home";
+    GTEST_SKIP() << "the home of nobody is not /nonexistent";
   }
   const std::string user = "user:" + std::to_string(nobody->pw_uid);
   for (const char* home : {"", "relative/home"}) {
@@ -157,7 +157,7 @@ TEST_F(SupportLocations, AreInThePasswordDatabasesHomeWithoutAnyInTheEnvironment
 }
 
 TEST_F(SupportLocations, TakeTheHomeOfAnEntryOfAnyLengthUnlessItIsRelative) {
-  OX_SKIP_UNLESS_ROOT("only root can have a password database of its own");
+  OX_SKIP_UNLESS_ROOT("only root may mount another password database");
   const std::string password = in("passwd");
   const std::string longHome = "/nonexistent" + std::string(5000, 'n');
   const std::vector<std::pair<std::string, std::string>> rows = {
@@ -187,7 +187,7 @@ TEST_F(SupportLocations, TakeTheHomeOfAnEntryOfAnyLengthUnlessItIsRelative) {
 }
 
 TEST_F(SupportLocations, AreNullForGoodWithoutAnyHome) {
-  OX_SKIP_UNLESS_ROOT("only root can become a user that the password database does not know");
+  OX_SKIP_UNLESS_ROOT("only root can become a user without an entry in the password database");
   const Environment homeless = {{"XDG_DATA_HOME", std::nullopt}, {"HOME", std::nullopt}};
   EXPECT_EQ(probe({"user:54321", "support", "setenv:HOME=" + work(), "support", "codecs", "rar"},
                   homeless),

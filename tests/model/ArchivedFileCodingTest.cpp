@@ -307,7 +307,7 @@ TEST(ArchivedFileCoding, ThrowsTheSettersErrorForAnEmptyPath) {
     RecordingCoder coder(mode);
     put(coder, objects);
     EXPECT_THROW(OXArchivedFile::initWithCoder(coder), std::out_of_range);
-    EXPECT_EQ(coder.takeCalls().size(), 9U) << "stands at the next record all the same";
+    EXPECT_EQ(coder.takeCalls().size(), 9U) << "the decoder is at the next record";
 
     objects[7] = std::string("yes");
     RecordingCoder refused(mode);

@@ -95,12 +95,12 @@ TEST(ArchivedFile, DropsOneSlashFromThePathsEnd) {
 
       file.setPath(before);
       file.setPath(OXString(row.given));
-      EXPECT_EQ(file.path(), row.kept) << "a string or none, given away";
+      EXPECT_EQ(file.path(), row.kept) << "an OXString rvalue";
 
       if (row.given) {
         file.setPath(before);
         file.setPath(std::string(*row.given));
-        EXPECT_EQ(file.path(), row.kept) << "a string, given away";
+        EXPECT_EQ(file.path(), row.kept) << "a std::string rvalue";
       }
     }
   }

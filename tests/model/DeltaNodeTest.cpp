@@ -123,10 +123,10 @@ TEST(DeltaNode, FindsTheFirstChildOfAName) {
   EXPECT_EQ(root.childNamed("a"), first);
   EXPECT_EQ(root.childNamed("A"), upper);
   EXPECT_EQ(root.childNamed(""), empty);
-  EXPECT_EQ(root.childNamed("below"), nullptr) << "not deeper down";
+  EXPECT_EQ(root.childNamed("below"), nullptr) << "only direct children are searched";
   EXPECT_EQ(root.childNamed("a/"), nullptr);
   EXPECT_EQ(root.childNamed(std::string("a\0", 2)), nullptr);
-  EXPECT_EQ(root.childNamed(std::nullopt), nullptr) << "the nameless one is no answer";
+  EXPECT_EQ(root.childNamed(std::nullopt), nullptr) << "null matches no child";
 
   first->setName("renamed");
   EXPECT_EQ(root.childNamed("a"), second);
@@ -191,7 +191,7 @@ TEST(DeltaNode, ReleasesWhatItHolds) {
   root.reset();
   EXPECT_EQ(watch.found(), 2U);
   EXPECT_EQ(child.use_count(), 1);
-  EXPECT_EQ(grandchild.use_count(), 2) << "its parent is still there";
+  EXPECT_EQ(grandchild.use_count(), 2) << "its parent still exists";
 }
 
 TEST(DeltaNode, LeavesItsListToWhoStillHoldsIt) {

@@ -48,7 +48,7 @@ TEST(DeltaNodeThreads, AddToOneListTogether) {
       lists[static_cast<std::size_t>(thread)] = root.children().get();
     });
     EXPECT_EQ(root.children()->size(), 200U);
-    EXPECT_EQ(lists, std::vector(4, std::as_const(root).children().get())) << "made only once";
+    EXPECT_EQ(lists, std::vector(4, std::as_const(root).children().get())) << "created only once";
   }
 }
 

@@ -348,7 +348,7 @@ TEST(DeltaNodeWalk, ReleasesATreeOfEveryShape) {
   const Node kept = root->children()->front();
   root.reset();
   EXPECT_TRUE(item.expired());
-  EXPECT_EQ(kept->children()->size(), 30U) << "whoever is held elsewhere stays whole";
+  EXPECT_EQ(kept->children()->size(), 30U) << "a node with another owner keeps its children";
 }
 
 constexpr const char* addedWhileWalked =

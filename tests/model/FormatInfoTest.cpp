@@ -205,7 +205,7 @@ TEST(FormatInfo, IsEqualByNameAndIdentifier) {
     EXPECT_EQ(object.isEqual(&other), row.equal);
     EXPECT_TRUE(object.isEqual(&format));
     EXPECT_FALSE(object.isEqual(nullptr));
-    EXPECT_NE(format.hash(), other.hash()) << "goes by identity, also for equal ones";
+    EXPECT_NE(format.hash(), other.hash()) << "hashes are by identity, even if equal";
     EXPECT_EQ(format.hash(), format.hash());
   }
 }
@@ -306,7 +306,7 @@ TEST(FormatInfo, FindsTheDescriptorInAnObjectWithTwoRoots) {
   two.setFormatId(1);
   const OXObject* const bySettings = static_cast<OXArchiveSettings*>(&two);
   const OXObject* const byFormat = static_cast<OXFormatInfo*>(&two);
-  EXPECT_TRUE(two.OXFormatInfo::isEqual(bySettings)) << "is the receiver itself";
+  EXPECT_TRUE(two.OXFormatInfo::isEqual(bySettings)) << "the argument is the receiver";
   EXPECT_TRUE(two.OXFormatInfo::isEqual(byFormat));
   EXPECT_TRUE(named<OXFormatInfo>()->isEqual(bySettings));
   EXPECT_TRUE(named<OXFormatInfo>()->isEqual(byFormat));

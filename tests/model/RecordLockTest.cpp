@@ -19,7 +19,7 @@
 
 namespace {
 
-// More records than shared locks could exist.
+// More records than a table of shared locks would have locks, so that some would share one.
 constexpr std::size_t manyRecords = 256;
 constexpr unsigned patience = 20;  // in seconds; a child that takes longer hangs
 

@@ -365,7 +365,8 @@ TEST_F(FirstVolumeOnDisk, MayBeAnyKindOfItem) {
 
 TEST_F(FirstVolumeOnDisk, IsLookedForThroughLinks) {
   ASSERT_EQ(::symlink("target", in("link.rar").c_str()), 0);
-  EXPECT_EQ(OXGetFirstArchiveVolumePath(in("link.r00")), in("link.r00")) << "it leads nowhere";
+  EXPECT_EQ(OXGetFirstArchiveVolumePath(in("link.r00")), in("link.r00"))
+      << "a dangling link does not exist";
   test::writeFile(in("target"));
   EXPECT_EQ(OXGetFirstArchiveVolumePath(in("link.r00")), in("link.rar"));
   test::removeOne(in("target"));

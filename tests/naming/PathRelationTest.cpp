@@ -201,7 +201,7 @@ TEST_F(CanonicalPath, GivesThePathItselfForEveryFailureOfTheSystem) {
     EXPECT_EQ(canonicalPath(work() + "/."), work() + "/.");
   }
   observed.fail(ox::test::Call::realpath, EINTR, 1);
-  EXPECT_EQ(canonicalPath(work() + "/."), work()) << "an interruption is no failure";
+  EXPECT_EQ(canonicalPath(work() + "/."), work()) << "interrupted calls are repeated";
 }
 
 TEST_F(CanonicalPath, GivesThePathItselfBelowAFolderThatMayNotBeSearched) {

@@ -255,7 +255,7 @@ class Kill : private ox::test::InMemory, public ox::test::TemporaryFolderTest {
         ++movedCount_;
       }
     }
-    EXPECT_TRUE(inTrash.empty()) << "what is in the Trash was not put there";
+    EXPECT_TRUE(inTrash.empty()) << "an item in the Trash came from elsewhere";
   }
 
   // The original and the present path of each item in the Trash. There may be entries without an
@@ -359,8 +359,8 @@ TEST_F(Kill, LosesNothingOutsideTheScratchFolders) {
   }
   // Kills outside of calls would prove nothing.
   EXPECT_GT(movedCount(), rounds);
-  EXPECT_GT(interruptedCount(), 0U) << "scratch folders that were left";
-  EXPECT_GT(entryCount(), 0U) << "entries whose items had not moved";
+  EXPECT_GT(interruptedCount(), 0U) << "no kill left a scratch folder";
+  EXPECT_GT(entryCount(), 0U) << "no kill left an entry without its item";
   RecordProperty("interrupted_in_scratch_folder", std::to_string(interruptedCount()));
   RecordProperty("interrupted_before_the_move", std::to_string(entryCount()));
   RecordProperty("moved", movedCount());

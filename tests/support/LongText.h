@@ -28,12 +28,12 @@ class LongText : public testing::Test {
  protected:
   void SetUp() override {
     if (length < std::string().max_size()) {
-      GTEST_SKIP() << "strings can be longer here";
+      GTEST_SKIP() << "strings can be longer on this processor";
     }
     memory_ =
         ::mmap(nullptr, length, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (memory_ == MAP_FAILED) {
-      GTEST_SKIP() << "no room";
+      GTEST_SKIP() << "not enough address space";
     }
     const int file = ::memfd_create("letters", MFD_CLOEXEC);
     const std::string letters(piece, 'a');

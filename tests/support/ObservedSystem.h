@@ -1,4 +1,4 @@
-// The seam to the operating system in tests of the inner rooms: counts every call, forwards it, and
+// The seam to the operating system in tests of the modules: counts every call, forwards it, and
 // can make any of them fail. Aborts the process if a descriptor is opened without close-on-exec.
 
 #pragma once

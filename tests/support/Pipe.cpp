@@ -12,7 +12,7 @@ namespace ox::test {
 Pipe::Pipe(int flags) {
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC | flags) != 0) {
-    ADD_FAILURE() << "no pipe can be made";
+    ADD_FAILURE() << "cannot create a pipe";
     return;
   }
   reading_ = ends[0];

@@ -46,7 +46,7 @@ std::string InMemory::folder() {
 TemporaryFolderTest::TemporaryFolderTest() {
   std::string root = (fs::temp_directory_path() / "orvexkit-test.XXXXXX").string();
   if (::mkdtemp(root.data()) == nullptr) {
-    ADD_FAILURE() << "no temporary folder can be made at " << root;
+    ADD_FAILURE() << "cannot create a temporary folder at " << root;
     return;
   }
   root_ = fs::canonical(root).string();

@@ -88,9 +88,9 @@ bool isRoot();
 }  // namespace ox::test
 
 // For tests that expect permissions to be enforced.
-#define OX_SKIP_AS_ROOT()                                                 \
-  if (ox::test::isRoot()) {                                               \
-    GTEST_SKIP() << "root may do what this test expects to be forbidden"; \
+#define OX_SKIP_AS_ROOT()                               \
+  if (ox::test::isRoot()) {                             \
+    GTEST_SKIP() << "permissions do not restrict root"; \
   }
 
 #define OX_SKIP_UNLESS_ROOT(reason) \

@@ -12,7 +12,7 @@
 namespace ox {
 namespace {
 
-// Words and encoding of one and the same locale: the user's LC_CTYPE may be another one.
+// Takes words and encoding from the same locale: the user's LC_CTYPE may name another one.
 locale_t openLocale(const char* name) noexcept {
   return ::newlocale(LC_TIME_MASK | LC_CTYPE_MASK, name, nullptr);
 }
@@ -27,12 +27,12 @@ locale_t openUserLocale() noexcept {
   return nullptr;
 }
 
-// Empty when there is no such locale or its text cannot be converted to UTF-8.
+// Empty if there is no such locale, or its text cannot be converted to UTF-8.
 std::string textIn(locale_t locale, const std::tm& date) {
   if (locale == nullptr) {
     return {};
   }
-  // The C library writes as many digits of a year as it has, with or without zeros before them.
+  // C libraries pad years differently, so the year is formatted here.
   const long long year = date.tm_year + 1900LL;
   std::array<char, 64> pattern;
   static_cast<void>(std::snprintf(pattern.data(), pattern.size(), "%%b %%d, %s%04lld %%I:%%M %%p",
@@ -52,7 +52,7 @@ std::string textIn(locale_t locale, const std::tm& date) {
 }  // namespace
 
 std::string dateText(const std::tm& date) {
-  // Kept until the process ends.
+  // Opened once and never freed.
   static const locale_t dateLocale = openUserLocale();
   static const locale_t english = openLocale("C");
   std::string text = textIn(dateLocale, date);

@@ -8,21 +8,21 @@
 namespace ox {
 namespace {
 
-// In lower case, a group per origin.
+// In lower case, grouped by origin.
 constexpr auto packageExtensions = std::to_array<std::string_view>(
-    {// Programs, libraries and their plug-ins: what macOS and GNUstep declare to be bundles.
+    {// Programs, libraries and plug-ins: the bundles of macOS and GNUstep.
      "app", "appex", "bundle", "component", "kext", "mdimporter", "plugin", "prefpane",
      "qlgenerator", "saver", "service", "wdgt", "xpc",
      // Installer packages of macOS.
      "mpkg", "pkg",
-     // Documents of the programs that macOS brings along.
+     // Documents of programs that come with macOS.
      "action", "dictionary", "download", "lpdf", "photoslibrary", "rtfd", "scptd", "sparsebundle",
      "webarchivebundle", "workflow",
-     // What its developer tools keep as folders.
+     // Folders of its developer tools.
      "docset", "dsym", "nib", "playground", "xcarchive", "xcodeproj", "xcworkspace",
      // Documents of its office and media programs.
      "band", "fcpbundle", "imovielibrary", "key", "logicx", "numbers", "pages",
-     // Application folders of the ROX desktop and of the image format that grew from it.
+     // Application folders of the ROX desktop, and of the image format derived from it.
      "appdir"});
 
 }  // namespace

@@ -31,7 +31,7 @@ using Text = std::unique_ptr<char, decltype(&g_free)>;
 }  // namespace
 
 std::string kindOfExtension(std::string_view extension) {
-  // The database is in UTF-8, so it has no other extension; and GIO takes nothing else.
+  // GIO accepts only UTF-8, and the database has no other extensions.
   const bool isText =
       g_utf8_validate(extension.data(), static_cast<gssize>(extension.size()), nullptr) != FALSE;
   const Gio* const library = isText && !extension.empty() ? sharedLibrary<Gio>() : nullptr;
@@ -55,7 +55,7 @@ bool isUserMount(const char* mountPoint) {
   if (mount == nullptr) {
     return false;
   }
-  // GIO's own answer counts every bind mount among the system's.
+  // `g_unix_mount_is_system_internal` would count every bind mount as the system's own.
   const bool isInternal = library->isSystemPath(mountPoint) != FALSE ||
                           library->isSystemFileSystem(library->fileSystemOf(mount)) != FALSE ||
                           library->isSystemDevice(library->deviceOf(mount)) != FALSE;

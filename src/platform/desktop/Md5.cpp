@@ -1,7 +1,7 @@
 #include "platform/desktop/Md5.h"
 
-// New programs are told to take digests from a provider. The functions below need neither that nor
-// a configuration file, so no policy reaches them, and they leave nothing behind in the process.
+// OpenSSL deprecates these functions, but the newer ones use providers and a configuration file.
+// These need neither, so no policy applies to them, and they leave no state in the process.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include <glib.h>

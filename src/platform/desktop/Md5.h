@@ -13,9 +13,9 @@ struct Md5 {
   std::uint64_t byteCount;
 };
 
-// Digests what `fd` gives from where it stands: `limit` bytes, or fewer if it ends before. No value
-// when reading fails, or without libcrypto. The digest does not serve security here, so a system's
-// policy against MD5 does not hold for it.
+// Digests `limit` bytes from the descriptor's current position, or fewer if the file ends before.
+// No value if reading fails or there is no libcrypto. Works even if the system's policy forbids
+// MD5, since the digest does not serve security here.
 std::optional<Md5> md5Of(int fd, std::uint64_t limit);
 
 }  // namespace ox

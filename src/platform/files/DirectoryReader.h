@@ -1,4 +1,4 @@
-// The entries of an open folder, one after the other, with nothing allocated.
+// Reads the entries of an open folder, one by one and without allocating memory.
 
 #pragma once
 
@@ -19,8 +19,8 @@ struct DirectoryEntry {
   unsigned char type;  // DT_DIR, DT_REG, … or DT_UNKNOWN if the file system does not say
 };
 
-// Reads a folder that was opened with `Access::list`, from its current position, without "." and
-// "..". `bufferSize` bounds its memory, and thereby the number of entries per system call.
+// Reads a folder that was opened with `Access::list`, from its current position, and skips "." and
+// "..". A larger buffer takes more memory and fewer system calls.
 template <std::size_t bufferSize>
 class DirectoryReader {
  public:

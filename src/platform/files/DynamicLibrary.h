@@ -1,11 +1,11 @@
 // Libraries that are loaded at their first use, and not with OrvexKit: few processes need them, and
-// each takes a millisecond of a process's start. They are
+// each would delay the start of a process by a millisecond. They are
 //
 //   libcrypto.so.3    (OpenSSL 3)   for digests, see Md5.cpp
 //   libgio-2.0.so.0   (GLib)        for kinds of documents and mounts, see Gio.cpp
 //
-// No linker or packaging tool sees these dependencies, so a package of OrvexKit must name them.
-// Without such a library, what needs it fails as it does for a missing file.
+// No linker or packaging tool sees these dependencies, so a package of OrvexKit must name them. If
+// a library is missing, the calls that need it fail as they do for a missing file.
 
 #pragma once
 
@@ -26,7 +26,7 @@ class DynamicLibrary {
   bool isUsable() const noexcept { return isUsable_; }
 
  protected:
-  // A function's address, for a pointer to whatever type of function.
+  // The address of a function, which converts to any type of function pointer.
   struct Address {
     template <typename Function>
     operator Function*() const noexcept {
@@ -39,7 +39,7 @@ class DynamicLibrary {
       : handle_(sys.dlopen(name, RTLD_NOW | RTLD_LOCAL)) {}
 
   Address find(const char* name) noexcept {
-    // Without a library the handle would stand for the program itself.
+    // A null handle would search the program itself.
     const Address found{handle_ != nullptr ? ::dlsym(handle_, name) : nullptr};
     isUsable_ = isUsable_ && found.value != nullptr;
     return found;
@@ -50,10 +50,9 @@ class DynamicLibrary {
   bool isUsable_ = true;
 };
 
-// The process's one `Library`, created at the first call and kept until the process ends; null if
-// it cannot be used. Unlike a local static, it is tried again after a failure, which may be a
-// passing one (no descriptor left). Threads that call at the same moment may create several, of
-// which one is kept.
+// The process's one `Library`, created at the first call and never destroyed; null if it cannot be
+// used. Unlike a local static, it is tried again after a failure, which may be temporary (no
+// descriptor left). Threads that call at the same moment may create several, of which one is kept.
 template <typename Library>
 const Library* sharedLibrary() {
   static std::atomic<const Library*> shared{nullptr};

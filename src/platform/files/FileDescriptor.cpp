@@ -21,7 +21,7 @@ int writeAll(int fd, std::span<const std::byte> bytes) noexcept {
     } else if (count == 0 || errno != EAGAIN) {
       error = count == 0 ? EIO : errno;
     } else {
-      // A reader that is gone counts as ready too: the next write reports it.
+      // `poll` also returns if the reader is gone, which the next write reports.
       pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
       error = errorOf(sys.poll(&waiting, 1, -1));
     }

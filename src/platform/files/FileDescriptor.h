@@ -17,7 +17,7 @@ namespace ox {
 class FileDescriptor {
  public:
   FileDescriptor() noexcept = default;
-  // Takes over what a call that opens has just given, the `errno` of a failure included.
+  // Owns `fd`, the result of an opening call, or keeps the `errno` if that has just failed.
   explicit FileDescriptor(int fd) noexcept : fd_(fd), error_(errorOf(fd)) {}
   FileDescriptor(FileDescriptor&& other) noexcept { *this = std::move(other); }
   FileDescriptor& operator=(FileDescriptor&& other) noexcept {
@@ -40,12 +40,12 @@ class FileDescriptor {
   int error_ = EBADF;
 };
 
-// These return 0 or the `errno` of what failed; what a signal interrupts goes on.
+// These functions return 0 or the `errno`. Interrupted calls are repeated.
 
-// Reads what there is, up to the size of `bytes`. No bytes are the end.
+// Reads at most `bytes.size()` bytes, and sets `count` to their number: 0 at the end.
 int readSome(int fd, std::span<std::byte> bytes, std::size_t& count) noexcept;
 
-// Writes all of it, however often that takes; a descriptor with O_NONBLOCK is waited for.
+// Writes all bytes, in several calls if necessary. Waits while an O_NONBLOCK descriptor is full.
 int writeAll(int fd, std::span<const std::byte> bytes) noexcept;
 
 inline int seekToStart(int fd) noexcept {
@@ -56,7 +56,7 @@ inline int statusOf(int fd, struct ::stat& status) noexcept {
   return errorOf(sys.fstat(fd, &status));
 }
 
-// Returns when what was written is on the disk.
+// Returns when everything written is on disk.
 inline int syncToDisk(int fd) noexcept {
   return errorOf(sys.fsync(fd));
 }

@@ -1,5 +1,5 @@
-// The file manager: what the rules ask of the disk. A path without a file-system representation
-// counts as a missing item in all of it.
+// The file manager: file-system operations by path. A path without a file-system representation
+// (`PathBuffer`) is treated as a missing item.
 
 #pragma once
 
@@ -15,52 +15,51 @@
 
 namespace ox::files {
 
-// The user's temporary folder: TMPDIR if set and not empty, else "/tmp/". A relative one starts in
-// the folder that is the current one now, so that the result stays valid when that changes; it is
-// relative all the same where nobody knows the current folder. Read at every call.
+// The user's temporary folder: TMPDIR if set and not empty, else "/tmp/". Read at every call. A
+// relative TMPDIR is made absolute, so that the result stays valid if the current folder changes;
+// it stays relative if the current folder is unknown.
 std::string temporaryFolder();
 
 // The user's data folder: XDG_DATA_HOME, else ".local/share" in HOME, else ".local/share" in the
-// password database's home folder. A path that is not absolute would mean another folder after
-// every change of the current one, and counts as none. Read at every call; nothing is made.
+// password database's home folder. Paths that are not absolute are ignored, since they would depend
+// on the current folder. Read at every call; creates nothing.
 std::optional<std::string> userDataFolder();
 
-// What the system says of the item that a path leads to, or of the link itself that is there. No
-// value when there is none, or asking fails.
+// The status of the item at `path`. If that is a symbolic link, `statusOf` follows it and
+// `statusOfLink` does not. No value if there is no item, or the call fails.
 std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept;
 std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept;
 
-// Whether something is there to be opened: a link is followed, and one that leads nowhere is not.
+// Whether an item exists. Follows symbolic links: a dangling one does not exist.
 inline bool itemExists(const PathBuffer& path) noexcept {
   return statusOf(path).has_value();
 }
 
-// Whether the name is taken: a link takes its name wherever it leads.
+// Whether the name is taken, also by a dangling symbolic link.
 inline bool isNameTaken(const PathBuffer& path) noexcept {
   return statusOfLink(path).has_value();
 }
 
-// The absolute path, without links, of what a path leads to. No value when there is nothing, or
-// asking fails.
+// The absolute path, with all symbolic links resolved. No value if that fails.
 std::optional<std::string> resolvePath(const PathBuffer& path);
 
-// Where the link at `path` leads: absolute, or from where `path` starts. No value when there is no
-// link.
+// The target of the symbolic link at `path`: absolute, or relative to the same folder as `path`. No
+// value if there is no symbolic link.
 std::optional<std::string> linkedPath(const PathBuffer& path);
 
-// Makes a folder, exclusively, and the missing ones on the way to it. Returns 0 or the `errno`:
-// EEXIST when its name is taken, by whatever.
+// Creates the folder exclusively, and the missing folders above it. Returns 0 or the `errno`:
+// EEXIST if the name is taken by any item.
 int createFolder(const PathBuffer& path, mode_t mode = 0777) noexcept;
 
-// Makes a new folder, open to the user alone, and writes its random characters over the "XXXXXX"
-// that `pattern` ends in.
+// Creates a new folder that only the user can access. Replaces the "XXXXXX" at the end of `pattern`
+// by random characters.
 inline bool createUniqueFolder(char* pattern) noexcept {
   return sys.mkdtemp(pattern) != nullptr;
 }
 
-// Opens the regular file that `path` leads to for reading. Never waits, and never changes what it
-// opens: a device may act on being opened, and a pipe would wait for its writer, so neither is. Not
-// open when there is no such file.
+// Opens the regular file that `path` leads to for reading, and nothing else: opening a pipe would
+// wait for its writer, and a device may act when it is opened. Never blocks or changes the file.
+// The result is not open if there is no such file.
 FileDescriptor openRegularFile(const PathBuffer& path) noexcept;
 
 }  // namespace ox::files

@@ -8,13 +8,13 @@
 namespace ox {
 namespace {
 
-// O_NONBLOCK: what is no folder must not be waited for before that is known.
+// O_NONBLOCK: opening what turns out to be a pipe or a device must not wait.
 constexpr int flagsFor(Folder::Access access) noexcept {
   return O_DIRECTORY | O_CLOEXEC |
          (access == Folder::Access::list ? O_RDONLY | O_NONBLOCK : O_PATH);
 }
 
-// Whether nobody else can put something different under the name of `item`, which is in `parent`.
+// Whether no other user can put something else in place of `item`, which is in `parent`.
 bool isNameOnlyOurs(const Folder& parent, const Folder& item) noexcept {
   struct ::stat outer;
   struct ::stat inner;
@@ -32,7 +32,7 @@ int setPermissionsWithoutProc(const Folder& in, const char* name, mode_t mode) n
   if (!folder.isOpen()) {
     return folder.error();
   }
-  // "." is the open folder itself, but can be looked up only in one that may be searched.
+  // "." is the open folder itself, but looking it up needs search permission.
   const int error = errorOf(sys.fchmodat(folder.fd(), ".", mode, 0));
   return error == EACCES && isNameOnlyOurs(in, folder)
              ? errorOf(sys.fchmodat(in.fd(), name, mode, 0))
@@ -76,11 +76,11 @@ int Folder::rename(const char* name, const Folder& to, const char* newName) cons
 }
 
 int Folder::setPermissionsOf(const char* name, mode_t mode) const noexcept {
-  mode &= 07777;  // a file's mode has its type as well
+  mode &= 07777;  // without the file type
   int error = errorOf(sys.fchmodat2(fd(), name, mode, AT_SYMLINK_NOFOLLOW));
-  // Filters of system calls refuse those that they do not know with EPERM.
+  // Filters of system calls (seccomp) return EPERM for calls that they do not know.
   if (error == ENOSYS || error == EPERM) {
-    // The C library's own way, through /proc.
+    // The C library's implementation, through /proc.
     error = errorOf(sys.fchmodat(fd(), name, mode, AT_SYMLINK_NOFOLLOW));
   }
   return error == EOPNOTSUPP ? setPermissionsWithoutProc(*this, name, mode) : error;

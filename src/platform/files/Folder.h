@@ -1,10 +1,9 @@
-// An open folder, and what can be done in it by name.
+// An open folder, and operations on its items by name.
 //
-// Everything goes by the folder's descriptor, so the answer is about this very folder even when
-// somebody renames it, or swaps it for a symbolic link, meanwhile. A name is one component, and no
-// symbolic link is followed unless the function says so. Every function that returns `int` returns
-// 0 or the `errno` of what failed, and what cannot be opened has it as its `error`; a call that a
-// signal interrupts is made again.
+// All calls use the folder's descriptor, so they act on this folder even if it is renamed, or
+// replaced by a symbolic link, meanwhile. A name is one component. No symbolic link is followed
+// unless the function says so. Functions that return `int` return 0 or the `errno`. A folder or
+// file that could not be opened has it as its `error`. Interrupted calls are repeated.
 
 #pragma once
 
@@ -19,7 +18,7 @@
 
 namespace ox {
 
-// Which item it is: no two items that exist at the same time are equal.
+// Identifies an item: no two items that exist at the same time have the same.
 struct Identity {
   dev_t device = 0;
   ino_t inode = 0;
@@ -34,8 +33,8 @@ inline Identity identityOf(const struct ::stat& status) noexcept {
 class Folder {
  public:
   enum class Access {
-    list,  // to read its entries as well, which takes the permission to read it
-    use,   // to make, open, rename and remove by name alone
+    list,  // to read its entries as well; needs read permission
+    use,   // only to create, open, rename and remove items by name
   };
   enum class Links { refuse, follow };
 
@@ -45,19 +44,19 @@ class Folder {
   int error() const noexcept { return descriptor_.error(); }
   int fd() const noexcept { return descriptor_.get(); }
 
-  // Opens the folder at `path`; `links` is for its last component, those before it are followed.
+  // Opens the folder at `path`. `links` is for the last component; earlier links are followed.
   static Folder open(const char* path, Access access, Links links) noexcept;
 
   Folder openFolder(const char* name, Access access) const noexcept;
 
-  // Makes a file, which must not exist, and opens it for writing.
+  // Creates a file exclusively and opens it for writing.
   FileDescriptor createFile(const char* name, mode_t mode) const noexcept;
 
   int makeFolder(const char* name, mode_t mode) const noexcept {
     return errorOf(sys.mkdirat(fd(), name, mode));
   }
 
-  // Of the folder itself. If it is not open, this and `statusOf` return its own error.
+  // The status of the folder itself. If it is not open, this and `statusOf` return its `error`.
   int status(struct ::stat& status) const noexcept {
     return isOpen() ? ox::statusOf(fd(), status) : error();
   }
@@ -66,37 +65,36 @@ class Folder {
     return isOpen() ? errorOf(sys.fstatat(fd(), name, &status, AT_SYMLINK_NOFOLLOW)) : error();
   }
 
-  // The number of the mount that the folder was reached through; 0 before Linux 5.8.
+  // The ID of the mount through which the folder was opened; 0 before Linux 5.8.
   std::uint64_t mountId() const noexcept;
 
-  // The next `DirectoryReader` starts at the first entry.
+  // Makes the next `DirectoryReader` start at the first entry.
   int rewind() const noexcept { return seekToStart(fd()); }
 
-  // Anything but a folder.
+  // Removes anything but a folder.
   int unlink(const char* name) const noexcept { return errorOf(sys.unlinkat(fd(), name, 0)); }
 
-  // An empty one.
+  // Removes an empty folder.
   int removeFolder(const char* name) const noexcept {
     return errorOf(sys.unlinkat(fd(), name, AT_REMOVEDIR));
   }
 
-  // Returns EEXIST when `newName` is taken, by whatever. Where the file system cannot check that
-  // and rename in one step, an item that somebody else makes between the two may be replaced.
+  // Returns EEXIST if any item has the new name. If the file system cannot check that and rename in
+  // one step, an item that another process creates in between may be replaced.
   int rename(const char* name, const Folder& to, const char* newName) const noexcept;
 
-  // Of the folder itself, opened with `Access::list`.
+  // For the folder itself, opened with `Access::list`.
   int setPermissions(mode_t mode) const noexcept { return errorOf(sys.fchmod(fd(), mode)); }
 
-  // Of the folder `name`. EACCES where that cannot be done without the danger of following a
-  // link: before Linux 6.6 without /proc, for a folder that may not be searched, when somebody else
-  // could replace it by a link meanwhile.
+  // For the folder `name`. Returns EACCES if a symbolic link might be followed: before Linux 6.6
+  // without /proc, if the folder may not be searched and another user could replace it by a link.
   int setPermissionsOf(const char* name, mode_t mode) const noexcept;
 
-  // Returns when the entries made and removed so far are on the disk, if the file system can tell.
-  // Of a folder opened with `Access::list`.
+  // Returns when the entries created and removed so far are on disk, if the file system supports
+  // that. For a folder opened with `Access::list`.
   int sync() const noexcept {
     const int error = syncToDisk(fd());
-    return error == EINVAL ? 0 : error;  // some file systems know no such thing for folders
+    return error == EINVAL ? 0 : error;  // some file systems cannot sync folders
   }
 
  private:

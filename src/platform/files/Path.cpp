@@ -19,12 +19,12 @@ std::string_view withoutLeadingSlashes(std::string_view component) noexcept {
 
 std::string_view lastComponent(std::string_view path) noexcept {
   const std::string_view trimmed = withoutTrailingSlashes(path);
-  return trimmed.substr(trimmed.rfind('/') + 1);  // all of it where there is none: npos + 1 is 0
+  return trimmed.substr(trimmed.rfind('/') + 1);  // everything if there is no slash: npos + 1 is 0
 }
 
 ExtensionSplit splitExtension(std::string_view path) noexcept {
   const std::size_t end = withoutTrailingSlashes(path).size();
-  // Extensions are short: a plain walk from the end is done before a search has got going.
+  // Extensions are short, so a simple loop from the end is faster than a search.
   for (std::size_t i = end; i > 0 && path[i - 1] != '/'; --i) {
     if (path[i - 1] == '.') {
       const bool startsComponent = i == 1 || path[i - 2] == '/';
@@ -40,7 +40,7 @@ ExtensionSplit splitExtension(std::string_view path) noexcept {
 
 std::string_view deletingLastComponent(std::string_view path) noexcept {
   const std::size_t slash = withoutTrailingSlashes(path).rfind('/');
-  // A root is its own parent; a lone relative component has the empty path for one.
+  // A root is its own parent. The parent of a single relative component is the empty path.
   return withoutTrailingSlashes(path.substr(0, slash + 1));
 }
 

@@ -7,9 +7,9 @@
 
 namespace ox {
 
-// Holds the bytes in place, so that asking the disk about a path allocates nothing. A path that no
-// system call could take, because it holds a NUL or is longer than the kernel reads, has no
-// representation: then the bytes are those of the empty path, where nothing is and nothing can be.
+// Holds the bytes in place, so that no call on a path needs to allocate. A path that contains a
+// NUL, or that is longer than the kernel accepts, has no representation: it becomes the empty path,
+// at which no item can exist.
 class PathBuffer {
  public:
   explicit PathBuffer(std::string_view path) noexcept
@@ -24,7 +24,7 @@ class PathBuffer {
 
  private:
   bool representable_;
-  char bytes_[PATH_MAX];  // NOLINT(modernize-avoid-c-arrays): left as it is until it is written
+  char bytes_[PATH_MAX];  // NOLINT(modernize-avoid-c-arrays): not initialised, on purpose
 };
 
 }  // namespace ox

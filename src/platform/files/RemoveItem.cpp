@@ -11,11 +11,11 @@
 namespace ox::files {
 namespace {
 
-// Goes by open folders, so that swapping a folder for a link half-way leads nowhere else. All
-// functions that return `int` return 0 or the `errno`.
+// Works through open folders, so that replacing a folder by a symbolic link meanwhile leads nowhere
+// else. All functions that return `int` return 0 or the `errno`.
 class FolderRemover {
  public:
-  // `isFolder` says what it most likely is.
+  // `isFolder` is a guess. A wrong one costs another call.
   int remove(const Folder& in, const char* name, bool isFolder, int level = 0) noexcept {
     int error = removeEmpty(in, name, isFolder);
     if (error == ENOTEMPTY || error == EEXIST) {
@@ -43,7 +43,7 @@ class FolderRemover {
       return folder ? in.removeFolder(name) : in.unlink(name);
     };
     int error = removeAs(isFolder);
-    // The owner of a read-only folder may change that.
+    // The folder `in` may be read-only, which its owner can change.
     if (error == EACCES && in.setPermissions(0700) == 0) {
       error = removeAs(isFolder);
     }
@@ -61,8 +61,8 @@ class FolderRemover {
   int removeFull(const Folder& in, const char* name, int level) noexcept {
     const Folder folder = openFull(in, name);
     int error = folder.error();
-    // A pass may miss entries that are added or moved meanwhile. A listed entry that is missing is
-    // no change: with a file system that keeps listing it, this would never end.
+    // Repeats a pass that removed something: it may have missed entries that were added or moved
+    // meanwhile. Missing entries do not count, since a file system may keep listing them.
     bool isWorthAPass = error == 0;
     while (isWorthAPass) {
       const unsigned before = changes_;
@@ -88,7 +88,7 @@ class FolderRemover {
     top_ = isTop ? nullptr : top_;
   }
 
-  // A folder below the deepest level is emptied once it is in the top one.
+  // Moves a folder below the deepest level to the top folder, which empties it later.
   int moveToTop(const Folder& in, const char* name) noexcept {
     bool madeWritable = false;
     for (int tries = 0; tries < mostNames; ++tries) {
@@ -96,7 +96,7 @@ class FolderRemover {
       if (error == 0 || error == EEXIST) {
         ++nextDeep_;
       }
-      // A folder changes its parent only when it may be written itself.
+      // Moving a folder to another parent needs write permission for it.
       const bool mayNotBeWritten = error == EACCES && !madeWritable;
       madeWritable = mayNotBeWritten && in.setPermissionsOf(name, 0700) == 0;
       if (error != EEXIST && !madeWritable) {
@@ -112,8 +112,8 @@ class FolderRemover {
   const Folder* top_ = nullptr;
   unsigned changes_ = 0;
   int repeatedPasses_ = 0;
-  unsigned nextDeep_ = 0;     // the number of the next folder that is moved to the top
-  unsigned emptiedDeep_ = 0;  // of the next of those to remove
+  unsigned nextDeep_ = 0;     // the number of the next folder to move to the top
+  unsigned emptiedDeep_ = 0;  // the number of the next of those to remove
 };
 
 }  // namespace

@@ -6,10 +6,10 @@
 
 namespace ox::files {
 
-// Removes the item with everything in it. No link is followed, a folder that the user owns is
-// emptied whatever its permissions, and what vanishes meanwhile counts as removed. Takes a bounded
-// number of descriptors and a bounded stack, however deep the folder is, and gives up where others
-// go on filling it. False when something of it is left, and for a path that does not end in a name.
+// Removes the item with everything in it. Follows no symbolic link. Empties the user's own folders
+// whatever their permissions. Items that vanish meanwhile count as removed. Uses a limited number
+// of descriptors and limited stack, at any depth, and gives up if others keep filling the folder.
+// Returns false if anything is left, or if the path does not end in a name.
 bool removeItem(const PathBuffer& path) noexcept;
 
 }  // namespace ox::files

@@ -1,8 +1,8 @@
 // System calls on files and folders.
 //
-// The library makes each of them through the table `sys`. That is the seam: tests link a table of
-// their own in its place, to count calls and to make any of them fail. It is constant, in memory
-// that is read-only while a program runs, so nobody can put another call there.
+// The library makes each of them through the table `sys`. It is a seam: tests link a table of their
+// own in its place, to count calls and to make any of them fail. It is constant, in memory that is
+// read-only while a program runs, so no attacker can put another call there.
 
 #pragma once
 
@@ -22,7 +22,7 @@
 
 namespace ox {
 
-// Calls that the C library has in another form, or not at all.
+// Calls that the C library declares in another form, or not at all.
 namespace kernel {
 
 inline int open(const char* path, int flags) noexcept {
@@ -47,7 +47,7 @@ inline int getpwuid(uid_t user, struct ::passwd* entry, char* strings, std::size
 
 }  // namespace kernel
 
-// A call that is made again for as long as a signal interrupts it before it has done anything.
+// Repeats a call for as long as a signal interrupts it (EINTR).
 template <auto real>
 struct Retried;
 
@@ -78,7 +78,7 @@ struct System {
   Retried<::mkdir> mkdir;
   Retried<::mkdirat> mkdirat;
   Retried<::mkdtemp> mkdtemp;
-  Retried<::realpath> realpath;  // into PATH_MAX bytes
+  Retried<::realpath> realpath;  // into a buffer of PATH_MAX bytes
   Retried<::readlink> readlink;
   Retried<kernel::open> open;
   Retried<kernel::openat> openat;
@@ -106,7 +106,7 @@ struct System {
 
 extern const System sys;
 
-// 0, or the `errno` of a call that has just given `result`.
+// Returns 0, or the `errno` of the call that has just returned `result`.
 inline int errorOf(std::int64_t result) noexcept {
   return result < 0 ? errno : 0;
 }

@@ -1,4 +1,4 @@
-// Of what goes wrong with strings, the library throws `std::bad_alloc` alone.
+// Reports every failure to allocate a string as `std::bad_alloc`.
 
 #pragma once
 
@@ -7,8 +7,8 @@
 
 namespace ox {
 
-// Gives what `work` gives. A string that would be longer than a string can be, as 2 GiB are on
-// 32-bit processors, is one that there is no memory for.
+// Returns what `work` returns. Throws `std::bad_alloc` also for a string longer than `max_size()`,
+// such as one of 2 GiB on 32-bit processors.
 template <typename Work>
 auto orBadAlloc(Work work) {
   try {

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <typeinfo>
 
-// What the compiler calls for a `dynamic_cast`, which takes a class that is known only at run time.
-// The Itanium C++ ABI has it under this name, and so have all C++ libraries that follow it, while
-// only some of them declare it.
+// The function behind `dynamic_cast`, called directly because the class is known only at run time.
+// The Itanium C++ ABI defines this name. All C++ libraries that follow the ABI have the function,
+// but only some declare it.
 extern "C" void* oxDynamicCast(const void* object, const std::type_info* objectsClass,
                                const std::type_info* wantedClass,
                                std::ptrdiff_t whereInWantedClass) noexcept
@@ -14,8 +14,8 @@ extern "C" void* oxDynamicCast(const void* object, const std::type_info* objects
 namespace ox {
 namespace {
 
-// The entry before the first function in the table that an object starts with. Null in classes that
-// were compiled without run-time type information, for which `typeid` has no answer.
+// The entry before the first function in the object's vtable. Null if the class was compiled
+// without run-time type information, in which case `typeid` cannot be used.
 const std::type_info* classOf(const OXObject& object) noexcept {
   const auto* const table = *reinterpret_cast<const std::type_info* const* const*>(&object);
   return table[-1];
@@ -29,10 +29,10 @@ bool isInstanceOfClassOf(const OXObject& object, const OXObject& model) noexcept
   if (objectsClass == nullptr || modelsClass == nullptr) {
     return false;
   }
-  // The call finds no class behind a derivation that is not public, not even an object's own.
-  constexpr std::ptrdiff_t notKnown = -1;
+  // The call does not see through inheritance that is not public, even to the object's own class.
+  constexpr std::ptrdiff_t noHint = -1;
   return *objectsClass == *modelsClass ||
-         oxDynamicCast(&object, &typeid(OXObject), modelsClass, notKnown) != nullptr;
+         oxDynamicCast(&object, &typeid(OXObject), modelsClass, noHint) != nullptr;
 }
 
 }  // namespace ox

@@ -1,4 +1,4 @@
-// Questions to the classes that objects have at run time.
+// The dynamic types of objects.
 
 #pragma once
 
@@ -6,9 +6,8 @@
 
 namespace ox {
 
-// Whether `object` is an instance of the very class that `model` has at run time, or of one derived
-// from it publicly. False when either's class says nothing about itself at run time, because the
-// host was compiled without that.
+// Whether the class of `object` at run time is that of `model`, or publicly derived from it. False
+// if either class was compiled without run-time type information.
 bool isInstanceOfClassOf(const OXObject& object, const OXObject& model) noexcept;
 
 }  // namespace ox

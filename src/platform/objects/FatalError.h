@@ -1,4 +1,4 @@
-// What the library does when its caller broke a rule that nothing sensible can follow from.
+// Ends the process after an error of the caller that the library cannot recover from.
 
 #pragma once
 
@@ -7,7 +7,7 @@
 
 namespace ox {
 
-// Writes one line with `reason` to standard error and aborts the process. Any thread.
+// Writes one line with `reason` to standard error and aborts the process. Thread-safe.
 [[noreturn]] inline void fatalError(const char* reason) noexcept {
   static_cast<void>(std::fprintf(stderr, "OrvexKit: %s\n", reason));
   std::abort();

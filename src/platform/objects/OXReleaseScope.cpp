@@ -11,11 +11,11 @@ namespace {
 
 thread_local OXReleaseScope* innermost = nullptr;
 
-// The scope below all others of a thread. It is made when first asked for and destroyed at the
-// thread's end, through the run-time call behind `thread_local`: unlike such a variable it comes
-// back when another one's destructor asks for a scope after it has ended.
+// The scope below all others of a thread, created when needed and destroyed when the thread ends.
+// Not a `thread_local` variable, but registered for destruction like one: if a destructor needs a
+// scope after this one has ended, another is created.
 OXReleaseScope& openBaseScope() {
-  auto* const base = ::new OXReleaseScope;  // the class's own `new` is deleted: it is for blocks
+  auto* const base = ::new OXReleaseScope;  // its own `new` is deleted, since scopes are for blocks
   const auto close = [](void* scope) { ::delete static_cast<OXReleaseScope*>(scope); };
   abi::__cxa_thread_atexit(close, base, &__dso_handle);
   return *base;
@@ -28,7 +28,7 @@ OXReleaseScope::OXReleaseScope() : enclosing_(std::exchange(ox::innermost, this)
 
 OXReleaseScope::~OXReleaseScope() {
   while (!deferred_.empty()) {
-    // Taken off the list first: its destructor may defer more to this very scope.
+    // Removed from the list first, since its destructor may defer more objects to this scope.
     const std::shared_ptr<OXObject> latest = std::move(deferred_.back());
     deferred_.pop_back();
   }

@@ -1,9 +1,8 @@
 // A record's own lock, and the references to objects that it guards.
 //
-// The standard library's atomic shared pointer keeps its lock in the pointer's own bits, with an
-// unlock that the thread sanitizer takes for a race. So each record has one small lock: a thread
-// that uses one record never waits for another one, and neither does a child process that was
-// forked meanwhile.
+// Not `std::atomic<std::shared_ptr>`, whose unlock the thread sanitizer reports as a race. Each
+// record has a small lock of its own, so a thread or a forked child that uses one record never
+// waits for a thread that uses another.
 
 #pragma once
 
@@ -17,9 +16,9 @@
 
 namespace ox {
 
-// Holds a lock until its end. Only references are copied and swapped meanwhile: nothing is
-// allocated, released, called back or aborted, as a handler of the abort may look at the record. A
-// thread that has to wait sleeps, so that one of high priority lets the holder go on.
+// Holds a lock during its lifetime. Callers only copy and swap references meanwhile. They do not
+// allocate, release objects, call back or abort, since a handler of SIGABRT may read the record. A
+// waiting thread sleeps, so that one of high priority lets the holder run.
 class RecordGuard {
  public:
   explicit RecordGuard(std::atomic<std::uint32_t>& lock) noexcept : lock_(lock) {
@@ -53,7 +52,7 @@ std::shared_ptr<T> getGuarded(std::atomic<std::uint32_t>& lock,
   return reference;
 }
 
-// What is replaced is released after the unlock.
+// The replaced object is released after the unlock.
 template <typename T>
 void setGuarded(std::atomic<std::uint32_t>& lock, std::shared_ptr<T>& reference,
                 std::shared_ptr<T> object) noexcept {
@@ -61,7 +60,7 @@ void setGuarded(std::atomic<std::uint32_t>& lock, std::shared_ptr<T>& reference,
   reference.swap(object);
 }
 
-// A record's texts are objects that never change, and are given out as copies.
+// A record's strings are shared objects that never change. Getters return copies.
 using SharedString = std::shared_ptr<const std::string>;
 
 inline SharedString sharedString(OXStringView text) {

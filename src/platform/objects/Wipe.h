@@ -1,4 +1,4 @@
-// Secrets do not stay behind in memory that was given back.
+// Overwrites secrets before their memory is freed.
 
 #pragma once
 
@@ -11,14 +11,14 @@
 
 namespace ox {
 
-// Overwrites all that the string's memory holds, and leaves it empty.
+// Overwrites all of the string's memory, and makes the string empty.
 inline void wipe(std::string& text) noexcept {
-  // The capacity, not the size: an earlier, longer text may have left its end there.
+  // The capacity, not the size: the end of an earlier, longer text may still be there.
   explicit_bzero(text.data(), text.capacity());
   text.clear();
 }
 
-// A copy of `text` whose memory is overwritten before it is given back.
+// A copy of `text` whose memory is overwritten before it is freed.
 inline std::shared_ptr<const std::string> makeWipedString(std::string_view text) {
   const auto wipeAndDelete = [](std::string* secret) noexcept {
     wipe(*secret);

@@ -46,7 +46,7 @@ Outcome readAll(OXCBORSequenceReader& reader) {
     outcome.items.push_back(toHex(*item));
   }
   outcome.state = reader.state();
-  EXPECT_FALSE(reader.next()) << "what is final stays so";
+  EXPECT_FALSE(reader.next()) << "a final state does not change";
   EXPECT_EQ(reader.state(), outcome.state);
   return outcome;
 }

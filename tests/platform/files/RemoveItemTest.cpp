@@ -232,14 +232,14 @@ TEST_F(RemoveItem, NeedsAPathThatEndsInAName) {
     for (const char* name : {"d/", "d/.", "d/e/..", "d/e/../"}) {
       EXPECT_FALSE(files::removeItem(path(name))) << name;
     }
-    EXPECT_EQ(system.count(), 0) << "refused before anything is asked for";
+    EXPECT_EQ(system.count(), 0) << "refused before any system call";
   }
   EXPECT_THAT(listing(work()), ElementsAre("d", "d/e"));
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::current_path(work());
   EXPECT_TRUE(files::removeItem(PathBuffer("d")));
   std::filesystem::current_path(before);
-  EXPECT_TRUE(files::removeItem(path("missing/item"))) << "it is gone";
+  EXPECT_TRUE(files::removeItem(path("missing/item"))) << "a missing item counts as removed";
 }
 
 TEST_F(RemoveItem, ChangesNoPermissionsBehindALink) {
