@@ -3,7 +3,7 @@
     ratio_table.py [--plot FILE.svg] RESULTS.json...
 
 Reads Google Benchmark's JSON files. A result named "rule/ours" is the library's; every other
-"rule/peer" is compared with it, median to median. A peer's counter "wanted" is the ratio that the
+"rule/peer" is compared with it, by the least time of each. A peer's counter "wanted" is the ratio that the
 library must reach; a counter "figure NAME" is a figure of the library alone, and "limit NAME" its
 upper limit. Time is processor time, including the kernel's.
 """
@@ -22,8 +22,8 @@ def rule_and_peer(run_name):
     return run_name.rsplit("/", 1)
 
 
-def median_results(file_names):
-    """Returns {rule: {who: result}}, in the order of the files."""
+def least_results(file_names):
+    """Returns {rule: {who: the result with the least time}}, in the order of the files."""
     rules = {}
     for file_name in file_names:
         with open(file_name, encoding="utf-8") as file:
@@ -32,9 +32,10 @@ def median_results(file_names):
         for result in json.loads(text)["benchmarks"] if text.strip() else []:
             if result.get("error_occurred"):
                 sys.exit(f"{result['name']}: {result['error_message']}")
-            if result.get("aggregate_name") == "median":
+            if result["run_type"] == "iteration":
                 rule, who = rule_and_peer(result["run_name"])
-                rules.setdefault(rule, {})[who] = result
+                least = rules.setdefault(rule, {}).setdefault(who, result)
+                rules[rule][who] = min(least, result, key=nanoseconds)
     return rules
 
 
@@ -111,7 +112,7 @@ def main(arguments):
     plot = None
     if arguments[:1] == ["--plot"]:
         plot, arguments = arguments[1], arguments[2:]
-    rules = median_results(arguments)
+    rules = least_results(arguments)
     print(f"Processor: {processor()}")
     print_table(list(ratio_rows(rules)), right_columns=(2, 3, 4))
     print_table(list(figure_rows(rules)), right_columns=(2,))

@@ -24,15 +24,15 @@ struct Fields {
 // The form of a record, for whatever writes or reads fields. The order is part of it: a sequential
 // coder knows a field by its place alone. So are the two keys that differ from their fields' names,
 // and that the identifier is read as a signed word.
-void describe(auto& fields, auto& coder) {
-  coder.field(FieldKey("path"), fields.path);
-  coder.field(FieldKey("mtime"), fields.modificationTime);
-  coder.field(FieldKey("actualSize"), fields.actualSize, &OXNumber::unsigned64Value);
-  coder.field(FieldKey("compSize"), fields.compressedSize, &OXNumber::unsigned64Value);
-  coder.field(FieldKey("checksum"), fields.checksum, &OXNumber::unsigned32Value);
-  coder.field(FieldKey("fileId"), fields.fileId, &OXNumber::signedWordValue);
-  coder.field(FieldKey("isFolder"), fields.isFolder, &OXNumber::boolValue);
-  coder.field(FieldKey("isEncrypted"), fields.isEncrypted, &OXNumber::boolValue);
+[[gnu::always_inline]] inline void describe(auto& fields, auto& coder) {
+  coder.field("path"_key, fields.path);
+  coder.field("mtime"_key, fields.modificationTime);
+  coder.field("actualSize"_key, fields.actualSize, &OXNumber::unsigned64Value);
+  coder.field("compSize"_key, fields.compressedSize, &OXNumber::unsigned64Value);
+  coder.field("checksum"_key, fields.checksum, &OXNumber::unsigned32Value);
+  coder.field("fileId"_key, fields.fileId, &OXNumber::signedWordValue);
+  coder.field("isFolder"_key, fields.isFolder, &OXNumber::boolValue);
+  coder.field("isEncrypted"_key, fields.isEncrypted, &OXNumber::boolValue);
 }
 
 }  // namespace
@@ -47,14 +47,13 @@ void OXArchivedFile::encodeWithCoder(OXCoder& coder) const {
                                           .fileId = fileId(),
                                           .isFolder = isFolder(),
                                           .isEncrypted = isEncrypted()};
-  OXCBORFields::write(coder, path_ ? path_->size() : 0,
-                      [&](auto& writer) { ox::describe(fields, writer); });
+  OXCBORFields::write(coder, path_ ? path_->size() : 0, fields);
 }
 
 bool OXArchivedFile::decodeWithCoder(OXCoder& coder) {
   OXString path;
   ox::Fields<OXString> fields{.path = path};
-  if (!OXCBORFields::read(coder, [&](auto& reader) { ox::describe(fields, reader); })) {
+  if (!OXCBORFields::read(coder, fields)) {
     return false;
   }
   // The one that can refuse its value comes first.

@@ -1,15 +1,16 @@
 // A record's fields in a coder, which for the library's own coders takes neither an object nor a
 // call for each of them.
 //
-// A record states its fields once, as a function that takes a coder of fields and calls it for each
-// of them, in the order of writing (see `ArchivedFileCoding.cpp`):
+// A record states its fields once, as a function `describe(fields, coder)` that calls a coder of
+// fields for each of them, in the order of writing (see `ArchivedFileCoding.cpp`):
 //
-//   coder.field(key, textOrDate)
-//   coder.field(key, number, &OXNumber::boolValue)   or another getter
+//   coder.field("key"_key, fields.textOrDate)
+//   coder.field("key"_key, fields.number, &OXNumber::boolValue)   or another getter
 
 #pragma once
 
 #include <array>
+#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -25,30 +26,34 @@
 
 namespace ox {
 
-// A constant key together with its head, as it stands in a map.
+// A constant key together with its head, as it stands in a map. A whole word is written, which
+// takes less time than pieces of the right size: the value overwrites what is too much.
 template <std::size_t size>
-class FieldKey {
- public:
+struct FieldKey {
   // NOLINTNEXTLINE(modernize-avoid-c-arrays): a literal is one
   consteval FieldKey(const char (&text)[size]) {
     static_assert(size <= 24, "a longer text has a longer head");
-    coded_[0] = static_cast<char>(0x60 + size - 1);
-    std::string_view(text, size - 1).copy(coded_.data() + 1, size - 1);
+    coded[0] = static_cast<char>(0x60 + size - 1);
+    std::string_view(text, size - 1).copy(coded.data() + 1, size - 1);
   }
 
-  constexpr std::string_view text() const noexcept { return {coded_.data() + 1, size - 1}; }
+  constexpr std::string_view text() const noexcept { return {coded.data() + 1, size - 1}; }
 
   unsigned char* write(unsigned char* to) const noexcept {
-    std::memcpy(to, coded_.data(), size);
+    std::memcpy(to, coded.data(), coded.size());
     return to + size;
   }
   bool isAt(cbor::Bytes bytes) const noexcept {
-    return bytes.size() >= size && std::memcmp(bytes.data(), coded_.data(), size) == 0;
+    return bytes.size() >= size && std::memcmp(bytes.data(), coded.data(), size) == 0;
   }
 
- private:
-  std::array<char, size> coded_{};
+  std::array<char, std::bit_ceil(size)> coded{};
 };
+
+template <FieldKey key>
+consteval const auto& operator""_key() {
+  return key;
+}
 
 // Writes fields by `put(key, object)`. Without keys, the null marker stands for no object.
 template <typename Put>
@@ -114,28 +119,26 @@ class OXCBORFields {
  public:
   // Writes the fields that `describe` states, of which the strings have `textSize` bytes, as one
   // record: to a coder of the library's own all of them or, without memory, none.
-  template <typename Describe>
-  static void write(OXCoder& coder, std::size_t textSize, Describe describe) {
+  static void write(OXCoder& coder, std::size_t textSize, const auto& fields) {
     if (coder.own_ == OXCoder::Own::encoder) {
       auto& encoder = static_cast<OXCBOREncoder&>(coder);
-      encoder.mode_ == OXCBORMode::keyed ? writeBytes<true>(encoder, textSize, describe)
-                                         : writeBytes<false>(encoder, textSize, describe);
+      encoder.mode_ == OXCBORMode::keyed ? writeBytes<true>(encoder, textSize, fields)
+                                         : writeBytes<false>(encoder, textSize, fields);
     } else {
-      writeObjects(coder, describe);
+      writeObjects(coder, fields);
     }
   }
 
   // Reads the fields that `describe` states. False when an object does not fit or, in sequential
   // mode, is missing.
-  template <typename Describe>
-  static bool read(OXCoder& coder, Describe describe) {
+  static bool read(OXCoder& coder, auto& fields) {
     if (coder.own_ == OXCoder::Own::decoder) {
       auto& decoder = static_cast<OXCBORDecoder&>(coder);
-      return decoder.mode_ == OXCBORMode::keyed ? readBytes<true>(decoder, describe)
-                                                : readBytes<false>(decoder, describe);
+      return decoder.mode_ == OXCBORMode::keyed ? readBytes<true>(decoder, fields)
+                                                : readBytes<false>(decoder, fields);
     }
     ox::ObjectReader reader(coder);
-    describe(reader);
+    describe(fields, reader);
     return reader.fits();
   }
 
@@ -143,8 +146,7 @@ class OXCBORFields {
   template <bool keyed>
   class Reader;
 
-  template <typename Describe>
-  static void writeObjects(OXCoder& coder, Describe describe) {
+  static void writeObjects(OXCoder& coder, const auto& fields) {
     const bool keyed = coder.allowsKeyedCoding();
     ox::FieldWriter writer(keyed, [&]<typename Object>(const auto& key, const Object& object) {
       constexpr bool isNumber = std::unsigned_integral<Object>;
@@ -155,35 +157,35 @@ class OXCBORFields {
         coder.encodeObject(view);
       }
     });
-    describe(writer);
+    describe(fields, writer);
   }
 
-  template <bool keyed, typename Describe>
-  static void writeBytes(OXCBOREncoder& encoder, std::size_t textSize, Describe describe) {
-    constexpr std::size_t fields = 16;
+  template <bool keyed>
+  static void writeBytes(OXCBOREncoder& encoder, std::size_t textSize, const auto& fields) {
+    constexpr std::size_t mostFields = 16;
     constexpr std::size_t fieldSize = 24 + 1 + ox::cbor::longestHead;  // a key, a tag, a number
-    unsigned char* next = encoder.begin(true, textSize + fields * fieldSize);
+    unsigned char* next = encoder.begin(true, textSize + mostFields * fieldSize);
     std::size_t count = 0;
     ox::FieldWriter writer(keyed, [&](const auto& key, const auto& object) {
       next = ox::cbor::write(keyed ? key.write(next) : next, object);
       ++count;
     });
-    describe(writer);
+    describe(fields, writer);
     encoder.end(next, count);
   }
 
   // Each field is read where it occurs first, in one pass; all objects of a sequential record are
   // passed over, also when one does not fit.
-  template <bool keyed, typename Describe>
-  static bool readBytes(OXCBORDecoder& decoder, Describe describe) {
+  template <bool keyed>
+  static bool readBytes(OXCBORDecoder& decoder, auto& fields) {
     if (keyed ? decoder.hasFailed() : decoder.failed_) {
       return false;
     }
     Reader<keyed> reader(keyed ? decoder.bytes_ : decoder.next_);
-    reader.read(describe);
+    reader.read(fields);
     if constexpr (!keyed) {
       decoder.next_ = reader.rest_;
-      decoder.count_ = decoder.count_ ? *decoder.count_ - reader.taken_ : decoder.count_;
+      decoder.count_ = decoder.count_ ? *decoder.count_ - reader.field_ : decoder.count_;
     }
     decoder.failed_ = reader.failed_ || decoder.hasFailed();
     return !decoder.failed_ && reader.fits_;
@@ -201,81 +203,73 @@ class OXCBORFields::Reader {
  public:
   explicit Reader(ox::cbor::Bytes rest) noexcept : rest_(rest) {}
 
-  template <typename Describe>
-  [[gnu::always_inline]] void read(Describe describe) {
+  [[gnu::always_inline]] void read(auto& fields) {
     for (;;) {
       field_ = 0;
-      describe(*this);
-      if (key_) {
+      describe(fields, *this);
+      if (!key_.empty()) {
         ox::cbor::takeItem(rest_);
       }
       if (!keyed || rest_.empty()) {
         return;
       }
-      key_ = ox::cbor::takeItem(rest_);
+      key_ = ox::cbor::takeItem(rest_).bytes;
     }
   }
 
   template <typename Object>
   [[gnu::always_inline]] void field(const auto& key, std::optional<Object>& object) {
-    ox::cbor::Item item;
-    if (take(key, item)) {
-      object = ox::cbor::as<Object>(item);
-      refuse(item, !object);
-    }
+    take(key, [&](const ox::cbor::Item& item) {
+      object = ox::cbor::as<Object>(item.bytes);
+      return object.has_value();
+    });
   }
   template <typename Number>
   [[gnu::always_inline]] void field(const auto& key, Number& number, auto getter) {
-    ox::cbor::Item item;
-    if (!take(key, item)) {
-      return;
-    }
-    // What the conversion comes to for most numbers, without the call.
-    if (item.head.kind == ox::cbor::Kind::unsignedInteger) {
-      number = static_cast<Number>(item.head.number);
-    } else if (std::same_as<Number, bool> && ox::cbor::isBoolean(item.head)) {
-      number = item.head.number == ox::cbor::trueValue;
-    } else {
-      const std::optional<OXNumber> object = ox::cbor::as<OXNumber>(item);
+    take(key, [&](const ox::cbor::Item& item) {
+      // What the conversion comes to for most numbers, without the call.
+      if (item.head.kind == ox::cbor::Kind::unsignedInteger) {
+        number = static_cast<Number>(item.head.number);
+        return true;
+      }
+      if (std::same_as<Number, bool> && ox::cbor::isBoolean(item.head)) {
+        number = item.head.number == ox::cbor::trueValue;
+        return true;
+      }
+      const std::optional<OXNumber> object = ox::cbor::as<OXNumber>(item.bytes);
       number = object ? static_cast<Number>(((*object).*getter)()) : number;
-      refuse(item, !object);
-    }
+      return object.has_value();
+    });
   }
 
  private:
   friend class OXCBORFields;
 
-  void refuse(const ox::cbor::Item& item, bool isRefused) {
-    if (isRefused) {
+  // Calls `set` with the value for the field, if there is one. Keyed, the first entry under the key
+  // counts; sequentially, the null marker stands for no value.
+  [[gnu::always_inline]] void take(const auto& key, auto set) {
+    const std::uint32_t bit = std::uint32_t{1} << field_;
+    ++field_;
+    if constexpr (keyed) {
+      if (key_.empty() ? !key.isAt(rest_) : !ox::cbor::isText(key_, key.text())) {
+        return;
+      }
+      rest_ = rest_.subspan(key_.empty() ? key.text().size() + 1 : 0);
+      key_ = {};
+    }
+    const ox::cbor::Item item = ox::cbor::takeItem(rest_);
+    const bool isFirst = (std::exchange(taken_, taken_ | bit) & bit) == 0;
+    if (isFirst && (keyed || !ox::cbor::isNull(item.head)) && !set(item)) {
       fits_ = false;
       // A string is an object, and not copied to find that out.
       failed_ = failed_ || (!ox::cbor::isString(item.head.kind) &&
-                            std::holds_alternative<OXMisfit>(ox::cbor::objectOf(item)));
+                            std::holds_alternative<OXMisfit>(ox::cbor::objectOf(item.bytes)));
     }
-  }
-
-  // Whether there is a value for the field, which is in `item` then. Keyed, the first entry under
-  // the key counts; sequentially, the null marker stands for no value.
-  [[gnu::always_inline]] bool take(const auto& key, ox::cbor::Item& item) {
-    if constexpr (!keyed) {
-      item = ox::cbor::takeItem(rest_);
-      ++taken_;
-      return !ox::cbor::isNull(item.head);
-    }
-    const std::uint32_t bit = std::uint32_t{1} << field_;
-    ++field_;
-    if (key_ ? !ox::cbor::isText(*key_, key.text()) : !key.isAt(rest_)) {
-      return false;
-    }
-    rest_ = rest_.subspan(key_ ? 0 : key.text().size() + 1);
-    key_.reset();
-    item = ox::cbor::takeItem(rest_);
-    return (std::exchange(taken_, taken_ | bit) & bit) == 0;
   }
 
   ox::cbor::Bytes rest_;
-  std::optional<ox::cbor::Item> key_;  // of the entry whose value comes next, when it was read
-  std::uint32_t taken_ = 0;  // a bit for each field that had its entry; items, in sequential mode
+  ox::cbor::Bytes key_;      // of the entry whose value comes next, when it was read
+  std::uint32_t taken_ = 0;  // a bit for each field that had its item
   unsigned field_ = 0;
   bool fits_ = true;     // every value was of the kind that its field takes
   bool failed_ = false;  // one was missing, or was no object

@@ -121,49 +121,56 @@ template <std::size_t width>
   return {low == 31 && kind == Kind::simple ? Kind::breakCode : Kind::malformed, false, 1, 0};
 }
 
+// The head at the start of `bytes`, malformed when they are empty.
+[[gnu::always_inline]] inline Head headOf(Bytes bytes) noexcept {
+  return bytes.empty() ? Head{} : readHead(bytes);
+}
+
 // The size of the item at the start of `bytes`, which starts with `head`, if it is but its head
 // and, of a string, the contents. 0 for every other item, and for one that is not all there.
 [[gnu::always_inline]] inline std::size_t plainSize(Bytes bytes, const Head& head) noexcept {
-  if (head.size > bytes.size() || head.kind > Kind::floatingPoint || head.indefinite ||
-      isContainer(head.kind) || head.kind == Kind::tag) {
+  if (head.size > bytes.size() || head.indefinite) {
     return 0;
   }
-  if (!isString(head.kind)) {
-    return head.size;
+  if (isString(head.kind)) {
+    const bool isCutOff = head.number > bytes.size() - head.size;
+    return isCutOff ? 0 : head.size + static_cast<std::size_t>(head.number);
   }
-  const bool isCutOff = head.number > bytes.size() - head.size;
-  return isCutOff ? 0 : head.size + static_cast<std::size_t>(head.number);
+  const bool isLonger =
+      head.kind > Kind::floatingPoint || isContainer(head.kind) || head.kind == Kind::tag;
+  return isLonger ? 0 : head.size;
 }
 
-// Writes a head with the shortest argument to `to`, where there is room for the longest one, and
-// returns the position behind it. `kind` is a major type.
+// Writes a head to `to` whose argument has `width` bytes behind the first one, and returns the
+// position behind it. `kind` is a major type.
+template <std::size_t width>
+[[gnu::always_inline]] inline unsigned char* writeHeadWith(unsigned char* to, Kind kind,
+                                                           std::uint64_t argument) noexcept {
+  // For 1, 2, 4 and 8 bytes stand 24 to 27.
+  *to =
+      static_cast<unsigned char>(static_cast<unsigned>(kind) << 5 | (24 + std::countr_zero(width)));
+  const std::uint64_t bits = htobe64(argument << (64 - 8 * width));
+  std::memcpy(to + 1, &bits, width);
+  return to + 1 + width;
+}
+
+// Writes a head with the shortest argument, likewise.
 [[gnu::always_inline]] inline unsigned char* writeHead(unsigned char* to, Kind kind,
                                                        std::uint64_t argument) noexcept {
-  const auto type = static_cast<unsigned>(kind) << 5;
   if (argument < 24) {
-    *to = static_cast<unsigned char>(type | argument);
+    *to = static_cast<unsigned char>(static_cast<unsigned>(kind) << 5 | argument);
     return to + 1;
   }
-  // The argument has 1, 2, 4 or 8 bytes, for which 24 to 27 stand.
-  const unsigned power = argument <= 0xFF         ? 0
-                         : argument <= 0xFFFF     ? 1
-                         : argument <= 0xFFFFFFFF ? 2
-                                                  : 3;
-  const std::size_t size = std::size_t{1} << power;
-  *to = static_cast<unsigned char>(type | (24 + power));
-  const std::uint64_t bits = htobe64(argument << (64 - 8 * size));
-  std::memcpy(to + 1, &bits, sizeof bits);
-  return to + 1 + size;
+  return argument <= 0xFF         ? writeHeadWith<1>(to, kind, argument)
+         : argument <= 0xFFFF     ? writeHeadWith<2>(to, kind, argument)
+         : argument <= 0xFFFFFFFF ? writeHeadWith<4>(to, kind, argument)
+                                  : writeHeadWith<8>(to, kind, argument);
 }
 
 // Always all eight bytes, and one pattern for every not-a-number.
 inline unsigned char* writeDouble(unsigned char* to, double value) noexcept {
-  constexpr unsigned char head = 0xFB;
   const double written = std::isnan(value) ? std::numeric_limits<double>::quiet_NaN() : value;
-  *to = head;
-  const std::uint64_t bits = htobe64(std::bit_cast<std::uint64_t>(written));
-  std::memcpy(to + 1, &bits, sizeof bits);
-  return to + longestHead;
+  return writeHeadWith<8>(to, Kind::simple, std::bit_cast<std::uint64_t>(written));
 }
 
 }  // namespace ox::cbor

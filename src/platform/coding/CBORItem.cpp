@@ -26,8 +26,8 @@ bool opensLevel(const Head& head) noexcept {
 }
 
 // A string's chunks, one behind the other; a string in one piece is its only chunk.
-Bytes chunksOf(const Item& item) noexcept {
-  return item.head.indefinite ? item.bytes.subspan(1, item.bytes.size() - 2) : item.bytes;
+Bytes chunksOf(Bytes item) noexcept {
+  return headOf(item).indefinite ? item.subspan(1, item.size() - 2) : item;
 }
 
 // The nearest double to -1 - `number`, which is rounded once: 2^64 alone is no integer here.
@@ -144,18 +144,19 @@ std::size_t itemSize(Bytes bytes) noexcept {
 }
 
 template <>
-std::optional<std::string> as<std::string>(const Item& item) {
-  if (!isString(item.head.kind)) {
+std::optional<std::string> as<std::string>(Bytes item) {
+  const Head head = headOf(item);
+  if (!isString(head.kind)) {
     return std::nullopt;
   }
-  std::string string;
-  if (item.bytes.size() > string.max_size()) {
+  if (item.size() > std::string().max_size()) {
     throw std::bad_alloc();
   }
-  if (!item.head.indefinite) {
-    return std::string(textOf(item));
+  if (!head.indefinite) {
+    return std::string(textOf({head, item}));
   }
-  string.reserve(item.bytes.size());  // for one allocation, the chunks' heads included
+  std::string string;
+  string.reserve(item.size());  // for one allocation, the chunks' heads included
   for (Bytes chunks = chunksOf(item); !chunks.empty();) {
     string += textOf(takeItem(chunks));
   }
@@ -163,29 +164,30 @@ std::optional<std::string> as<std::string>(const Item& item) {
 }
 
 template <>
-std::optional<OXNumber> as<OXNumber>(const Item& item) {
+std::optional<OXNumber> as<OXNumber>(Bytes item) {
   constexpr std::uint64_t greatest = std::numeric_limits<std::int64_t>::max();
-  const std::uint64_t number = item.head.number;
-  if (item.head.kind == Kind::unsignedInteger) {
-    return OXNumber(number);
+  const Head head = headOf(item);
+  if (head.kind == Kind::unsignedInteger) {
+    return OXNumber(head.number);
   }
-  if (item.head.kind == Kind::negativeInteger && number <= greatest) {
-    return OXNumber(-1 - static_cast<std::int64_t>(number));
+  if (head.kind == Kind::negativeInteger && head.number <= greatest) {
+    return OXNumber(-1 - static_cast<std::int64_t>(head.number));
   }
-  if (item.head.kind == Kind::floatingPoint) {
-    return OXNumber(std::bit_cast<double>(number));
+  if (head.kind == Kind::floatingPoint) {
+    return OXNumber(std::bit_cast<double>(head.number));
   }
-  return isBoolean(item.head) ? std::optional(OXNumber(number == trueValue)) : std::nullopt;
+  return isBoolean(head) ? std::optional(OXNumber(head.number == trueValue)) : std::nullopt;
 }
 
 // Tag 1 on an integer or a float is a date. Any other tag may change its content's meaning, so the
 // item is not an object.
 template <>
-std::optional<OXDate> as<OXDate>(const Item& item) {
-  if (item.head.kind != Kind::tag || item.head.number != epochDateTag) {
+std::optional<OXDate> as<OXDate>(Bytes item) {
+  const Head head = headOf(item);
+  if (head.kind != Kind::tag || head.number != epochDateTag) {
     return std::nullopt;
   }
-  const Head content = readHead(item.bytes.subspan(item.head.size));
+  const Head content = readHead(item.subspan(head.size));
   const auto date = [](double seconds) { return OXDate(OXDate::duration(seconds)); };
   switch (content.kind) {
     case Kind::unsignedInteger:
@@ -199,7 +201,7 @@ std::optional<OXDate> as<OXDate>(const Item& item) {
   }
 }
 
-OXValue objectOf(const Item& item) {
+OXValue objectOf(Bytes item) {
   if (std::optional<std::string> string = as<std::string>(item)) {
     return *std::move(string);
   }
@@ -209,11 +211,11 @@ OXValue objectOf(const Item& item) {
   if (const std::optional<OXDate> date = as<OXDate>(item)) {
     return *date;
   }
-  return isNull(item.head) ? OXValue(OXNull()) : OXValue(OXMisfit());
+  return isNull(headOf(item)) ? OXValue(OXNull()) : OXValue(OXMisfit());
 }
 
-bool isText(const Item& item, std::string_view text) noexcept {
-  bool isSame = isString(item.head.kind);
+bool isText(Bytes item, std::string_view text) noexcept {
+  bool isSame = isString(headOf(item).kind);
   for (Bytes chunks = chunksOf(item); isSame && !chunks.empty();) {
     const std::string_view chunk = textOf(takeItem(chunks));
     isSame = text.starts_with(chunk);

@@ -70,18 +70,16 @@ struct Item {
 // Takes the item from the start of `rest`; when there is no whole, well-formed one, `rest` is empty
 // afterwards.
 [[gnu::always_inline]] inline Item takeItem(Bytes& rest) noexcept {
-  const Head head = rest.empty() ? Head{} : readHead(rest);
-  std::size_t size = plainSize(rest, head);
+  Head head = headOf(rest);
+  const std::size_t plain = plainSize(rest, head);
+  const std::size_t size = plain != 0 ? plain : itemSize(rest);
   if (size == 0) {
-    size = itemSize(rest);
-    if (size == 0) {
-      rest = {};
-      return {};
-    }
+    head = {};
+    rest = rest.first(0);
   }
-  const Item item{head, rest.first(size)};
+  const Bytes bytes = rest.first(size);
   rest = rest.subspan(size);
-  return item;
+  return {head, bytes};
 }
 
 // A string's text, when it is in one piece.
@@ -92,19 +90,19 @@ inline std::string_view textOf(const Item& item) noexcept {
 
 // The item as an object of one kind, if it is one. Only `std::bad_alloc` is thrown.
 template <typename Object>
-std::optional<Object> as(const Item& item);
+std::optional<Object> as(Bytes item);
 template <>
-std::optional<std::string> as(const Item& item);
+std::optional<std::string> as(Bytes item);
 template <>
-std::optional<OXNumber> as(const Item& item);
+std::optional<OXNumber> as(Bytes item);
 template <>
-std::optional<OXDate> as(const Item& item);
+std::optional<OXDate> as(Bytes item);
 
 // The object that the item is, or a misfit. Only `std::bad_alloc` is thrown.
-OXValue objectOf(const Item& item);
+OXValue objectOf(Bytes item);
 
 // Whether the item is a string, in one piece or in chunks, of this text.
-bool isText(const Item& item, std::string_view text) noexcept;
+bool isText(Bytes item, std::string_view text) noexcept;
 
 // Write an object to where there is room for it, and return the position behind it.
 inline unsigned char* write(unsigned char* to, std::string_view string) noexcept {

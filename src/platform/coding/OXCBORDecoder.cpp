@@ -34,7 +34,7 @@ bool OXCBORDecoder::allowsKeyedCoding() const {
 bool OXCBORDecoder::open() noexcept {
   constexpr std::byte breakCode{0xFF};
   const bool keyed = mode_ == OXCBORMode::keyed;
-  const auto head = bytes_.empty() ? ox::cbor::Head{} : ox::cbor::readHead(bytes_);
+  const auto head = ox::cbor::headOf(bytes_);
   if (head.kind != (keyed ? ox::cbor::Kind::map : ox::cbor::Kind::array)) {
     return !keyed;
   }
@@ -55,18 +55,19 @@ bool OXCBORDecoder::hasFailed() const noexcept {
     return failed_;
   }
   isChecked_ = true;
+  bool isCutOff = false;
   std::uint64_t items = 0;
-  for (std::span<const std::byte> rest = next_; !failed_ && !rest.empty(); ++items) {
-    failed_ = ox::cbor::takeItem(rest).head.kind == ox::cbor::Kind::malformed;
+  for (std::span<const std::byte> rest = next_; !isCutOff && !rest.empty(); ++items) {
+    isCutOff = ox::cbor::takeItem(rest).bytes.empty();
   }
-  const std::uint64_t each = mode_ == OXCBORMode::keyed ? 2 : 1;
-  failed_ = failed_ || items % each != 0 || (count_ && *count_ != items / each);
+  const unsigned half = mode_ == OXCBORMode::keyed ? 1 : 0;
+  failed_ = isCutOff || (items & half) != 0 || (count_ && *count_ != items >> half);
   return failed_;
 }
 
 // The object that comes next in `rest`.
 OXValue OXCBORDecoder::give(std::span<const std::byte>& rest) {
-  OXValue object = ox::cbor::objectOf(ox::cbor::takeItem(rest));
+  OXValue object = ox::cbor::objectOf(ox::cbor::takeItem(rest).bytes);
   failed_ = std::holds_alternative<OXMisfit>(object);
   return object;
 }
@@ -86,7 +87,7 @@ std::optional<OXValue> OXCBORDecoder::decodeObjectForKey(std::string_view key) {
     const ox::cbor::Item found = ox::cbor::takeItem(rest);
     // A key in chunks, whose text is not at hand, gets all bits.
     passed |= found.head.indefinite ? ~std::uint64_t{0} : ox::cbor::bitOf(ox::cbor::textOf(found));
-    if (ox::cbor::isText(found, key)) {
+    if (ox::cbor::isText(found.bytes, key)) {
       OXValue object = give(rest);
       if (goesOn) {
         next_ = rest;

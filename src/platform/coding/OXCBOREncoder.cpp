@@ -89,12 +89,13 @@ std::span<const std::byte> OXCBOREncoder::bytes() {
 
 // How long the head is, is known only now: it is put right before the run.
 std::span<const std::byte> OXCBOREncoder::item() {
-  std::array<unsigned char, ox::cbor::longestHead> head;
-  const auto kind = mode_ == OXCBORMode::keyed ? ox::cbor::Kind::map : ox::cbor::Kind::array;
-  const auto size =
-      static_cast<std::size_t>(ox::cbor::writeHead(head.data(), kind, count_) - head.data());
-  const std::size_t start = ox::cbor::longestHead - size;
-  std::copy_n(head.data(), size, buffer_.data() + start);
+  std::array<unsigned char, 2 * ox::cbor::longestHead> room{};
+  unsigned char* const head = room.data() + ox::cbor::longestHead;
+  const unsigned char* const end = mode_ == OXCBORMode::keyed
+                                       ? ox::cbor::writeHead(head, ox::cbor::Kind::map, count_)
+                                       : ox::cbor::writeHead(head, ox::cbor::Kind::array, count_);
+  std::copy_n(end - ox::cbor::longestHead, ox::cbor::longestHead, buffer_.data());
+  const auto start = static_cast<std::size_t>(room.data() + room.size() - end);
   taken_ = hasRecord_;
   return std::as_bytes(std::span(buffer_).subspan(start, end_ - start));
 }

@@ -2,38 +2,36 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <cstdint>
-#include <cstring>
 
 namespace ox::utf8 {
 
 namespace {
 
-std::uint64_t wordAt(const char* bytes) noexcept {
-  std::uint64_t word = 0;
-  std::memcpy(&word, bytes, sizeof word);
-  return word;
-}
-
 bool isContinuation(char byte) noexcept {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-// A word at a time, the last one overlapping the one before: most names are plain, and the call for
-// the others takes several times as long as this.
+using Block [[gnu::vector_size(16)]] = std::uint64_t;
+
+Block blockAt(const char* bytes, std::size_t size) noexcept {
+  Block block{};
+  std::copy_n(bytes, size, reinterpret_cast<char*>(&block));
+  return block;
+}
+
+// A block at a time, the last one overlapping the one before: most names are plain, and the call
+// for the others takes several times as long as this.
 bool isAscii(std::string_view bytes) noexcept {
   constexpr std::uint64_t highBits = 0x8080808080808080;
-  constexpr std::size_t step = sizeof highBits;
-  std::uint64_t all = 0;
-  if (bytes.size() < step) {
-    bytes.copy(reinterpret_cast<char*>(&all), bytes.size());
-    return (all & highBits) == 0;
-  }
-  const char* const last = bytes.data() + bytes.size() - step;
+  constexpr std::size_t step = sizeof(Block);
+  const char* const last = bytes.data() + bytes.size() - std::min(bytes.size(), step);
+  Block all = bytes.size() < step ? blockAt(last, bytes.size()) : blockAt(last, step);
   for (const char* next = bytes.data(); next < last; next += step) {
-    all |= wordAt(next);
+    all |= blockAt(next, step);
   }
-  return ((all | wordAt(last)) & highBits) == 0;
+  return ((all[0] | all[1]) & highBits) == 0;
 }
 
 }  // namespace
