@@ -46,30 +46,23 @@ update_package_lists() {
   done
 }
 
-is_installed() {
-  [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
-}
-
 # ensure_packages PURPOSE...
 #
-# Installs the missing packages of the lists above, and says so; `build` is BUILD_PACKAGES. If none
-# is missing, it uses no network and prints nothing. "a|b" is satisfied by either, and installs a.
+# Installs what is missing of the lists above, and says so; `build` is BUILD_PACKAGES. If nothing is
+# missing, it uses no network and prints nothing.
 ensure_packages() {
-  local purpose wanted alternative as_root=()
-  local -A missing=()
+  local purpose wanted=() as_root=()
   for purpose in "$@"; do
     local -n list=${purpose^^}_PACKAGES
-    for wanted in "${list[@]}"; do
-      for alternative in ${wanted//|/ }; do
-        is_installed "$alternative" && continue 2
-      done
-      missing[${wanted%%|*}]=1
-    done
+    wanted+=("${list[@]}")
   done
-  [ ${#missing[@]} -gt 0 ] || return 0
+  local satisfy=(apt-get satisfy -qq --no-install-recommends -o Acquire::Retries=3
+    -o APT::Get::Show-User-Simulation-Note=false "${wanted[@]}")
+  # Prints what it would install, or what it does not find.
+  [ -n "$("${satisfy[@]}" --simulate 2>&1)" ] || return 0
   [ "$(id -u)" = 0 ] || as_root=(sudo)
   as_root+=(env DEBIAN_FRONTEND=noninteractive)
-  echo "Installing Debian packages: ${!missing[*]}"
+  echo "Installing Debian packages for: $*"
   update_package_lists "${as_root[@]}" apt-get
-  quietly "${as_root[@]}" apt-get install -y -qq -o Acquire::Retries=3 --no-install-recommends "${!missing[@]}"
+  quietly "${as_root[@]}" "${satisfy[@]}" -y
 }

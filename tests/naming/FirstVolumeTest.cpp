@@ -176,12 +176,12 @@ const auto volumeRows = std::to_array<VolumeRow>({
 });
 
 // The folder before the name is kept in the result and otherwise has no effect.
-const auto folders =
+const auto foldersBefore =
     std::to_array<std::string>({"", "/v/", "v.rar/", "/a.part2.rar/", "./", "../x.7z.002//"});
 
 template <typename Check>
 void forEachRowInEachFolder(Check check) {
-  for (const std::string& folder : folders) {
+  for (const std::string& folder : foldersBefore) {
     for (const VolumeRow& row : volumeRows) {
       SCOPED_TRACE(testing::PrintToString(folder + row.volume));
       check(folder + row.volume, row.first.empty() ? OXString() : folder + row.first);

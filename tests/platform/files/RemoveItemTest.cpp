@@ -29,8 +29,6 @@ class RemoveItem : public TemporaryFolderTest {
   PathBuffer path(const std::string& name) const { return PathBuffer(in(name)); }
 };
 
-const std::string nul("a\0b", 3);
-
 TEST_F(RemoveItem, RemovesItems) {
   writeFile(in("file"));
   std::filesystem::create_directories(in("d/e/f"));
@@ -39,7 +37,7 @@ TEST_F(RemoveItem, RemovesItems) {
   EXPECT_TRUE(files::removeItem(path("file")));
   EXPECT_TRUE(files::removeItem(path("d")));
   EXPECT_TRUE(files::removeItem(path("missing")));
-  EXPECT_FALSE(files::removeItem(path(nul)));
+  EXPECT_FALSE(files::removeItem(path(std::string("a\0b", 3))));
   EXPECT_THAT(listing(work()), IsEmpty());
 }
 
