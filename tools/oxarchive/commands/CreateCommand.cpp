@@ -41,7 +41,7 @@ bool pack(const std::string& archive, const DeltaTree& tree, const Format& forma
           const OXArchiveSettings& settings, Console& console) {
   const std::string name(nameOf(archive));
   const std::string label = printable(archive);
-  NewFile file(archive.substr(0, archive.size() - name.size()));
+  NewFile file(folderOf(archive));
   std::uint64_t done = 0;
   ArchiveWriter writer(format, settings, file.descriptor(), [&](std::uint64_t count) {
     throwIfInterrupted();

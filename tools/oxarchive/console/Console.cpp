@@ -5,13 +5,12 @@
 #include <cerrno>
 
 #include "console/Failure.h"
-#include "system/Retry.h"
 
 namespace oxarchive {
 
 bool writeAll(int fd, std::string_view text) {
   while (!text.empty()) {
-    const ssize_t count = retried([&] { return ::write(fd, text.data(), text.size()); });
+    const ssize_t count = TEMP_FAILURE_RETRY(::write(fd, text.data(), text.size()));
     if (count < 0) {
       return false;
     }

@@ -13,9 +13,8 @@
 
 #include "console/Failure.h"
 #include "console/Printable.h"
-#include "system/Descriptor.h"
+#include "system/Files.h"
 #include "system/Interruption.h"
-#include "system/Retry.h"
 #include "system/Uncopied.h"
 
 namespace oxarchive {
@@ -44,7 +43,7 @@ std::string readLine(int fd, const std::string& subject) {
   for (;;) {
     waitForInput(fd);
     char byte = 0;
-    const ssize_t count = retried([&] { return ::read(fd, &byte, 1); });
+    const ssize_t count = TEMP_FAILURE_RETRY(::read(fd, &byte, 1));
     if (count < 0) {
       fail(withSystemReason(subject + " cannot be read", errno));
     }

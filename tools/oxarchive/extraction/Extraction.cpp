@@ -15,7 +15,7 @@
 #include "extraction/SafeExtractor.h"
 #include "reading/ArchiveReader.h"
 #include "system/Cage.h"
-#include "system/FolderStream.h"
+#include "system/Files.h"
 #include "system/Headway.h"
 #include "system/Interruption.h"
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "console/Console.h"
-#include "system/Descriptor.h"
+#include "system/Files.h"
 #include "system/Limits.h"
 
 namespace oxarchive {

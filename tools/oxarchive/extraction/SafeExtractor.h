@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "reading/Entry.h"
-#include "system/Descriptor.h"
+#include "system/Files.h"
 
 namespace oxarchive {
 

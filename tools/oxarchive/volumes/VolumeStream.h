@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "system/Descriptor.h"
+#include "system/Files.h"
 #include "volumes/ByteSource.h"
 
 namespace oxarchive {
@@ -44,7 +44,7 @@ class VolumeStream final : public ByteSource {
   std::uint64_t size_ = 0;
   std::uint64_t position_ = 0;
   std::size_t openVolume_;
-  Descriptor file_;
+  RegularFile file_;
   std::vector<std::byte> buffer_;
 };
 

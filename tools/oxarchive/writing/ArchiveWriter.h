@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "system/Descriptor.h"
+#include "system/Files.h"
 #include "system/Uncopied.h"
 #include "volumes/ByteSource.h"
 #include "writing/Formats.h"

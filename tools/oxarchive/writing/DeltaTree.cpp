@@ -12,7 +12,7 @@
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/EntryPath.h"
-#include "system/FolderStream.h"
+#include "system/Files.h"
 #include "system/Interruption.h"
 
 namespace oxarchive {
@@ -110,7 +110,7 @@ DeltaTree treeOfItems(const std::vector<std::string>& paths) {
     if (builder.root().childNamed(name) != nullptr) {
       throw UsageError("two items would be called " + printable(name) + " in the archive");
     }
-    builder.add(builder.root(), path.substr(0, path.size() - name.size()), name);
+    builder.add(builder.root(), folderOf(path), name);
   }
   return builder.take();
 }
