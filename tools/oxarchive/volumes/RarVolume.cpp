@@ -27,11 +27,7 @@ class HeaderReader {
     return value;
   }
 
-  void skip(std::size_t size) {
-    for (std::size_t i = 0; i < size; ++i) {
-      byte();
-    }
-  }
+  void skip(std::size_t size) { used_ += size; }
 
   // A variable-length integer: 7 bits per byte, lowest first; the high bit means that more follow.
   std::uint64_t packedNumber() {
@@ -43,32 +39,28 @@ class HeaderReader {
         return value;
       }
     }
-    isWhole_ = false;
+    used_ = bytes_.size() + 1;  // too long for a number
     return 0;
   }
 
   std::size_t used() const { return used_; }
 
   // Whether everything that was read is in the file.
-  bool isWhole() const { return isWhole_; }
+  bool isWhole() const { return used_ <= bytes_.size(); }
 
  private:
   unsigned byte() {
-    if (used_ == bytes_.size()) {
-      isWhole_ = false;
-      return 0;
-    }
-    return static_cast<unsigned char>(bytes_[used_++]);
+    const std::size_t i = used_++;
+    return i < bytes_.size() ? static_cast<unsigned char>(bytes_[i]) : 0;
   }
 
   std::string bytes_;
   std::size_t used_ = 0;
-  bool isWhole_ = true;
 };
 
 // The fields of a block, in either format.
 struct Block {
-  enum class Kind { other, main, file, end };
+  enum class Kind { other, file, end };
 
   Kind kind = Kind::other;
   std::uint64_t size = 0;  // with the data that follows
@@ -78,14 +70,6 @@ struct Block {
   bool isContinued = false;     // the file, or the archive, goes on in the next volume
   RarEntry entry{};             // of a file
 };
-
-Block::Kind kindOf(std::uint64_t type, unsigned main, unsigned file, unsigned end) {
-  using Kind = Block::Kind;
-  return type == main   ? Kind::main
-         : type == file ? Kind::file
-         : type == end  ? Kind::end
-                        : Kind::other;
-}
 
 // A block of RAR 1.5 to 4.
 std::optional<Block> readOldBlock(const RegularFile& volume, std::uint64_t position) {
@@ -108,16 +92,19 @@ std::optional<Block> readOldBlock(const RegularFile& volume, std::uint64_t posit
     dataSize = reader.number(4);
   }
   block.size = headerSize + dataSize;
-  block.kind = kindOf(type, main, file, end);
   if (type == main) {
     block.isOfVolume = (flags & 0x0001U) != 0;
     block.hasEncryptedNames = (flags & 0x0080U) != 0;
     // Programs that use the newer volume names (0x10) mark the first volume (0x100); older ones do
     // not.
     block.isContinuation = (flags & 0x0111U) == 0x0011U;
-  } else {
-    block.isContinuation = type == file && (flags & 0x0001U) != 0;
-    block.isContinued = (flags & (type == file ? 0x0002U : 0x0001U)) != 0;
+  } else if (type == file) {
+    block.kind = Block::Kind::file;
+    block.isContinuation = (flags & 0x0001U) != 0;
+    block.isContinued = (flags & 0x0002U) != 0;
+  } else if (type == end) {
+    block.kind = Block::Kind::end;
+    block.isContinued = (flags & 0x0001U) != 0;
   }
   const bool isUsable = reader.isWhole() && headerSize >= fixedSize && block.size >= dataSize;
   return isUsable ? std::optional(block) : std::nullopt;
@@ -166,17 +153,18 @@ std::optional<Block> readNewBlock(const RegularFile& volume, std::uint64_t posit
       block.size < dataSize) {
     return std::nullopt;
   }
-  block.kind = kindOf(type, main, file, end);
   block.hasEncryptedNames = type == encryption;
   if (type == main) {
     block.isOfVolume = (ownFlags & 0x01U) != 0;
     block.isContinuation = (ownFlags & 0x02U) != 0;  // only the first volume has no number
   } else if (type == file) {
     const std::uint64_t extraEnd = position + headerEnd;
+    block.kind = Block::Kind::file;
     block.isContinuation = (flags & 0x08U) != 0;
     block.isContinued = (flags & 0x10U) != 0;
     block.entry.isEncrypted = hasEncryptionRecord(volume, extraEnd - extraSize, extraEnd);
-  } else {
+  } else if (type == end) {
+    block.kind = Block::Kind::end;
     block.isContinued = (ownFlags & 0x01U) != 0;
   }
   return block;
@@ -186,11 +174,10 @@ std::optional<Block> readNewBlock(const RegularFile& volume, std::uint64_t posit
 bool takeBlock(const Block& block, RarVolume& volume) {
   using Ending = RarVolume::Ending;
   volume.hasEncryptedNames = block.hasEncryptedNames;
-  if (block.kind == Block::Kind::main) {
-    volume.isVolume = block.isOfVolume;
-    volume.isContinuation = block.isContinuation;
-  } else if (block.kind == Block::Kind::file) {
-    volume.isContinuation = volume.isContinuation || block.isContinuation;
+  // A second main block, which only a damaged or forged file has, takes nothing back.
+  volume.isVolume = volume.isVolume || block.isOfVolume;
+  volume.isContinuation = volume.isContinuation || block.isContinuation;
+  if (block.kind == Block::Kind::file) {
     volume.ending = block.isContinued ? Ending::continued : Ending::unknown;
     if (!block.isContinued) {
       volume.entries.push_back(block.entry);
@@ -202,19 +189,19 @@ bool takeBlock(const Block& block, RarVolume& volume) {
   return block.kind != Block::Kind::end && !block.hasEncryptedNames;
 }
 
-struct Format {
+struct RarFormat {
   std::string_view signature;
   std::optional<Block> (*readBlock)(const RegularFile& volume, std::uint64_t position);
   bool isNew;
 };
 
-constexpr auto formats =
-    std::to_array<Format>({{std::string_view("Rar!\x1A\x07\x00", 7), readOldBlock, false},
-                           {std::string_view("Rar!\x1A\x07\x01\x00", 8), readNewBlock, true}});
+constexpr auto rarFormats =
+    std::to_array<RarFormat>({{std::string_view("Rar!\x1A\x07\x00", 7), readOldBlock, false},
+                              {std::string_view("Rar!\x1A\x07\x01\x00", 8), readNewBlock, true}});
 
 // Reads the blocks to the end marker, which old programs did not write, or to where the rest is
 // encrypted.
-RarVolume readBlocks(const RegularFile& file, const Format& format) {
+RarVolume readBlocks(const RegularFile& file, const RarFormat& format) {
   RarVolume volume{.isNewFormat = format.isNew};
   std::uint64_t position = format.signature.size();
   while (position < file.size()) {
@@ -240,8 +227,8 @@ std::optional<RarVolume> inspectRarVolume(const std::string& path) {
     const RegularFile file = openRegularFile(path, "it");
     const std::string start = file.read(0, 8);
     const auto* const format = std::ranges::find_if(
-        formats, [&](const Format& each) { return start.starts_with(each.signature); });
-    return format != formats.end() ? std::optional(readBlocks(file, *format)) : std::nullopt;
+        rarFormats, [&](const RarFormat& each) { return start.starts_with(each.signature); });
+    return format != rarFormats.end() ? std::optional(readBlocks(file, *format)) : std::nullopt;
   } catch (const ArchiveFailure&) {
     return std::nullopt;
   }
