@@ -86,7 +86,7 @@ struct Option {
   Take* take;
 };
 
-using Kind = PasswordSource::Kind;
+using PasswordKind = PasswordSource::Kind;
 
 constexpr auto knownOptions = std::to_array<Option>({
     {"--into", extracting, "the name of a folder", takeText<&Options::into>},
@@ -95,10 +95,10 @@ constexpr auto knownOptions = std::to_array<Option>({
     {"--cbor", listing, nullptr, takeStyle<ListStyle::records>},
     {"--level", creating, "a compression level", takeText<&Options::level>},
     {"--method", creating, "an encryption method", takeText<&Options::method>},
-    {"--password", reading | creating, nullptr, takePassword<Kind::terminal>},
-    {"--password-file", reading | creating, "the name of a file", takePassword<Kind::file>},
+    {"--password", reading | creating, nullptr, takePassword<PasswordKind::terminal>},
+    {"--password-file", reading | creating, "the name of a file", takePassword<PasswordKind::file>},
     {"--password-env", reading | creating, "the name of an environment variable",
-     takePassword<Kind::environment>},
+     takePassword<PasswordKind::environment>},
     {"--max-entries", reading, "a number", takeLimit<&Limits::entries, false>},
     {"--max-size", reading, "a number", takeLimit<&Limits::size, true>},
     {"--memory", reading, "a number", takeLimit<&Limits::memory, true>},

@@ -118,20 +118,13 @@ std::string passwordOnTerminal(bool isNew) {
 }  // namespace
 
 OXString readPassword(const PasswordSource& source, bool isNew) {
-  std::string password;
-  switch (source.kind) {
-    case PasswordSource::Kind::none:
-      return std::nullopt;
-    case PasswordSource::Kind::terminal:
-      password = passwordOnTerminal(isNew);
-      break;
-    case PasswordSource::Kind::file:
-      password = passwordInFile(source.name);
-      break;
-    case PasswordSource::Kind::environment:
-      password = passwordInEnvironment(source.name);
-      break;
+  using Kind = PasswordSource::Kind;
+  if (source.kind == Kind::none) {
+    return std::nullopt;
   }
+  std::string password = source.kind == Kind::terminal ? passwordOnTerminal(isNew)
+                         : source.kind == Kind::file   ? passwordInFile(source.name)
+                                                       : passwordInEnvironment(source.name);
   if (password.empty()) {
     fail("the password is empty");
   }

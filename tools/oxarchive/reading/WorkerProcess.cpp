@@ -11,8 +11,8 @@
 #include <csignal>
 #include <system_error>
 
-#include "system/Headway.h"
 #include "system/Interruption.h"
+#include "system/Limits.h"
 
 namespace oxarchive {
 namespace {

@@ -9,12 +9,14 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "console/Failure.h"
+#include "console/Printable.h"
 
 namespace oxarchive {
 
@@ -87,15 +89,11 @@ inline constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEX
 // An open listing of a folder; null if it cannot be read.
 using FolderStream = std::unique_ptr<DIR, int (*)(DIR*)>;
 
-// Lists the folder at `path`; null, with the reason in `errno`, when it cannot be read.
-inline FolderStream openFolderStream(const char* path) {
-  return {::opendir(path), ::closedir};
-}
-
-// Lists an open folder, which stays open; null, with the reason in `errno`, when it cannot be read.
-inline FolderStream listFolder(int folder) {
-  const int copy = ::openat(folder, ".", folderFlags);
-  return {copy >= 0 ? ::fdopendir(copy) : nullptr, ::closedir};
+// Lists the folder at `path` in the open folder `parent`, or this folder itself. Null, with the
+// reason in `errno`, if it cannot be read.
+inline FolderStream listFolder(int parent, const std::string& path = ".") {
+  const int folder = ::openat(parent, path.c_str(), folderFlags);
+  return {folder >= 0 ? ::fdopendir(folder) : nullptr, ::closedir};
 }
 
 // The next name in a listing that is not null, except "." and "..", valid until the next call. Null
@@ -112,6 +110,19 @@ inline const char* nextName(const FolderStream& stream) {
       return name;
     }
   }
+}
+
+// Throws ArchiveFailure with the reason if the temporary folder is not writable; neither the
+// library nor libarchive reports it.
+inline void checkTemporaryFolder() {
+  const char* const chosen = std::getenv("TMPDIR");
+  const std::string folder = chosen != nullptr && *chosen != '\0' ? chosen : "/tmp";
+  std::string probe = folder + "/oxarchive.XXXXXX";
+  if (::mkdtemp(probe.data()) == nullptr) {
+    throw ArchiveFailure(
+        withSystemReason("no temporary folder can be made in " + printable(folder), errno));
+  }
+  ::rmdir(probe.c_str());
 }
 
 }  // namespace oxarchive

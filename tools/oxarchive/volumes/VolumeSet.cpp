@@ -101,14 +101,14 @@ class Numbering {
     return isOurs ? std::optional(*number - first_) : std::nullopt;
   }
 
-  // The same with one digit less: "x.part10.rar" may belong to the set of "x.part1.rar". No value
-  // if the number has leading zeros.
-  std::optional<Numbering> narrower() const {
-    if (kind_ == Kind::letter || width_ <= 1 || given_.front() == '0') {
-      return std::nullopt;
+  // This, and the same with fewer digits: "x.part10.rar" may belong to the set of "x.part1.rar",
+  // but "x.part010.rar" may not.
+  std::vector<Numbering> ofAllWidths() const {
+    std::vector<Numbering> result{*this};
+    while (kind_ != Kind::letter && result.back().width_ > 1 && given_.front() != '0') {
+      result.push_back(result.back());
+      --result.back().width_;
     }
-    Numbering result = *this;
-    --result.width_;
     return result;
   }
 
@@ -197,13 +197,12 @@ bool startsAtZero(const Numbering& fromZero) {
 // exists: the one that the library names, or one of a set that the library does not know.
 bool findFirst(Numbering& numbering, const std::string& path) {
   const std::string told = OXGetFirstArchiveVolumePath(path).value();
-  for (std::optional<Numbering> candidate = numbering; candidate;
-       candidate = candidate->narrower()) {
-    const std::optional<Numbering> fromZero = candidate->fromZero();
+  for (const Numbering& candidate : numbering.ofAllWidths()) {
+    const std::optional<Numbering> fromZero = candidate.fromZero();
     const bool isFromZero = fromZero && startsAtZero(*fromZero);
-    const std::string first = candidate->pathOf(0);
+    const std::string first = candidate.pathOf(0);
     if (isFromZero || first == told || exists(first)) {
-      numbering = isFromZero ? *fromZero : *candidate;
+      numbering = isFromZero ? *fromZero : candidate;
       return true;
     }
   }
@@ -215,7 +214,7 @@ bool findFirst(Numbering& numbering, const std::string& path) {
 std::set<unsigned> presentVolumes(const Numbering& numbering) {
   std::set<unsigned> present{0};
   const std::string& folder = numbering.folder();
-  const FolderStream stream = openFolderStream(folder.empty() ? "." : folder.c_str());
+  const FolderStream stream = listFolder(AT_FDCWD, folder.empty() ? "." : folder);
   if (!stream) {
     for (unsigned i = 1; exists(numbering.pathOf(i)); ++i) {
       present.insert(i);
@@ -239,12 +238,11 @@ std::set<unsigned> presentVolumes(const Numbering& numbering) {
 std::string nameOfMissingFirst(const Numbering& numbering) {
   std::size_t most = 0;
   std::string name;
-  for (std::optional<Numbering> candidate = numbering; candidate;
-       candidate = candidate->narrower()) {
-    const std::size_t count = presentVolumes(*candidate).size();
+  for (const Numbering& candidate : numbering.ofAllWidths()) {
+    const std::size_t count = presentVolumes(candidate).size();
     if (count > most) {
       most = count;
-      name = candidate->nameOf(0);
+      name = candidate.nameOf(0);
     }
   }
   return name;

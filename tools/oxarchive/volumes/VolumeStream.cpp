@@ -12,11 +12,6 @@
 #include "system/Interruption.h"
 
 namespace oxarchive {
-namespace {
-
-constexpr std::size_t blockSize = std::size_t{256} * 1024;
-
-}  // namespace
 
 VolumeStream::VolumeStream(const std::vector<std::string>& paths)
     : openVolume_(paths.size()), buffer_(blockSize) {

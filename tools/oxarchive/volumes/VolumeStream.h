@@ -36,6 +36,8 @@ class VolumeStream final : public ByteSource {
     ino_t inode;
   };
 
+  static constexpr std::size_t blockSize = std::size_t{256} * 1024;
+
   Bytes produce() override;
   std::size_t volumeAt(std::uint64_t position) const;
   void open(std::size_t volume);

@@ -62,8 +62,6 @@ class ArchiveWriter : Uncopied {
   void setOption(const std::string& option);
   EntryPointer readEntry(const std::string& path, const std::string& disk, int file,
                          const struct ::stat& status);
-  static std::uint64_t sizeOfHole(int file, const std::string& disk, std::uint64_t position,
-                                  std::uint64_t size);
   Bytes readBlock(int file, const std::string& disk, std::uint64_t position, std::uint64_t size);
   void writeContents(int file, const std::string& disk, const struct ::stat& status);
   void check(int result);
