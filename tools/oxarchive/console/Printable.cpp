@@ -113,7 +113,7 @@ std::string sizeText(std::uint64_t bytes) {
 }
 
 std::string entriesText(std::uint64_t entries, std::uint64_t bytes) {
-  return std::to_string(entries) + " entries, " + sizeText(bytes);
+  return std::to_string(entries) + (entries == 1 ? " entry, " : " entries, ") + sizeText(bytes);
 }
 
 }  // namespace oxarchive
