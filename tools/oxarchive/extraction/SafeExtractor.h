@@ -26,7 +26,7 @@ namespace oxarchive {
 // lists, extended attributes and file flags are not. Devices, pipes and sockets are refused.
 class SafeExtractor {
  public:
-  // `folder` is an open, empty folder, `mask` the umask.
+  // `folder` is an open, empty folder, which stays open; `mask` is the umask.
   SafeExtractor(const Descriptor& folder, mode_t mask) : top_(folder), mask_(mask) {}
 
   // Returns the next block of the entry's data, or no value at the end.

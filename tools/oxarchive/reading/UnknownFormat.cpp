@@ -60,6 +60,7 @@ std::string reasonForUnknownFormat(const std::string& path) {
   constexpr std::uint64_t largestZipEnd = 22 + 65535;
   const RegularFile file = openRegularFile(path, printable(path));
   const std::string start = file.read(0, 64);
+  const std::uint64_t zipEnd = file.size() - std::min(file.size(), largestZipEnd);
   const auto* const format = std::ranges::find_if(foreignFormats, [&](const ForeignFormat& each) {
     return start.size() >= each.offset &&
            std::string_view(start).substr(each.offset).starts_with(each.mark);
@@ -71,9 +72,7 @@ std::string reasonForUnknownFormat(const std::string& path) {
     return reason(format->name, format->reader);
   }
   if (isNamedAsZipVolume(path) ||
-      (!start.starts_with("PK\3\4") &&
-       isLastZipVolume(
-           file.read(file.size() - std::min(file.size(), largestZipEnd), largestZipEnd)))) {
+      (!start.starts_with("PK\3\4") && isLastZipVolume(file.read(zipEnd, largestZipEnd)))) {
     return reason(zipVolume, zipJoiner);
   }
   return "it is not an archive of a known format, or it is damaged";

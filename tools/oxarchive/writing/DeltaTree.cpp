@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <utility>
 
 #include "console/Failure.h"
 #include "console/Printable.h"
