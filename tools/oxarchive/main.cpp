@@ -9,7 +9,7 @@
 #include <span>
 #include <string>
 
-#include "commands/CommandLine.h"
+#include "commands/Commands.h"
 #include "console/Console.h"
 #include "console/Failure.h"
 #include "system/Interruption.h"
@@ -33,7 +33,7 @@ int run(std::span<const char* const> arguments) {
   oxarchive::Console console;
   bool isComplete = false;
   try {
-    isComplete = oxarchive::parseCommandLine(arguments)(console);
+    isComplete = oxarchive::runCommandLine(arguments, console);
   } catch (const oxarchive::UsageError& error) {
     console.message(std::string(error.what()) + "\nTry \"oxarchive --help\".");
     return badUsage;

@@ -122,7 +122,7 @@ TEST_F(CagedProcess, ThatEndsSuddenlyLeavesNoPartOfAFile) {
                                ::kill(reader, SIGKILL);
                              }});
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.output, "a.tgz -> a: 1 entries, 8 B (incomplete)\n");
+  EXPECT_EQ(result.output, "a.tgz -> a: 1 entry, 8 B (incomplete)\n");
   EXPECT_EQ(result.errors,
             "oxarchive: a.tgz: the process that read it was ended by signal 9; the folder a is "
             "incomplete\n");

@@ -104,8 +104,7 @@ TEST_F(CommandLine, TakesNamesThatLookLikeOptions) {
       oxarchive({"extract", "--into", "out", "--", "-x.tar", "--help"}, {.folder = work()});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.errors, "");
-  EXPECT_EQ(result.output,
-            "-x.tar -> out/-x: 1 entries, 8 B\n--help -> out/--help: 1 entries, 8 B\n");
+  EXPECT_EQ(result.output, "-x.tar -> out/-x: 1 entry, 8 B\n--help -> out/--help: 1 entry, 8 B\n");
   EXPECT_EQ(treeOf(in("out")), (Tree{{"-x", "folder"},
                                      {"-x/a", "file contents"},
                                      {"--help", "folder"},

@@ -59,7 +59,7 @@ TEST_F(Create, TellsPathSizeAndDigest) {
   const auto size = fs::file_size(in("o.tar"));
   ASSERT_GT(size, 1000U);
   ASSERT_EQ(size % 512, 0U);
-  EXPECT_THAT(result.output, MatchesRegex("o\\.tar: 1 entries, [0-9.]+ KB, MD5 " + sum + "\n"));
+  EXPECT_THAT(result.output, MatchesRegex("o\\.tar: 1 entry, [0-9.]+ KB, MD5 " + sum + "\n"));
   remove({"f", "o.tar"});
 }
 
@@ -112,7 +112,7 @@ TEST_F(Create, PicksTheFormatByTheName) {
     SCOPED_TRACE(row.archive);
     const ProgramResult result = create({row.archive, "f"});
     EXPECT_EQ(result.exitCode, 0);
-    EXPECT_THAT(result.output, StartsWith(row.archive + ": 1 entries, "));
+    EXPECT_THAT(result.output, StartsWith(row.archive + ": 1 entry, "));
     EXPECT_THAT(readFile(in(row.archive)), StartsWith(row.start));
     remove({row.archive});
   }

@@ -318,7 +318,7 @@ TEST_F(Extract, IntoAnotherFolder) {
         oxarchive({"extract", in("a.tar"), "--into", row.into}, {.folder = work()});
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(result.output, in("a.tar") + " -> " + row.folder + ": 1 entries, 8 B\n");
+    EXPECT_EQ(result.output, in("a.tar") + " -> " + row.folder + ": 1 entry, 8 B\n");
     const std::string where = row.folder.starts_with('/') ? row.folder : in(row.folder);
     EXPECT_EQ(treeOf(where), (Tree{{"f", "file contents"}}));
   }
@@ -329,7 +329,7 @@ TEST_F(Extract, BesideAnArchiveInTheCurrentFolder) {
   writeArchive(in("a.tar"), {file("f")});
   const ProgramResult result = oxarchive({"extract", "a.tar", "./a.tar"}, {.folder = work()});
   EXPECT_EQ(result.exitCode, 0);
-  EXPECT_EQ(result.output, "a.tar -> a: 1 entries, 8 B\n./a.tar -> ./a (1): 1 entries, 8 B\n");
+  EXPECT_EQ(result.output, "a.tar -> a: 1 entry, 8 B\n./a.tar -> ./a (1): 1 entry, 8 B\n");
   EXPECT_EQ(treeOf(in("a")), treeOf(in("a (1)")));
   remove({"a.tar", "a", "a (1)"});
 }
@@ -400,7 +400,7 @@ TEST_F(Extract, NamesThatSteerTerminalsAreShownEscaped) {
   EXPECT_EQ(result.output.find('\x1b'), std::string::npos);
   EXPECT_EQ(result.errors.find('\x1b'), std::string::npos);
   EXPECT_EQ(result.output, in("a\\x1b[2J\\x0a.tar") + " -> " + in("a\\x1b[2J\\x0a") +
-                               ": 1 entries, 8 B (incomplete)\n");
+                               ": 1 entry, 8 B (incomplete)\n");
   EXPECT_NE(result.errors.find("../\\x1b]0;x\\x07: "), std::string::npos) << result.errors;
   EXPECT_EQ(treeOf(in("a\x1b[2J\n")), (Tree{{"ok", "file contents"}}));
   remove({archive, "a\x1b[2J\n"});
@@ -704,7 +704,7 @@ TEST_F(Extract, AFullDisk) {
     GTEST_SKIP() << "mounting is not allowed here";
   }
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.output, in("a.tar") + " -> " + in("disk/a") + ": 1 entries, 8 B (incomplete)\n");
+  EXPECT_EQ(result.output, in("a.tar") + " -> " + in("disk/a") + ": 1 entry, 8 B (incomplete)\n");
   EXPECT_EQ(result.errors, "oxarchive: " + in("a.tar") +
                                ": cannot write large: No space left on device; the folder " +
                                in("disk/a") + " is incomplete\n");
@@ -752,7 +752,7 @@ TEST_F(Extract, AnInterruptionIsTold) {
     const ProgramResult result = oxarchive({"extract", in("a.tar"), in("h.tar")},
                                            {.beforeExec = limitFiles, .whileRunning = interrupt});
     EXPECT_EQ(result.signal, signal);
-    EXPECT_EQ(result.output, in("a.tar") + " -> " + in("a") + ": 1 entries, 8 B (incomplete)\n");
+    EXPECT_EQ(result.output, in("a.tar") + " -> " + in("a") + ": 1 entry, 8 B (incomplete)\n");
     EXPECT_EQ(result.errors, "oxarchive: " + in("a.tar") + ": interrupted; the folder " + in("a") +
                                  " is incomplete\n");
     EXPECT_EQ(listing(in("a")), (std::vector<std::string>{"first"}));

@@ -163,7 +163,7 @@ TEST_F(List, ShowsNothingThatSteersATerminal) {
 TEST_F(List, KeepsNamesThatAreNotUtf8Apart) {
   writeArchive(in("bytes.tar"), {file("\xff\x80")});
   EXPECT_EQ(list("bytes.tar").output,
-            header + row("--", "8 B", "File", "\\xff\\x80") + "Total: 1 entries, 8 B\n");
+            header + row("--", "8 B", "File", "\\xff\\x80") + "Total: 1 entry, 8 B\n");
   remove({"bytes.tar"});
 }
 
@@ -233,7 +233,7 @@ TEST_F(List, ReadsAnArchiveWhateverItIsCalled) {
   writeArchive(in("--help"), {file("a")});
   const ProgramResult result = oxarchive({"list", "--", "--help"}, {.folder = work()});
   EXPECT_EQ(result.exitCode, 0);
-  EXPECT_EQ(result.output, header + row("--", "8 B", "File", "a") + "Total: 1 entries, 8 B\n");
+  EXPECT_EQ(result.output, header + row("--", "8 B", "File", "a") + "Total: 1 entry, 8 B\n");
   remove({"--help"});
 }
 
@@ -274,7 +274,7 @@ TEST_F(List, SurvivesAWorkerThatDiesOrSendsRubbish) {
 TEST_F(List, ShowsWhatCameBeforeTheWorkerDied) {
   const ProgramResult result = listWithWorker("printf '\\241\\144path\\141a'; kill -9 $$");
   EXPECT_EQ(result.output, header + "--          0 B  -                      File" +
-                               std::string(22, ' ') + "a\nTotal: 1 entries, 0 B (incomplete)\n");
+                               std::string(22, ' ') + "a\nTotal: 1 entry, 0 B (incomplete)\n");
 }
 
 TEST_F(List, AWorkerWhosePipeIsClosedIsEnded) {
@@ -296,8 +296,8 @@ TEST_F(List, OfSeveralArchivesNamesEach) {
       oxarchive({"list", "a.tar", "missing\x1b.tar", "b.tar"}, {.folder = work()});
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_EQ(result.output, "a.tar:\n" + header + row("--", "8 B", "File", "a") +
-                               "Total: 1 entries, 8 B\n\nmissing\\x1b.tar:\n\nb.tar:\n" + header +
-                               row("--", "8 B", "File", "b") + "Total: 1 entries, 8 B\n");
+                               "Total: 1 entry, 8 B\n\nmissing\\x1b.tar:\n\nb.tar:\n" + header +
+                               row("--", "8 B", "File", "b") + "Total: 1 entry, 8 B\n");
   EXPECT_EQ(result.errors,
             "oxarchive: missing\\x1b.tar: it cannot be opened: No such file or directory\n");
   remove({"a.tar", "b.tar"});
@@ -340,7 +340,7 @@ TEST_F(List, TellsNoDetailsThatAWorkerDoesNotKnow) {
   EXPECT_EQ(oxarchive({"list", "--long", in("any.zip")}).output,
             "Flags  Mode                  Size  Modified                   Path\n"
             "--     ?---------               0  -                          a\n"
-            "Total: 1 entries, 0 B\n");
+            "Total: 1 entry, 0 B\n");
   remove({"worker"});
 }
 

@@ -74,7 +74,8 @@ void OxarchiveTest::remove(const std::vector<std::string>& names) const {
 
 std::string OxarchiveTest::resultLine(const std::string& archive, const std::string& folder,
                                       std::size_t entries, std::size_t bytes) const {
-  return in(archive) + " -> " + in(folder) + ": " + std::to_string(entries) + " entries, " +
+  return in(archive) + " -> " + in(folder) + ": " + std::to_string(entries) +
+         (entries == 1 ? " entry, " : " entries, ") +
          *OXHumanReadableFileSize(static_cast<std::int64_t>(bytes)) + "\n";
 }
 

@@ -184,7 +184,7 @@ TEST_F(Passwords, AreAskedForOnTheTerminalAndNotShown) {
   const TerminalResult extracted =
       runOnTerminal(work(), {"extract", "o.zip", "--password"}, {"secret"});
   EXPECT_EQ(extracted.exitCode, 0);
-  EXPECT_EQ(extracted.shown, "Password: \r\no.zip -> o: 1 entries, 8 B\r\n");
+  EXPECT_EQ(extracted.shown, "Password: \r\no.zip -> o: 1 entry, 8 B\r\n");
   EXPECT_EQ(treeOf(in("o")), (Tree{{"f", "file contents"}}));
   remove({"o.zip", "o", "f"});
 }

@@ -200,6 +200,9 @@ std::string oldVolume(const std::vector<Volume>& volumes, std::size_t index,
   flags |= options.hasEncryptedHeaders ? 0x0080U : 0U;
   std::string bytes("Rar!\x1A\x07\x00", 7);
   bytes += oldBlock(0x73, flags, std::string(6, '\0'));
+  if (options.hasSecondMainBlock) {
+    bytes += oldBlock(0x73, 0, std::string(6, '\0'));
+  }
   for (const Piece& piece : volumes[index]) {
     bytes += oldFileBlock(piece);
   }
@@ -265,6 +268,9 @@ std::string newVolume(const std::vector<Volume>& volumes, std::size_t index,
   archiveFlags |= options.isSolid ? 0x04U : 0U;
   bytes += newBlock(packedNumber(1) + packedNumber(0) + packedNumber(archiveFlags) +
                     (index > 0 ? packedNumber(index) : ""));
+  if (options.hasSecondMainBlock) {
+    bytes += newBlock(packedNumber(1) + packedNumber(0) + packedNumber(0));
+  }
   const RarFile& first = volumes.front().front().file;
   for (const Piece& piece : volumes[index]) {
     bytes += newFileBlock(piece, &piece.file == &first, options);

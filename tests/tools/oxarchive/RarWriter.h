@@ -23,6 +23,7 @@ struct RarOptions {
   bool startFilesInNewVolumes = false;  // no file runs across two volumes
   bool hasEncryptedHeaders = false;
   bool hasEndMarks = true;
+  bool hasSecondMainBlock = false;  // which says nothing of volumes
 };
 
 // The volumes in order, at least one. A single file is not marked as a volume.

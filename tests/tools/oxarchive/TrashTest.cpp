@@ -54,7 +54,7 @@ TEST_F(ExtractAndTrash, TakesTheArchive) {
   const ProgramResult result = extract({"a.tar"});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.errors, "");
-  EXPECT_EQ(result.output, "a.tar -> a: 1 entries, 8 B\n");
+  EXPECT_EQ(result.output, "a.tar -> a: 1 entry, 8 B\n");
   EXPECT_EQ(names(), (std::vector<std::string>{"a", "data"}));
   EXPECT_THAT(trashed(), UnorderedElementsAre("a.tar"));
   remove({"a", "data"});

@@ -549,6 +549,21 @@ TEST_F(Volumes, OfRarThatContinueAnotherUnderItsName) {
   }
 }
 
+// Such files are damaged or forged. A later main block takes nothing back.
+TEST_F(Volumes, OfRarWithASecondMainBlock) {
+  for (const bool isNewFormat : {false, true}) {
+    SCOPED_TRACE(isNewFormat);
+    RarOptions options{
+        .isNewFormat = isNewFormat, .dataPerVolume = 100'000, .hasSecondMainBlock = true};
+    writeFile(in("movie.rar"), makeRarVolumes(rarFiles, options).front());
+    expectWell("movie.rar", "movie", rarTree());
+    options.startFilesInNewVolumes = true;
+    writeFile(in("x.bin"), makeRarVolumes(rarFiles, options).back());
+    expectFailure("x.bin", "it continues an earlier volume, but its name does not say which");
+    remove({"movie.rar", "x.bin"});
+  }
+}
+
 TEST_F(Volumes, ASingleRarFile) {
   for (const RarOptions& options :
        {RarOptions{.dataPerVolume = 100'000},

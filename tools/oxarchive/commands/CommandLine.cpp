@@ -1,4 +1,4 @@
-#include "commands/CommandLine.h"
+#include "commands/Commands.h"
 
 #include <algorithm>
 #include <array>
@@ -6,9 +6,7 @@
 #include <cstdint>
 #include <string_view>
 #include <system_error>
-#include <utility>
 
-#include "commands/Commands.h"
 #include "console/Failure.h"
 #include "console/Printable.h"
 
@@ -24,25 +22,34 @@ struct Given {
   std::string value;
 };
 
-void setOnce(std::optional<std::string>& field, const Given& given) {
-  if (field) {
+using Take = void(Options& options, const Given& given);
+
+template <std::optional<std::string> Options::*field>
+void takeText(Options& options, const Given& given) {
+  if (options.*field) {
     throw UsageError(given.name + " is given twice");
   }
-  field = given.value;
+  options.*field = given.value;
 }
 
-void setPassword(Options& options, PasswordSource::Kind kind, const Given& given) {
+template <PasswordSource::Kind kind>
+void takePassword(Options& options, const Given& given) {
   if (options.password.kind != PasswordSource::Kind::none) {
     throw UsageError("more than one password is given");
   }
   options.password = {kind, given.value};
 }
 
-void setStyle(Options& options, ListStyle style) {
+template <ListStyle style>
+void takeStyle(Options& options, const Given& /*given*/) {
   if (options.style != ListStyle::table && options.style != style) {
     throw UsageError("--long and --cbor exclude each other");
   }
   options.style = style;
+}
+
+void takeTrash(Options& options, const Given& /*given*/) {
+  options.isTrashing = true;
 }
 
 // A positive integer. Sizes may end in K, M, G or T, for powers of 1024.
@@ -65,52 +72,37 @@ std::uint64_t readCount(const Given& given, bool isSize) {
   return value << shift;
 }
 
-enum : unsigned { extracting = 1, listing = 2, creating = 4 };
+template <std::uint64_t Limits::*limit, bool isSize>
+void takeLimit(Options& options, const Given& given) {
+  options.limits.*limit = readCount(given, isSize);
+}
+
+enum : unsigned { extracting = 1, listing = 2, creating = 4, reading = extracting | listing };
 
 struct Option {
   std::string_view name;
   unsigned commands;  // that accept it
   const char* value;  // the value it needs, in words; null for a switch
-  void (*take)(Options& options, const Given& given);
+  Take* take;
 };
 
 using PasswordKind = PasswordSource::Kind;
 
 constexpr auto knownOptions = std::to_array<Option>({
-    {"--into", extracting, "the name of a folder",
-     [](Options& options, const Given& given) { setOnce(options.into, given); }},
-    {"--trash", extracting, nullptr,
-     [](Options& options, const Given& /*given*/) { options.isTrashing = true; }},
-    {"--long", listing, nullptr,
-     [](Options& options, const Given& /*given*/) { setStyle(options, ListStyle::details); }},
-    {"--cbor", listing, nullptr,
-     [](Options& options, const Given& /*given*/) { setStyle(options, ListStyle::records); }},
-    {"--level", creating, "a compression level",
-     [](Options& options, const Given& given) { setOnce(options.level, given); }},
-    {"--method", creating, "an encryption method",
-     [](Options& options, const Given& given) { setOnce(options.method, given); }},
-    {"--password", extracting | listing | creating, nullptr,
-     [](Options& options, const Given& given) {
-       setPassword(options, PasswordKind::terminal, given);
-     }},
-    {"--password-file", extracting | listing | creating, "the name of a file",
-     [](Options& options, const Given& given) { setPassword(options, PasswordKind::file, given); }},
-    {"--password-env", extracting | listing | creating, "the name of an environment variable",
-     [](Options& options, const Given& given) {
-       setPassword(options, PasswordKind::environment, given);
-     }},
-    {"--max-entries", extracting | listing, "a number",
-     [](Options& options, const Given& given) {
-       options.limits.entries = readCount(given, false);
-     }},
-    {"--max-size", extracting | listing, "a number",
-     [](Options& options, const Given& given) { options.limits.size = readCount(given, true); }},
-    {"--memory", extracting | listing, "a number",
-     [](Options& options, const Given& given) { options.limits.memory = readCount(given, true); }},
-    {"--patience", extracting | listing, "a number",
-     [](Options& options, const Given& given) {
-       options.limits.patience = readCount(given, false);
-     }},
+    {"--into", extracting, "the name of a folder", takeText<&Options::into>},
+    {"--trash", extracting, nullptr, takeTrash},
+    {"--long", listing, nullptr, takeStyle<ListStyle::details>},
+    {"--cbor", listing, nullptr, takeStyle<ListStyle::records>},
+    {"--level", creating, "a compression level", takeText<&Options::level>},
+    {"--method", creating, "an encryption method", takeText<&Options::method>},
+    {"--password", reading | creating, nullptr, takePassword<PasswordKind::terminal>},
+    {"--password-file", reading | creating, "the name of a file", takePassword<PasswordKind::file>},
+    {"--password-env", reading | creating, "the name of an environment variable",
+     takePassword<PasswordKind::environment>},
+    {"--max-entries", reading, "a number", takeLimit<&Limits::entries, false>},
+    {"--max-size", reading, "a number", takeLimit<&Limits::size, true>},
+    {"--memory", reading, "a number", takeLimit<&Limits::memory, true>},
+    {"--patience", reading, "a number", takeLimit<&Limits::patience, false>},
 });
 
 const char* takeFirst(Rest& rest) {
@@ -174,6 +166,16 @@ Options parse(Rest rest, unsigned command) {
   return options;
 }
 
+struct Command {
+  std::string_view name;
+  unsigned kind;
+  bool (*run)(const Options& options, Console& console);
+};
+
+constexpr auto commands = std::to_array<Command>({{"extract", extracting, extractArchives},
+                                                  {"list", listing, listArchives},
+                                                  {"create", creating, createArchive}});
+
 // The help or version text if the user asks for it, else "".
 std::string textAskedFor(Rest arguments) {
   for (const std::string_view argument : arguments) {
@@ -192,33 +194,24 @@ std::string textAskedFor(Rest arguments) {
 
 }  // namespace
 
-Command parseCommandLine(std::span<const char* const> arguments) {
+bool runCommandLine(std::span<const char* const> arguments, Console& console) {
   // From another process of this program; not parsed, since the archive may be called "--help".
   if (arguments.size() == 2 && arguments.front() == std::string_view("list-worker")) {
-    return [archive = std::string(arguments.back())](Console& console) {
-      return sendListing(archive, {}, console);
-    };
+    return sendListing(arguments.back(), {}, console);
   }
-  if (std::string text = textAskedFor(arguments); !text.empty()) {
-    return [text = std::move(text)](Console& console) {
-      console.result(text);
-      return true;
-    };
+  if (const std::string text = textAskedFor(arguments); !text.empty()) {
+    console.result(text);
+    return true;
   }
   if (arguments.empty()) {
     throw UsageError("no command is given");
   }
-  const std::string_view command = takeFirst(arguments);
-  if (command == "extract") {
-    return std::bind_front(extractArchives, parse(arguments, extracting));
+  const std::string_view name = takeFirst(arguments);
+  const auto* const command = std::ranges::find(commands, name, &Command::name);
+  if (command == commands.end()) {
+    throw UsageError("unknown command " + printable(name));
   }
-  if (command == "list") {
-    return std::bind_front(listArchives, parse(arguments, listing));
-  }
-  if (command == "create") {
-    return std::bind_front(createArchive, parse(arguments, creating));
-  }
-  throw UsageError("unknown command " + printable(command));
+  return command->run(parse(arguments, command->kind), console);
 }
 
 }  // namespace oxarchive

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,9 @@ struct Options {
   Limits limits;
 };
 
+// Runs the command that the arguments of the program name. Throws UsageError if they are invalid.
+bool runCommandLine(std::span<const char* const> arguments, Console& console);
+
 // Extracts all archives, each into a new folder of its own. With `isTrashing`, then moves those
 // that were extracted completely to the Trash.
 bool extractArchives(const Options& options, Console& console);
@@ -39,5 +43,10 @@ bool sendListing(const std::string& archive, const Limits& limits, Console& cons
 // Packs the items after the first operand into a new archive, which appears only when it is
 // complete. Throws UsageError for invalid options.
 bool createArchive(const Options& options, Console& console);
+
+extern const char* const helpText;
+
+// "oxarchive 0.1.0" and the versions of its libraries.
+std::string versionText();
 
 }  // namespace oxarchive

@@ -8,10 +8,9 @@
 #include "console/Failure.h"
 #include "console/Password.h"
 #include "console/Printable.h"
-#include "console/SizeText.h"
 #include "reading/EntryPath.h"
+#include "system/Files.h"
 #include "system/Interruption.h"
-#include "system/TemporaryFolder.h"
 #include "writing/ArchiveWriter.h"
 #include "writing/DeltaTree.h"
 #include "writing/Formats.h"
@@ -41,12 +40,12 @@ bool pack(const std::string& archive, const DeltaTree& tree, const Format& forma
           const OXArchiveSettings& settings, Console& console) {
   const std::string name(nameOf(archive));
   const std::string label = printable(archive);
-  NewFile file(archive.substr(0, archive.size() - name.size()));
+  NewFile file(folderOf(archive));
   std::uint64_t done = 0;
   ArchiveWriter writer(format, settings, file.descriptor(), [&](std::uint64_t count) {
     throwIfInterrupted();
     done += count;
-    console.progress().show(label, done, tree.bytes);
+    console.showProgress(label, done, tree.bytes);
   });
   tree.root->traversePathsUsingBlock(
       [&](std::string_view path, std::string_view disk, bool isFolder) {
@@ -55,7 +54,7 @@ bool pack(const std::string& archive, const DeltaTree& tree, const Format& forma
   const ArchiveWriter::Result result = writer.finish();
   throwIfInterrupted();
   const std::string path = file.publish(name);
-  console.progress().clear();
+  console.clearProgress();
   for (const std::string& warning : result.warnings) {
     console.message(warning);
   }

@@ -21,15 +21,11 @@
 #include "console/Failure.h"
 #include "console/Password.h"
 #include "console/Printable.h"
-#include "console/SizeText.h"
 #include "extraction/Extraction.h"
-#include "reading/ArchiveFiles.h"
 #include "reading/EntryPath.h"
 #include "reading/WorkerProcess.h"
-#include "system/Descriptor.h"
-#include "system/FolderStream.h"
+#include "system/Files.h"
 #include "system/Interruption.h"
-#include "system/TemporaryFolder.h"
 #include "system/Uncopied.h"
 #include "volumes/VolumeSet.h"
 
@@ -40,7 +36,6 @@ namespace {
 // `keep` was called.
 class NewFolders : Uncopied {
  public:
-  NewFolders() = default;
   ~NewFolders() {
     for (; !made_.empty(); made_.pop_back()) {
       ::rmdir(made_.back().c_str());
@@ -84,35 +79,27 @@ bool isEmptyFolder(int fd, const std::string& path) {
   return nextName(stream) == nullptr;
 }
 
-// An open, empty new folder.
-struct ExtractionFolder {
-  std::string path;
-  Descriptor descriptor;
-};
-
-ExtractionFolder makeFolder(const VolumeSet& volumes, const std::string& destination,
-                            NewFolders& made) {
+// Makes the folder of an archive in `destination`. Returns its path.
+std::string makeFolder(const VolumeSet& volumes, const std::string& destination) {
   const OXString name = OXFileUtilAdditions::stringByDeletingArchiveExtension(volumes.name);
   const OXString path = OXSafelyCreateArchiveSubdir(name, destination, false);
   if (!path) {
     throw ArchiveFailure("a folder cannot be called " + printable(*name));
   }
-  ExtractionFolder folder{*path, Descriptor(::open(path->c_str(), folderFlags))};
-  int error = folder.descriptor.isOpen() ? 0 : errno;
-  if (error == ENOENT) {
-    // The library returns a path even if it could not make the folder; another try tells why.
-    if (::mkdir(path->c_str(), 0777) != 0) {
-      throw ArchiveFailure(withSystemReason("cannot make the folder " + printable(*path), errno));
-    }
-    folder.descriptor = Descriptor(::open(path->c_str(), folderFlags));
-    error = folder.descriptor.isOpen() ? 0 : errno;
+  // The library returns a path even if it could not make the folder; another try tells why.
+  if (::mkdir(path->c_str(), 0777) != 0 && errno != EEXIST) {
+    throw ArchiveFailure(withSystemReason("cannot make the folder " + printable(*path), errno));
   }
-  made.add(*path);
-  if (error != 0) {
-    throw ArchiveFailure(withSystemReason("cannot open the folder " + printable(*path), error));
+  return *path;
+}
+
+Descriptor openNewFolder(const std::string& path) {
+  Descriptor folder(::open(path.c_str(), folderFlags));
+  if (!folder.isOpen()) {
+    throw ArchiveFailure(withSystemReason("cannot open the folder " + printable(path), errno));
   }
-  if (!isEmptyFolder(folder.descriptor.get(), *path)) {
-    throw ArchiveFailure("no new folder could be made at " + printable(*path));
+  if (!isEmptyFolder(folder.get(), path)) {
+    throw ArchiveFailure("no new folder could be made at " + printable(path));
   }
   return folder;
 }
@@ -146,8 +133,7 @@ std::vector<OXFileReference> referencesTo(const VolumeSet& volumes) {
 
 // The canonical path of the folder that `path` is in.
 std::string realFolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const std::string folder = path.find('/') == std::string::npos ? "." : folderOf(path);
   return OXFileUtilAdditions::canonicalPath(folder).value_or(folder);
 }
 
@@ -180,7 +166,7 @@ class Extractions {
         fail(printable(archive) + ": " + failure.what());
       }
     }
-    console_.progress().clear();
+    console_.clearProgress();
     // An archive whose folder could not be reported to the user is not moved to the Trash.
     if (options_.isTrashing && !isInterrupted() && console_.areResultsWritten()) {
       moveToTrash();
@@ -195,7 +181,7 @@ class Extractions {
   }
 
   void extractGiven(const std::string& archive) {
-    const VolumeSet volumes = findArchiveFiles(archive, options_.limits);
+    const VolumeSet volumes = findVolumesCaged(archive, options_.limits);
     std::set<std::string>& names = given_[volumes.paths.front()];
     const bool isFirst = names.empty();
     if (names.insert(archive).second && !isFirst) {
@@ -217,16 +203,17 @@ class Extractions {
     checkTemporaryFolder();
     NewFolders made;
     made.makeWayTo(destination);
-    ExtractionFolder folder = makeFolder(volumes, destination, made);
-    ExtractionJob job{archive,         volumes.paths, password_,
-                      options_.limits, folder.path,   std::move(folder.descriptor)};
+    const std::string folder = makeFolder(volumes, destination);
+    made.add(folder);
+    const ExtractionJob job{archive,         volumes.paths, password_,
+                            options_.limits, folder,        openNewFolder(folder)};
     const SharedReport report = newSharedReport();
     WorkerProcess worker([&] { return static_cast<int>(extractCaged(job, *report, console_)); });
     worker.readAll();
     const WorkerEnd end = worker.wait();
     const std::string reason = end.reason();
     if (!reason.empty()) {
-      console_.progress().clearAll();
+      console_.clearAnyProgress();
       removeUnfinished(job, *report);
     }
     const bool isWhole = end.exitCode == static_cast<int>(ExtractionEnd::whole);

@@ -1,4 +1,4 @@
-#include "commands/CommandLine.h"
+#include "commands/Commands.h"
 
 #include <archive.h>
 

@@ -8,11 +8,11 @@
 #include "commands/Commands.h"
 #include "console/Failure.h"
 #include "console/Printable.h"
-#include "reading/ArchiveFiles.h"
 #include "reading/ArchiveReader.h"
 #include "reading/ListedFile.h"
 #include "system/Cage.h"
-#include "system/Headway.h"
+#include "system/Limits.h"
+#include "volumes/VolumeSet.h"
 
 namespace oxarchive {
 namespace {
@@ -45,13 +45,29 @@ class Listing {
     if (!reason.empty()) {
       tell(reason + (count_ > 0 ? "; the listing is incomplete" : ""));
     }
-    return finish() && reason.empty();
+    return writer_.flush() && reason.empty();
   }
 
-  bool finish() { return writer_.flush(); }
-
  private:
-  void sendAll();
+  void sendAll() {
+    const VolumeSet volumes = findVolumesCaged(archive_, limits_);
+    demandHeadway(limits_.patience, [this] { writer_.flush(); });
+    enterCage({.readableFiles = volumes.paths, .memory = limits_.memory});
+    ArchiveReader reader(volumes.paths);
+    std::uint64_t number = 0;
+    while (const Entry* const entry = reader.next()) {
+      noteHeadway();
+      checkLimit(++number, limits_.entries, "entries");
+      if (entry->path.empty()) {
+        ++nameless_;
+        tell("entry " + std::to_string(number) + ": it has no name" +
+             (entry->warning.empty() ? "" : " (" + entry->warning + ")"));
+      } else if (entry->path.find_first_not_of('/') != std::string::npos && !send(*entry)) {
+        // The root folder has no name of its own and is not listed.
+        return;
+      }
+    }
+  }
 
   void tell(const std::string& what) { console_.message(printable(archive_) + ": " + what); }
 
@@ -80,35 +96,10 @@ class Listing {
   std::uint64_t nameless_ = 0;
 };
 
-// The listing to flush if this process is ended for lack of progress.
-Listing* current = nullptr;
-
-void Listing::sendAll() {
-  const VolumeSet volumes = findArchiveFiles(archive_, limits_);
-  demandHeadway(static_cast<unsigned>(limits_.patience), [] { current->finish(); });
-  enterCage({.readableFiles = volumes.paths, .memory = limits_.memory});
-  ArchiveReader reader(volumes.paths);
-  std::uint64_t number = 0;
-  while (const Entry* const entry = reader.next()) {
-    noteHeadway();
-    checkLimit(++number, limits_.entries, "entries");
-    if (entry->path.empty()) {
-      ++nameless_;
-      tell("entry " + std::to_string(number) + ": it has no name" +
-           (entry->warning.empty() ? "" : " (" + entry->warning + ")"));
-    } else if (entry->path.find_first_not_of('/') != std::string::npos && !send(*entry)) {
-      // The root folder has no name of its own and is not listed.
-      return;
-    }
-  }
-}
-
 }  // namespace
 
 bool sendListing(const std::string& archive, const Limits& limits, Console& console) {
-  Listing listing(archive, limits, console);
-  current = &listing;
-  return listing.run();
+  return Listing(archive, limits, console).run();
 }
 
 }  // namespace oxarchive

@@ -1,20 +1,23 @@
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
-#include "console/ProgressBar.h"
+#include "system/Uncopied.h"
 
 namespace oxarchive {
 
 // Returns whether all of `text` was written.
 bool writeAll(int fd, std::string_view text);
 
-// The program's output: results on standard output, everything else on standard error. The caller
-// makes texts printable.
-class Console {
+// The program's output: results on standard output, messages and progress on standard error. The
+// caller makes texts printable.
+class Console : Uncopied {
  public:
   Console();
+  ~Console() { clearProgress(); }
 
   // Writes results unchanged. If that fails, reports the reason once and drops all further results,
   // so that the work is still completed.
@@ -28,11 +31,22 @@ class Console {
   // Writes "oxarchive: TEXT". Ignores failures, since there is nowhere to report them.
   void message(const std::string& text);
 
-  ProgressBar& progress() { return progress_; }
+  // Shows `done` of `total` for `label` in a line at the bottom of the terminal, which is redrawn
+  // in place. Writes nothing if standard error is not a terminal, or one that cannot return to the
+  // start of a line. May be called often: it redraws only a few times a second.
+  void showProgress(const std::string& label, std::uint64_t done, std::uint64_t total);
+
+  // Clears that line for other output.
+  void clearProgress();
+
+  // Clears the line, also if another process has drawn it.
+  void clearAnyProgress();
 
  private:
-  ProgressBar progress_;
   bool areResultsWritten_ = true;
+  bool canRedraw_;
+  bool isProgressShown_ = false;
+  std::chrono::steady_clock::time_point nextProgress_;
 };
 
 }  // namespace oxarchive

@@ -10,32 +10,22 @@
 namespace oxarchive {
 
 // The command line is invalid.
-class UsageError : public std::runtime_error {
- public:
+struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
 // The archive cannot be opened, or not be read or written any further.
-class ArchiveFailure : public std::runtime_error {
- public:
+struct ArchiveFailure : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The archive is encrypted and cannot be decrypted.
-class EncryptedArchive : public ArchiveFailure {
- public:
-  using ArchiveFailure::ArchiveFailure;
-};
-
 // One entry cannot be extracted; those after it can.
-class EntryFailure : public std::runtime_error {
- public:
+struct EntryFailure : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
 // The same, because it is encrypted and cannot be decrypted.
-class EncryptedEntry : public EntryFailure {
- public:
+struct EncryptedEntry : EntryFailure {
   using EntryFailure::EntryFailure;
 };
 

@@ -12,7 +12,6 @@
 #include <string_view>
 
 #include "console/Printable.h"
-#include "console/SizeText.h"
 
 namespace oxarchive {
 namespace {
@@ -26,20 +25,11 @@ constexpr std::size_t modeWidth = 10;
 constexpr std::size_t bytesWidth = 14;
 constexpr std::size_t isoWidth = 25;
 
-void addSpaces(std::string& rows, std::string_view text, std::size_t width) {
-  rows.append(width - std::min(width, cellCount(text)), ' ');
-}
-
-void addLeft(std::string& rows, std::string_view text, std::size_t width) {
-  rows += text;
-  addSpaces(rows, text, width);
-  rows += "  ";
-}
-
-void addRight(std::string& rows, std::string_view text, std::size_t width) {
-  addSpaces(rows, text, width);
-  rows += text;
-  rows += "  ";
+// Adds a cell and the gap behind it.
+void addCell(std::string& rows, std::string_view text, std::size_t width, bool isRight = false) {
+  constexpr std::size_t gap = 2;
+  const std::size_t spaces = width - std::min(width, cellCount(text));
+  rows.append(isRight ? spaces : 0, ' ').append(text).append(isRight ? gap : spaces + gap, ' ');
 }
 
 std::string flagsOf(const ListedFile& file) {
@@ -105,16 +95,12 @@ std::string modeOf(const ListedFile& file) {
 }  // namespace
 
 void ListTable::add(const ListedFile& file, std::span<const std::byte> record) {
-  switch (style_) {
-    case ListStyle::table:
-      addTableRow(file);
-      break;
-    case ListStyle::details:
-      addDetailsRow(file);
-      break;
-    case ListStyle::records:
-      rows_.append(reinterpret_cast<const char*>(record.data()), record.size());
-      break;
+  if (style_ == ListStyle::table) {
+    addTableRow(file);
+  } else if (style_ == ListStyle::details) {
+    addDetailsRow(file);
+  } else {
+    rows_.append(reinterpret_cast<const char*>(record.data()), record.size());
   }
   ++entries_;
   // The sizes in an archive may be wrong, so the sum must not overflow.
@@ -143,10 +129,10 @@ void ListTable::addTableRow(const ListedFile& file) {
   if (entries_ == 0) {
     rows_ += "Flags      Size  Modified               Kind                      Path\n";
   }
-  addLeft(rows_, flagsOf(file), flagsWidth);
-  addRight(rows_, sizeText(file.actualSize()), sizeWidth);
-  addLeft(rows_, dateOf(file), dateWidth);
-  addLeft(rows_, kindOf(file), kindWidth);
+  addCell(rows_, flagsOf(file), flagsWidth);
+  addCell(rows_, sizeText(file.actualSize()), sizeWidth, true);
+  addCell(rows_, dateOf(file), dateWidth);
+  addCell(rows_, kindOf(file), kindWidth);
   rows_ += printable(*file.path()) + "\n";
 }
 
@@ -154,10 +140,10 @@ void ListTable::addDetailsRow(const ListedFile& file) {
   if (entries_ == 0) {
     rows_ += "Flags  Mode                  Size  Modified                   Path\n";
   }
-  addLeft(rows_, flagsOf(file), flagsWidth);
-  addLeft(rows_, modeOf(file), modeWidth);
-  addRight(rows_, std::to_string(file.actualSize()), bytesWidth);
-  addLeft(rows_, isoTimeOf(file), isoWidth);
+  addCell(rows_, flagsOf(file), flagsWidth);
+  addCell(rows_, modeOf(file), modeWidth);
+  addCell(rows_, std::to_string(file.actualSize()), bytesWidth, true);
+  addCell(rows_, isoTimeOf(file), isoWidth);
   rows_ += printable(*file.path());
   if (!file.linkTarget.empty()) {
     rows_ += (S_ISLNK(file.mode) ? " -> " : " link to ") + printable(file.linkTarget);

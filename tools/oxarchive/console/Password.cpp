@@ -13,9 +13,8 @@
 
 #include "console/Failure.h"
 #include "console/Printable.h"
-#include "system/Descriptor.h"
+#include "system/Files.h"
 #include "system/Interruption.h"
-#include "system/Retry.h"
 #include "system/Uncopied.h"
 
 namespace oxarchive {
@@ -44,7 +43,7 @@ std::string readLine(int fd, const std::string& subject) {
   for (;;) {
     waitForInput(fd);
     char byte = 0;
-    const ssize_t count = retried([&] { return ::read(fd, &byte, 1); });
+    const ssize_t count = TEMP_FAILURE_RETRY(::read(fd, &byte, 1));
     if (count < 0) {
       fail(withSystemReason(subject + " cannot be read", errno));
     }
@@ -119,20 +118,13 @@ std::string passwordOnTerminal(bool isNew) {
 }  // namespace
 
 OXString readPassword(const PasswordSource& source, bool isNew) {
-  std::string password;
-  switch (source.kind) {
-    case PasswordSource::Kind::none:
-      return std::nullopt;
-    case PasswordSource::Kind::terminal:
-      password = passwordOnTerminal(isNew);
-      break;
-    case PasswordSource::Kind::file:
-      password = passwordInFile(source.name);
-      break;
-    case PasswordSource::Kind::environment:
-      password = passwordInEnvironment(source.name);
-      break;
+  using Kind = PasswordSource::Kind;
+  if (source.kind == Kind::none) {
+    return std::nullopt;
   }
+  std::string password = source.kind == Kind::terminal ? passwordOnTerminal(isNew)
+                         : source.kind == Kind::file   ? passwordInFile(source.name)
+                                                       : passwordInEnvironment(source.name);
   if (password.empty()) {
     fail("the password is empty");
   }

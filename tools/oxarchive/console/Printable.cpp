@@ -1,9 +1,11 @@
 #include "console/Printable.h"
 
+#include <OrvexKit/OXFileUtil.h>
 #include <glib.h>
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 namespace oxarchive {
 namespace {
@@ -73,10 +75,6 @@ std::string printable(std::string_view bytes) {
   }
 }
 
-bool isUtf8(const std::string& bytes) {
-  return g_utf8_validate_len(bytes.data(), bytes.size(), nullptr) != 0;
-}
-
 std::size_t cellCount(std::string_view text) {
   std::size_t cells = 0;
   for (; !text.empty(); text.remove_prefix(sizeOfFirst(text))) {
@@ -107,6 +105,15 @@ std::string lastCells(const std::string& text, std::size_t count) {
     cells -= cellsOfFirst(rest);
   }
   return "…" + std::string(rest);
+}
+
+std::string sizeText(std::uint64_t bytes) {
+  constexpr std::uint64_t largest = std::numeric_limits<std::int64_t>::max();
+  return OXHumanReadableFileSize(static_cast<std::int64_t>(std::min(bytes, largest))).value();
+}
+
+std::string entriesText(std::uint64_t entries, std::uint64_t bytes) {
+  return std::to_string(entries) + (entries == 1 ? " entry, " : " entries, ") + sizeText(bytes);
 }
 
 }  // namespace oxarchive

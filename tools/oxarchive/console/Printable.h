@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -14,9 +15,6 @@ namespace oxarchive {
 //   "\xff.zip"     => "\xff.zip"      eight characters
 std::string printable(std::string_view bytes);
 
-// Whether all of `bytes` is UTF-8.
-bool isUtf8(const std::string& bytes);
-
 // The number of terminal cells that the printable `text` takes.
 std::size_t cellCount(std::string_view text);
 
@@ -25,5 +23,10 @@ std::string firstCells(const std::string& text, std::size_t count);
 
 // The end of `text`, in the same way.
 std::string lastCells(const std::string& text, std::size_t count);
+
+std::string sizeText(std::uint64_t bytes);
+
+// "3 entries, 1.5 KB"
+std::string entriesText(std::uint64_t entries, std::uint64_t bytes);
 
 }  // namespace oxarchive

@@ -1,7 +1,6 @@
 #include "extraction/Extraction.h"
 
 #include <OrvexKit/OXFileUtil.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -15,9 +14,8 @@
 #include "extraction/SafeExtractor.h"
 #include "reading/ArchiveReader.h"
 #include "system/Cage.h"
-#include "system/FolderStream.h"
-#include "system/Headway.h"
 #include "system/Interruption.h"
+#include "system/Limits.h"
 
 namespace oxarchive {
 namespace {
@@ -41,7 +39,7 @@ bool leadsOut(const std::string& folder, const std::string& path) {
 
 class Extraction {
  public:
-  Extraction(ExtractionJob& job, ExtractionReport& report, Console& console)
+  Extraction(const ExtractionJob& job, ExtractionReport& report, Console& console)
       : job_(job),
         report_(report),
         console_(console),
@@ -51,7 +49,7 @@ class Extraction {
   // Returns whether everything was extracted. If nothing was, removes what was made and throws
   // ArchiveFailure.
   bool run() {
-    SafeExtractor extractor(std::move(job_.descriptor), fileCreationMask());
+    SafeExtractor extractor(job_.descriptor, fileCreationMask());
     std::string damage;
     try {
       damage = extractAll(extractor);
@@ -64,7 +62,7 @@ class Extraction {
     report_.size = extractedSize();
     report_.isSizeKnown = true;
     extractor.finish();
-    return tell(damage);
+    return tellResult(damage);
   }
 
  private:
@@ -85,7 +83,7 @@ class Extraction {
     }
     // Folders and empty files alone do not count as a result.
     if (encrypted_ > 0 && bytes_ == 0) {
-      throw EncryptedArchive(whyEncrypted_);
+      throw ArchiveFailure(whyEncrypted_);
     }
     if (report_.entries == 0 && failures_ > 0) {
       throw ArchiveFailure("nothing in it could be extracted");
@@ -100,11 +98,11 @@ class Extraction {
         count += leadsOut(job_.folder, path) ? 1U : 0U;
       }
       if (count > 0) {
-        console_.message(label_ + ": " + std::to_string(count) +
-                         " of the links in it lead out of the folder " + printable(job_.folder));
+        tell(std::to_string(count) + " of the links in it lead out of the folder " +
+             printable(job_.folder));
       }
     } catch (const std::runtime_error& failure) {
-      console_.message(label_ + ": a link: " + failure.what());
+      tell(std::string("a link: ") + failure.what());
       ++failures_;
     }
   }
@@ -114,7 +112,7 @@ class Extraction {
       tellOf(entry, "warning: " + entry.warning);
     }
     if (entry.path.starts_with('/') && !std::exchange(areAbsoluteTold_, true)) {
-      console_.message(label_ + ": its absolute paths are extracted below the new folder");
+      tell("its absolute paths are extracted below the new folder");
     }
     checkLimit(report_.entries + 1, job_.limits.entries, "entries");
     std::uint64_t size = 0;
@@ -151,9 +149,10 @@ class Extraction {
     report_.unfinished.at(length) = '\0';
   }
 
+  void tell(const std::string& what) { console_.message(label_ + ": " + what); }
+
   void tellOf(const Entry& entry, const std::string& what) {
-    const std::string subject = entry.path.empty() ? "an entry" : printable(entry.path);
-    console_.message(label_ + ": " + subject + ": " + what);
+    tell((entry.path.empty() ? "an entry" : printable(entry.path)) + ": " + what);
   }
 
   // The size on disk, since a later entry may have replaced an earlier one. The library truncates
@@ -166,25 +165,24 @@ class Extraction {
     return static_cast<std::uint64_t>(OXGetTotalFolderSize(job_.folder));
   }
 
-  bool tell(const std::string& damage) {
+  // Returns whether everything was extracted.
+  bool tellResult(const std::string& damage) {
     if (encrypted_ > 0) {
-      console_.message(label_ + ": " + std::to_string(encrypted_) +
-                       " of its entries cannot be read: " + whyEncrypted_);
+      tell(std::to_string(encrypted_) + " of its entries cannot be read: " + whyEncrypted_);
     }
     const bool isComplete = damage.empty() && failures_ == 0;
     if (!isComplete) {
       const std::string why =
           damage.empty() ? std::to_string(failures_) + " of its entries could not be extracted"
                          : damage;
-      console_.message(label_ + ": " + why + "; the folder " + printable(job_.folder) +
-                       " is incomplete");
+      tell(why + "; the folder " + printable(job_.folder) + " is incomplete");
     }
     return isComplete;
   }
 
-  void showProgress() { console_.progress().show(label_, reader_.position(), reader_.size()); }
+  void showProgress() { console_.showProgress(label_, reader_.position(), reader_.size()); }
 
-  ExtractionJob& job_;
+  const ExtractionJob& job_;
   ExtractionReport& report_;
   Console& console_;
   std::string label_;
@@ -197,30 +195,27 @@ class Extraction {
   bool areAbsoluteTold_ = false;
 };
 
-// Throws ArchiveFailure when nothing was extracted.
-ExtractionEnd extract(ExtractionJob& job, ExtractionReport& report, Console& console) {
-  catchInterruptions(false);  // the parent decides when to stop
-  demandHeadway(static_cast<unsigned>(job.limits.patience));
-  enterCage(
-      {.readableFiles = job.volumes, .writableFolder = job.folder, .memory = job.limits.memory});
-  try {
-    const bool isWhole = Extraction(job, report, console).run();
-    return isWhole ? ExtractionEnd::whole : ExtractionEnd::incomplete;
-  } catch (const std::bad_alloc&) {
-    throw ArchiveFailure("it takes more memory than is allowed");
-  }
-}
-
 }  // namespace
 
-ExtractionEnd extractCaged(ExtractionJob& job, ExtractionReport& report, Console& console) {
+ExtractionEnd extractCaged(const ExtractionJob& job, ExtractionReport& report, Console& console) {
   ExtractionEnd end = ExtractionEnd::nothing;
+  std::string reason;
   try {
-    end = extract(job, report, console);
+    catchInterruptions(false);  // the parent decides when to stop
+    demandHeadway(job.limits.patience);
+    enterCage(
+        {.readableFiles = job.volumes, .writableFolder = job.folder, .memory = job.limits.memory});
+    const bool isWhole = Extraction(job, report, console).run();
+    end = isWhole ? ExtractionEnd::whole : ExtractionEnd::incomplete;
+  } catch (const std::bad_alloc&) {
+    reason = "it takes more memory than is allowed";
   } catch (const std::exception& failure) {
-    console.message(printable(job.archive) + ": " + failure.what());
+    reason = failure.what();
   }
-  console.progress().clear();
+  if (!reason.empty()) {
+    console.message(printable(job.archive) + ": " + reason);
+  }
+  console.clearProgress();
   return end;
 }
 
@@ -228,8 +223,7 @@ void removeUnfinished(const ExtractionJob& job, const ExtractionReport& report) 
   const std::string path(report.unfinished.data(),
                          ::strnlen(report.unfinished.data(), report.unfinished.size()));
   try {
-    SafeExtractor(Descriptor(::fcntl(job.descriptor.get(), F_DUPFD_CLOEXEC, 0)), 0)
-        .removeFile(path);
+    SafeExtractor(job.descriptor, 0).removeFile(path);
   } catch (const std::runtime_error&) {
     // It does not exist.
   }

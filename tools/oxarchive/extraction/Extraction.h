@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "console/Console.h"
-#include "system/Descriptor.h"
+#include "system/Files.h"
 #include "system/Limits.h"
 
 namespace oxarchive {
@@ -39,7 +39,7 @@ enum class ExtractionEnd : int { whole = 0, incomplete = 1, nothing = 2 };
 
 // Enters a cage and extracts the archive. Reports errors. If nothing can be extracted, the folder
 // is left empty.
-ExtractionEnd extractCaged(ExtractionJob& job, ExtractionReport& report, Console& console);
+ExtractionEnd extractCaged(const ExtractionJob& job, ExtractionReport& report, Console& console);
 
 // Removes the item that was being made when the extracting process ended.
 void removeUnfinished(const ExtractionJob& job, const ExtractionReport& report);

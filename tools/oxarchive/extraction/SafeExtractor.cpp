@@ -14,8 +14,7 @@
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/EntryPath.h"
-#include "system/FolderStream.h"
-#include "system/Retry.h"
+#include "system/Files.h"
 
 namespace oxarchive {
 namespace {
@@ -72,8 +71,8 @@ void writeAt(int file, Bytes bytes, std::uint64_t offset, std::string_view path)
     if (offset > static_cast<std::uint64_t>(INT64_MAX) - bytes.size()) {
       fail(path, EFBIG);
     }
-    const ssize_t count = retried(
-        [&] { return ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset)); });
+    const ssize_t count =
+        TEMP_FAILURE_RETRY(::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset)));
     if (count < 0) {
       fail(path, errno);
     }
@@ -111,12 +110,10 @@ void removeFiles(int folder) {
   }
 }
 
-// Writes the entry's data, starting with `block`, and a hole at its end if there is one. Returns
-// the size.
-std::uint64_t writeData(int file, std::optional<DataBlock> block, const Entry& entry,
-                        const SafeExtractor::ReadData& readData) {
+// Writes the entry's data, and a hole at its end if there is one. Returns the size.
+std::uint64_t writeData(int file, const Entry& entry, const SafeExtractor::ReadData& readData) {
   std::uint64_t end = 0;
-  for (; block; block = readData()) {
+  while (const std::optional<DataBlock> block = readData()) {
     if (block->offset < end) {
       throw EntryFailure("its data overlaps");
     }
@@ -247,23 +244,24 @@ std::uint64_t SafeExtractor::makeFile(const std::string& path, const Entry& entr
   const int parent = openParent(path, Missing::make);
   const std::string name(nameOf(path));
   Descriptor file(replaceEarlier(parent, path, [&] { return createFile(parent, name, 0600); }));
-  try {
-    const std::uint64_t size = writeData(file.get(), readData(), entry, readData);
-    finishFile(file, path, entry);
-    return size;
-  } catch (...) {
-    // A partial file must not look complete.
-    ::unlinkat(parent, name.c_str(), 0);
-    throw;
-  }
+  return fillFile(file, parent, path, entry, readData);
 }
 
-void SafeExtractor::finishFile(Descriptor& file, const std::string& path,
-                               const Entry& entry) const {
-  ::fchmod(file.get(), permissionsOf(entry) & ~mask_);
-  restoreTimes(file.get(), nullptr, entry.times);
-  if (!file.close()) {
-    fail(path, errno);
+std::uint64_t SafeExtractor::fillFile(Descriptor& file, int parent, const std::string& path,
+                                      const Entry& entry, const ReadData& readData) const {
+  try {
+    const std::uint64_t size = writeData(file.get(), entry, readData);
+    ::fchmod(file.get(), permissionsOf(entry) & ~mask_);
+    restoreTimes(file.get(), nullptr, entry.times);
+    if (!file.close()) {
+      fail(path, errno);
+    }
+    return size;
+  } catch (...) {
+    // A partial file must not look complete, not even by another hard link.
+    std::ignore = ::ftruncate(file.get(), 0);
+    ::unlinkat(parent, std::string(nameOf(path)).c_str(), 0);
+    throw;
   }
 }
 
@@ -310,15 +308,8 @@ std::uint64_t SafeExtractor::fillLinkedFile(int parent, const std::string& path,
   if (!file.isOpen()) {
     fail(path, errno);
   }
-  try {
-    const std::uint64_t size = writeData(file.get(), first, entry, readData);
-    finishFile(file, path, entry);
-    return size;
-  } catch (...) {
-    std::ignore = ::ftruncate(file.get(), 0);
-    ::unlinkat(parent, name.c_str(), 0);
-    throw;
-  }
+  return fillFile(file, parent, path, entry,
+                  [&] { return first ? std::exchange(first, std::nullopt) : readData(); });
 }
 
 void SafeExtractor::makeSymbolicLink(const std::string& path, const Link& link) {

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "reading/Entry.h"
-#include "system/Descriptor.h"
+#include "system/Files.h"
 
 namespace oxarchive {
 
@@ -26,8 +26,8 @@ namespace oxarchive {
 // lists, extended attributes and file flags are not. Devices, pipes and sockets are refused.
 class SafeExtractor {
  public:
-  // `folder` is an open, empty folder, `mask` the umask.
-  SafeExtractor(Descriptor folder, mode_t mask) : top_(std::move(folder)), mask_(mask) {}
+  // `folder` is an open, empty folder, which stays open; `mask` is the umask.
+  SafeExtractor(const Descriptor& folder, mode_t mask) : top_(folder), mask_(mask) {}
 
   // Returns the next block of the entry's data, or no value at the end.
   using ReadData = std::function<std::optional<DataBlock>()>;
@@ -69,7 +69,8 @@ class SafeExtractor {
   Descriptor openChild(int parent, std::string_view path, Missing missing);
   void makeFolder(const std::string& path, const Entry& entry);
   std::uint64_t makeFile(const std::string& path, const Entry& entry, const ReadData& readData);
-  void finishFile(Descriptor& file, const std::string& path, const Entry& entry) const;
+  std::uint64_t fillFile(Descriptor& file, int parent, const std::string& path, const Entry& entry,
+                         const ReadData& readData) const;
   std::uint64_t makeHardLink(const std::string& path, const Entry& entry, const ReadData& readData);
   std::uint64_t fillLinkedFile(int parent, const std::string& path, const Entry& entry,
                                const ReadData& readData);
@@ -79,7 +80,7 @@ class SafeExtractor {
   template <typename Make>
   int replaceEarlier(int parent, const std::string& path, Make make);
 
-  Descriptor top_;
+  const Descriptor& top_;
   mode_t mask_;
   // The folders that were made, a folder after those in it.
   std::map<std::string, FolderAttributes, std::greater<>> folders_;

@@ -37,16 +37,14 @@ bool isEmptyZip(std::string_view text) {
 }
 
 void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekable) {
-  ::archive_read_support_format_7zip(archive);
-  ::archive_read_support_format_ar(archive);
-  ::archive_read_support_format_cab(archive);
-  ::archive_read_support_format_cpio(archive);
-  ::archive_read_support_format_iso9660(archive);
-  ::archive_read_support_format_lha(archive);
-  ::archive_read_support_format_rar(archive);
-  ::archive_read_support_format_rar5(archive);
-  ::archive_read_support_format_tar(archive);
-  ::archive_read_support_format_xar(archive);
+  for (const auto support :
+       {::archive_read_support_format_7zip, ::archive_read_support_format_ar,
+        ::archive_read_support_format_cab, ::archive_read_support_format_cpio,
+        ::archive_read_support_format_iso9660, ::archive_read_support_format_lha,
+        ::archive_read_support_format_rar, ::archive_read_support_format_rar5,
+        ::archive_read_support_format_tar, ::archive_read_support_format_xar}) {
+    support(archive);
+  }
   // Uses the ZIP reader that starts from the central directory: the streaming one accepts a
   // truncated archive. But only the streaming one reads an empty ZIP archive.
   const Bytes start = source.peek();
@@ -118,7 +116,7 @@ ArchiveReader::ArchiveReader(const std::vector<std::string>& paths, OXString pas
       break;
     }
     if (volume->hasEncryptedNames) {
-      throw EncryptedArchive(notDecryptable);
+      throw ArchiveFailure(notDecryptable);
     }
     rarEntries_.insert(rarEntries_.end(), volume->entries.begin(), volume->entries.end());
     rarVolumes_.push_back(*volume);
@@ -328,7 +326,7 @@ void ArchiveReader::fail() {
   feed_->rethrowDamage();
   // The names are encrypted as well, so no entry can be read.
   if (entryCount_ == 0 && ::archive_read_has_encrypted_entries(archive_.get()) == 1) {
-    throw EncryptedArchive(notDecryptable);
+    throw ArchiveFailure(notDecryptable);
   }
   throw ArchiveFailure(failureReason(archive_.get()));
 }

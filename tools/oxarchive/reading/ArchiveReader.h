@@ -60,7 +60,7 @@ class ArchiveReader : Uncopied {  // libarchive keeps its address
   std::unique_ptr<ByteSource> decompressed_;
   std::size_t firstVolume_ = 0;
   std::optional<LibarchiveFeed> feed_;
-  ReadArchive archive_;
+  ReadArchive archive_{nullptr, ::archive_read_free};
   OXString password_;
   bool isPasswordGiven_ = false;  // to libarchive, for the data of this entry
   bool isPasswordWrong_ = false;

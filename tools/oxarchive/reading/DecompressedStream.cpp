@@ -5,7 +5,6 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <array>
 #include <exception>
 #include <iterator>
 #include <new>
@@ -123,18 +122,11 @@ class GzipStream final : public ByteSource {
 
 // Only filters inside libarchive: for some compressions it would run another program.
 void supportOwnFilters(struct ::archive* archive) {
-  using Support = int (*)(struct ::archive*);
-  constexpr auto filters = std::to_array<Support>({
-      ::archive_read_support_filter_bzip2,
-      ::archive_read_support_filter_compress,
-      ::archive_read_support_filter_lz4,
-      ::archive_read_support_filter_lzip,
-      ::archive_read_support_filter_lzma,
-      ::archive_read_support_filter_rpm,
-      ::archive_read_support_filter_xz,
-      ::archive_read_support_filter_zstd,
-  });
-  for (const Support support : filters) {
+  for (const auto support :
+       {::archive_read_support_filter_bzip2, ::archive_read_support_filter_compress,
+        ::archive_read_support_filter_lz4, ::archive_read_support_filter_lzip,
+        ::archive_read_support_filter_lzma, ::archive_read_support_filter_rpm,
+        ::archive_read_support_filter_xz, ::archive_read_support_filter_zstd}) {
     if (support(newReadArchive().get()) == ARCHIVE_OK) {
       support(archive);
     }

@@ -51,6 +51,10 @@ std::string_view nameOf(std::string_view path) {
   return path.substr(path.rfind('/') + 1);
 }
 
+std::string folderOf(const std::string& path) {
+  return path.substr(0, path.rfind('/') + 1);
+}
+
 bool linkStaysInFolder(std::string_view path, std::string_view target) {
   if (target.empty() || target.starts_with('/')) {
     return false;

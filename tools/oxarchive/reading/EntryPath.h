@@ -23,6 +23,9 @@ std::string_view parentOf(std::string_view path);
 // The last component.
 std::string_view nameOf(std::string_view path);
 
+// What comes before the last component: "" or a text that ends in "/".
+std::string folderOf(const std::string& path);
+
 // Whether a symbolic link at `path` (from `pathInFolder`) to `target` certainly stays in the
 // folder, whatever other links the target passes through. The parents of `path` are real folders.
 // ".." is allowed only at the start of a target: after a name its meaning depends on where that

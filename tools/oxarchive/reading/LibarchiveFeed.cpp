@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <iterator>
-#include <new>
 
 #include "console/Failure.h"
 #include "console/Printable.h"
@@ -12,11 +11,7 @@
 namespace oxarchive {
 
 ReadArchive newReadArchive() {
-  ReadArchive archive(::archive_read_new());
-  if (!archive) {
-    throw std::bad_alloc();
-  }
-  return archive;
+  return {orThrow(::archive_read_new()), ::archive_read_free};
 }
 
 std::string failureReason(struct ::archive* archive) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "volumes/ByteSource.h"
@@ -12,10 +13,16 @@
 
 namespace oxarchive {
 
-struct ReadArchiveCloser {
-  void operator()(struct ::archive* archive) const { ::archive_read_free(archive); }
-};
-using ReadArchive = std::unique_ptr<struct ::archive, ReadArchiveCloser>;
+// Throws std::bad_alloc for a null pointer.
+template <typename Pointer>
+auto orThrow(Pointer* pointer) {
+  if (pointer == nullptr) {
+    throw std::bad_alloc();
+  }
+  return pointer;
+}
+
+using ReadArchive = std::unique_ptr<struct ::archive, int (*)(struct ::archive*)>;
 
 // A new reader without any format or filter.
 ReadArchive newReadArchive();

@@ -1,15 +1,12 @@
 #include "reading/UnknownFormat.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <string_view>
 
 #include "console/Printable.h"
-#include "system/Descriptor.h"
-#include "system/RegularFile.h"
+#include "system/Files.h"
 
 namespace oxarchive {
 namespace {
@@ -44,13 +41,6 @@ constexpr auto foreignFormats = std::to_array<ForeignFormat>({
     {0, "-----BEGIN PGP MESSAGE"sv, "encrypted by OpenPGP", "gpg decrypts it"},
 });
 
-std::string readAt(int file, off_t offset, std::size_t size) {
-  std::string bytes(size, '\0');
-  const ssize_t count = ::pread(file, bytes.data(), size, std::max<off_t>(offset, 0));
-  bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
-  return bytes;
-}
-
 // Whether the end record of a ZIP archive has a volume number other than that of the first.
 bool isLastZipVolume(const std::string& end) {
   const std::size_t mark = end.rfind("PK\5\6");
@@ -67,10 +57,10 @@ bool isNamedAsZipVolume(const std::string& path) {
 }  // namespace
 
 std::string reasonForUnknownFormat(const std::string& path) {
-  constexpr std::size_t largestZipEnd = 22 + 65535;
-  struct ::stat status {};
-  const Descriptor file = openRegularFile(path, printable(path), status);
-  const std::string start = readAt(file.get(), 0, 64);
+  constexpr std::uint64_t largestZipEnd = 22 + 65535;
+  const RegularFile file = openRegularFile(path, printable(path));
+  const std::string start = file.read(0, 64);
+  const std::uint64_t zipEnd = file.size() - std::min(file.size(), largestZipEnd);
   const auto* const format = std::ranges::find_if(foreignFormats, [&](const ForeignFormat& each) {
     return start.size() >= each.offset &&
            std::string_view(start).substr(each.offset).starts_with(each.mark);
@@ -82,8 +72,7 @@ std::string reasonForUnknownFormat(const std::string& path) {
     return reason(format->name, format->reader);
   }
   if (isNamedAsZipVolume(path) ||
-      (!start.starts_with("PK\3\4") &&
-       isLastZipVolume(readAt(file.get(), status.st_size - off_t{largestZipEnd}, largestZipEnd)))) {
+      (!start.starts_with("PK\3\4") && isLastZipVolume(file.read(zipEnd, largestZipEnd)))) {
     return reason(zipVolume, zipJoiner);
   }
   return "it is not an archive of a known format, or it is damaged";

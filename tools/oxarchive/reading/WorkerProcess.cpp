@@ -11,9 +11,8 @@
 #include <csignal>
 #include <system_error>
 
-#include "system/Headway.h"
 #include "system/Interruption.h"
-#include "system/Retry.h"
+#include "system/Limits.h"
 
 namespace oxarchive {
 namespace {
@@ -76,8 +75,7 @@ std::string WorkerProcess::readAll() {
       passOnInterruption();
       continue;
     }
-    const ssize_t count =
-        retried([&] { return ::read(output_.get(), buffer.data(), buffer.size()); });
+    const ssize_t count = TEMP_FAILURE_RETRY(::read(output_.get(), buffer.data(), buffer.size()));
     if (count <= 0) {
       break;
     }
@@ -100,7 +98,7 @@ void WorkerProcess::passOnInterruption() {
 
 WorkerEnd WorkerProcess::wait() {
   int status = 0;
-  retried([&] { return ::waitpid(process_, &status, 0); });
+  static_cast<void>(TEMP_FAILURE_RETRY(::waitpid(process_, &status, 0)));
   process_ = -1;
   WorkerEnd end;
   if (WIFSIGNALED(status)) {

@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "system/Descriptor.h"
+#include "system/Files.h"
 #include "system/Uncopied.h"
 
 namespace oxarchive {

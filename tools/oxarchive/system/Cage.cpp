@@ -19,7 +19,7 @@
 #include <memory>
 
 #include "console/Failure.h"
-#include "system/Descriptor.h"
+#include "system/Files.h"
 
 namespace oxarchive {
 namespace {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "console/Failure.h"
@@ -22,5 +23,17 @@ inline void checkLimit(std::uint64_t count, std::uint64_t limit, const char* wha
                          ", which is the limit");
   }
 }
+
+// The exit code of a process that was ended because it made no progress.
+inline constexpr int gaveUp = 113;
+
+// Ends this process with the exit code `gaveUp` after this many seconds of its processor time
+// without a call of `noteHeadway`: a hostile archive may send a parser into an endless loop. Calls
+// `beforeEnd` first, in a signal handler that interrupts the parser.
+void demandHeadway(
+    std::uint64_t seconds, std::function<void()> beforeEnd = [] {});
+
+// Call when an entry or a part of one has been read.
+void noteHeadway();
 
 }  // namespace oxarchive

@@ -3,18 +3,17 @@
 #include <cstddef>
 #include <span>
 
+#include "system/Uncopied.h"
+
 namespace oxarchive {
 
 using Bytes = std::span<const std::byte>;
 
 // A stream of bytes in blocks. A block is valid until the next one is read; an empty block is the
 // end. Throws ArchiveFailure when the stream is damaged or cannot be read.
-class ByteSource {
+class ByteSource : Uncopied {
  public:
-  ByteSource() = default;
   virtual ~ByteSource() = default;
-  ByteSource(const ByteSource&) = delete;
-  ByteSource& operator=(const ByteSource&) = delete;
 
   // Returns the next block without consuming it.
   Bytes peek() {

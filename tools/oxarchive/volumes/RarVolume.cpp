@@ -1,40 +1,23 @@
 #include "volumes/RarVolume.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string_view>
 
 #include "console/Failure.h"
-#include "system/Descriptor.h"
+#include "system/Files.h"
 #include "system/Interruption.h"
-#include "system/RegularFile.h"
 
 namespace oxarchive {
 namespace {
 
-constexpr std::string_view oldSignature("Rar!\x1A\x07\x00", 7);
-constexpr std::string_view newSignature("Rar!\x1A\x07\x01\x00", 8);
-
-// Reads the little-endian numbers of one header of a file. Past the end of the file or of the
-// buffer they read as 0, and `isWhole` is false.
+// Reads the little-endian numbers of the header at `position` of a file. Past the end of the file
+// or of the longest header they read as 0, and `isWhole` is false.
 class HeaderReader {
  public:
-  explicit HeaderReader(int fd) : fd_(fd) {}
-
-  void moveTo(std::uint64_t position) {
-    const bool isReachable = position <= static_cast<std::uint64_t>(INT64_MAX);
-    const ssize_t count =
-        isReachable ? ::pread(fd_, buffer_.data(), buffer_.size(), static_cast<off_t>(position))
-                    : 0;
-    bytes_ = std::span(buffer_).first(count > 0 ? static_cast<std::size_t>(count) : 0);
-    used_ = 0;
-    isWhole_ = true;
-  }
+  HeaderReader(const RegularFile& file, std::uint64_t position) : bytes_(file.read(position, 64)) {}
 
   std::uint64_t number(std::size_t size) {
     std::uint64_t value = 0;
@@ -44,11 +27,7 @@ class HeaderReader {
     return value;
   }
 
-  void skip(std::size_t size) {
-    for (std::size_t i = 0; i < size; ++i) {
-      byte();
-    }
-  }
+  void skip(std::size_t size) { used_ += size; }
 
   // A variable-length integer: 7 bits per byte, lowest first; the high bit means that more follow.
   std::uint64_t packedNumber() {
@@ -60,39 +39,28 @@ class HeaderReader {
         return value;
       }
     }
-    isWhole_ = false;
+    used_ = bytes_.size() + 1;  // too long for a number
     return 0;
-  }
-
-  bool startsWith(std::string_view text) const {
-    return std::string_view(reinterpret_cast<const char*>(bytes_.data()), bytes_.size())
-        .starts_with(text);
   }
 
   std::size_t used() const { return used_; }
 
-  // Whether every read since the last `moveTo` was inside the file.
-  bool isWhole() const { return isWhole_; }
+  // Whether everything that was read is in the file.
+  bool isWhole() const { return used_ <= bytes_.size(); }
 
  private:
   unsigned byte() {
-    if (used_ == bytes_.size()) {
-      isWhole_ = false;
-      return 0;
-    }
-    return bytes_[used_++];
+    const std::size_t i = used_++;
+    return i < bytes_.size() ? static_cast<unsigned char>(bytes_[i]) : 0;
   }
 
-  int fd_;
-  std::array<unsigned char, 64> buffer_{};
-  std::span<const unsigned char> bytes_;
+  std::string bytes_;
   std::size_t used_ = 0;
-  bool isWhole_ = true;
 };
 
 // The fields of a block, in either format.
 struct Block {
-  enum class Kind { other, main, file, end };
+  enum class Kind { other, file, end };
 
   Kind kind = Kind::other;
   std::uint64_t size = 0;  // with the data that follows
@@ -103,20 +71,12 @@ struct Block {
   RarEntry entry{};             // of a file
 };
 
-Block::Kind kindOf(std::uint64_t type, unsigned main, unsigned file, unsigned end) {
-  using Kind = Block::Kind;
-  return type == main   ? Kind::main
-         : type == file ? Kind::file
-         : type == end  ? Kind::end
-                        : Kind::other;
-}
-
 // A block of RAR 1.5 to 4.
-std::optional<Block> readOldBlock(HeaderReader& reader, std::uint64_t position) {
+std::optional<Block> readOldBlock(const RegularFile& volume, std::uint64_t position) {
   enum : unsigned { main = 0x73, file = 0x74, service = 0x7A, end = 0x7B };
   constexpr std::size_t fixedSize = 7;
   Block block;
-  reader.moveTo(position);
+  HeaderReader reader(volume, position);
   reader.skip(2);  // the block's own check sum
   const std::uint64_t type = reader.number(1);
   const std::uint64_t flags = reader.number(2);
@@ -132,26 +92,29 @@ std::optional<Block> readOldBlock(HeaderReader& reader, std::uint64_t position) 
     dataSize = reader.number(4);
   }
   block.size = headerSize + dataSize;
-  block.kind = kindOf(type, main, file, end);
   if (type == main) {
     block.isOfVolume = (flags & 0x0001U) != 0;
     block.hasEncryptedNames = (flags & 0x0080U) != 0;
     // Programs that use the newer volume names (0x10) mark the first volume (0x100); older ones do
     // not.
     block.isContinuation = (flags & 0x0111U) == 0x0011U;
-  } else {
-    block.isContinuation = type == file && (flags & 0x0001U) != 0;
-    block.isContinued = (flags & (type == file ? 0x0002U : 0x0001U)) != 0;
+  } else if (type == file) {
+    block.kind = Block::Kind::file;
+    block.isContinuation = (flags & 0x0001U) != 0;
+    block.isContinued = (flags & 0x0002U) != 0;
+  } else if (type == end) {
+    block.kind = Block::Kind::end;
+    block.isContinued = (flags & 0x0001U) != 0;
   }
   const bool isUsable = reader.isWhole() && headerSize >= fixedSize && block.size >= dataSize;
   return isUsable ? std::optional(block) : std::nullopt;
 }
 
 // Whether the extra records of a block, from `start` to `end`, include an encryption record.
-bool hasEncryptionRecord(HeaderReader& reader, std::uint64_t start, std::uint64_t end) {
+bool hasEncryptionRecord(const RegularFile& volume, std::uint64_t start, std::uint64_t end) {
   constexpr std::uint64_t encryptionRecord = 1;
   for (std::uint64_t position = start; position < end;) {
-    reader.moveTo(position);
+    HeaderReader reader(volume, position);
     const std::uint64_t size = reader.packedNumber();
     position += reader.used() + size;
     const std::uint64_t type = reader.packedNumber();
@@ -166,11 +129,11 @@ bool hasEncryptionRecord(HeaderReader& reader, std::uint64_t start, std::uint64_
 }
 
 // A block of RAR 5.
-std::optional<Block> readNewBlock(HeaderReader& reader, std::uint64_t position) {
+std::optional<Block> readNewBlock(const RegularFile& volume, std::uint64_t position) {
   enum : unsigned { main = 1, file = 2, encryption = 4, end = 5 };
   constexpr std::uint64_t largestHeader = std::uint64_t{1} << 21U;
   Block block;
-  reader.moveTo(position);
+  HeaderReader reader(volume, position);
   reader.skip(4);  // the block's own check sum
   const std::uint64_t headerSize = reader.packedNumber();
   const std::uint64_t headerEnd = reader.used() + headerSize;
@@ -190,17 +153,18 @@ std::optional<Block> readNewBlock(HeaderReader& reader, std::uint64_t position) 
       block.size < dataSize) {
     return std::nullopt;
   }
-  block.kind = kindOf(type, main, file, end);
   block.hasEncryptedNames = type == encryption;
   if (type == main) {
     block.isOfVolume = (ownFlags & 0x01U) != 0;
     block.isContinuation = (ownFlags & 0x02U) != 0;  // only the first volume has no number
   } else if (type == file) {
     const std::uint64_t extraEnd = position + headerEnd;
+    block.kind = Block::Kind::file;
     block.isContinuation = (flags & 0x08U) != 0;
     block.isContinued = (flags & 0x10U) != 0;
-    block.entry.isEncrypted = hasEncryptionRecord(reader, extraEnd - extraSize, extraEnd);
-  } else {
+    block.entry.isEncrypted = hasEncryptionRecord(volume, extraEnd - extraSize, extraEnd);
+  } else if (type == end) {
+    block.kind = Block::Kind::end;
     block.isContinued = (ownFlags & 0x01U) != 0;
   }
   return block;
@@ -210,11 +174,10 @@ std::optional<Block> readNewBlock(HeaderReader& reader, std::uint64_t position) 
 bool takeBlock(const Block& block, RarVolume& volume) {
   using Ending = RarVolume::Ending;
   volume.hasEncryptedNames = block.hasEncryptedNames;
-  if (block.kind == Block::Kind::main) {
-    volume.isVolume = block.isOfVolume;
-    volume.isContinuation = block.isContinuation;
-  } else if (block.kind == Block::Kind::file) {
-    volume.isContinuation = volume.isContinuation || block.isContinuation;
+  // A second main block, which only a damaged or forged file has, takes nothing back.
+  volume.isVolume = volume.isVolume || block.isOfVolume;
+  volume.isContinuation = volume.isContinuation || block.isContinuation;
+  if (block.kind == Block::Kind::file) {
     volume.ending = block.isContinued ? Ending::continued : Ending::unknown;
     if (!block.isContinued) {
       volume.entries.push_back(block.entry);
@@ -226,52 +189,49 @@ bool takeBlock(const Block& block, RarVolume& volume) {
   return block.kind != Block::Kind::end && !block.hasEncryptedNames;
 }
 
-using ReadBlock = std::optional<Block> (*)(HeaderReader& reader, std::uint64_t position);
+struct RarFormat {
+  std::string_view signature;
+  std::optional<Block> (*readBlock)(const RegularFile& volume, std::uint64_t position);
+  bool isNew;
+};
 
-// Reads the blocks from `position` to the end marker, or to where the rest is encrypted.
-// `mayEndWithoutMark` is for old programs, which wrote no end marker.
-void walkBlocks(HeaderReader& reader, ReadBlock readBlock, std::uint64_t position,
-                std::uint64_t fileSize, bool mayEndWithoutMark, RarVolume& volume) {
-  while (position < fileSize) {
+constexpr auto rarFormats =
+    std::to_array<RarFormat>({{std::string_view("Rar!\x1A\x07\x00", 7), readOldBlock, false},
+                              {std::string_view("Rar!\x1A\x07\x01\x00", 8), readNewBlock, true}});
+
+// Reads the blocks to the end marker, which old programs did not write, or to where the rest is
+// encrypted.
+RarVolume readBlocks(const RegularFile& file, const RarFormat& format) {
+  RarVolume volume{.isNewFormat = format.isNew};
+  std::uint64_t position = format.signature.size();
+  while (position < file.size()) {
     throwIfInterrupted();
-    const std::optional<Block> block = readBlock(reader, position);
-    if (!block || block->size > fileSize - position) {
+    const std::optional<Block> block = format.readBlock(file, position);
+    if (!block || block->size > file.size() - position) {
       volume.ending = RarVolume::Ending::cutShort;
-      return;
+      return volume;
     }
     if (!takeBlock(*block, volume)) {
-      return;
+      return volume;
     }
     position += block->size;
   }
-  if (!mayEndWithoutMark) {
-    volume.ending = RarVolume::Ending::cutShort;
-  }
+  volume.ending = format.isNew ? RarVolume::Ending::cutShort : volume.ending;
+  return volume;
 }
 
 }  // namespace
 
 std::optional<RarVolume> inspectRarVolume(const std::string& path) {
-  Descriptor file;
-  struct ::stat status {};
   try {
-    file = openRegularFile(path, "it", status);
+    const RegularFile file = openRegularFile(path, "it");
+    const std::string start = file.read(0, 8);
+    const auto* const format = std::ranges::find_if(
+        rarFormats, [&](const RarFormat& each) { return start.starts_with(each.signature); });
+    return format != rarFormats.end() ? std::optional(readBlocks(file, *format)) : std::nullopt;
   } catch (const ArchiveFailure&) {
     return std::nullopt;
   }
-  HeaderReader reader(file.get());
-  reader.moveTo(0);
-  const auto size = static_cast<std::uint64_t>(status.st_size);
-  RarVolume volume;
-  if (reader.startsWith(newSignature)) {
-    volume.isNewFormat = true;
-    walkBlocks(reader, readNewBlock, newSignature.size(), size, false, volume);
-  } else if (reader.startsWith(oldSignature)) {
-    walkBlocks(reader, readOldBlock, oldSignature.size(), size, true, volume);
-  } else {
-    return std::nullopt;
-  }
-  return volume;
 }
 
 }  // namespace oxarchive

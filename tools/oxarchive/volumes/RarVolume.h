@@ -29,7 +29,7 @@ struct RarVolume {
   bool hasEncryptedNames = false;
   Ending ending = Ending::unknown;
   // The entries that end in this volume, in order.
-  std::vector<RarEntry> entries;
+  std::vector<RarEntry> entries{};
 };
 
 // Reads the blocks of a RAR file. No value if it is not a RAR file or cannot be read.

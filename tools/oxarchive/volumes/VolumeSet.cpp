@@ -2,41 +2,27 @@
 
 #include <OrvexKit/OXFileUtil.h>
 #include <glib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <optional>
+#include <regex>
 #include <set>
 #include <string_view>
+#include <utility>
 
 #include "console/Failure.h"
 #include "console/Printable.h"
-#include "system/Descriptor.h"
-#include "system/FolderStream.h"
-#include "system/RegularFile.h"
+#include "reading/EntryPath.h"
+#include "system/Files.h"
 #include "volumes/RarVolume.h"
 
 namespace oxarchive {
 namespace {
 
 constexpr std::string_view tarMark = "ustar";  // at the end of the first 262 bytes
-
-struct SplitName {
-  std::string_view stem;
-  std::string_view extension;
-};
-
-// Splits at the last "." unless that is the first or last character.
-SplitName splitExtension(std::string_view name) {
-  const std::size_t dot = name.rfind('.');
-  if (dot == std::string_view::npos || dot == 0 || dot + 1 == name.size()) {
-    return {name, {}};
-  }
-  return {name.substr(0, dot), name.substr(dot + 1)};
-}
 
 // Digits only, and at most nine: no archive has more volumes.
 std::optional<unsigned> readNumber(std::string_view digits) {
@@ -52,75 +38,77 @@ std::string writeNumber(unsigned number, std::size_t width) {
   return digits;
 }
 
-bool isUpper(char c) {
-  return c >= 'A' && c <= 'Z';
+// 1 for "r00", 101 for "s00".
+std::optional<unsigned> letteredIndex(std::string_view extension) {
+  const std::optional<unsigned> number =
+      extension.size() == 3 ? readNumber(extension.substr(1)) : std::nullopt;
+  const char letter = number ? ::g_ascii_tolower(extension[0]) : '\0';
+  if (letter < 'r' || letter > 'z') {
+    return std::nullopt;
+  }
+  return static_cast<unsigned>(letter - 'r') * 100 + *number + 1;
 }
 
-bool isAlike(std::string_view text, std::string_view lowerCase) {
-  return std::ranges::equal(text, lowerCase, {}, ::g_ascii_tolower);
-}
-
-// The numbering of one archive's volumes. Converts between a volume's name and its index, which
-// starts at 0.
+// The numbering of one archive's volumes in a folder. Converts between a volume's name and its
+// index, which starts at 0.
 class Numbering {
  public:
-  // The numbering that `name` belongs to; no value if it is not a volume's name.
-  static std::optional<Numbering> of(std::string_view name) {
-    const auto [stem, extension] = splitExtension(name);
-    const std::string_view inner = splitExtension(stem).extension;
-    const std::string_view partDigits = inner.substr(std::min<std::size_t>(inner.size(), 4));
-    const bool isRar = isAlike(extension, "rar");
-    if (isRar && isAlike(inner.substr(0, 4), "part") && readNumber(partDigits)) {
-      return Numbering(Kind::part, name, partDigits);
-    }
-    if (isRar || letteredIndex(extension)) {
-      return Numbering(Kind::letter, name, extension);
-    }
-    if (!inner.empty() && readNumber(extension)) {
-      return Numbering(Kind::number, name, extension);
+  // The numbering that the file belongs to; no value if it is not called like a volume.
+  static std::optional<Numbering> of(const std::string& path) {
+    // The part in the middle tells one volume from another.
+    static const auto forms = std::to_array<std::pair<Kind, std::regex>>(
+        {{Kind::part, icase(R"(([\s\S]+\.part)(\d{1,9})(\.rar))")},
+         {Kind::letter, icase(R"(([\s\S]+\.)(rar|[r-z]\d\d)())")},
+         {Kind::number, icase(R"(([\s\S]+\.[^.]+\.)(\d{1,9})())")}});
+    const std::string name(oxarchive::nameOf(path));
+    for (const auto& [kind, form] : forms) {
+      std::smatch parts;
+      if (std::regex_match(name, parts, form)) {
+        return Numbering(kind, folderOf(path), parts);
+      }
     }
     return std::nullopt;
   }
 
+  const std::string& folder() const { return folder_; }
   bool isRar() const { return kind_ != Kind::number; }
 
   std::string nameOf(unsigned index) const {
     if (kind_ != Kind::letter) {
       return before_ + writeNumber(first_ + index, width_) + after_;
     }
-    const char r = isUpperCase_ ? 'R' : 'r';
+    const bool isUpperCase = g_ascii_isupper(given_.front()) != 0;
     if (index == 0) {
-      return before_ + (isUpperCase_ ? "RAR" : "rar");
+      return before_ + (isUpperCase ? "RAR" : "rar");
     }
+    const char r = isUpperCase ? 'R' : 'r';
     return before_ + static_cast<char>(r + static_cast<char>((index - 1) / 100)) +
            writeNumber((index - 1) % 100, 2);
   }
 
+  std::string pathOf(unsigned index) const { return folder_ + nameOf(index); }
+
   std::optional<unsigned> indexOf(std::string_view name) const {
-    if (!name.starts_with(before_) || !name.ends_with(after_) ||
-        name.size() < before_.size() + after_.size()) {
+    if (!name.starts_with(before_) || name.size() < before_.size() + after_.size()) {
       return std::nullopt;
     }
-    name.remove_prefix(before_.size());
-    name.remove_suffix(after_.size());
-    std::optional<unsigned> index = isAlike(name, "rar") ? 0 : letteredIndex(name);
-    if (kind_ != Kind::letter) {
-      const std::optional<unsigned> number = readNumber(name);
-      index = number && *number >= first_ ? std::optional(*number - first_) : std::nullopt;
-    }
+    const std::string_view counted =
+        name.substr(before_.size(), name.size() - before_.size() - after_.size());
+    const std::optional<unsigned> number =
+        kind_ == Kind::letter ? letteredIndex(counted).value_or(0) : readNumber(counted);
     // Another spelling, such as more zeros, is another file.
-    const bool isOurs = index && nameOf(*index) == before_ + std::string(name) + after_;
-    return isOurs ? index : std::nullopt;
+    const bool isOurs = number && *number >= first_ && nameOf(*number - first_) == name;
+    return isOurs ? std::optional(*number - first_) : std::nullopt;
   }
 
-  // The same with one digit less: "x.part10.rar" may belong to the set of "x.part1.rar". No value
-  // if the number has leading zeros.
-  std::optional<Numbering> narrower() const {
-    if (kind_ == Kind::letter || width_ <= 1 || hasZerosBefore_) {
-      return std::nullopt;
+  // This, and the same with fewer digits: "x.part10.rar" may belong to the set of "x.part1.rar",
+  // but "x.part010.rar" may not.
+  std::vector<Numbering> ofAllWidths() const {
+    std::vector<Numbering> result{*this};
+    while (kind_ != Kind::letter && result.back().width_ > 1 && given_.front() != '0') {
+      result.push_back(result.back());
+      --result.back().width_;
     }
-    Numbering result = *this;
-    --result.width_;
     return result;
   }
 
@@ -146,57 +134,38 @@ class Numbering {
   }
 
   // Most sets start at 1, so a file with number 0 may not be a volume.
-  bool isNumberedZero() const { return kind_ == Kind::number && isZero_; }
+  bool isNumberedZero() const { return kind_ == Kind::number && readNumber(given_) == 0U; }
 
   std::string archiveName() const {
-    switch (kind_) {
-      case Kind::part:
-        return std::string(splitExtension(before_).stem) + after_;
-      case Kind::number:
-        return before_.substr(0, before_.size() - 1);
-      case Kind::letter:
-        break;
+    if (kind_ == Kind::letter) {
+      return nameOf(0);
     }
-    return nameOf(0);
+    const std::string_view mark = kind_ == Kind::part ? ".part" : ".";
+    return before_.substr(0, before_.size() - mark.size()) + after_;
   }
 
  private:
   enum class Kind { part, number, letter };
 
-  // `counted` is the part of `name` that identifies the volume.
-  Numbering(Kind kind, std::string_view name, std::string_view counted)
-      : kind_(kind),
-        before_(name.substr(0, static_cast<std::size_t>(counted.data() - name.data()))),
-        after_(name.substr(before_.size() + counted.size())),
-        width_(counted.size()),
-        hasZerosBefore_(counted.front() == '0'),
-        isZero_(readNumber(counted) == 0U),
-        isUpperCase_(isUpper(counted.front())) {}
+  static std::regex icase(const char* form) { return std::regex(form, std::regex::icase); }
 
-  // 1 for "r00", 101 for "s00".
-  static std::optional<unsigned> letteredIndex(std::string_view extension) {
-    const std::optional<unsigned> number =
-        extension.size() == 3 ? readNumber(extension.substr(1)) : std::nullopt;
-    const char letter = number ? ::g_ascii_tolower(extension[0]) : '\0';
-    if (letter < 'r' || letter > 'z') {
-      return std::nullopt;
-    }
-    return static_cast<unsigned>(letter - 'r') * 100 + *number + 1;
-  }
+  Numbering(Kind kind, std::string folder, const std::smatch& parts)
+      : kind_(kind),
+        folder_(std::move(folder)),
+        before_(parts[1]),
+        given_(parts[2]),
+        after_(parts[3]),
+        width_(given_.size()),
+        first_(kind == Kind::letter ? 0 : 1) {}
 
   Kind kind_;
+  std::string folder_;
   std::string before_;
+  std::string given_;  // the number or extension of the file that was given
   std::string after_;
   std::size_t width_;
-  bool hasZerosBefore_;  // in the given name
-  bool isZero_;
-  bool isUpperCase_;
-  unsigned first_ = 1;
+  unsigned first_;  // the number of the first volume
 };
-
-std::string join(const std::string& folder, const std::string& name) {
-  return folder.empty() ? name : folder.ends_with('/') ? folder + name : folder + "/" + name;
-}
 
 bool exists(const std::string& path) {
   return ::access(path.c_str(), F_OK) == 0;
@@ -208,11 +177,7 @@ std::string_view startOf(const std::string& path) {
   constexpr auto starts = std::to_array<std::string_view>(
       {"PK\3\4"sv, "7z\xBC\xAF\x27\x1C"sv, "\x1F\x8B\x08"sv, "BZh"sv, "\xFD\x37zXZ\0"sv,
        "\x28\xB5\x2F\xFD"sv, "Rar!\x1A\x07"sv});
-  struct ::stat status {};
-  const Descriptor file = openRegularFile(path, printable(path), status);
-  std::array<char, 262> bytes{};
-  const ssize_t count = ::pread(file.get(), bytes.data(), bytes.size(), 0);
-  const std::string_view text(bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+  const std::string text = openRegularFile(path, printable(path)).read(0, 262);
   const auto* const start =
       std::ranges::find_if(starts, [&](std::string_view each) { return text.starts_with(each); });
   return start != starts.end() ? *start : text.ends_with(tarMark) ? tarMark : "";
@@ -221,24 +186,23 @@ std::string_view startOf(const std::string& path) {
 // Whether the set starts at 0. A file numbered 0 may be unrelated; then the file numbered 1 has the
 // archive's signature. "ustar" in number 1 proves nothing: a tar archive may be split before any
 // entry, so a second volume may start with it too.
-bool startsAtZero(const Numbering& fromZero, const std::string& folder) {
-  const std::string zero = join(folder, fromZero.nameOf(0));
-  const std::string one = join(folder, fromZero.nameOf(1));
+bool startsAtZero(const Numbering& fromZero) {
+  const std::string zero = fromZero.pathOf(0);
+  const std::string one = fromZero.pathOf(1);
   return exists(zero) && exists(one) && !startOf(zero).empty() &&
          (startOf(one).empty() || startOf(one) == tarMark);
 }
 
 // Sets `numbering` to the width and start of the first volume's number. Returns whether that volume
 // exists: the one that the library names, or one of a set that the library does not know.
-bool findFirst(Numbering& numbering, const std::string& folder, const std::string& path) {
+bool findFirst(Numbering& numbering, const std::string& path) {
   const std::string told = OXGetFirstArchiveVolumePath(path).value();
-  for (std::optional<Numbering> candidate = numbering; candidate;
-       candidate = candidate->narrower()) {
-    const std::optional<Numbering> fromZero = candidate->fromZero();
-    const bool isFromZero = fromZero && startsAtZero(*fromZero, folder);
-    const std::string first = join(folder, candidate->nameOf(0));
+  for (const Numbering& candidate : numbering.ofAllWidths()) {
+    const std::optional<Numbering> fromZero = candidate.fromZero();
+    const bool isFromZero = fromZero && startsAtZero(*fromZero);
+    const std::string first = candidate.pathOf(0);
     if (isFromZero || first == told || exists(first)) {
-      numbering = isFromZero ? *fromZero : *candidate;
+      numbering = isFromZero ? *fromZero : candidate;
       return true;
     }
   }
@@ -247,11 +211,12 @@ bool findFirst(Numbering& numbering, const std::string& folder, const std::strin
 
 // The indexes of the volumes in the folder, whose first volume exists. If the folder cannot be
 // listed, they are probed one by one up to the first gap.
-std::set<unsigned> presentVolumes(const Numbering& numbering, const std::string& folder) {
+std::set<unsigned> presentVolumes(const Numbering& numbering) {
   std::set<unsigned> present{0};
-  const FolderStream stream = openFolderStream(folder.empty() ? "." : folder.c_str());
+  const std::string& folder = numbering.folder();
+  const FolderStream stream = listFolder(AT_FDCWD, folder.empty() ? "." : folder);
   if (!stream) {
-    for (unsigned i = 1; exists(join(folder, numbering.nameOf(i))); ++i) {
+    for (unsigned i = 1; exists(numbering.pathOf(i)); ++i) {
       present.insert(i);
     }
     return present;
@@ -270,15 +235,14 @@ std::set<unsigned> presentVolumes(const Numbering& numbering, const std::string&
 }
 
 // Chooses the width of the number with which most files belong to the set.
-std::string nameOfMissingFirst(Numbering numbering, const std::string& folder) {
+std::string nameOfMissingFirst(const Numbering& numbering) {
   std::size_t most = 0;
   std::string name;
-  for (std::optional<Numbering> candidate = numbering; candidate;
-       candidate = candidate->narrower()) {
-    const std::size_t count = presentVolumes(*candidate, folder).size();
+  for (const Numbering& candidate : numbering.ofAllWidths()) {
+    const std::size_t count = presentVolumes(candidate).size();
     if (count > most) {
       most = count;
-      name = candidate->nameOf(0);
+      name = candidate.nameOf(0);
     }
   }
   return name;
@@ -299,7 +263,7 @@ bool startAlike(const std::string& first, const std::string& other) {
   return !start.empty() && start != tarMark && startOf(other) == start;
 }
 
-VolumeSet singleFile(const std::string& path, const std::string& folder, const std::string& name) {
+VolumeSet singleFile(const std::string& path) {
   const std::optional<RarVolume> volume = inspectRarVolume(path);
   if (volume && volume->ending == RarVolume::Ending::continued) {
     throw ArchiveFailure("it is one of several volumes, but its name does not say which others");
@@ -307,38 +271,37 @@ VolumeSet singleFile(const std::string& path, const std::string& folder, const s
   if (volume && volume->isContinuation) {
     throw ArchiveFailure(notTheFirst);
   }
-  return {{path}, name, folder};
+  return {{path}, std::string(nameOf(path)), folderOf(path)};
 }
 
 // The numbering of the set that the file belongs to; no value for a single file. Throws if the
 // first volume is missing.
-std::optional<Numbering> numberingOfSet(const std::string& path, const std::string& folder,
-                                        const std::string& name) {
-  std::optional<Numbering> numbering = Numbering::of(name);
+std::optional<Numbering> numberingOfSet(const std::string& path) {
+  std::optional<Numbering> numbering = Numbering::of(path);
   if (!numbering) {
     return std::nullopt;
   }
-  if (!findFirst(*numbering, folder, path)) {
+  if (!findFirst(*numbering, path)) {
     if (numbering->isNumberedZero() || (numbering->isRar() && !isRarVolume(path))) {
       return std::nullopt;
     }
-    failForMissing(nameOfMissingFirst(*numbering, folder), "the first volume of it");
+    failForMissing(nameOfMissingFirst(*numbering), "the first volume of it");
   }
-  const std::string first = join(folder, numbering->nameOf(0));
-  const std::string other = first == path ? join(folder, numbering->nameOf(1)) : path;
+  const std::string first = numbering->pathOf(0);
+  const std::string other = first == path ? numbering->pathOf(1) : path;
   const bool standsAlone = numbering->isRar() ? !isRarVolume(first) : startAlike(first, other);
   return standsAlone ? std::nullopt : numbering;
 }
 
 // All volumes in the folder; the first one exists. Throws if there is a gap.
-VolumeSet listVolumes(const Numbering& numbering, const std::string& folder) {
-  VolumeSet set{{}, numbering.archiveName(), folder};
-  const std::set<unsigned> present = presentVolumes(numbering, folder);
+VolumeSet listVolumes(const Numbering& numbering) {
+  VolumeSet set{{}, numbering.archiveName(), numbering.folder()};
+  const std::set<unsigned> present = presentVolumes(numbering);
   for (unsigned index = 0; index <= *present.rbegin(); ++index) {
     if (!present.contains(index)) {
       failForMissing(numbering.nameOf(index), "one of the volumes");
     }
-    set.paths.push_back(join(folder, numbering.nameOf(index)));
+    set.paths.push_back(numbering.pathOf(index));
   }
   return set;
 }
@@ -368,16 +331,12 @@ void checkRarVolumes(const VolumeSet& set, const std::string& nameAfterLast) {
 }  // namespace
 
 VolumeSet findVolumes(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  const std::string name = path.substr(slash + 1);
-  const std::string folder = slash == std::string::npos ? "" : path.substr(0, slash + 1);
-  struct ::stat status {};
-  openRegularFile(path, "it", status);
-  const std::optional<Numbering> numbering = numberingOfSet(path, folder, name);
+  openRegularFile(path, "it");
+  const std::optional<Numbering> numbering = numberingOfSet(path);
   if (!numbering) {
-    return singleFile(path, folder, name);
+    return singleFile(path);
   }
-  VolumeSet result = listVolumes(*numbering, folder);
+  VolumeSet result = listVolumes(*numbering);
   if (numbering->isRar()) {
     checkRarVolumes(result, numbering->nameOf(static_cast<unsigned>(result.paths.size())));
   }

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "system/Limits.h"
+
 namespace oxarchive {
 
 // The files that form an archive.
@@ -27,5 +29,8 @@ struct VolumeSet {
 //   "movie.part3.rar", all there          => {"movie.part1.rar", …}, "movie.rar", ""
 //   "disk.7z.002", "disk.7z.001" missing  => ArchiveFailure
 VolumeSet findVolumes(const std::string& path);
+
+// The same in a caged process, because it reads the contents of the files.
+VolumeSet findVolumesCaged(const std::string& path, const Limits& limits);
 
 }  // namespace oxarchive

@@ -1,6 +1,5 @@
 #include "volumes/VolumeStream.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,30 +8,18 @@
 
 #include "console/Failure.h"
 #include "console/Printable.h"
+#include "system/Files.h"
 #include "system/Interruption.h"
-#include "system/RegularFile.h"
-#include "system/Retry.h"
 
 namespace oxarchive {
-namespace {
-
-constexpr std::size_t blockSize = std::size_t{256} * 1024;
-
-std::uint64_t unsignedSize(const struct ::stat& status) {
-  return static_cast<std::uint64_t>(status.st_size);
-}
-
-}  // namespace
 
 VolumeStream::VolumeStream(const std::vector<std::string>& paths)
     : openVolume_(paths.size()), buffer_(blockSize) {
   volumes_.reserve(paths.size());
   for (const std::string& path : paths) {
-    struct ::stat status {};
-    openRegularFile(path, printable(path), status);
-    const std::uint64_t size = unsignedSize(status);
-    volumes_.push_back({path, size_, size, status.st_dev, status.st_ino});
-    size_ += size;
+    const RegularFile file = openRegularFile(path, printable(path));
+    volumes_.push_back({path, size_, file.size(), file.status.st_dev, file.status.st_ino});
+    size_ += file.size();
   }
 }
 
@@ -53,9 +40,8 @@ Bytes VolumeStream::produce() {
     const std::uint64_t offset = position_ - volume.start;
     const auto wanted = static_cast<std::size_t>(
         std::min<std::uint64_t>(buffer_.size() - filled, volume.size - offset));
-    const ssize_t count = retried([&] {
-      return ::pread(file_.get(), buffer_.data() + filled, wanted, static_cast<off_t>(offset));
-    });
+    const ssize_t count = TEMP_FAILURE_RETRY(::pread(
+        file_.descriptor.get(), buffer_.data() + filled, wanted, static_cast<off_t>(offset)));
     if (count < 0) {
       throw ArchiveFailure(withSystemReason("cannot read " + printable(volume.path), errno));
     }
@@ -79,11 +65,10 @@ void VolumeStream::open(std::size_t volume) {
     return;
   }
   const Volume& wanted = volumes_[volume];
-  struct ::stat status {};
-  file_ = openRegularFile(wanted.path, printable(wanted.path), status);
+  file_ = openRegularFile(wanted.path, printable(wanted.path));
   openVolume_ = volume;
-  if (status.st_dev != wanted.device || status.st_ino != wanted.inode ||
-      unsignedSize(status) != wanted.size) {
+  if (file_.status.st_dev != wanted.device || file_.status.st_ino != wanted.inode ||
+      file_.size() != wanted.size) {
     throw ArchiveFailure(printable(wanted.path) + " was changed while it was read");
   }
 }

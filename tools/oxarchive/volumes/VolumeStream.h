@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "system/Descriptor.h"
+#include "system/Files.h"
 #include "volumes/ByteSource.h"
 
 namespace oxarchive {
@@ -36,6 +36,8 @@ class VolumeStream final : public ByteSource {
     ino_t inode;
   };
 
+  static constexpr std::size_t blockSize = std::size_t{256} * 1024;
+
   Bytes produce() override;
   std::size_t volumeAt(std::uint64_t position) const;
   void open(std::size_t volume);
@@ -44,7 +46,7 @@ class VolumeStream final : public ByteSource {
   std::uint64_t size_ = 0;
   std::uint64_t position_ = 0;
   std::size_t openVolume_;
-  Descriptor file_;
+  RegularFile file_;
   std::vector<std::byte> buffer_;
 };
 

@@ -6,26 +6,16 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <new>
 #include <utility>
 
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/LibarchiveFeed.h"
-#include "system/Retry.h"
 
 namespace oxarchive {
 namespace {
 
 constexpr std::size_t bufferSize = 128 * std::size_t{1024};
-
-template <typename Pointer>
-auto orThrow(Pointer* pointer) {
-  if (pointer == nullptr) {
-    throw std::bad_alloc();
-  }
-  return pointer;
-}
 
 bool hasHoles(const struct ::stat& status) {
   return status.st_blocks < status.st_size / 512;
@@ -37,6 +27,23 @@ bool hasHoles(const struct ::stat& status) {
 
 [[noreturn]] void failAsChanged(const std::string& disk) {
   throw ArchiveFailure(printable(disk) + " was changed while it was packed");
+}
+
+// The size of the hole at `position`; 0 if there is none or it is unknown.
+std::uint64_t sizeOfHole(int file, const std::string& disk, std::uint64_t position,
+                         std::uint64_t size) {
+  const off_t data = ::lseek(file, static_cast<off_t>(position), SEEK_DATA);
+  if (data >= 0) {
+    return std::min(static_cast<std::uint64_t>(data), size) - position;
+  }
+  struct ::stat status {};
+  if (errno != ENXIO || ::fstat(file, &status) != 0) {
+    return 0;
+  }
+  if (static_cast<std::uint64_t>(status.st_size) < size) {
+    failAsChanged(disk);
+  }
+  return size - position;
 }
 
 }  // namespace
@@ -76,11 +83,11 @@ void ArchiveWriter::configure(const Format& format, const OXArchiveSettings& set
   for (const std::string& option : format.options) {
     setOption(option);
   }
-  if (const std::optional<int> level = format.level(settings)) {
-    setOption(format.compressor + ":compression-level=" + std::to_string(*level));
+  if (!format.compressor.empty()) {
+    setOption(format.compressor + ":compression-level=" + format.level(settings));
   }
   if (const OXString password = settings.password()) {
-    setOption(format.compressor + ":encryption=" + format.encryptionMethod(settings).value());
+    setOption(format.compressor + ":encryption=" + format.method(settings));
     check(::archive_write_set_passphrase(archive_.get(), password->c_str()));
   }
   ::archive_write_set_bytes_per_block(archive_.get(), bufferSize);
@@ -94,7 +101,7 @@ void ArchiveWriter::setOption(const std::string& option) {
 
 void ArchiveWriter::add(const std::string& path, const std::string& disk, bool isFolder) {
   progress_(0);
-  if (isUnicode_ && !isUtf8(path)) {
+  if (isUnicode_ && ::g_utf8_validate_len(path.data(), path.size(), nullptr) == 0) {
     throw ArchiveFailure(printable(disk) +
                          ": names in this format are Unicode, and this one is not");
   }
@@ -152,28 +159,11 @@ ArchiveWriter::EntryPointer ArchiveWriter::readEntry(const std::string& path,
   return EntryPointer(linked);
 }
 
-// The size of the hole at `position`; 0 if there is none or it is unknown.
-std::uint64_t ArchiveWriter::sizeOfHole(int file, const std::string& disk, std::uint64_t position,
-                                        std::uint64_t size) {
-  const off_t data = ::lseek(file, static_cast<off_t>(position), SEEK_DATA);
-  if (data >= 0) {
-    return std::min(static_cast<std::uint64_t>(data), size) - position;
-  }
-  struct ::stat status {};
-  if (errno != ENXIO || ::fstat(file, &status) != 0) {
-    return 0;
-  }
-  if (static_cast<std::uint64_t>(status.st_size) < size) {
-    failAsChanged(disk);
-  }
-  return size - position;
-}
-
 Bytes ArchiveWriter::readBlock(int file, const std::string& disk, std::uint64_t position,
                                std::uint64_t size) {
   const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, buffer_.size()));
   const ssize_t count =
-      retried([&] { return ::pread(file, buffer_.data(), wanted, static_cast<off_t>(position)); });
+      TEMP_FAILURE_RETRY(::pread(file, buffer_.data(), wanted, static_cast<off_t>(position)));
   if (count < 0) {
     failToRead(disk, errno);
   }
@@ -225,7 +215,7 @@ void ArchiveWriter::fail() {
 la_ssize_t ArchiveWriter::write(struct ::archive* archive, void* self, const void* bytes,
                                 std::size_t size) {
   auto& writer = *static_cast<ArchiveWriter*>(self);
-  const ssize_t count = retried([&] { return ::write(writer.file_, bytes, size); });
+  const ssize_t count = TEMP_FAILURE_RETRY(::write(writer.file_, bytes, size));
   if (count < 0) {
     writer.writeError_ = errno;
     ::archive_set_error(archive, errno, "the archive cannot be written");

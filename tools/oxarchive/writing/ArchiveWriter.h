@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "system/Descriptor.h"
+#include "system/Files.h"
 #include "system/Uncopied.h"
 #include "volumes/ByteSource.h"
 #include "writing/Formats.h"
@@ -62,8 +62,6 @@ class ArchiveWriter : Uncopied {
   void setOption(const std::string& option);
   EntryPointer readEntry(const std::string& path, const std::string& disk, int file,
                          const struct ::stat& status);
-  static std::uint64_t sizeOfHole(int file, const std::string& disk, std::uint64_t position,
-                                  std::uint64_t size);
   Bytes readBlock(int file, const std::string& disk, std::uint64_t position, std::uint64_t size);
   void writeContents(int file, const std::string& disk, const struct ::stat& status);
   void check(int result);

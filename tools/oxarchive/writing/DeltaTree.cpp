@@ -7,12 +7,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <utility>
 
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/EntryPath.h"
-#include "system/FolderStream.h"
+#include "system/Files.h"
 #include "system/Interruption.h"
 
 namespace oxarchive {
@@ -20,7 +19,7 @@ namespace {
 
 // Reads the names in a folder, sorted. Returns 0 or the error.
 int namesIn(const std::string& folder, std::vector<std::string>& names) {
-  const FolderStream stream = openFolderStream(folder.c_str());
+  const FolderStream stream = listFolder(AT_FDCWD, folder);
   if (!stream) {
     return errno;
   }
@@ -32,74 +31,50 @@ int namesIn(const std::string& folder, std::vector<std::string>& names) {
   return error;
 }
 
-class TreeBuilder {
- public:
-  // Adds the item called `name` in `folder`, and what is in it, to `parent`.
-  void add(OXDeltaNode& parent, const std::string& folder, const std::string& name) {
-    throwIfInterrupted();
-    const auto node = std::make_shared<OXDeltaNode>();
-    node->setName(name);
-    node->setPhysicalPath(folder);
-    const std::string path = node->fullPathOnDisk().value();
-    struct ::stat status {};
-    if (::lstat(path.c_str(), &status) != 0) {
-      tellUnreadable(path, errno);
-      return;
-    }
-    const bool isFile = S_ISREG(status.st_mode);
-    node->setIsFolder(S_ISDIR(status.st_mode));
-    if (!isFile && !node->isFolder() && !S_ISLNK(status.st_mode)) {
-      tree_.leftOut.push_back(printable(path) + ": devices, pipes and sockets are left out");
-      return;
-    }
-    // Checked before packing, so that all obstacles are reported at once.
-    if (isFile && ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0) {
-      tellUnreadable(path, errno);
-      return;
-    }
-    tree_.bytes += isFile ? static_cast<std::uint64_t>(status.st_size) : 0;
-    ++tree_.entries;
-    parent.addChild(node);
-    if (node->isFolder()) {
-      addContents(*node, path);
-    }
+void tellUnreadable(DeltaTree& tree, const std::string& path, int error) {
+  tree.unreadable.push_back(withSystemReason(printable(path) + " cannot be read", error));
+}
+
+// Adds the item called `name` in `folder`, and what is in it, to `parent`.
+void add(DeltaTree& tree, OXDeltaNode& parent, const std::string& folder, const std::string& name) {
+  throwIfInterrupted();
+  const auto node = std::make_shared<OXDeltaNode>();
+  node->setName(name);
+  node->setPhysicalPath(folder);
+  const std::string path = node->fullPathOnDisk().value();
+  struct ::stat status {};
+  if (::lstat(path.c_str(), &status) != 0) {
+    return tellUnreadable(tree, path, errno);
   }
-
-  DeltaTree take() { return std::move(tree_); }
-  OXDeltaNode& root() { return *tree_.root; }
-
- private:
-  void addContents(OXDeltaNode& node, const std::string& folder) {
-    std::vector<std::string> names;
-    const int error = namesIn(folder, names);
-    if (error != 0) {
-      tellUnreadable(folder, error);
-    }
-    for (const std::string& name : names) {
-      add(node, folder, name);
-    }
+  const bool isFile = S_ISREG(status.st_mode);
+  node->setIsFolder(S_ISDIR(status.st_mode));
+  if (!isFile && !node->isFolder() && !S_ISLNK(status.st_mode)) {
+    tree.leftOut.push_back(printable(path) + ": devices, pipes and sockets are left out");
+    return;
   }
-
-  void tellUnreadable(const std::string& path, int error) {
-    tree_.unreadable.push_back(withSystemReason(printable(path) + " cannot be read", error));
+  // Checked before packing, so that all obstacles are reported at once.
+  if (isFile && ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0) {
+    return tellUnreadable(tree, path, errno);
   }
-
-  DeltaTree tree_;
-};
-
-std::string withoutSlashesAtEnd(std::string path) {
-  while (path.size() > 1 && path.ends_with('/')) {
-    path.pop_back();
+  tree.bytes += isFile ? static_cast<std::uint64_t>(status.st_size) : 0;
+  ++tree.entries;
+  parent.addChild(node);
+  std::vector<std::string> names;
+  const int error = node->isFolder() ? namesIn(path, names) : 0;
+  if (error != 0) {
+    tellUnreadable(tree, path, error);
   }
-  return path;
+  for (const std::string& each : names) {
+    add(tree, *node, path, each);
+  }
 }
 
 }  // namespace
 
 DeltaTree treeOfItems(const std::vector<std::string>& paths) {
-  TreeBuilder builder;
+  DeltaTree tree;
   for (const std::string& given : paths) {
-    std::string path = withoutSlashesAtEnd(given);
+    std::string path = given.substr(0, std::max<std::size_t>(given.find_last_not_of('/') + 1, 1));
     if (nameOf(path) == "." || nameOf(path) == "..") {
       path = OXFileUtilAdditions::canonicalPath(path).value();
     }
@@ -107,12 +82,12 @@ DeltaTree treeOfItems(const std::vector<std::string>& paths) {
     if (name.empty() || name == "." || name == "..") {
       throw UsageError(printable(given) + " has no name in the archive");
     }
-    if (builder.root().childNamed(name) != nullptr) {
+    if (tree.root->childNamed(name) != nullptr) {
       throw UsageError("two items would be called " + printable(name) + " in the archive");
     }
-    builder.add(builder.root(), path.substr(0, path.size() - name.size()), name);
+    add(tree, *tree.root, folderOf(path), name);
   }
-  return builder.take();
+  return tree;
 }
 
 }  // namespace oxarchive

@@ -93,14 +93,12 @@ bool Format::isKeptBack() const {
   return setFormat == sevenZip;
 }
 
-std::optional<int> Format::level(const OXArchiveSettings& settings) const {
-  return compressor.empty()
-             ? std::nullopt
-             : std::optional(levels.first + static_cast<int>(settings.compressionLevelIndex()));
+std::string Format::level(const OXArchiveSettings& settings) const {
+  return std::to_string(levels.first + static_cast<int>(settings.compressionLevelIndex()));
 }
 
-std::optional<std::string> Format::encryptionMethod(const OXArchiveSettings& settings) const {
-  return methods.empty() ? std::nullopt : std::optional(methods.at(settings.encryptionIndex()));
+const std::string& Format::method(const OXArchiveSettings& settings) const {
+  return methods.at(settings.encryptionIndex());
 }
 
 const Format& formatFor(const std::string& archive) {

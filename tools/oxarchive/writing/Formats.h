@@ -35,9 +35,9 @@ struct Format {
   // Whether libarchive needs a temporary file for the contents until the archive is written.
   bool isKeptBack() const;
 
-  // The level and the method in `settings`; no value if the format has none.
-  std::optional<int> level(const OXArchiveSettings& settings) const;
-  std::optional<std::string> encryptionMethod(const OXArchiveSettings& settings) const;
+  // The level and the method in `settings`, for formats that have them.
+  std::string level(const OXArchiveSettings& settings) const;
+  const std::string& method(const OXArchiveSettings& settings) const;
 };
 
 // The format of a new archive, by the archive extension of its name in upper or lower case. Throws

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "system/Descriptor.h"
+#include "system/Files.h"
 #include "system/Uncopied.h"
 
 namespace oxarchive {

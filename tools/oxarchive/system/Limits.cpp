@@ -1,19 +1,20 @@
-#include "system/Headway.h"
+#include "system/Limits.h"
 
 #include <sys/time.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <csignal>
+#include <utility>
 
 namespace oxarchive {
 namespace {
 
 std::atomic<unsigned> noted = 0;  // lock-free, since a signal handler reads it
 unsigned seen = 0;
-unsigned idleSeconds = 0;
-unsigned patience = 0;
-void (*lastWork)() = nullptr;
+std::uint64_t idleSeconds = 0;
+std::uint64_t patience = 0;
+std::function<void()> lastWork;
 
 extern "C" void countSecond(int /*signal*/) {
   const unsigned now = noted.load(std::memory_order_relaxed);
@@ -27,8 +28,8 @@ extern "C" void countSecond(int /*signal*/) {
 
 }  // namespace
 
-void demandHeadway(unsigned seconds, void (*beforeEnd)()) {
-  lastWork = beforeEnd;
+void demandHeadway(std::uint64_t seconds, std::function<void()> beforeEnd) {
+  lastWork = std::move(beforeEnd);
   patience = seconds;
   struct sigaction action {};
   action.sa_handler = countSecond;
