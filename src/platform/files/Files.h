@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <optional>
@@ -27,8 +28,10 @@ std::optional<std::string> userDataFolder();
 
 // What the system says of the item that a path leads to, or of the link itself that is there. No
 // value when there is none, or asking fails.
-std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept;
-std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept;
+std::optional<struct ::stat> statusOf(const PathBuffer& path, int flags = 0) noexcept;
+inline std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept {
+  return statusOf(path, AT_SYMLINK_NOFOLLOW);
+}
 
 // Whether something is there to be opened: a link is followed, and one that leads nowhere is not.
 inline bool itemExists(const PathBuffer& path) noexcept {
