@@ -1,5 +1,6 @@
 #include "support/Locales.h"
 
+#include <bit>
 #include <filesystem>
 #include <system_error>
 
@@ -21,10 +22,12 @@ bool Locales::make(const std::string& language, const std::string& encoding,
   std::error_code ignored;
   std::filesystem::create_directory(folder_, ignored);
   const std::string name = language + "." + encoding;
+  // Under an emulator, localedef may be a program for another processor.
+  const bool isBigEndian = std::endian::native == std::endian::big;
   // localedef exits with 1 if it only has warnings.
   run({.program = "localedef",
-       .arguments = {"--no-archive", "--quiet", "-c", "-i", language, "-f", charmap,
-                     folder_ + "/" + name}});
+       .arguments = {isBigEndian ? "--big-endian" : "--little-endian", "--no-archive", "--quiet",
+                     "-c", "-i", language, "-f", charmap, folder_ + "/" + name}});
   return std::filesystem::exists(folder_ + "/" + name + "/LC_TIME");
 }
 
