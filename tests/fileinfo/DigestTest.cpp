@@ -195,7 +195,7 @@ TEST_F(Digest, IsNullForWhatIsNoRegularFile) {
     EXPECT_EQ(OXGenerateMD5DigestForFile(path), std::nullopt) << path;
   }
   EXPECT_EQ(OXGenerateMD5DigestForFile(std::nullopt), std::nullopt);
-  EXPECT_EQ(observed.count(Call::open), 0) << "opening a device may have an effect";
+  EXPECT_EQ(observed.count(Call::openat), 0) << "opening a device may have an effect";
   EXPECT_TRUE(ox::test::takeLogLines().empty());
   for (const char* name : {"fifo", "to-fifo", "nowhere", "loop", "file", "socket"}) {
     removeOne(in(name));
@@ -213,7 +213,7 @@ TEST_F(Digest, IsNullForAFileThatMayNotBeRead) {
 TEST_F(Digest, DoesNotWaitForAPipeThatTookTheFilesPlace) {
   ox::test::writeFile(in("file"), "abc");
   ObservedSystem observed;
-  observed.before(Call::open, [this] {
+  observed.before(Call::openat, [this] {
     removeOne(in("file"));
     ASSERT_EQ(::mkfifo(in("file").c_str(), 0600), 0);
   });
@@ -304,7 +304,7 @@ TEST_F(Digest, IsNullForEveryFailureOfTheSystem) {
     }
   }
   ObservedSystem observed;
-  for (const Call call : {Call::open, Call::read}) {
+  for (const Call call : {Call::openat, Call::read}) {
     observed.fail(call, EINTR, 1);
     EXPECT_EQ(digestOf(in("file")), digest) << "interrupted calls are repeated";
   }

@@ -64,7 +64,7 @@ TEST_F(FileReference, IsLeftAsItWasWhenThereIsNoItem) {
   EXPECT_FALSE(OXReferenceFromPath(reference, "/" + std::string(5000, 'n')));
   ObservedSystem observed;
   for (const int error : {EACCES, ENOSPC, EMFILE, ENOMEM, EIO}) {
-    observed.fail(Call::lstat, error);
+    observed.fail(Call::fstatat, error);
     EXPECT_FALSE(OXReferenceFromPath(reference, in("file")));
   }
   EXPECT_EQ(reference, before);
@@ -78,7 +78,7 @@ TEST_F(FileReference, IsMadeAfterInterruptions) {
   observed.interruptEach(3);
   OXFileReference reference;
   EXPECT_TRUE(OXReferenceFromPath(reference, in("file")));
-  EXPECT_EQ(observed.count(Call::lstat), 1);
+  EXPECT_EQ(observed.count(Call::fstatat), 1);
   EXPECT_EQ(reference, referenceOf(in("file")));
   removeOne(in("file"));
 }

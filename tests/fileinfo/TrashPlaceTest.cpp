@@ -393,7 +393,7 @@ TEST_F(TrashOnADisk, KeepsWhatMayBeInOne) {
   fs::create_directories(disk + "/.Trash/0/files");
   for (const std::string& folder : {own, shared}) {
     writeFile(folder + "/files/file", "contents");
-    for (const Call call : {Call::fstat, Call::fstatat, Call::openat, Call::open}) {
+    for (const Call call : {Call::fstat, Call::fstatat, Call::openat}) {
       bool wasReached = true;
       for (int nth = 1; wasReached; ++nth) {
         ObservedSystem observed;

@@ -35,7 +35,7 @@ TEST_F(FoldersInner, UniqueNameAsksOncePerName) {
   const ObservedSystem system;
   EXPECT_EQ(OXSequentiallyUniqueName("x", work(), true), in("x (2)"));
   EXPECT_EQ(system.count(), 3);
-  EXPECT_EQ(system.count(Call::lstat), 3);
+  EXPECT_EQ(system.count(Call::fstatat), 3);
   removeOne(in("x"));
   removeOne(in("x (1)"));
 }
@@ -66,7 +66,7 @@ TEST_F(FoldersInner, UniqueNameGoesOnWhereTheListingIsNotWhole) {
   for (const std::string& item : taken) {
     writeFile(in(item));
   }
-  for (const Call failing : {Call::open, Call::getdents}) {
+  for (const Call failing : {Call::openat, Call::getdents}) {
     ObservedSystem system;
     system.fail(failing, EIO);
     EXPECT_EQ(OXSequentiallyUniqueName("x", work(), true), in("x (61)"));
@@ -134,7 +134,7 @@ TEST_F(FoldersInner, ArchiveSubdirWithoutItsMoveIsNullAndLeavesTheScratchFolder)
 TEST_F(FoldersInner, ArchiveSubdirTakesTheNextNameWhenItComesTooLate) {
   ObservedSystem system;
   int calls = 0;
-  system.before(Call::mkdir, [&] {
+  system.before(Call::mkdirat, [&] {
     ++calls;
     if (calls == 1) {
       std::filesystem::create_directory(in("notes"));

@@ -230,7 +230,7 @@ TEST(FirstVolume, IsNamedWhenItExists) {
     EXPECT_EQ(disk.takeAsked(),
               first ? std::vector<std::string>{*first} : std::vector<std::string>());
   });
-  EXPECT_EQ(disk.system().count(), disk.system().count(Call::stat));
+  EXPECT_EQ(disk.system().count(), disk.system().count(Call::fstatat));
 }
 
 TEST(FirstVolume, IsTheGivenPathWhenNothingIsThere) {
@@ -240,14 +240,14 @@ TEST(FirstVolume, IsTheGivenPathWhenNothingIsThere) {
     EXPECT_EQ(disk.takeAsked(),
               first ? std::vector<std::string>{*first} : std::vector<std::string>());
   });
-  EXPECT_EQ(disk.system().count(), disk.system().count(Call::stat));
+  EXPECT_EQ(disk.system().count(), disk.system().count(Call::fstatat));
 }
 
 TEST(FirstVolume, IsTheGivenPathWhenTheDiskDoesNotTell) {
   for (const int error : {EACCES, ENOTDIR, ELOOP, ENAMETOOLONG, EIO, ENOMEM, EOVERFLOW}) {
     SCOPED_TRACE(error);
     test::ObservedSystem system;
-    system.fail(Call::stat, error);
+    system.fail(Call::fstatat, error);
     int expectedCalls = 0;
     forEachRowInEachFolder([&](const std::string& volume, const OXString& first) {
       EXPECT_EQ(OXGetFirstArchiveVolumePath(volume), volume);

@@ -1,5 +1,6 @@
 #include "support/Locales.h"
 
+#include <bit>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -39,10 +40,12 @@ bool Locales::make(const std::string& language, const std::string& encoding,
   const std::string name = language + "." + encoding;
   const std::string source = folder_ + "/" + name + ".source";
   writeSource(source, language);
+  // Under an emulator, localedef may be a program for another processor.
+  const bool isBigEndian = std::endian::native == std::endian::big;
   // localedef exits with 1 if it only has warnings.
   run({.program = "localedef",
-       .arguments = {"--no-archive", "--quiet", "-c", "-i", source, "-f", charmap,
-                     folder_ + "/" + name}});
+       .arguments = {isBigEndian ? "--big-endian" : "--little-endian", "--no-archive", "--quiet",
+                     "-c", "-i", source, "-f", charmap, folder_ + "/" + name}});
   return std::filesystem::exists(folder_ + "/" + name + "/LC_TIME");
 }
 

@@ -1,5 +1,7 @@
 #include "support/ObservedSystem.h"
 
+#include <dirent.h>
+
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -114,19 +116,14 @@ void requireCloseOnExec(const char* name, int flags) {
   }
 }
 
-int openWithCloseOnExec(const char* path, int flags) {
-  requireCloseOnExec(path, flags);
-  return ox::kernel::open(path, flags);
-}
-
 int openatWithCloseOnExec(int dirfd, const char* name, int flags, mode_t mode) {
   requireCloseOnExec(name, flags);
   return ox::kernel::openat(dirfd, name, flags, mode);
 }
 
-int diskOrAnswer(const char* path, struct ::stat* status) {
+int diskOrAnswer(int dirfd, const char* path, struct ::stat* status, int flags) {
   if (!existence) {
-    return ::stat(path, status);
+    return ::fstatat(dirfd, path, status, flags);
   }
   *status = {};
   errno = ENOENT;
@@ -134,9 +131,9 @@ int diskOrAnswer(const char* path, struct ::stat* status) {
 }
 
 ssize_t getdentsOrHideTypes(int fd, void* buffer, std::size_t size) {
-  const ssize_t count = ::getdents64(fd, buffer, size);
+  const ssize_t count = ox::kernel::getdents(fd, buffer, size);
   for (ssize_t position = 0; entryTypesAreHidden && position < count;) {
-    auto* const entry = reinterpret_cast<dirent64*>(static_cast<char*>(buffer) + position);
+    auto* const entry = reinterpret_cast<dirent*>(static_cast<char*>(buffer) + position);
     entry->d_type = DT_UNKNOWN;
     position += entry->d_reclen;
   }
@@ -223,17 +220,13 @@ static_assert(sizeof(System) == static_cast<std::size_t>(Call::callCount) * size
               "every call is observed");
 
 constinit const System sys{
-    .stat = {observe<Call::stat, diskOrAnswer>},
-    .lstat = {observe<Call::lstat, ::lstat>},
     .fstat = {observe<Call::fstat, ::fstat>},
-    .fstatat = {observe<Call::fstatat, ::fstatat>},
+    .fstatat = {observe<Call::fstatat, diskOrAnswer>},
     .statx = {observe<Call::statx, ::statx>},
-    .mkdir = {observe<Call::mkdir, ::mkdir>},
     .mkdirat = {observe<Call::mkdirat, ::mkdirat>},
     .mkdtemp = {observe<Call::mkdtemp, ::mkdtemp>},
     .realpath = {observe<Call::realpath, ::realpath>},
     .readlink = {observe<Call::readlink, ::readlink>},
-    .open = {observe<Call::open, openWithCloseOnExec>},
     .openat = {observe<Call::openat, openatWithCloseOnExec>},
     .read = {observe<Call::read, ::read>},
     .write = {observe<Call::write, ::write>},
@@ -242,7 +235,7 @@ constinit const System sys{
     .fsync = {observe<Call::fsync, noteAndSync>},
     .unlinkat = {observe<Call::unlinkat, ::unlinkat>},
     .renameat = {observe<Call::renameat, ::renameat>},
-    .renameat2 = {observe<Call::renameat2, ::renameat2>},
+    .renameat2 = {observe<Call::renameat2, kernel::renameat2>},
     .fchmod = {observe<Call::fchmod, ::fchmod>},
     .fchmodat = {observe<Call::fchmodat, fchmodatWithProc>},
     .fchmodat2 = {observe<Call::fchmodat2, fchmodat2WithProc>},

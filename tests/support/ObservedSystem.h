@@ -11,17 +11,13 @@
 namespace ox::test {
 
 enum class Call {
-  stat,
-  lstat,
   fstat,
   fstatat,
   statx,
-  mkdir,
   mkdirat,
   mkdtemp,
   realpath,
   readlink,
-  open,
   openat,
   read,
   write,
@@ -77,8 +73,8 @@ class ObservedSystem {
   // Calls `action` before each call of this kind.
   void before(Call call, std::function<void()> action);
 
-  // Answers `stat` from `exists`, which tells whether an item is at a path, and not from the disk.
-  // The calls are still counted and can be made to fail.
+  // Answers `fstatat` from `exists`, which tells whether an item is at a path, and not from the
+  // disk. The calls are still counted and can be made to fail.
   void answerExistence(std::function<bool(std::string_view path)> exists);
 };
 

@@ -11,7 +11,7 @@ namespace ox {
 namespace {
 
 struct Gio : DynamicLibrary {
-  Gio() noexcept : DynamicLibrary("libgio-2.0.so.0") {}
+  Gio() noexcept : DynamicLibrary(OX_NOTED("libgio-2.0.so.0", "kinds of documents, mounts")) {}
 
   decltype(&::g_content_type_guess) guessContentType = find("g_content_type_guess");
   decltype(&::g_content_type_is_unknown) isUnknown = find("g_content_type_is_unknown");

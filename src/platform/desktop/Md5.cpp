@@ -20,7 +20,8 @@ namespace ox {
 namespace {
 
 struct Crypto : DynamicLibrary {
-  Crypto() noexcept : DynamicLibrary("libcrypto.so." G_STRINGIFY(OPENSSL_SHLIB_VERSION)) {}
+  Crypto() noexcept
+      : DynamicLibrary(OX_NOTED("libcrypto.so." G_STRINGIFY(OPENSSL_SHLIB_VERSION), "digests")) {}
 
   decltype(&::MD5_Init) start = find("MD5_Init");
   decltype(&::MD5_Update) add = find("MD5_Update");

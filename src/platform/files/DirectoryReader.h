@@ -32,7 +32,7 @@ class DirectoryReader {
       if (position_ == filled_ && !fill()) {
         return std::nullopt;
       }
-      const auto* entry = reinterpret_cast<const ::dirent64*>(buffer_.data() + position_);
+      const auto* entry = reinterpret_cast<const ::dirent*>(buffer_.data() + position_);
       position_ += entry->d_reclen;
       const std::string_view name(static_cast<const char*>(entry->d_name));
       if (name != "." && name != "..") {
@@ -52,7 +52,7 @@ class DirectoryReader {
   int fd_;
   std::size_t position_ = 0;
   std::size_t filled_ = 0;
-  alignas(::dirent64) std::array<char, bufferSize> buffer_;
+  alignas(::dirent) std::array<char, bufferSize> buffer_;
 };
 
 }  // namespace ox

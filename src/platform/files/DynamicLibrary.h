@@ -1,22 +1,29 @@
-// Libraries that are loaded at their first use, and not with OrvexKit: few processes need them, and
-// each would delay the start of a process by a millisecond. They are
-//
-//   libcrypto.so.3    (OpenSSL 3)   for digests, see Md5.cpp
-//   libgio-2.0.so.0   (GLib)        for kinds of documents and mounts, see Gio.cpp
-//
-// No linker or packaging tool sees these dependencies, so a package of OrvexKit must name them. If
-// a library is missing, the calls that need it fail as they do for a missing file.
+// Libraries that are loaded at their first use: few processes need them, and each takes a
+// millisecond to load. If one is missing, the calls that need it fail as for a missing file.
 
 #pragma once
 
 #include <dlfcn.h>
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 
 #include "platform/files/System.h"
 
 namespace ox {
+
+// The name of such a library. It is noted in ours for the tools that make packages, which see no
+// other trace of it, as systemd's "ELF dlopen metadata" has it; readers take no wider alignment.
+#define OX_NOTED(name, feature)                                                          \
+  [] {                                                                                   \
+    [[gnu::used, gnu::section(".note.dlopen")]] alignas(4) static constexpr struct {     \
+      std::uint32_t ownerSize = sizeof owner, textSize = sizeof text, type = 0x407c0c0a; \
+      char owner[4] = "FDO";                                                             \
+      char text[128] = R"([{"soname":[")" name R"("],"feature":")" feature R"("}])";     \
+    } note;                                                                              \
+    return name;                                                                         \
+  }()
 
 // The base of a class whose members are functions of the library, each initialised by `find`. The
 // library is never unloaded, because it may have started something that needs its code.

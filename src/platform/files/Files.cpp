@@ -37,7 +37,7 @@ void createFoldersAbove(const PathBuffer& path, mode_t mode) noexcept {
   for (std::size_t i = 1; i < path.view().size(); ++i) {
     if (bytes[i] == '/' && bytes[i - 1] != '/') {
       bytes[i] = '\0';
-      sys.mkdir(bytes, mode);
+      sys.mkdirat(AT_FDCWD, bytes, mode);
       bytes[i] = '/';
     }
   }
@@ -67,25 +67,20 @@ std::optional<std::string> userDataFolder() {
                                : std::nullopt;
 }
 
-std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept {
+std::optional<struct ::stat> statusOf(const PathBuffer& path, int flags) noexcept {
   struct ::stat status;
-  const bool isThere = path.isRepresentable() && sys.stat(path.c_str(), &status) == 0;
-  return isThere ? std::optional(status) : std::nullopt;
-}
-
-std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept {
-  struct ::stat status;
-  const bool isThere = path.isRepresentable() && sys.lstat(path.c_str(), &status) == 0;
+  const bool isThere =
+      path.isRepresentable() && sys.fstatat(AT_FDCWD, path.c_str(), &status, flags) == 0;
   return isThere ? std::optional(status) : std::nullopt;
 }
 
 int createFolder(const PathBuffer& path, mode_t mode) noexcept {
-  const int error = errorOf(sys.mkdir(path.c_str(), mode));
+  const int error = errorOf(sys.mkdirat(AT_FDCWD, path.c_str(), mode));
   if (error != ENOENT) {
     return error;
   }
   createFoldersAbove(path, mode);
-  return errorOf(sys.mkdir(path.c_str(), mode));
+  return errorOf(sys.mkdirat(AT_FDCWD, path.c_str(), mode));
 }
 
 std::optional<std::string> resolvePath(const PathBuffer& path) {
@@ -113,7 +108,8 @@ FileDescriptor openRegularFile(const PathBuffer& path) noexcept {
   if (!status || !S_ISREG(status->st_mode)) {
     return {};
   }
-  return FileDescriptor(sys.open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  constexpr int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  return FileDescriptor(sys.openat(AT_FDCWD, path.c_str(), flags, 0));
 }
 
 }  // namespace ox::files

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <optional>
@@ -27,8 +28,10 @@ std::optional<std::string> userDataFolder();
 
 // The status of the item at `path`. If that is a symbolic link, `statusOf` follows it and
 // `statusOfLink` does not. No value if there is no item, or the call fails.
-std::optional<struct ::stat> statusOf(const PathBuffer& path) noexcept;
-std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept;
+std::optional<struct ::stat> statusOf(const PathBuffer& path, int flags = 0) noexcept;
+inline std::optional<struct ::stat> statusOfLink(const PathBuffer& path) noexcept {
+  return statusOf(path, AT_SYMLINK_NOFOLLOW);
+}
 
 // Whether an item exists. Follows symbolic links: a dangling one does not exist.
 inline bool itemExists(const PathBuffer& path) noexcept {

@@ -1,9 +1,9 @@
 #include "platform/files/Folder.h"
 
+#include <linux/fs.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 
 namespace ox {
 namespace {
@@ -43,7 +43,7 @@ int setPermissionsWithoutProc(const Folder& in, const char* name, mode_t mode) n
 
 Folder Folder::open(const char* path, Access access, Links links) noexcept {
   const int noFollow = links == Links::refuse ? O_NOFOLLOW : 0;
-  return Folder(sys.open(path, flagsFor(access) | noFollow));
+  return Folder(sys.openat(AT_FDCWD, path, flagsFor(access) | noFollow, 0));
 }
 
 Folder Folder::openFolder(const char* name, Access access) const noexcept {

@@ -6,12 +6,12 @@
 
 #pragma once
 
-#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -25,18 +25,18 @@ namespace ox {
 // Calls that the C library declares in another form, or not at all.
 namespace kernel {
 
-inline int open(const char* path, int flags) noexcept {
-  return ::open(path, flags);
-}
-
 inline int openat(int dirfd, const char* name, int flags, mode_t mode) noexcept {
   return ::openat(dirfd, name, flags, mode);
 }
 
-inline int fchmodat2(int dirfd, const char* name, mode_t mode, int flags) noexcept {
-  constexpr long number = 452;  // on every architecture, since Linux 6.6
-  return static_cast<int>(::syscall(number, dirfd, name, mode, flags));
+template <long number, typename Result, typename... Argument>
+Result call(Argument... argument) noexcept {
+  return static_cast<Result>(::syscall(number, argument...));
 }
+
+constexpr auto getdents = call<SYS_getdents64, ssize_t, int, void*, std::size_t>;
+constexpr auto renameat2 = call<SYS_renameat2, int, int, const char*, int, const char*, unsigned>;
+constexpr auto fchmodat2 = call<452, int, int, const char*, mode_t, int>;  // since Linux 6.6
 
 // As `getpwuid_r`, but with the error in `errno`.
 inline int getpwuid(uid_t user, struct ::passwd* entry, char* strings, std::size_t size,
@@ -70,26 +70,22 @@ struct Retried<real> {
 };
 
 struct System {
-  Retried<::stat> stat;
-  Retried<::lstat> lstat;
   Retried<::fstat> fstat;
   Retried<::fstatat> fstatat;
   Retried<::statx> statx;
-  Retried<::mkdir> mkdir;
   Retried<::mkdirat> mkdirat;
   Retried<::mkdtemp> mkdtemp;
   Retried<::realpath> realpath;  // into a buffer of PATH_MAX bytes
   Retried<::readlink> readlink;
-  Retried<kernel::open> open;
   Retried<kernel::openat> openat;
   Retried<::read> read;
   Retried<::write> write;
   Retried<::poll> poll;
-  Retried<::getdents64> getdents;
+  Retried<kernel::getdents> getdents;
   Retried<::fsync> fsync;
   Retried<::unlinkat> unlinkat;
   Retried<::renameat> renameat;
-  Retried<::renameat2> renameat2;
+  Retried<kernel::renameat2> renameat2;
   Retried<::fchmod> fchmod;
   Retried<::fchmodat> fchmodat;
   Retried<kernel::fchmodat2> fchmodat2;

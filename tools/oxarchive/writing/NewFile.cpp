@@ -2,10 +2,11 @@
 
 #include <OrvexKit/OXFileUtil.h>
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <random>
 
 #include "console/Failure.h"
