@@ -141,36 +141,35 @@ template <std::size_t width>
   return isLonger ? 0 : head.size;
 }
 
-// Writes a head to `to` whose argument has `width` bytes behind the first one, and returns the
-// position behind it. `kind` is a major type.
-template <std::size_t width>
-[[gnu::always_inline]] inline unsigned char* writeHeadWith(unsigned char* to, Kind kind,
-                                                           std::uint64_t argument) noexcept {
-  // For 1, 2, 4 and 8 bytes stand 24 to 27.
-  *to =
-      static_cast<unsigned char>(static_cast<unsigned>(kind) << 5 | (24 + std::countr_zero(width)));
-  const std::uint64_t bits = htobe64(argument << (64 - 8 * width));
-  std::memcpy(to + 1, &bits, width);
-  return to + 1 + width;
-}
-
-// Writes a head with the shortest argument, likewise.
+// Writes a head with the shortest argument to `to`, where there is room for the longest one, and
+// returns the position behind it. `kind` is a major type.
 [[gnu::always_inline]] inline unsigned char* writeHead(unsigned char* to, Kind kind,
                                                        std::uint64_t argument) noexcept {
+  const auto type = static_cast<unsigned>(kind) << 5;
   if (argument < 24) {
-    *to = static_cast<unsigned char>(static_cast<unsigned>(kind) << 5 | argument);
+    *to = static_cast<unsigned char>(type | argument);
     return to + 1;
   }
-  return argument <= 0xFF         ? writeHeadWith<1>(to, kind, argument)
-         : argument <= 0xFFFF     ? writeHeadWith<2>(to, kind, argument)
-         : argument <= 0xFFFFFFFF ? writeHeadWith<4>(to, kind, argument)
-                                  : writeHeadWith<8>(to, kind, argument);
+  // The argument has 1, 2, 4 or 8 bytes, for which 24 to 27 stand.
+  const unsigned power = argument <= 0xFF         ? 0
+                         : argument <= 0xFFFF     ? 1
+                         : argument <= 0xFFFFFFFF ? 2
+                                                  : 3;
+  const std::size_t size = std::size_t{1} << power;
+  *to = static_cast<unsigned char>(type | (24 + power));
+  const std::uint64_t bits = htobe64(argument << (64 - 8 * size));
+  std::memcpy(to + 1, &bits, sizeof bits);
+  return to + 1 + size;
 }
 
 // Always all eight bytes, and one pattern for every not-a-number.
 inline unsigned char* writeDouble(unsigned char* to, double value) noexcept {
+  constexpr unsigned char head = 0xFB;
   const double written = std::isnan(value) ? std::numeric_limits<double>::quiet_NaN() : value;
-  return writeHeadWith<8>(to, Kind::simple, std::bit_cast<std::uint64_t>(written));
+  *to = head;
+  const std::uint64_t bits = htobe64(std::bit_cast<std::uint64_t>(written));
+  std::memcpy(to + 1, &bits, sizeof bits);
+  return to + longestHead;
 }
 
 }  // namespace ox::cbor

@@ -87,7 +87,8 @@ std::span<const std::byte> OXCBOREncoder::bytes() {
       std::span(buffer_).subspan(ox::cbor::longestHead, end_ - ox::cbor::longestHead));
 }
 
-// How long the head is, is known only now: it is put right before the run.
+// How long the head is, is known only now: it is put right before the run. The room there is copied
+// as a whole, because a copy of no fixed size would be a call.
 std::span<const std::byte> OXCBOREncoder::item() {
   std::array<unsigned char, 2 * ox::cbor::longestHead> room{};
   unsigned char* const head = room.data() + ox::cbor::longestHead;
