@@ -20,6 +20,8 @@ RELEASE_PACKAGES=()
 ASAN_PACKAGES=()
 TSAN_PACKAGES=()
 CLANG_PACKAGES=(clang)
+LIBCXX_PACKAGES=(clang-16 libc++-16-dev libc++abi-16-dev googletest)
+MUSL_PACKAGES=(clang-16 libc++-16-dev musl-dev)
 I386_PACKAGES=(g++-multilib googletest)
 CROSS_PACKAGES=(googletest qemu-user-static g++-aarch64-linux-gnu g++-arm-linux-gnueabihf
   g++-powerpc64le-linux-gnu g++-s390x-linux-gnu)

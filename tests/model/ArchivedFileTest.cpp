@@ -20,7 +20,7 @@ namespace {
 using Double = std::numeric_limits<double>;
 
 // A listing may have a million of these, so a record must not grow by accident.
-static_assert(sizeof(OXArchivedFile) == (sizeof(void*) == 8 ? 88 : 72));
+static_assert(sizeof(OXArchivedFile) == sizeof(std::string) + (sizeof(void*) == 8 ? 56 : 48));
 static_assert(!std::is_copy_constructible_v<OXArchivedFile>);
 static_assert(!std::is_copy_assignable_v<OXArchivedFile>);
 static_assert(std::is_same_v<decltype(OXArchivedFile().fileId()), std::uintptr_t>);

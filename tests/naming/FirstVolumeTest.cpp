@@ -445,7 +445,8 @@ TEST(FirstVolumeExtension, ThrowsWhenItIsWiderThanAnyMemory) {
 
 TEST(FirstVolumeExtension, ThrowsWhenThereIsNoMemory) {
   for (const OXUnsignedWord digits :
-       {OXUnsignedWord{16}, OXUnsignedWord{300}, OXUnsignedWord{std::string().max_size()}}) {
+       {OXUnsignedWord{std::string().capacity() + 1}, OXUnsignedWord{300},
+        OXUnsignedWord{std::string().max_size()}}) {
     SCOPED_TRACE(digits);
     const test::AllocationFailure noMemory;
     EXPECT_THROW(_OXFirstArchiveVolumeExtension(digits), std::bad_alloc);

@@ -174,7 +174,7 @@ class Check:
         path = pathlib.Path(answer)
         require(path == destination / "photos (1)", answer)
         # The path is returned even if only the last folder cannot be made.
-        is_missing = self.may_fail("extraction folder") and self.call == "mkdir" and not made
+        is_missing = self.may_fail("extraction folder") and self.call == "mkdirat" and not made
         require(is_missing or (made == {path.name} and is_empty_folder(path)), f"made: {made}")
 
     def removal(self):

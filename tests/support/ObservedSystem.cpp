@@ -222,7 +222,8 @@ static_assert(sizeof(System) == static_cast<std::size_t>(Call::callCount) * size
 constinit const System sys{
     .fstat = {observe<Call::fstat, ::fstat>},
     .fstatat = {observe<Call::fstatat, diskOrAnswer>},
-    .statx = {observe<Call::statx, ::statx>},
+    .statx = {observe<Call::statx,
+                      kernel::call<SYS_statx, int, int, const char*, int, unsigned, void*>>},
     .mkdirat = {observe<Call::mkdirat, ::mkdirat>},
     .mkdtemp = {observe<Call::mkdtemp, ::mkdtemp>},
     .realpath = {observe<Call::realpath, ::realpath>},

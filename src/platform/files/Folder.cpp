@@ -1,6 +1,7 @@
 #include "platform/files/Folder.h"
 
 #include <linux/fs.h>
+#include <linux/stat.h>
 #include <unistd.h>
 
 #include <cerrno>

@@ -72,7 +72,7 @@ struct Retried<real> {
 struct System {
   Retried<::fstat> fstat;
   Retried<::fstatat> fstatat;
-  Retried<::statx> statx;
+  Retried<kernel::call<SYS_statx, int, int, const char*, int, unsigned, void*>> statx;
   Retried<::mkdirat> mkdirat;
   Retried<::mkdtemp> mkdtemp;
   Retried<::realpath> realpath;  // into a buffer of PATH_MAX bytes

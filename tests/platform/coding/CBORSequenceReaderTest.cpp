@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <future>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "support/AllocationCount.h"
@@ -213,7 +213,7 @@ TEST(CBORSequenceReader, ReadsItemsOfAllSizes) {
       stream.resize(stream.size() + size, static_cast<std::byte>(sizes.size()));
     }
     Pipe pipe;
-    std::jthread writer([&] {
+    const auto writer = std::async(std::launch::async, [&] {
       pipe.put(stream);
       pipe.closeWriting();
     });
@@ -264,7 +264,7 @@ TEST(CBORSequenceReader, GoesOnAfterAFailedAllocation) {
   Pipe pipe;
   Bytes item = fromHex("5a 00013880");  // 80000
   item.resize(item.size() + 80000, std::byte{0x55});
-  std::jthread writer([&] {
+  const auto writer = std::async(std::launch::async, [&] {
     pipe.put(item);
     pipe.closeWriting();
   });

@@ -6,7 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <thread>
+#include <future>
 
 #include "support/AllocationCount.h"
 #include "support/Bytes.h"
@@ -36,7 +36,7 @@ Bytes contents(const Pipe& pipe) {
 // The bytes that `write` and a flush send to the pipe, which is read concurrently.
 template <typename Write>
 Bytes contentsAfter(Pipe& pipe, Write write) {
-  std::jthread writer([&] {
+  const auto writer = std::async(std::launch::async, [&] {
     {
       OXCBORSequenceWriter sequence(pipe.writing());
       write(sequence);
