@@ -10,10 +10,11 @@
 # The build is in WORK, else in build/fuzz. Machines that run the targets may lack GLib, so it is copied
 # to OUT/lib.
 set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+root=$(realpath "$(dirname "${BASH_SOURCE[0]}")/..")
+tree=$(realpath -m "${WORK:-$root/build}")/fuzz
 mkdir -p "${OUT:?is the folder to build into}"
 OUT=$(realpath "$OUT")
-tree=${WORK:-build}/fuzz
+cd "$root"
 
 # DT_RPATH, unlike DT_RUNPATH, also holds for the libraries that GLib needs.
 export LDFLAGS="${LDFLAGS:-} -Wl,--disable-new-dtags"

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # The sources against the headers of another C library. Source this at the top of the tree.
 
-# Compiles each source of the library and of oxarchive, without writing anything, against Debian's
+# Compiles each source of the library and of oxarchive, without output files, against Debian's
 # headers of musl. Debian has no C++ library for musl, but the headers of libc++ know it. So this shows
 # which names the C library lacks, and neither links nor runs anything.
 compile_with_musl() {

@@ -60,8 +60,9 @@ ensure_packages() {
   done
   local satisfy=(apt-get satisfy -qq --no-install-recommends -o Acquire::Retries=3
     -o APT::Get::Show-User-Simulation-Note=false "${wanted[@]}")
-  # Prints what it would install, or what it does not find.
-  [ -n "$("${satisfy[@]}" --simulate 2>&1)" ] || return 0
+  # Prints what it would install; fails if it does not find that.
+  local needed
+  needed=$("${satisfy[@]}" --simulate 2>/dev/null) && [ -z "$needed" ] && return 0
   [ "$(id -u)" = 0 ] || as_root=(sudo)
   as_root+=(env DEBIAN_FRONTEND=noninteractive)
   echo "Installing Debian packages for: $*"

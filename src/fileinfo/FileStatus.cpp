@@ -24,7 +24,7 @@ bool OXReferenceFromPath(OXFileReference& refOut, OXStringView path) {
   if (!path) {
     return false;
   }
-  // With a trailing slash, `lstat` would follow a symbolic link.
+  // With a trailing slash, the system would follow a symbolic link.
   const std::string_view item = ox::path::withoutTrailingSlashes(*path);
   const auto status = ox::files::statusOfLink(ox::PathBuffer(item));
   if (!status) {

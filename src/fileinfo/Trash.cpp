@@ -110,7 +110,7 @@ FileDescriptor createEntry(const TrashFolder& trash, TrashName& name) {
   return entry;
 }
 
-// Returns 0 or the `errno`. Never replaces an existing item.
+// Returns 0 or the `errno`: EEXIST if the new name is taken, see `Folder::rename`.
 int moveItem(const ItemPlace& place, const Folder& files, const std::string& newName) {
   const char* const name = place.name.c_str();
   struct stat status;

@@ -27,7 +27,7 @@
 namespace ox {
 
 // A constant key together with its head, as it stands in a map. A whole word is written, which
-// takes less time than pieces of the right size: the value overwrites what is too much.
+// takes less time than pieces of the right size: what follows overwrites the rest.
 template <std::size_t size>
 struct FieldKey {
   // NOLINTNEXTLINE(modernize-avoid-c-arrays): a literal is one
@@ -164,6 +164,7 @@ class OXCBORFields {
   static void writeBytes(OXCBOREncoder& encoder, std::size_t textSize, const auto& fields) {
     constexpr std::size_t mostFields = 16;
     constexpr std::size_t fieldSize = 24 + 1 + ox::cbor::longestHead;  // a key, a tag, a number
+    static_assert(fieldSize >= std::bit_ceil(24U), "the longest key is written as a whole word");
     unsigned char* next = encoder.begin(true, textSize + mostFields * fieldSize);
     std::size_t count = 0;
     ox::FieldWriter writer(keyed, [&](const auto& key, const auto& object) {

@@ -169,11 +169,11 @@ TEST_F(CagedProcess, ExtractsNoMoreThanIsAllowed) {
   };
   const Row rows[] = {
       {"--max-entries=3", 3, ""},
-      {"--max-entries=2", 2, "it has more than 2 entries, which is the limit"},
+      {"--max-entries=2", 2, "it has more entries than the limit of 2"},
       {"--max-size=15", 3, ""},
       {"--max-size=1K", 3, ""},
-      {"--max-size=14", 2, "it has more than 14 bytes, which is the limit"},
-      {"--max-size=4", 0, "it has more than 4 bytes, which is the limit"},
+      {"--max-size=14", 2, "it has more bytes than the limit of 14"},
+      {"--max-size=4", 0, "it has more bytes than the limit of 4"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.option);
@@ -189,12 +189,18 @@ TEST_F(CagedProcess, ExtractsNoMoreThanIsAllowed) {
       remove({"x"});
     }
   }
+  writeArchive(in("refused.tar"), {file("../a"), file("../b"), file("c")});
+  const ProgramResult refused =
+      oxarchive({"extract", "refused.tar", "--max-entries=2"}, {.folder = work()});
+  EXPECT_EQ(refused.exitCode, 1);
+  EXPECT_THAT(refused.errors, HasSubstr("it has more entries than the limit of 2")) << "all count";
+  remove({"refused.tar"});
   const ProgramResult listed =
       oxarchive({"list", "x.tar", "--max-entries", "2"}, {.folder = work()});
   EXPECT_EQ(listed.exitCode, 1);
   EXPECT_THAT(listed.output, HasSubstr("\nTotal: 2 entries, 10 B (incomplete)\n"));
   EXPECT_EQ(listed.errors,
-            "oxarchive: x.tar: it has more than 2 entries, which is the limit; the listing is "
+            "oxarchive: x.tar: it has more entries than the limit of 2; the listing is "
             "incomplete\n");
   remove({"x.tar"});
 }

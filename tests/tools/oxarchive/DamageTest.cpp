@@ -536,6 +536,14 @@ TEST_F(Encrypted, SevenZip) {
   remove({"p", "secret", "names.7z", "all.7z", "some.7z", "some.zip"});
 }
 
+TEST_F(Damage, OfARarExtraRecordThatLeadsBackToItsStart) {
+  const RarFile endless{.path = "a", .contents = "contents", .hasEndlessExtra = true};
+  writeFile(in("x.rar"), makeRarVolumes({endless}, {.isNewFormat = true}).front());
+  const ProgramResult listed = oxarchive({"list", in("x.rar"), "--patience", "5"});
+  EXPECT_EQ(listed.errors.find("no progress"), std::string::npos) << listed.errors;
+  remove({"x.rar"});
+}
+
 TEST_F(Encrypted, Rar) {
   const std::vector<RarFile> plain = {{"a", "contents"}};
   const std::vector<RarFile> mixed = {

@@ -242,8 +242,13 @@ std::string newFileBlock(const Piece& piece, bool isFirst, const RarOptions& opt
     extra = packedNumber(2) + packedNumber(0x70) + "x";
     extra += packedNumber(36) + packedNumber(1) + packedNumber(0) + packedNumber(0) +
              number(15, 1) + std::string(32, 's');
-    extraSize = packedNumber(extra.size());
   }
+  if (piece.file.hasEndlessExtra) {
+    flags |= 0x01U;
+    const std::uint64_t back = -std::uint64_t{10};  // a size that takes ten bytes itself
+    extra = packedNumber(back) + packedNumber(2);
+  }
+  extraSize = extra.empty() ? "" : packedNumber(extra.size());
   return newBlock(packedNumber(2) + packedNumber(flags) + extraSize +
                   packedNumber(piece.data.size()) + packedNumber(hasCheckSum) +
                   packedNumber(piece.file.contents.size()) + packedNumber(0100644) +

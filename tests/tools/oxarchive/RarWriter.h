@@ -13,6 +13,7 @@ struct RarFile {
   std::string path{};
   std::string contents{};
   bool isEncrypted = false;
+  bool hasEndlessExtra = false;  // an extra record, in RAR 5, whose size leads back to its start
 };
 
 struct RarOptions {

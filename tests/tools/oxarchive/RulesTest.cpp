@@ -5,7 +5,7 @@
 
 #include "console/Failure.h"
 #include "console/Printable.h"
-#include "reading/EntryPath.h"
+#include "system/PathText.h"
 
 namespace {
 

@@ -127,6 +127,16 @@ TEST_F(Volumes, NumberedOnesOfAnyArchive) {
   }
 }
 
+TEST_F(Volumes, WithLineFeedsInTheirNames) {
+  writeArchive(in("a\nb.zip"), someItems(), {.format = ::archive_write_set_format_zip});
+  const std::vector<std::string> volumes = split("a\nb.zip", 70'000);
+  const ProgramResult result = oxarchive({"extract", in(volumes.back())});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_TRUE(treeOf(in("a\nb")) == treeOf(someItems()));
+  remove({"a\nb"});
+  remove(volumes);
+}
+
 TEST_F(Volumes, CountedFromZero) {
   struct Row {
     std::string archive;
@@ -562,6 +572,12 @@ TEST_F(Volumes, OfRarWithASecondMainBlock) {
     expectFailure("x.bin", "it continues an earlier volume, but its name does not say which");
     remove({"movie.rar", "x.bin"});
   }
+  const std::vector<std::string> volumes = writeRar(
+      makeRarVolumes(rarFiles, {.dataPerVolume = 700, .hasSecondMainBlock = true}), letters);
+  removeOne(in(volumes[1]));
+  expectFailure(volumes[0], volumes[1] + ", one of the volumes, is missing");
+  removeOne(in(volumes[0]));
+  remove({volumes.begin() + 2, volumes.end()});
 }
 
 TEST_F(Volumes, ASingleRarFile) {

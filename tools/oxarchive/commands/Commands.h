@@ -26,7 +26,7 @@ struct Options {
   Limits limits;
 };
 
-// Runs the command that the arguments of the program name. Throws UsageError if they are invalid.
+// Runs the command that the program's arguments ask for. Throws UsageError if they are invalid.
 bool runCommandLine(std::span<const char* const> arguments, Console& console);
 
 // Extracts all archives, each into a new folder of its own. With `isTrashing`, then moves those

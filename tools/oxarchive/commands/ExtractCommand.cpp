@@ -22,11 +22,11 @@
 #include "console/Password.h"
 #include "console/Printable.h"
 #include "extraction/Extraction.h"
-#include "reading/EntryPath.h"
-#include "reading/WorkerProcess.h"
 #include "system/Files.h"
 #include "system/Interruption.h"
+#include "system/PathText.h"
 #include "system/Uncopied.h"
+#include "system/WorkerProcess.h"
 #include "volumes/VolumeSet.h"
 
 namespace oxarchive {

@@ -12,8 +12,8 @@
 #include "console/ListTable.h"
 #include "console/Password.h"
 #include "console/Printable.h"
-#include "reading/WorkerProcess.h"
 #include "system/Interruption.h"
+#include "system/WorkerProcess.h"
 
 namespace oxarchive {
 namespace {

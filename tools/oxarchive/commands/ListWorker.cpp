@@ -37,10 +37,10 @@ class Listing {
     try {
       sendAll();
       reason = nameless_ > 0 ? "not all of it could be read" : "";
-    } catch (const ArchiveFailure& failure) {
-      reason = failure.what();
     } catch (const std::bad_alloc&) {
       reason = "it takes more memory than is allowed";
+    } catch (const std::exception& failure) {
+      reason = failure.what();
     }
     if (!reason.empty()) {
       tell(reason + (count_ > 0 ? "; the listing is incomplete" : ""));

@@ -9,6 +9,7 @@
 
 #include "console/Failure.h"
 #include "console/Printable.h"
+#include "system/Files.h"
 
 namespace oxarchive {
 namespace {
@@ -52,7 +53,7 @@ std::string progressLine(const std::string& label, unsigned percent, std::size_t
 
 bool writeAll(int fd, std::string_view text) {
   while (!text.empty()) {
-    const ssize_t count = TEMP_FAILURE_RETRY(::write(fd, text.data(), text.size()));
+    const ssize_t count = retried([&] { return ::write(fd, text.data(), text.size()); });
     if (count < 0) {
       return false;
     }

@@ -15,7 +15,6 @@
 #include "console/Printable.h"
 #include "system/Files.h"
 #include "system/Interruption.h"
-#include "system/Uncopied.h"
 
 namespace oxarchive {
 namespace {
@@ -43,7 +42,7 @@ std::string readLine(int fd, const std::string& subject) {
   for (;;) {
     waitForInput(fd);
     char byte = 0;
-    const ssize_t count = TEMP_FAILURE_RETRY(::read(fd, &byte, 1));
+    const ssize_t count = retried([&] { return ::read(fd, &byte, 1); });
     if (count < 0) {
       fail(withSystemReason(subject + " cannot be read", errno));
     }
@@ -78,7 +77,7 @@ std::string passwordInEnvironment(const std::string& name) {
 }
 
 // Turns off the echo of the terminal during its lifetime.
-class SilentTerminal : Uncopied {
+class SilentTerminal {
  public:
   SilentTerminal() : terminal_(::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
     if (!terminal_.isOpen() || ::tcgetattr(terminal_.get(), &before_) != 0) {

@@ -114,7 +114,7 @@ class Extraction {
     if (entry.path.starts_with('/') && !std::exchange(areAbsoluteTold_, true)) {
       tell("its absolute paths are extracted below the new folder");
     }
-    checkLimit(report_.entries + 1, job_.limits.entries, "entries");
+    checkLimit(++entriesRead_, job_.limits.entries, "entries");
     std::uint64_t size = 0;
     markUnfinished(entry.path);
     try {
@@ -187,6 +187,7 @@ class Extraction {
   Console& console_;
   std::string label_;
   ArchiveReader reader_;
+  std::uint64_t entriesRead_ = 0;
   std::uint64_t bytes_ = 0;
   std::size_t longestPath_ = 0;
   std::uint64_t failures_ = 0;

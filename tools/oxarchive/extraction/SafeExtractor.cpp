@@ -13,8 +13,8 @@
 
 #include "console/Failure.h"
 #include "console/Printable.h"
-#include "reading/EntryPath.h"
 #include "system/Files.h"
+#include "system/PathText.h"
 
 namespace oxarchive {
 namespace {
@@ -71,8 +71,8 @@ void writeAt(int file, Bytes bytes, std::uint64_t offset, std::string_view path)
     if (offset > static_cast<std::uint64_t>(INT64_MAX) - bytes.size()) {
       fail(path, EFBIG);
     }
-    const ssize_t count =
-        TEMP_FAILURE_RETRY(::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset)));
+    const ssize_t count = retried(
+        [&] { return ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset)); });
     if (count < 0) {
       fail(path, errno);
     }

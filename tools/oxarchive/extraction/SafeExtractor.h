@@ -28,6 +28,7 @@ class SafeExtractor {
  public:
   // `folder` is an open, empty folder, which stays open; `mask` is the umask.
   SafeExtractor(const Descriptor& folder, mode_t mask) : top_(folder), mask_(mask) {}
+  SafeExtractor(Descriptor&& folder, mode_t mask) = delete;
 
   // Returns the next block of the entry's data, or no value at the end.
   using ReadData = std::function<std::optional<DataBlock>()>;

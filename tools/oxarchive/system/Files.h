@@ -20,6 +20,15 @@
 
 namespace oxarchive {
 
+// The result of a system call, which is repeated while a signal interrupts it.
+auto retried(auto call) {
+  auto result = call();
+  while (result == -1 && errno == EINTR) {
+    result = call();
+  }
+  return result;
+}
+
 // Owns a descriptor of an open file or folder.
 class Descriptor {
  public:

@@ -19,8 +19,8 @@ struct Limits {
 // Throws ArchiveFailure when there are more of `what` than `limit`.
 inline void checkLimit(std::uint64_t count, std::uint64_t limit, const char* what) {
   if (count > limit) {
-    throw ArchiveFailure("it has more than " + std::to_string(limit) + " " + what +
-                         ", which is the limit");
+    throw ArchiveFailure(std::string("it has more ") + what + " than the limit of " +
+                         std::to_string(limit));
   }
 }
 

@@ -12,11 +12,11 @@
 #include "console/Console.h"
 #include "console/Failure.h"
 #include "console/Printable.h"
-#include "reading/EntryPath.h"
-#include "reading/WorkerProcess.h"
 #include "system/Cage.h"
 #include "system/Interruption.h"
 #include "system/Limits.h"
+#include "system/PathText.h"
+#include "system/WorkerProcess.h"
 
 namespace oxarchive {
 namespace {
@@ -75,7 +75,9 @@ VolumeSet findVolumesCaged(const std::string& path, const Limits& limits) {
     set.paths.push_back(volume);
   }
   if (end.exitCode != EXIT_SUCCESS || set.paths.empty()) {
-    throw ArchiveFailure("the process that searched for its files failed");
+    const std::string reason = end.reason();
+    throw ArchiveFailure(reason.empty() ? "the process that searched for its files failed"
+                                        : reason);
   }
   return set;
 }

@@ -14,7 +14,7 @@ namespace oxarchive {
 namespace {
 
 // Reads the little-endian numbers of the header at `position` of a file. Past the end of the file
-// or of the longest header they read as 0, and `isWhole` is false.
+// or of the header's first 64 bytes they read as 0, and `isWhole` is false.
 class HeaderReader {
  public:
   HeaderReader(const RegularFile& file, std::uint64_t position) : bytes_(file.read(position, 64)) {}
@@ -116,14 +116,15 @@ bool hasEncryptionRecord(const RegularFile& volume, std::uint64_t start, std::ui
   for (std::uint64_t position = start; position < end;) {
     HeaderReader reader(volume, position);
     const std::uint64_t size = reader.packedNumber();
-    position += reader.used() + size;
+    position += reader.used();
     const std::uint64_t type = reader.packedNumber();
-    if (!reader.isWhole() || size == 0 || position > end) {
+    if (!reader.isWhole() || size == 0 || position > end || size > end - position) {
       return false;
     }
     if (type == encryptionRecord) {
       return true;
     }
+    position += size;
   }
   return false;
 }
@@ -230,6 +231,7 @@ std::optional<RarVolume> inspectRarVolume(const std::string& path) {
         rarFormats, [&](const RarFormat& each) { return start.starts_with(each.signature); });
     return format != rarFormats.end() ? std::optional(readBlocks(file, *format)) : std::nullopt;
   } catch (const ArchiveFailure&) {
+    throwIfInterrupted();
     return std::nullopt;
   }
 }

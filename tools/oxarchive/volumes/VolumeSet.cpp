@@ -15,8 +15,8 @@
 
 #include "console/Failure.h"
 #include "console/Printable.h"
-#include "reading/EntryPath.h"
 #include "system/Files.h"
+#include "system/PathText.h"
 #include "volumes/RarVolume.h"
 
 namespace oxarchive {
@@ -55,7 +55,7 @@ class Numbering {
  public:
   // The numbering that the file belongs to; no value if it is not called like a volume.
   static std::optional<Numbering> of(const std::string& path) {
-    // The part in the middle tells one volume from another.
+    // The part in the middle tells one volume from another. "." would not match a line feed.
     static const auto forms = std::to_array<std::pair<Kind, std::regex>>(
         {{Kind::part, icase(R"(([\s\S]+\.part)(\d{1,9})(\.rar))")},
          {Kind::letter, icase(R"(([\s\S]+\.)(rar|[r-z]\d\d)())")},

@@ -40,8 +40,10 @@ Bytes VolumeStream::produce() {
     const std::uint64_t offset = position_ - volume.start;
     const auto wanted = static_cast<std::size_t>(
         std::min<std::uint64_t>(buffer_.size() - filled, volume.size - offset));
-    const ssize_t count = TEMP_FAILURE_RETRY(::pread(
-        file_.descriptor.get(), buffer_.data() + filled, wanted, static_cast<off_t>(offset)));
+    const ssize_t count = retried([&] {
+      return ::pread(file_.descriptor.get(), buffer_.data() + filled, wanted,
+                     static_cast<off_t>(offset));
+    });
     if (count < 0) {
       throw ArchiveFailure(withSystemReason("cannot read " + printable(volume.path), errno));
     }

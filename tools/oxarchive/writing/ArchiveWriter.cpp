@@ -11,6 +11,7 @@
 #include "console/Failure.h"
 #include "console/Printable.h"
 #include "reading/LibarchiveFeed.h"
+#include "system/Files.h"
 
 namespace oxarchive {
 namespace {
@@ -163,7 +164,7 @@ Bytes ArchiveWriter::readBlock(int file, const std::string& disk, std::uint64_t 
                                std::uint64_t size) {
   const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, buffer_.size()));
   const ssize_t count =
-      TEMP_FAILURE_RETRY(::pread(file, buffer_.data(), wanted, static_cast<off_t>(position)));
+      retried([&] { return ::pread(file, buffer_.data(), wanted, static_cast<off_t>(position)); });
   if (count < 0) {
     failToRead(disk, errno);
   }
@@ -215,7 +216,7 @@ void ArchiveWriter::fail() {
 la_ssize_t ArchiveWriter::write(struct ::archive* archive, void* self, const void* bytes,
                                 std::size_t size) {
   auto& writer = *static_cast<ArchiveWriter*>(self);
-  const ssize_t count = TEMP_FAILURE_RETRY(::write(writer.file_, bytes, size));
+  const ssize_t count = retried([&] { return ::write(writer.file_, bytes, size); });
   if (count < 0) {
     writer.writeError_ = errno;
     ::archive_set_error(archive, errno, "the archive cannot be written");

@@ -10,9 +10,9 @@
 
 #include "console/Failure.h"
 #include "console/Printable.h"
-#include "reading/EntryPath.h"
 #include "system/Files.h"
 #include "system/Interruption.h"
+#include "system/PathText.h"
 
 namespace oxarchive {
 namespace {

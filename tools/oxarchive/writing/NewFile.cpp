@@ -64,7 +64,8 @@ int NewFile::giveName(const std::string& path) {
                                 path.c_str(), AT_SYMLINK_FOLLOW);
     return result == 0 ? 0 : errno;
   }
-  if (::renameat2(AT_FDCWD, hiddenPath_.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) {
+  if (::syscall(SYS_renameat2, AT_FDCWD, hiddenPath_.c_str(), AT_FDCWD, path.c_str(),
+                RENAME_NOREPLACE) == 0) {
     hiddenPath_.clear();
     return 0;
   }

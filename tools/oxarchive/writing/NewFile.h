@@ -3,14 +3,13 @@
 #include <string>
 
 #include "system/Files.h"
-#include "system/Uncopied.h"
 
 namespace oxarchive {
 
 // A file that gets its name only when it is complete. If the program ends before, even by a signal,
 // nothing is left. File systems without unnamed files (O_TMPFILE) have it under a hidden name until
 // then, which remains if the program is killed.
-class NewFile : Uncopied {
+class NewFile {
  public:
   enum class Before { nameless, hidden };
 

@@ -1,4 +1,4 @@
-#include "reading/EntryPath.h"
+#include "system/PathText.h"
 
 #include <algorithm>
 #include <climits>

@@ -1,4 +1,4 @@
-#include "reading/WorkerProcess.h"
+#include "system/WorkerProcess.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -11,6 +11,7 @@
 #include <csignal>
 #include <system_error>
 
+#include "system/Files.h"
 #include "system/Interruption.h"
 #include "system/Limits.h"
 
@@ -18,9 +19,9 @@ namespace oxarchive {
 namespace {
 
 constexpr int tick = 100;  // in milliseconds
-constexpr int mostTicksAfterInterruption = 30;
+constexpr int mostTicks = 30;
 
-[[noreturn]] void become(const std::function<int()>& work, pid_t parent, int output) {
+[[noreturn]] void become(const std::function<int()>& work, pid_t parent, int output) noexcept {
   // If the parent has ended already, this is now the child of another process.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
   if (::getppid() != parent || ::dup2(output, STDOUT_FILENO) < 0) {
@@ -70,12 +71,17 @@ std::string WorkerProcess::readAll() {
   std::string text;
   std::array<char, 4096> buffer{};
   pollfd polled{output_.get(), POLLIN, 0};
+  int ticks = 0;  // since an interruption
   while (text.size() < most) {
     if (::poll(&polled, 1, tick) <= 0) {
-      passOnInterruption();
+      if (isInterrupted()) {
+        ::kill(process_, ticks == 0 ? SIGTERM : ticks >= mostTicks ? SIGKILL : 0);
+        ++ticks;
+      }
       continue;
     }
-    const ssize_t count = TEMP_FAILURE_RETRY(::read(output_.get(), buffer.data(), buffer.size()));
+    const ssize_t count =
+        retried([&] { return ::read(output_.get(), buffer.data(), buffer.size()); });
     if (count <= 0) {
       break;
     }
@@ -84,29 +90,11 @@ std::string WorkerProcess::readAll() {
   return text;
 }
 
-void WorkerProcess::passOnInterruption() {
-  if (!isInterrupted()) {
-    return;
-  }
-  if (ticksSinceInterruption_ == 0) {
-    ::kill(process_, SIGTERM);
-  }
-  if (++ticksSinceInterruption_ > mostTicksAfterInterruption) {
-    ::kill(process_, SIGKILL);
-  }
-}
-
 WorkerEnd WorkerProcess::wait() {
   int status = 0;
-  static_cast<void>(TEMP_FAILURE_RETRY(::waitpid(process_, &status, 0)));
+  static_cast<void>(retried([&] { return ::waitpid(process_, &status, 0); }));
   process_ = -1;
-  WorkerEnd end;
-  if (WIFSIGNALED(status)) {
-    end.signal = WTERMSIG(status);
-  } else {
-    end.exitCode = WEXITSTATUS(status);
-  }
-  return end;
+  return WIFSIGNALED(status) ? WorkerEnd{-1, WTERMSIG(status)} : WorkerEnd{WEXITSTATUS(status), 0};
 }
 
 }  // namespace oxarchive

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "system/Files.h"
-#include "system/Uncopied.h"
 
 namespace oxarchive {
 
@@ -24,7 +23,7 @@ struct WorkerEnd {
 
 // A child process for one task, which sends its output to this one. It never outlives this process,
 // even if that is killed.
-class WorkerProcess : Uncopied {
+class WorkerProcess {
  public:
   // Runs `work` in the child, with standard output to `output()`; its result is the exit code.
   // Throws std::system_error if no process can be started.
@@ -43,11 +42,8 @@ class WorkerProcess : Uncopied {
   WorkerEnd wait();
 
  private:
-  void passOnInterruption();
-
   Descriptor output_;
   pid_t process_ = -1;
-  int ticksSinceInterruption_ = 0;
 };
 
 }  // namespace oxarchive
