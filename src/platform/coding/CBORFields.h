@@ -51,7 +51,7 @@ struct FieldKey {
 };
 
 template <FieldKey key>
-consteval const auto& operator""_key() {
+constexpr const auto& operator""_key() noexcept {
   return key;
 }
 
