@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -15,14 +16,14 @@ namespace ox {
 
 // The name of such a library. It is noted in ours for the tools that make packages, which see no
 // other trace of it, as systemd's "ELF dlopen metadata" has it; readers take no wider alignment.
-#define OX_NOTED(name, feature)                                                          \
-  [] {                                                                                   \
-    [[gnu::used, gnu::section(".note.dlopen")]] alignas(4) static constexpr struct {     \
-      std::uint32_t ownerSize = sizeof owner, textSize = sizeof text, type = 0x407c0c0a; \
-      char owner[4] = "FDO";                                                             \
-      char text[128] = R"([{"soname":[")" name R"("],"feature":")" feature R"("}])";     \
-    } note;                                                                              \
-    return name;                                                                         \
+#define OX_NOTED(name, feature)                                                                 \
+  [] {                                                                                          \
+    [[gnu::used, gnu::section(".note.dlopen")]] alignas(4) static constexpr struct {            \
+      std::uint32_t ownerSize = sizeof owner, textSize = sizeof text, type = 0x407c0c0a;        \
+      std::array<char, 4> owner{"FDO"};                                                         \
+      std::array<char, 128> text{R"([{"soname":[")" name R"("],"feature":")" feature R"("}])"}; \
+    } note;                                                                                     \
+    return name;                                                                                \
   }()
 
 // The base of a class whose members are functions of the library, each initialised by `find`. The
