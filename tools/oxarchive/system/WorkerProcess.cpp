@@ -19,7 +19,11 @@ namespace oxarchive {
 namespace {
 
 constexpr int tick = 100;  // in milliseconds
-constexpr int mostTicks = 30;
+
+// What the process is sent at a tick after an interruption; 0 sends nothing.
+int signalAt(int ticks) {
+  return ticks == 0 ? SIGTERM : ticks == 30 ? SIGKILL : 0;
+}
 
 [[noreturn]] void become(const std::function<int()>& work, pid_t parent, int output) noexcept {
   // If the parent has ended already, this is now the child of another process.
@@ -75,8 +79,7 @@ std::string WorkerProcess::readAll() {
   while (text.size() < most) {
     if (::poll(&polled, 1, tick) <= 0) {
       if (isInterrupted()) {
-        ::kill(process_, ticks == 0 ? SIGTERM : ticks >= mostTicks ? SIGKILL : 0);
-        ++ticks;
+        ::kill(process_, signalAt(ticks++));
       }
       continue;
     }
@@ -87,6 +90,7 @@ std::string WorkerProcess::readAll() {
     }
     text.append(buffer.data(), static_cast<std::size_t>(count));
   }
+  output_.reset();  // a process that has more to write fails, and does not wait for a reader
   return text;
 }
 
