@@ -106,9 +106,11 @@ bool isText(Bytes item, std::string_view text) noexcept;
 
 // Write an object to where there is room for it, and return the position behind it.
 inline unsigned char* write(unsigned char* to, std::string_view string) noexcept {
-  const Kind kind = utf8::isValid(string) ? Kind::textString : Kind::byteString;
-  to = writeHead(to, kind, string.size());
-  return to + string.copy(reinterpret_cast<char*>(to), string.size());
+  unsigned char* const contents = writeHead(to, Kind::textString, string.size());
+  if (!utf8::copy(reinterpret_cast<char*>(contents), string)) {
+    *to ^= 0x20;  // a byte string, whose head differs in this bit
+  }
+  return contents + string.size();
 }
 inline unsigned char* write(unsigned char* to, OXDate date) noexcept {
   return writeDouble(writeHead(to, Kind::tag, epochDateTag), date.time_since_epoch().count());

@@ -18,6 +18,16 @@ std::uint64_t largestSize(const OXValueView& object) noexcept {
   return longestHead + (string != nullptr ? std::uint64_t{string->size()} : 1);
 }
 
+// Apart, so that `begin` saves no registers for it. The whole capacity is room, so that writing
+// into it neither checks nor clears anything.
+[[gnu::noinline]] void grow(std::vector<unsigned char>& buffer, std::uint64_t size) {
+  if (size > buffer.max_size()) {
+    throw std::bad_alloc();
+  }
+  buffer.resize(static_cast<std::size_t>(size));
+  buffer.resize(buffer.capacity());
+}
+
 unsigned char* writeAny(unsigned char* to, const OXValueView& object) {
   return std::visit([to](const auto& known) { return write(to, known); }, object);
 }
@@ -35,18 +45,13 @@ bool OXCBOREncoder::allowsKeyedCoding() const {
 }
 
 // Starts anew behind a record that was taken, and before one that does not fit into the same map.
-// The buffer's whole size is room, so that writing into it neither checks nor clears anything.
 unsigned char* OXCBOREncoder::begin(bool isRecord, std::uint64_t size) {
   if (taken_ || (isRecord && hasRecord_ && mode_ == OXCBORMode::keyed)) {
     reset();
   }
   hasRecord_ = hasRecord_ || isRecord;
   if (size > buffer_.size() - end_) {
-    if (size > buffer_.max_size() - end_) {
-      throw std::bad_alloc();
-    }
-    buffer_.resize(end_ + static_cast<std::size_t>(size));
-    buffer_.resize(buffer_.capacity());
+    ox::cbor::grow(buffer_, end_ + size);
   }
   return buffer_.data() + end_;
 }

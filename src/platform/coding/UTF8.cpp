@@ -6,38 +6,38 @@
 #include <cstdint>
 
 namespace ox::utf8 {
-
 namespace {
 
 bool isContinuation(char byte) noexcept {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-using Block [[gnu::vector_size(16)]] = std::uint64_t;
-
-Block blockAt(const char* bytes, std::size_t size) noexcept {
-  Block block{};
-  std::copy_n(bytes, size, reinterpret_cast<char*>(&block));
-  return block;
-}
-
-// A block at a time, the last one overlapping the one before: most names are plain, and the call
-// for the others takes several times as long as this.
-bool isAscii(std::string_view bytes) noexcept {
-  constexpr std::uint64_t highBits = 0x8080808080808080;
+// Returns whether the bytes are plain ASCII, as most names are: to validate the others takes
+// several times as long as this.
+bool copyAscii(char* to, std::string_view bytes) noexcept {
+  using Block [[gnu::vector_size(16)]] = std::uint64_t;
   constexpr std::size_t step = sizeof(Block);
-  const char* const last = bytes.data() + bytes.size() - std::min(bytes.size(), step);
-  Block all = bytes.size() < step ? blockAt(last, bytes.size()) : blockAt(last, step);
-  for (const char* next = bytes.data(); next < last; next += step) {
-    all |= blockAt(next, step);
+  constexpr std::uint64_t highBits = 0x8080808080808080;
+  Block all{};
+  const auto copyBlock = [&](std::size_t start, std::size_t size) {
+    Block block{};
+    std::copy_n(bytes.data() + start, size, reinterpret_cast<char*>(&block));
+    std::copy_n(reinterpret_cast<const char*>(&block), size, to + start);
+    all |= block;
+  };
+  // The last block overlaps the one before.
+  const std::size_t last = bytes.size() - std::min(bytes.size(), step);
+  for (std::size_t next = 0; next < last; next += step) {
+    copyBlock(next, step);
   }
+  bytes.size() < step ? copyBlock(0, bytes.size()) : copyBlock(last, step);
   return ((all[0] | all[1]) & highBits) == 0;
 }
 
 }  // namespace
 
-bool isValid(std::string_view bytes) noexcept {
-  if (isAscii(bytes)) {
+bool copy(char* to, std::string_view bytes) noexcept {
+  if (copyAscii(to, bytes)) {
     return true;
   }
   const char* const end = bytes.data() + bytes.size();

@@ -7,9 +7,9 @@
 
 namespace ox::utf8 {
 
-// Well-formed UTF-8 as RFC 3629 has it: shortest forms only, no surrogates, nothing beyond
-// U+10FFFF. NUL is a character like any other.
-bool isValid(std::string_view bytes) noexcept;
+// Copies `bytes`, and returns whether they are well-formed UTF-8 as RFC 3629 has it: shortest forms
+// only, no surrogates, nothing beyond U+10FFFF. NUL is a character like any other.
+bool copy(char* to, std::string_view bytes) noexcept;
 
 // The start of `text`, of `length` bytes at the most, that does not end within a character; bytes
 // that are no text are cut anywhere.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -51,10 +52,18 @@ const Row rows[] = {
     {"16 ascii bytes, \xe4", false},
 };
 
+// Whether `bytes` are UTF-8, as their copy says, which ends where it should.
+bool isValid(const std::string& bytes) {
+  std::string copied(bytes.size() + 1, '~');
+  const bool valid = ox::utf8::copy(copied.data(), bytes);
+  EXPECT_EQ(copied, bytes + '~');
+  return valid;
+}
+
 TEST(UTF8, TellsTextFromOtherBytes) {
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.bytes));
-    EXPECT_EQ(ox::utf8::isValid(row.bytes), row.valid);
+    EXPECT_EQ(isValid(row.bytes), row.valid);
   }
 }
 
@@ -85,6 +94,10 @@ const CutRow cutRows[] = {
     {"\xc3\xa4", 1, "\xc3"},
 };
 
+TEST(UTF8, CopiesNothingFromNowhere) {
+  EXPECT_TRUE(ox::utf8::copy(nullptr, std::string_view()));
+}
+
 TEST(UTF8, IsCutBetweenCharacters) {
   for (const CutRow& row : cutRows) {
     SCOPED_TRACE(testing::PrintToString(row.text) + ", " + std::to_string(row.length));
@@ -96,9 +109,9 @@ TEST(UTF8, FindsABadByteAnywhere) {
   for (std::size_t length = 1; length <= 100; ++length) {
     for (std::size_t i = 0; i < length; ++i) {
       std::string text(length, 'a');
-      EXPECT_TRUE(ox::utf8::isValid(text));
+      EXPECT_TRUE(isValid(text));
       text[i] = '\xff';
-      EXPECT_FALSE(ox::utf8::isValid(text)) << i << " of " << length;
+      EXPECT_FALSE(isValid(text)) << i << " of " << length;
     }
   }
 }
@@ -119,7 +132,7 @@ TEST(UTF8, TakesEveryCharacter) {
               byte(0x80 | (c & 0x3F))};
     }
     const bool isSurrogate = c >= 0xD800 && c <= 0xDFFF;
-    ASSERT_EQ(ox::utf8::isValid(text), !isSurrogate && c <= 0x10FFFF) << std::hex << c;
+    ASSERT_EQ(isValid(text), !isSurrogate && c <= 0x10FFFF) << std::hex << c;
   }
 }
 
