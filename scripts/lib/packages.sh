@@ -34,6 +34,7 @@ BENCH_PACKAGES=(libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev coreutils
 TOOLS_PACKAGES=(python3 libarchive-tools tar zip unzip "7zip|p7zip-full" zstd xz-utils)
 PLOT_PACKAGES=(python3-matplotlib)
 SCREENSHOT_PACKAGES=(breeze-icon-theme libqt6svg6 fonts-noto-core)
+SCRIPTS_PACKAGES=("${EXAMPLES_PACKAGES[@]}" "${SCREENSHOT_PACKAGES[@]}" "${BENCH_PACKAGES[@]}")
 
 # update_package_lists APT-GET [OPTION...]
 #
