@@ -29,9 +29,15 @@ unregister_emulators() {
   done
 }
 
+ensure_cross_roots() {
+  local processor
+  for processor in "${CROSS_PROCESSORS[@]%% *}"; do
+    ensure_foreign_root "$processor" "build/cross/$processor-root"
+  done
+}
+
 build_for() {  # ARCHITECTURE TRIPLET EMULATOR
   local tree=build/cross/$1
-  ensure_foreign_root "$1" "$tree-root"
   quietly cmake -G Ninja -B "$tree" --toolchain cmake/OrvexKitCross.cmake \
     -DORVEXKIT_TRIPLET="$2" -DORVEXKIT_ROOT="$PWD/$tree-root" -DORVEXKIT_EMULATOR="qemu-$3-static" \
     -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" \

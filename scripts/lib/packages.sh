@@ -34,7 +34,8 @@ BENCH_PACKAGES=(libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev coreutils
 TOOLS_PACKAGES=(python3 libarchive-tools tar zip unzip "7zip|p7zip-full" zstd xz-utils)
 PLOT_PACKAGES=(python3-matplotlib)
 SCREENSHOT_PACKAGES=(breeze-icon-theme libqt6svg6 fonts-noto-core)
-SCRIPTS_PACKAGES=("${EXAMPLES_PACKAGES[@]}" "${SCREENSHOT_PACKAGES[@]}" "${BENCH_PACKAGES[@]}")
+SCRIPTS_PACKAGES=("${EXAMPLES_PACKAGES[@]}" "${SCREENSHOT_PACKAGES[@]}" "${BENCH_PACKAGES[@]}"
+  "${PLOT_PACKAGES[@]}" "${TOOLS_PACKAGES[@]}")
 
 # update_package_lists APT-GET [OPTION...]
 #
