@@ -5,7 +5,6 @@
 #include <glib.h>
 
 #include <iostream>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,9 +29,8 @@ struct ToVariant {
 
 OXValue fromVariant(GVariant* variant) {
   if (g_variant_is_of_type(variant, G_VARIANT_TYPE_BYTESTRING) != FALSE) {
-    gsize size = 0;
-    const void* const bytes = g_variant_get_fixed_array(variant, &size, 1);
-    return std::string(static_cast<const char*>(bytes), size);
+    const void* const bytes = g_variant_get_data(variant);
+    return std::string(static_cast<const char*>(bytes), g_variant_get_size(variant));
   }
   if (g_variant_is_of_type(variant, G_VARIANT_TYPE_UINT64) != FALSE) {
     return OXNumber(g_variant_get_uint64(variant));
@@ -45,7 +43,6 @@ OXValue fromVariant(GVariant* variant) {
 
 class VariantCoder : public OXCoder {
  public:
-  // Writes to `dict`, or reads from it.
   explicit VariantCoder(GVariantDict* dict) : dict_(dict) {}
 
   bool allowsKeyedCoding() const override { return true; }
@@ -63,7 +60,7 @@ class VariantCoder : public OXCoder {
   std::optional<OXValue> decodeObject() override { return std::nullopt; }
 
  private:
-  GVariantDict* dict_;
+  GVariantDict* dict_;  // to write to, or to read from
 };
 
 }  // namespace
@@ -76,7 +73,7 @@ int main() {
   VariantCoder coder(dict);
   file.encodeWithCoder(coder);
 
-  const std::shared_ptr<OXArchivedFile> same = OXArchivedFile::initWithCoder(coder);
+  const auto same = OXArchivedFile::initWithCoder(coder);
   std::cout << *same->path() << ", " << same->actualSize() << " bytes\n";
   g_variant_dict_insert(dict, "actualSize", "s", "many");
   std::cout << (OXArchivedFile::initWithCoder(coder) ? "read" : "refused") << '\n';

@@ -62,6 +62,7 @@ Reader openArchive(const std::vector<std::string>& volumes) {
     check(::archive_read_support_filter_by_code(reader.get(), filter), reader.get());
   }
   std::vector<const char*> paths;
+  paths.reserve(volumes.size() + 1);
   for (const std::string& volume : volumes) {
     paths.push_back(volume.c_str());
   }

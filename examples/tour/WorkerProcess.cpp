@@ -63,6 +63,7 @@ WorkerProcess::WorkerProcess(const std::vector<std::string>& arguments) {
   std::vector<std::string> copies{thisProgram, "--worker"};
   copies.insert(copies.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
+  pointers.reserve(copies.size() + 1);
   for (std::string& argument : copies) {
     pointers.push_back(argument.data());
   }

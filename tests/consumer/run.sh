@@ -22,6 +22,7 @@ build "find_package, after the installed tree has moved" find_package -DCMAKE_PR
 
 library=$(find "$prefix" -name libOrvexKit.so)
 export LD_LIBRARY_PATH=${library%/*}
+export PKG_CONFIG_PATH=${library%/*}/pkgconfig
 
 echo "pkg-config"
 with_pkg_config "$prefix" "$folder/stranger" -std=c++20
@@ -32,6 +33,15 @@ echo "pkg-config, by a host without exceptions and without RTTI"
 with_pkg_config "$prefix" "$folder/stranger" -std=c++20 -fno-exceptions -fno-rtti
 "$folder/stranger"
 
+# Needs libarchive too. The program is the one that the page shows.
+if pkg-config --exists libarchive; then
+  echo "the command of docs/tour.md"
+  cp -r "$source_dir/examples/tour" "$folder"
+  command=$(grep '^c++ ' "$source_dir/docs/tour.md")
+  (cd "$folder" && bash -c "$command")
+  "$folder/tour/tour" 2>"$folder/errors" || grep -x 'usage: tour VOLUME FOLDER' "$folder/errors"
+fi
+
 echo "pkg-config, in C++17"
 if with_pkg_config "$prefix" "$folder/stranger" -std=c++17 2>"$folder/errors"; then
   echo "it was compiled" >&2
@@ -40,7 +50,6 @@ fi
 grep -m 1 'error:' "$folder/errors" | grep -F 'OrvexKit needs C++20'
 
 echo "Meson"
-PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name orvexkit.pc)") \
-  meson setup "$folder/meson" "$here/meson" >/dev/null
+meson setup "$folder/meson" "$here/meson" >/dev/null
 meson compile -C "$folder/meson" >/dev/null
 "$folder/meson/stranger"

@@ -46,8 +46,9 @@ void waitUntil(const std::function<bool()>& isTrue) {
 
 void printRows(QTreeWidget& entries) {
   for (QTreeWidgetItemIterator row(&entries); *row != nullptr; ++row) {
+    std::cout << (*row)->icon(0).name().toStdString();
     for (int column = 0; column < entries.columnCount(); ++column) {
-      std::cout << (column > 0 ? " | " : "") << (*row)->text(column).toStdString();
+      std::cout << " | " << (*row)->text(column).toStdString();
     }
     std::cout << '\n';
   }

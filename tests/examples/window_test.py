@@ -3,7 +3,9 @@
     window_test.py PROGRAM
 """
 
+import base64
 import os
+import pathlib
 import shutil
 import sys
 import tarfile
@@ -13,10 +15,10 @@ from world import World
 
 SEEN = """\
 photos.zip
-beach.jpg | 300 KB | JPEG image | Mar 05, 2013 04:07 PM
-forest.png | 400 KB | PNG image | Mar 05, 2013 04:07 PM
-notes |  | Folder | 
-crete.txt | 23 B | plain text document | Mar 05, 2013 04:07 PM
+image-x-generic | beach.jpg | 300 KB | JPEG image | Mar 05, 2013 04:07 PM
+image-x-generic | forest.png | 400 KB | PNG image | Mar 05, 2013 04:07 PM
+folder | notes |  | Folder | 
+text-x-generic | crete.txt | 23 B | plain text document | Mar 05, 2013 04:07 PM
 4 items, 700 KB
 extract
 Extracted to photos
@@ -29,8 +31,22 @@ null
 The archive could not be read to its end. Unrecognized archive format
 """
 
+# A PNG image of one pixel.
+ICON = base64.b64decode("iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAAAAAA6fptVAAAACklEQVR4nGNgAAAAAgABSK+kcQAAAABJ"
+                        "RU5ErkJggg==")
+
+
+def make_theme(world):
+    """Gives the user icons under the name of the window's theme, which need not be installed."""
+    theme = pathlib.Path(world.at("home", "data", "icons", "breeze"))
+    (theme / "16").mkdir(parents=True)
+    (theme / "index.theme").write_text("[Icon Theme]\nDirectories=16\n[16]\nSize=16\n")
+    for name in ("folder", "image-x-generic", "text-x-generic", "application-x-generic"):
+        (theme / "16" / f"{name}.png").write_bytes(ICON)
+
 
 def run(world, program, volume):
+    make_theme(world)
     return world.run("xvfb-run", "--auto-servernum", program, volume)
 
 
@@ -52,8 +68,8 @@ def shows_what_was_refused(program):
                 archive.addfile(tarfile.TarInfo(name))
         code, printed, errors = run(world, program, "hostile.tar")
         assert code == 0, errors
-        assert "\n<b>bold | 0 B | File | " in printed, printed
-        assert "\n" + "x/" * 137 + "deep | 0 B | File | " in printed, printed
+        assert "\napplication-x-generic | <b>bold | 0 B | File | " in printed, printed
+        assert "\napplication-x-generic | " + "x/" * 137 + "deep | 0 B | File | " in printed, printed
         assert "Not everything could be extracted. ../up: " in printed, printed
         assert os.listdir(world.at("work")) == ["hostile"]
 

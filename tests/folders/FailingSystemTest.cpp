@@ -177,6 +177,7 @@ TEST_F(FailingSystem, IsOvercomeWhenOnlySignalsInterruptTheCalls) {
     EXPECT_EQ(OXSafelyCreateArchiveSubdir("Tool.app.zip", work() + "/new/folder", true),
               in("new/folder/Tool"));
     EXPECT_EQ(OXSafelyCreateArchiveSubdir("Tool.app.zip", work(), true), in("Tool (21)"));
+    EXPECT_THAT(listing(tmp()), IsEmpty()) << "no scratch folder remains";
     EXPECT_TRUE(isFolder(in("Tool (21)")));
     fs::remove(in("Tool (21)"));
     ox::test::removeTree(in("new"));

@@ -13,6 +13,7 @@
 
 #include "OrvexKit/OXArchiveSettings.h"
 #include "OrvexKit/OXArchivedFile.h"
+#include "OrvexKit/OXFileUtil.h"
 
 namespace {
 
@@ -352,6 +353,10 @@ TEST(FormatInfo, IsEqualToATwinOfAClassThatDoesNotDerivePublicly) {
   EXPECT_TRUE(guarded.format().isEqual(&guardedTwin.format()));
   EXPECT_FALSE(below.format().isEqual(&hidden.format()));
   EXPECT_FALSE(hidden.format().isEqual(&guarded.format()));
+}
+
+TEST(ErrorDomain, IsThatOfTheCodecs) {
+  EXPECT_EQ(kOXCodecErrorDomain, "OrvexKitCodecError");
 }
 
 }  // namespace

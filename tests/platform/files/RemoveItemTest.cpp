@@ -184,8 +184,10 @@ TEST_F(RemoveItem, DoesNotFollowALinkThatTakesAFoldersPlace) {
 
 class RemoveDeepItem : public RemoveItem {
  protected:
+  RemoveDeepItem() { create(); }
+
   // Deeper than the levels that are emptied in place.
-  RemoveDeepItem() {
+  void create() const {
     std::string deep = in("d");
     for (int i = 0; i < 40; ++i) {
       deep += "/e";
@@ -202,7 +204,7 @@ TEST_F(RemoveDeepItem, IsRemovedWhateverNamesAreTaken) {
     system.fail(Call::renameat2, error, 1);
     EXPECT_TRUE(files::removeItem(path("d")));
     EXPECT_GT(system.count(Call::renameat2), 1);
-    std::filesystem::create_directories(in("d/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e/e"));
+    create();
   }
   EXPECT_TRUE(files::removeItem(path("d")));
 }
@@ -216,6 +218,19 @@ TEST_F(RemoveDeepItem, StaysWhereItCannotBeMoved) {
     EXPECT_TRUE(exists(in("d")));
   }
   EXPECT_TRUE(files::removeItem(path("d")));
+}
+
+TEST_F(RemoveDeepItem, IsRemovedWhenSignalsInterruptTheCalls) {
+  for (const int times : {1, 2, 50}) {
+    SCOPED_TRACE(times);
+    create();
+    std::filesystem::create_directories(in("d/closed/folder"));
+    ASSERT_EQ(::chmod(in("d/closed").c_str(), 0), 0);
+    ObservedSystem system;
+    system.interruptEach(times);
+    EXPECT_TRUE(files::removeItem(path("d")));
+    EXPECT_THAT(listing(work()), IsEmpty());
+  }
 }
 
 TEST_F(RemoveDeepItem, MayVanishBeforeItIsMoved) {

@@ -37,8 +37,4 @@ TEST(Object, DescribesItself) {
   EXPECT_NE(one.description(), other.description());
 }
 
-TEST(ErrorDomain, IsThatOfTheCodecs) {
-  EXPECT_EQ(kOXCodecErrorDomain, "OrvexKitCodecError");
-}
-
 }  // namespace
