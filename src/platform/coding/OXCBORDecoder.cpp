@@ -32,13 +32,13 @@ bool OXCBORDecoder::allowsKeyedCoding() const {
 
 // Leaves the contents of the map or the array in `bytes_`; a run stays as it is.
 bool OXCBORDecoder::open() noexcept {
+  constexpr std::byte breakCode{ox::cbor::firstByte(ox::cbor::Kind::simple, 31)};
   const bool keyed = mode_ == OXCBORMode::keyed;
   const auto head = ox::cbor::headOf(bytes_);
   if (head.kind != (keyed ? ox::cbor::Kind::map : ox::cbor::Kind::array)) {
     return !keyed;
   }
-  if (head.size > bytes_.size() ||
-      (head.indefinite && ox::cbor::headOf(bytes_.last(1)).kind != ox::cbor::Kind::breakCode)) {
+  if (head.size > bytes_.size() || (head.indefinite && bytes_.back() != breakCode)) {
     return false;
   }
   next_ = bytes_ = bytes_.subspan(head.size, bytes_.size() - head.size - (head.indefinite ? 1 : 0));
