@@ -449,6 +449,40 @@ void readingSequence(benchmark::State& state) {
   ::close(fd);
 }
 
+// A hostile map -------------------------------------------------------------------------------
+
+// Large, and without any of a record's keys.
+Encoded strangeMap() {
+  static OXCBOREncoder encoder(OXCBORMode::keyed);
+  static const Encoded made = [] {
+    for (int number = 0; number < 262'144; ++number) {
+      encoder.encodeObjectForKey(OXNull(), "key" + std::to_string(number));
+    }
+    return encoder.item();
+  }();
+  return made;
+}
+
+void readingStrangeMap(benchmark::State& state) {
+  for (auto iteration : state) {
+    static_cast<void>(iteration);
+    benchmark::DoNotOptimize(
+        OXCBORDecodeRecord<OXArchivedFile>(strangeMap(), OXCBORMode::keyed).get());
+  }
+}
+
+void lookingUpEachField(benchmark::State& state) {
+  for (auto iteration : state) {
+    static_cast<void>(iteration);
+    OXCBORDecoder decoder(strangeMap(), OXCBORMode::keyed);
+    for (const char* key : {"path", "mtime", "actualSize", "compSize", "checksum", "fileId",
+                            "isFolder", "isEncrypted"}) {
+      benchmark::DoNotOptimize(decoder.decodeObjectForKey(key).has_value());
+    }
+  }
+  bench::wantTimesAsFast(state, 1.3);
+}
+
 // A listing -----------------------------------------------------------------------------------
 
 // The allocated memory, including the allocator's overhead.
@@ -497,6 +531,10 @@ BENCHMARK(roundTrip<Msgpack<FieldsInArray>>)
 // 1.3 times the time of decoding alone.
 BENCHMARK(readingSequence)->Name("1,000 records out of a stream/ours");
 BENCHMARK(decoding<Keyed, 77>)->Name("1,000 records out of a stream/decoding_alone");
+
+// All fields are looked for in one pass, and not in one for each.
+BENCHMARK(readingStrangeMap)->Name("a record out of 262,144 unknown keys/ours");
+BENCHMARK(lookingUpEachField)->Name("a record out of 262,144 unknown keys/our_look_ups");
 
 BENCHMARK(listingInMemory)
     ->Name("listing of 1,000,000 entries/ours")

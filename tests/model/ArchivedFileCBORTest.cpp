@@ -436,6 +436,38 @@ TEST(ArchivedFileAsCBOR, IsNotLostBehindAnother) {
   EXPECT_TRUE(decoder.isAtEnd());
 }
 
+// Without `reset()`, a host's own objects begin a new record, too.
+TEST(ArchivedFileAsCBOR, IsNotMixedWithAHostsNextRecord) {
+  for (const OXCBORMode mode : bothModes) {
+    OXCBOREncoder encoder(mode);
+    makeRecord({.path = "first"})->encodeWithCoder(encoder);
+    EXPECT_EQ(encoder.bytes().size(), encoded(*makeRecord({.path = "first"}), mode).size());
+    encoder.encodeObjectForKey("second", "path");
+    encoder.encodeObject("second");
+    OXCBORDecoder decoder(encoder.item(), mode);
+    const bool keyed = mode == OXCBORMode::keyed;
+    const auto path = keyed ? decoder.decodeObjectForKey("path") : decoder.decodeObject();
+    EXPECT_EQ(std::get<std::string>(path.value()), "second");
+    EXPECT_FALSE(keyed ? decoder.decodeObjectForKey("mtime").has_value() : !decoder.isAtEnd());
+  }
+}
+
+// Of two records in one map, neither taken, the second replaces all before it: what a derived class
+// wrote in front of either is lost, and no record has fields of both.
+TEST(ArchivedFileAsCBOR, ReplacesAllThatWasNotTaken) {
+  OXCBOREncoder encoder(OXCBORMode::keyed);
+  for (const std::uint32_t number : {1U, 2U}) {
+    encoder.encodeObjectForKey(OXNumber(number), "before");
+    ox::test::numberedRecord(number)->encodeWithCoder(encoder);
+    encoder.encodeObjectForKey(OXNumber(number), "after");
+  }
+  OXCBORDecoder decoder(encoder.item(), OXCBORMode::keyed);
+  EXPECT_EQ(recordText(OXArchivedFile::initWithCoder(decoder)),
+            recordText(ox::test::numberedRecord(2)));
+  EXPECT_FALSE(decoder.decodeObjectForKey("before"));
+  EXPECT_EQ(std::get<OXNumber>(decoder.decodeObjectForKey("after").value()).unsigned32Value(), 2U);
+}
+
 // A host's own objects are a part of its record.
 TEST(ArchivedFileAsCBOR, StandsAmongOtherObjects) {
   OXCBOREncoder encoder(OXCBORMode::keyed);

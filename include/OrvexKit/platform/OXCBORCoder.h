@@ -58,10 +58,10 @@ enum class OXCBORMode : std::uint8_t {
 /// Encodes records, one at a time, in one thread at a time. Memory grows to the largest record and
 /// is reused: once it is large enough, nothing is allocated.
 ///
-/// Call `reset()` before each further record. Without it, anything written after `bytes()` or
-/// `item()` replaces a record of the library's classes, and in keyed mode a second such record
-/// replaces the first. Anything else is appended. Use each key once: this is not checked. Functions
-/// of the mode that was not chosen do nothing.
+/// Take each record with `bytes()` or `item()`, or call `reset()`: what is written afterwards
+/// begins a new one. Without that, a run holds both records; but as a map holds each key once, a
+/// second library record replaces all that was written, also what a derived class has just written.
+/// Use each key once: this is not checked. Functions of the mode that was not chosen do nothing.
 class OX_EXPORT OXCBOREncoder final : public OXCoder {
  public:
   /// Creates an encoder without objects.
@@ -84,23 +84,22 @@ class OX_EXPORT OXCBOREncoder final : public OXCoder {
   /// sequential one (`80` if empty). Valid until the next use of the encoder, which owns the bytes.
   std::span<const std::byte> item();
 
-  /// Discards what was encoded and keeps the memory.
+  /// Discards what was encoded, taken or not, and keeps the memory.
   void reset() noexcept;
 
  private:
   friend class OXCBORFields;
 
-  // Where the next objects go, of at most `size` bytes; and what was written there.
+  // `begin` returns where to write objects of at most `size` bytes; `end` adds what was written.
   OX_INTERNAL unsigned char* begin(bool isRecord, std::uint64_t size);
   OX_INTERNAL void end(const unsigned char* end, std::size_t objects) noexcept;
 
   OXCBORMode mode_;
-  bool hasRecord_ = false;  // a whole record of the library's, perhaps among other objects
-  bool taken_ = false;      // and it was asked for
-  std::size_t count_ = 0;   // objects written
-  // The run, with room before it for the head of a map or an array.
-  std::vector<unsigned char> buffer_;
-  std::size_t end_;  // of the run in `buffer_`
+  bool hasRecord_ = false;             // a library record was written, perhaps among other objects
+  bool taken_ = false;                 // `bytes()` or `item()` returned what was written
+  std::size_t count_ = 0;              // of the objects written
+  std::vector<unsigned char> buffer_;  // room for the head of a map or an array, then the objects
+  std::size_t end_;                    // of the objects in `buffer_`
 };
 
 /// The bytes of one whole, well-formed data item from an `OXCBORSequenceReader`, which owns them:
@@ -126,7 +125,7 @@ class OXCBORItem : public std::span<const std::byte> {
 /// - tag 1 on an integer or a floating-point number: a date;
 /// - true and false: a number; null: the null marker;
 /// - arrays, maps, other tags (which may change their content's meaning), undefined and other
-///   simple values: no object. Asking for one fails as above; under an unused key it is harmless.
+///   simple values: no object. Asking for one is a failure; under an unused key it is harmless.
 ///
 /// Containers and chunked strings may nest 64 levels deep. Only returned strings are allocated. A
 /// library record takes one more pass over the bytes, whatever its keys and their number. A host's
@@ -165,12 +164,12 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
   OX_INTERNAL bool open() noexcept;
   OX_INTERNAL OXValue give(std::span<const std::byte>& rest);
 
-  std::span<const std::byte> bytes_;    // what the map or the array holds, or the run
-  std::span<const std::byte> next_;     // of these, what is read next
-  std::uint64_t passed_ = 0;            // keyed: a bit or more for each key before that
-  std::optional<std::uint64_t> count_;  // of items or entries to be checked, where a head says it
+  std::span<const std::byte> bytes_;    // the contents of the map or the array, or the run
+  std::span<const std::byte> next_;     // the part of them that is not read yet
+  std::uint64_t passed_ = 0;            // keyed: the hash bits of the keys before `next_`
+  std::optional<std::uint64_t> count_;  // not validated entries or items, if a head states it
   OXCBORMode mode_;
-  mutable bool isChecked_ = false;  // the bytes are known to be well-formed, or not to be
+  mutable bool isChecked_ = false;  // the bytes were validated
   mutable bool failed_ = false;
 };
 
@@ -206,12 +205,12 @@ std::shared_ptr<Record> OXCBORDecodeRecord(OXCBORDecoder&& decoder) {
   }
 }
 
-/// Returns the record that the bytes hold, or null. See `OXCBORDecodeRecord(OXCBORDecoder&&)`.
+/// Returns the record that the bytes hold, or null if they hold none. Safe for any bytes.
 template <typename Record>
 std::shared_ptr<Record> OXCBORDecodeRecord(std::span<const std::byte> bytes, OXCBORMode mode) {
   return OXCBORDecodeRecord<Record>(OXCBORDecoder(bytes, mode));
 }
-/// Returns the record in an item of a sequence, or null. See `OXCBORDecodeRecord(OXCBORDecoder&&)`.
+/// Returns the record that the item holds, or null if it is none. Does not validate it again.
 template <typename Record>
 std::shared_ptr<Record> OXCBORDecodeRecord(const OXCBORItem& item, OXCBORMode mode) {
   return OXCBORDecodeRecord<Record>(OXCBORDecoder(item, mode));

@@ -33,7 +33,7 @@ struct FieldKey {
   // NOLINTNEXTLINE(modernize-avoid-c-arrays): a literal is one
   consteval FieldKey(const char (&text)[size]) {
     static_assert(size <= 24, "a longer text has a longer head");
-    coded[0] = static_cast<char>(0x60 + size - 1);
+    coded[0] = static_cast<char>(cbor::firstByte(cbor::Kind::textString, size - 1));
     std::string_view(text, size - 1).copy(coded.data() + 1, size - 1);
   }
 
@@ -112,9 +112,92 @@ class ObjectReader {
   bool fits_ = true;
 };
 
+// Reads fields from a map's entries, or from a run of items.
+//
+// Keyed, `describe` is called repeatedly, each time from the next entry on: each field takes the
+// entry if it has the field's key. Entries in the order of writing are all taken by the first call.
+// An entry that no field took is tried once more with its key decoded, as other encoders may write
+// a key in other bytes, and then skipped.
+template <bool keyed>
+class ItemReader {
+ public:
+  explicit ItemReader(cbor::Bytes bytes) noexcept : rest(bytes) {}
+
+  [[gnu::always_inline]] void read(auto& fields) {
+    for (;;) {
+      index = 0;
+      describe(fields, *this);
+      if (!key_.empty()) {
+        cbor::takeItem(rest);
+      }
+      if (!keyed || rest.empty()) {
+        return;
+      }
+      key_ = cbor::takeItem(rest).bytes;
+    }
+  }
+
+  template <typename Object>
+  [[gnu::always_inline]] void field(const auto& key, std::optional<Object>& object) {
+    take(key, [&](const cbor::Item& item) {
+      object = cbor::as<Object>(item.bytes);
+      return object.has_value();
+    });
+  }
+  template <typename Number>
+  [[gnu::always_inline]] void field(const auto& key, Number& number, auto getter) {
+    take(key, [&](const cbor::Item& item) {
+      // A fast path for most numbers, with the same result as the conversion below.
+      if (item.head.kind == cbor::Kind::unsignedInteger) {
+        number = static_cast<Number>(item.head.number);
+        return true;
+      }
+      if (std::same_as<Number, bool> && cbor::isBoolean(item.head)) {
+        number = item.head.number == cbor::trueValue;
+        return true;
+      }
+      const std::optional<OXNumber> object = cbor::as<OXNumber>(item.bytes);
+      number = object ? static_cast<Number>(((*object).*getter)()) : number;
+      return object.has_value();
+    });
+  }
+
+  // After `read`, the result.
+  cbor::Bytes rest;
+  unsigned index = 0;   // of the field that comes next
+  bool fits = true;     // every value was of the kind that its field takes
+  bool failed = false;  // one was missing, or was no object
+
+ private:
+  // Calls `set` with the value for the field, if there is one. Keyed, the first entry under the key
+  // counts; sequentially, the null marker stands for no value.
+  [[gnu::always_inline]] void take(const auto& key, auto set) {
+    const std::uint32_t bit = std::uint32_t{1} << index;
+    ++index;
+    if constexpr (keyed) {
+      if (key_.empty() ? !key.isAt(rest) : !cbor::isText(key_, key.text())) {
+        return;
+      }
+      rest = rest.subspan(key_.empty() ? key.text().size() + 1 : 0);
+      key_ = {};
+    }
+    const cbor::Item item = cbor::takeItem(rest);
+    const bool isFirst = (std::exchange(taken_, taken_ | bit) & bit) == 0;
+    if (isFirst && (keyed || !cbor::isNull(item.head)) && !set(item)) {
+      fits = false;
+      // A string is an object, and not copied to find that out.
+      failed = failed || (!cbor::isString(item.head.kind) &&
+                          std::holds_alternative<OXMisfit>(cbor::objectOf(item.bytes)));
+    }
+  }
+
+  cbor::Bytes key_;          // of the entry whose value comes next, when it was read
+  std::uint32_t taken_ = 0;  // a bit for each field that had its item
+};
+
 }  // namespace ox
 
-// What the coders allow the library's own records.
+// Writes and reads the library's records. A friend of the coders, for direct access to the bytes.
 class OXCBORFields {
  public:
   // Writes the fields that `describe` states, of which the strings have `textSize` bytes, as one
@@ -122,11 +205,20 @@ class OXCBORFields {
   static void write(OXCoder& coder, std::size_t textSize, const auto& fields) {
     if (coder.own_ == OXCoder::Own::encoder) {
       auto& encoder = static_cast<OXCBOREncoder&>(coder);
-      encoder.mode_ == OXCBORMode::keyed ? writeBytes<true>(encoder, textSize, fields)
-                                         : writeBytes<false>(encoder, textSize, fields);
-    } else {
-      writeObjects(coder, fields);
+      return encoder.mode_ == OXCBORMode::keyed ? writeBytes<true>(encoder, textSize, fields)
+                                                : writeBytes<false>(encoder, textSize, fields);
     }
+    const bool keyed = coder.allowsKeyedCoding();
+    ox::FieldWriter writer(keyed, [&]<typename Object>(const auto& key, const Object& object) {
+      constexpr bool isNumber = std::unsigned_integral<Object>;
+      const OXValueView view = std::conditional_t<isNumber, OXNumber, const Object&>(object);
+      if (keyed) {
+        coder.encodeObjectForKey(view, key.text());
+      } else {
+        coder.encodeObject(view);
+      }
+    });
+    describe(fields, writer);
   }
 
   // Reads the fields that `describe` states. False when an object does not fit or, in sequential
@@ -144,23 +236,6 @@ class OXCBORFields {
 
  private:
   template <bool keyed>
-  class Reader;
-
-  static void writeObjects(OXCoder& coder, const auto& fields) {
-    const bool keyed = coder.allowsKeyedCoding();
-    ox::FieldWriter writer(keyed, [&]<typename Object>(const auto& key, const Object& object) {
-      constexpr bool isNumber = std::unsigned_integral<Object>;
-      const OXValueView view = std::conditional_t<isNumber, OXNumber, const Object&>(object);
-      if (keyed) {
-        coder.encodeObjectForKey(view, key.text());
-      } else {
-        coder.encodeObject(view);
-      }
-    });
-    describe(fields, writer);
-  }
-
-  template <bool keyed>
   static void writeBytes(OXCBOREncoder& encoder, std::size_t textSize, const auto& fields) {
     constexpr std::size_t mostFields = 16;
     constexpr std::size_t fieldSize = 24 + 1 + ox::cbor::longestHead;  // a key, a tag, a number
@@ -175,103 +250,20 @@ class OXCBORFields {
     encoder.end(next, count);
   }
 
-  // Each field is read where it occurs first, in one pass; all objects of a sequential record are
-  // passed over, also when one does not fit.
+  // Reads all fields in one pass. Goes on after an object that does not fit, so that the decoder is
+  // then at the next record of a run.
   template <bool keyed>
   static bool readBytes(OXCBORDecoder& decoder, auto& fields) {
     if (keyed ? decoder.hasFailed() : decoder.failed_) {
       return false;
     }
-    Reader<keyed> reader(keyed ? decoder.bytes_ : decoder.next_);
+    ox::ItemReader<keyed> reader(keyed ? decoder.bytes_ : decoder.next_);
     reader.read(fields);
     if constexpr (!keyed) {
-      decoder.next_ = reader.rest_;
-      decoder.count_ = decoder.count_ ? *decoder.count_ - reader.field_ : decoder.count_;
+      decoder.next_ = reader.rest;
+      decoder.count_ = decoder.count_ ? *decoder.count_ - reader.index : decoder.count_;
     }
-    decoder.failed_ = reader.failed_ || decoder.hasFailed();
-    return !decoder.failed_ && reader.fits_;
+    decoder.failed_ = reader.failed || decoder.hasFailed();
+    return !decoder.failed_ && reader.fits;
   }
-};
-
-// Reads fields from a map's entries, or from a run of items.
-//
-// Keyed, the description is gone through again and again, each time from the entry that comes next:
-// each field takes the entry if it has the field's key. Entries in the order of writing are all
-// taken the first time. The entry that nobody took is offered once more by its key as an item,
-// which may be in other bytes than keys mostly are, and then passed over.
-template <bool keyed>
-class OXCBORFields::Reader {
- public:
-  explicit Reader(ox::cbor::Bytes rest) noexcept : rest_(rest) {}
-
-  [[gnu::always_inline]] void read(auto& fields) {
-    for (;;) {
-      field_ = 0;
-      describe(fields, *this);
-      if (!key_.empty()) {
-        ox::cbor::takeItem(rest_);
-      }
-      if (!keyed || rest_.empty()) {
-        return;
-      }
-      key_ = ox::cbor::takeItem(rest_).bytes;
-    }
-  }
-
-  template <typename Object>
-  [[gnu::always_inline]] void field(const auto& key, std::optional<Object>& object) {
-    take(key, [&](const ox::cbor::Item& item) {
-      object = ox::cbor::as<Object>(item.bytes);
-      return object.has_value();
-    });
-  }
-  template <typename Number>
-  [[gnu::always_inline]] void field(const auto& key, Number& number, auto getter) {
-    take(key, [&](const ox::cbor::Item& item) {
-      // What the conversion comes to for most numbers, without the call.
-      if (item.head.kind == ox::cbor::Kind::unsignedInteger) {
-        number = static_cast<Number>(item.head.number);
-        return true;
-      }
-      if (std::same_as<Number, bool> && ox::cbor::isBoolean(item.head)) {
-        number = item.head.number == ox::cbor::trueValue;
-        return true;
-      }
-      const std::optional<OXNumber> object = ox::cbor::as<OXNumber>(item.bytes);
-      number = object ? static_cast<Number>(((*object).*getter)()) : number;
-      return object.has_value();
-    });
-  }
-
- private:
-  friend class OXCBORFields;
-
-  // Calls `set` with the value for the field, if there is one. Keyed, the first entry under the key
-  // counts; sequentially, the null marker stands for no value.
-  [[gnu::always_inline]] void take(const auto& key, auto set) {
-    const std::uint32_t bit = std::uint32_t{1} << field_;
-    ++field_;
-    if constexpr (keyed) {
-      if (key_.empty() ? !key.isAt(rest_) : !ox::cbor::isText(key_, key.text())) {
-        return;
-      }
-      rest_ = rest_.subspan(key_.empty() ? key.text().size() + 1 : 0);
-      key_ = {};
-    }
-    const ox::cbor::Item item = ox::cbor::takeItem(rest_);
-    const bool isFirst = (std::exchange(taken_, taken_ | bit) & bit) == 0;
-    if (isFirst && (keyed || !ox::cbor::isNull(item.head)) && !set(item)) {
-      fits_ = false;
-      // A string is an object, and not copied to find that out.
-      failed_ = failed_ || (!ox::cbor::isString(item.head.kind) &&
-                            std::holds_alternative<OXMisfit>(ox::cbor::objectOf(item.bytes)));
-    }
-  }
-
-  ox::cbor::Bytes rest_;
-  ox::cbor::Bytes key_;      // of the entry whose value comes next, when it was read
-  std::uint32_t taken_ = 0;  // a bit for each field that had its item
-  unsigned field_ = 0;
-  bool fits_ = true;     // every value was of the kind that its field takes
-  bool failed_ = false;  // one was missing, or was no object
 };

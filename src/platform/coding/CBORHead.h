@@ -47,6 +47,13 @@ struct Head {
 
 constexpr std::size_t longestHead = 9;
 
+// The first byte of a head: the major type, and five low bits that hold an argument below 24, or 24
+// to 27 for an argument of 1, 2, 4 or 8 bytes behind the first one, or 31 for none.
+constexpr unsigned lowBits = 0x1F;
+constexpr unsigned char firstByte(Kind kind, std::uint64_t low) noexcept {
+  return static_cast<unsigned char>(static_cast<unsigned>(kind) << 5 | low);
+}
+
 constexpr bool isBoolean(const Head& head) noexcept {
   return head.kind == Kind::simple && (head.number == falseValue || head.number == trueValue);
 }
@@ -99,7 +106,7 @@ template <std::size_t width>
 [[gnu::always_inline]] inline Head readHead(Bytes bytes) noexcept {
   const auto first = std::to_integer<unsigned>(bytes.front());
   const auto kind = static_cast<Kind>(first >> 5);
-  const unsigned low = first & 0x1F;
+  const unsigned low = first & lowBits;
   if (low < 24) {
     return {kind, false, 1, low};
   }
@@ -126,8 +133,8 @@ template <std::size_t width>
   return bytes.empty() ? Head{} : readHead(bytes);
 }
 
-// The size of the item at the start of `bytes`, which starts with `head`, if it is but its head
-// and, of a string, the contents. 0 for every other item, and for one that is not all there.
+// The size of the number, simple value or definite-length string at the start of `bytes`, which has
+// this head. 0 for other items, and for one that is cut off.
 [[gnu::always_inline]] inline std::size_t plainSize(Bytes bytes, const Head& head) noexcept {
   if (head.size > bytes.size() || head.indefinite) {
     return 0;
@@ -141,35 +148,36 @@ template <std::size_t width>
   return isLonger ? 0 : head.size;
 }
 
-// Writes a head with the shortest argument to `to`, where there is room for the longest one, and
-// returns the position behind it. `kind` is a major type.
+// Writes a head whose argument has 2 to the power of `power` bytes, 8 at the most, to `to`, where
+// there is room for the longest head, and returns the position behind it. `kind` is a major type.
+[[gnu::always_inline]] inline unsigned char* writeHeadWith(unsigned char* to, Kind kind,
+                                                           unsigned power,
+                                                           std::uint64_t argument) noexcept {
+  const std::size_t width = std::size_t{1} << power;
+  *to = firstByte(kind, 24 + power);
+  const std::uint64_t bits = htobe64(argument << (64 - 8 * width));
+  std::memcpy(to + 1, &bits, sizeof bits);
+  return to + 1 + width;
+}
+
+// The same with the shortest argument.
 [[gnu::always_inline]] inline unsigned char* writeHead(unsigned char* to, Kind kind,
                                                        std::uint64_t argument) noexcept {
-  const auto type = static_cast<unsigned>(kind) << 5;
   if (argument < 24) {
-    *to = static_cast<unsigned char>(type | argument);
+    *to = firstByte(kind, argument);
     return to + 1;
   }
-  // The argument has 1, 2, 4 or 8 bytes, for which 24 to 27 stand.
   const unsigned power = argument <= 0xFF         ? 0
                          : argument <= 0xFFFF     ? 1
                          : argument <= 0xFFFFFFFF ? 2
                                                   : 3;
-  const std::size_t size = std::size_t{1} << power;
-  *to = static_cast<unsigned char>(type | (24 + power));
-  const std::uint64_t bits = htobe64(argument << (64 - 8 * size));
-  std::memcpy(to + 1, &bits, sizeof bits);
-  return to + 1 + size;
+  return writeHeadWith(to, kind, power, argument);
 }
 
 // Always all eight bytes, and one pattern for every not-a-number.
 inline unsigned char* writeDouble(unsigned char* to, double value) noexcept {
-  constexpr unsigned char head = 0xFB;
   const double written = std::isnan(value) ? std::numeric_limits<double>::quiet_NaN() : value;
-  *to = head;
-  const std::uint64_t bits = htobe64(std::bit_cast<std::uint64_t>(written));
-  std::memcpy(to + 1, &bits, sizeof bits);
-  return to + longestHead;
+  return writeHeadWith(to, Kind::simple, 3, std::bit_cast<std::uint64_t>(written));
 }
 
 }  // namespace ox::cbor

@@ -25,16 +25,15 @@ bool opensLevel(const Head& head) noexcept {
   return head.indefinite || (isContainer(head.kind) && head.number != 0);
 }
 
-// A string's chunks, one behind the other; a string in one piece is its only chunk.
+// The consecutive chunks of a string. A string of definite length counts as one chunk.
 Bytes chunksOf(Bytes item) noexcept {
   return headOf(item).indefinite ? item.subspan(1, item.size() - 2) : item;
 }
 
-// The nearest double to -1 - `number`, which is rounded once: 2^64 alone is no integer here.
+// The double nearest to -1 - `number`. The integer sum is exact, so that only the conversion
+// rounds; it overflows to 0 for the greatest number alone.
 double negative(std::uint64_t number) noexcept {
-  constexpr double two64 = 18446744073709551616.0;
-  return number == std::numeric_limits<std::uint64_t>::max() ? -two64
-                                                             : -static_cast<double>(number + 1);
+  return number + 1 == 0 ? -0x1p64 : -static_cast<double>(number + 1);
 }
 
 }  // namespace
@@ -85,8 +84,8 @@ std::size_t Scanner::passPlain(Bytes bytes) noexcept {
   return bytes.size() - rest.size();
 }
 
-// In a string in chunks there are but strings of known length, of the same major type and without a
-// tag.
+// A string of indefinite length contains only untagged strings of definite length and of its own
+// major type.
 bool Scanner::canStandHere(const Head& head) const noexcept {
   const Kind around = levels_[depth_].kind;
   if (!isString(around) || head.kind == Kind::breakCode) {
@@ -132,8 +131,7 @@ Progress Scanner::take(const Head& head) noexcept {
 
 std::size_t itemSize(Bytes bytes) noexcept {
   // Most items that are not plain are dates.
-  constexpr std::byte dateTag{0xC1};
-  if (bytes.size() > 1 && bytes.front() == dateTag) {
+  if (bytes.size() > 1 && bytes.front() == std::byte{firstByte(Kind::tag, epochDateTag)}) {
     const Bytes seconds = bytes.subspan(1);
     if (const std::size_t size = plainSize(seconds, readHead(seconds))) {
       return 1 + size;

@@ -50,7 +50,7 @@ class Scanner {
   bool canStandHere(const Head& head) const noexcept;
   Progress take(const Head& head) noexcept;
 
-  // The first one stands for what is around the item, which is the only one there.
+  // The first level is an array with one element, the data item itself.
   std::array<Level, 1 + maximumDepth> levels_;
   std::size_t depth_ = 0;
   std::size_t scanned_ = 0;
@@ -108,7 +108,7 @@ bool isText(Bytes item, std::string_view text) noexcept;
 inline unsigned char* write(unsigned char* to, std::string_view string) noexcept {
   unsigned char* const contents = writeHead(to, Kind::textString, string.size());
   if (!utf8::copy(reinterpret_cast<char*>(contents), string)) {
-    *to ^= 0x20;  // a byte string, whose head differs in this bit
+    *to = firstByte(Kind::byteString, *to & lowBits);  // of the same length
   }
   return contents + string.size();
 }

@@ -32,7 +32,7 @@ bool OXCBORDecoder::allowsKeyedCoding() const {
 
 // Leaves the contents of the map or the array in `bytes_`; a run stays as it is.
 bool OXCBORDecoder::open() noexcept {
-  constexpr std::byte breakCode{0xFF};
+  constexpr std::byte breakCode{ox::cbor::firstByte(ox::cbor::Kind::simple, 31)};
   const bool keyed = mode_ == OXCBORMode::keyed;
   const auto head = ox::cbor::headOf(bytes_);
   if (head.kind != (keyed ? ox::cbor::Kind::map : ox::cbor::Kind::array)) {

@@ -18,8 +18,8 @@ std::uint64_t largestSize(const OXValueView& object) noexcept {
   return longestHead + (string != nullptr ? std::uint64_t{string->size()} : 1);
 }
 
-// Apart, so that `begin` saves no registers for it. The whole capacity is room, so that writing
-// into it neither checks nor clears anything.
+// Not inlined, so that `begin` saves no registers on its usual path. Resizes to the whole capacity,
+// so that writing objects neither resizes nor initialises memory.
 [[gnu::noinline]] void grow(std::vector<unsigned char>& buffer, std::uint64_t size) {
   if (size > buffer.max_size()) {
     throw std::bad_alloc();
@@ -44,7 +44,8 @@ bool OXCBOREncoder::allowsKeyedCoding() const {
   return mode_ == OXCBORMode::keyed;
 }
 
-// Starts anew behind a record that was taken, and before one that does not fit into the same map.
+// Begins a new record after `bytes()` or `item()`, and before a second library record in one map,
+// which would then have each of its keys twice.
 unsigned char* OXCBOREncoder::begin(bool isRecord, std::uint64_t size) {
   if (taken_ || (isRecord && hasRecord_ && mode_ == OXCBORMode::keyed)) {
     reset();
@@ -84,16 +85,12 @@ std::optional<OXValue> OXCBOREncoder::decodeObject() {
 }
 
 std::span<const std::byte> OXCBOREncoder::bytes() {
-  if (mode_ == OXCBORMode::keyed) {
-    return item();
-  }
-  taken_ = hasRecord_;
-  return std::as_bytes(
-      std::span(buffer_).subspan(ox::cbor::longestHead, end_ - ox::cbor::longestHead));
+  const auto whole = item();
+  return mode_ == OXCBORMode::keyed ? whole : whole.last(end_ - ox::cbor::longestHead);
 }
 
-// How long the head is, is known only now: it is put right before the run. The room there is copied
-// as a whole, because a copy of no fixed size would be a call.
+// The head is written now, because its length depends on the number of objects, and ends where the
+// run starts. All the room before the run is copied: a copy of variable size would be a call.
 std::span<const std::byte> OXCBOREncoder::item() {
   std::array<unsigned char, 2 * ox::cbor::longestHead> room{};
   unsigned char* const head = room.data() + ox::cbor::longestHead;
@@ -102,7 +99,7 @@ std::span<const std::byte> OXCBOREncoder::item() {
                                        : ox::cbor::writeHead(head, ox::cbor::Kind::array, count_);
   std::copy_n(end - ox::cbor::longestHead, ox::cbor::longestHead, buffer_.data());
   const auto start = static_cast<std::size_t>(room.data() + room.size() - end);
-  taken_ = hasRecord_;
+  taken_ = true;
   return std::as_bytes(std::span(buffer_).subspan(start, end_ - start));
 }
 

@@ -10,7 +10,7 @@
 
 using State = OXCBORSequenceReader::State;
 
-// What has been read: `start_` is where the item begins that is still to be given out.
+// The input that was read. The bytes from `start_` to `end_` are not returned yet.
 class OXCBORSequenceReader::Buffer {
  public:
   Buffer(int fd, std::size_t maximumItemSize)

@@ -167,6 +167,7 @@ TEST(CBOREncoder, WritesAKeyedRecordAsAMap) {
   EXPECT_EQ(toHex(encoder.item()), "a0");
   encoder.encodeObjectForKey("docs", "path");
   EXPECT_EQ(toHex(encoder.bytes()), compact("a1 64 70617468 64 646f6373"));
+  encoder.encodeObjectForKey("docs", "path");
   encoder.encodeObjectForKey(OXNumber(true), "isFolder");
   const std::string whole = compact("a2 64 70617468 64 646f6373 68 6973466f6c646572 f5");
   EXPECT_EQ(toHex(encoder.bytes()), whole);
@@ -239,6 +240,33 @@ TEST(CBOREncoder, WritesAnyNumberOfObjects) {
   }
 }
 
+// Both requests take the record, however often, and also one without objects.
+TEST(CBOREncoder, StartsAnewAfterTheRecordWasTaken) {
+  struct Row {
+    OXCBORMode mode;
+    std::span<const std::byte> (OXCBOREncoder::*take)();
+    std::string head, firstKey, secondKey;
+  };
+  const Row rows[] = {{OXCBORMode::keyed, &OXCBOREncoder::bytes, "a2", "616b", "616c"},
+                      {OXCBORMode::keyed, &OXCBOREncoder::item, "a2", "616b", "616c"},
+                      {OXCBORMode::sequential, &OXCBOREncoder::bytes, "", "", ""},
+                      {OXCBORMode::sequential, &OXCBOREncoder::item, "82", "", ""}};
+  for (const auto& [mode, take, head, firstKey, secondKey] : rows) {
+    OXCBOREncoder encoder(mode);
+    (encoder.*take)();
+    for (const std::string text : {"a", "b", "c"}) {
+      for (const char* key : {"k", "l"}) {
+        encoder.encodeObjectForKey(text, key);
+        encoder.encodeObject(text);
+      }
+      const std::string object = "61" + hexOf(text);
+      const std::string whole = head + firstKey + object + secondKey + object;
+      EXPECT_EQ(toHex((encoder.*take)()), whole);
+      EXPECT_EQ(toHex((encoder.*take)()), whole);
+    }
+  }
+}
+
 TEST(CBOREncoder, StartsAnewAfterReset) {
   for (const OXCBORMode mode : {OXCBORMode::keyed, OXCBORMode::sequential}) {
     OXCBOREncoder encoder(mode);
@@ -275,15 +303,19 @@ TEST(CBOREncoder, TakesNoMemoryForTheSecondRecord) {
 }
 
 TEST(CBOREncoder, KeepsWhatItHasWhenMemoryRunsOut) {
-  OXCBOREncoder encoder(OXCBORMode::sequential);
-  encoder.encodeObject("docs");
-  {
-    const ox::test::AllocationFailure failure;
-    EXPECT_THROW(encoder.encodeObject(letters65536), std::bad_alloc);
+  for (const bool goesOn : {false, true}) {
+    OXCBOREncoder encoder(OXCBORMode::sequential);
+    encoder.encodeObject("docs");
+    {
+      const ox::test::AllocationFailure failure;
+      EXPECT_THROW(encoder.encodeObject(letters65536), std::bad_alloc);
+    }
+    if (goesOn) {
+      encoder.encodeObject(letters24);
+    }
+    EXPECT_EQ(toHex(encoder.item()),
+              compact(goesOn ? "82 64 646f6373 7818" + hexOf(letters24) : "81 64 646f6373"));
   }
-  EXPECT_EQ(toHex(encoder.item()), compact("81 64 646f6373"));
-  encoder.encodeObject(letters24);
-  EXPECT_EQ(toHex(encoder.item()), compact("82 64 646f6373 7818" + hexOf(letters24)));
 }
 
 TEST(CBOREncoder, IgnoresTheOtherModeAndGivesNoObjects) {
