@@ -8,8 +8,11 @@ source_dir=$1
 # shellcheck source=tests/consumer/strangers.sh
 source "$source_dir/tests/consumer/strangers.sh"
 
+# All sources at once, which takes the least time.
+sources=(-DORVEXKIT_SOURCE="$source_dir" -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=0)
+
 # The installed program needs only the component Runtime, and nothing from the build folder.
-build add_subdirectory add_subdirectory -DORVEXKIT_SOURCE="$source_dir" -DCMAKE_UNITY_BUILD=ON
+build add_subdirectory add_subdirectory "${sources[@]}"
 cmake --install "$folder/add_subdirectory" --prefix "$folder/hosts" --component Runtime >/dev/null
 rm -rf "$folder/add_subdirectory"
 "$folder/hosts/bin/stranger"
@@ -18,8 +21,7 @@ if [ -e "$folder/hosts/include" ] || [ -n "$(find "$folder/hosts" -name '*.pc' -
   exit 1
 fi
 
-build fetch_content fetch_content -DORVEXKIT_SOURCE="$source_dir" -DCMAKE_UNITY_BUILD=ON \
-  -DBUILD_SHARED_LIBS=OFF
+build fetch_content fetch_content "${sources[@]}" -DBUILD_SHARED_LIBS=OFF
 cmake --install "$folder/fetch_content" --prefix "$folder/static" --component Development >/dev/null
 "$folder/fetch_content/stranger"
 
