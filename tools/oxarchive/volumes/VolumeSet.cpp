@@ -22,7 +22,7 @@
 namespace oxarchive {
 namespace {
 
-constexpr std::string_view tarMark = "ustar";  // at the end of the first 262 bytes
+constexpr std::string_view tarMark = "ustar";
 
 // Digits only, and at most nine: no archive has more volumes.
 std::optional<unsigned> readNumber(std::string_view digits) {
@@ -47,6 +47,10 @@ std::optional<unsigned> letteredIndex(std::string_view extension) {
     return std::nullopt;
   }
   return static_cast<unsigned>(letter - 'r') * 100 + *number + 1;
+}
+
+bool exists(const std::string& path) {
+  return ::access(path.c_str(), F_OK) == 0;
 }
 
 // The numbering of one archive's volumes in a folder. Converts between a volume's name and its
@@ -75,7 +79,7 @@ class Numbering {
 
   std::string nameOf(unsigned index) const {
     if (kind_ != Kind::letter) {
-      return before_ + writeNumber(first_ + index, width_) + after_;
+      return before_ + digitsOf(index) + after_;
     }
     const bool isUpperCase = g_ascii_isupper(given_.front()) != 0;
     if (index == 0) {
@@ -94,11 +98,10 @@ class Numbering {
     }
     const std::string_view counted =
         name.substr(before_.size(), name.size() - before_.size() - after_.size());
-    const std::optional<unsigned> number =
-        kind_ == Kind::letter ? letteredIndex(counted).value_or(0) : readNumber(counted);
+    const std::optional<unsigned> index =
+        kind_ == Kind::letter ? letteredIndex(counted).value_or(0) : indexOfDigits(counted);
     // Another spelling, such as more zeros, is another file.
-    const bool isOurs = number && *number >= first_ && nameOf(*number - first_) == name;
-    return isOurs ? std::optional(*number - first_) : std::nullopt;
+    return index && nameOf(*index) == name ? index : std::nullopt;
   }
 
   // This, and the same with fewer digits: "x.part10.rar" may belong to the set of "x.part1.rar",
@@ -119,6 +122,7 @@ class Numbering {
     }
     Numbering result = *this;
     result.first_ = 0;
+    result.isWidening_ = width_ == 2 && exists(folder_ + before_ + "9000");
     return result;
   }
 
@@ -147,7 +151,31 @@ class Numbering {
  private:
   enum class Kind { part, number, letter };
 
+  // After "89", `split -d` goes on with "9000", after "9899" with "990000".
+  static constexpr unsigned widenedAt = 90;
+
   static std::regex icase(const char* form) { return std::regex(form, std::regex::icase); }
+
+  std::string digitsOf(unsigned index) const {
+    std::string nines;
+    for (unsigned count = widenedAt; isWidening_ && index >= count; count *= 10) {
+      index -= count;
+      nines += '9';
+    }
+    return nines + writeNumber(first_ + index, width_ + nines.size());
+  }
+
+  std::optional<unsigned> indexOfDigits(std::string_view digits) const {
+    unsigned passed = 0;
+    for (unsigned count = widenedAt;
+         isWidening_ && readNumber(digits) && digits.size() > width_ && digits.starts_with('9');
+         count *= 10) {
+      digits.remove_prefix(1);
+      passed += count;
+    }
+    const std::optional<unsigned> number = readNumber(digits);
+    return number && *number >= first_ ? std::optional(passed + *number - first_) : std::nullopt;
+  }
 
   Numbering(Kind kind, std::string folder, const std::smatch& parts)
       : kind_(kind),
@@ -165,22 +193,27 @@ class Numbering {
   std::string after_;
   std::size_t width_;
   unsigned first_;  // the number of the first volume
+  bool isWidening_ = false;
 };
 
-bool exists(const std::string& path) {
-  return ::access(path.c_str(), F_OK) == 0;
-}
-
-// The signature of a common archive format at the start of the file; "" if it has none.
-std::string_view startOf(const std::string& path) {
+// The signature of the archive that starts with this file; "" if none does.
+std::string_view markOf(const std::string& path) {
   using namespace std::string_view_literals;
   constexpr auto starts = std::to_array<std::string_view>(
-      {"PK\3\4"sv, "7z\xBC\xAF\x27\x1C"sv, "\x1F\x8B\x08"sv, "BZh"sv, "\xFD\x37zXZ\0"sv,
-       "\x28\xB5\x2F\xFD"sv, "Rar!\x1A\x07"sv});
-  const std::string text = openRegularFile(path, printable(path)).read(0, 262);
+      {"PK\3\4"sv, "7z\xBC\xAF\x27\x1C"sv, "Rar!\x1A\x07"sv, "07070"sv, "\xC7\x71"sv, "\x71\xC7"sv,
+       "!<arch>\n"sv, "MSCF"sv, "xar!"sv, "\x1F\x8B\x08"sv, "\x1F\x9D\x90"sv, "BZh"sv,
+       "\xFD\x37zXZ\0"sv, "\x5D\0\0"sv, "LZIP"sv, "\x28\xB5\x2F\xFD"sv, "\x04\x22\x4D\x18"sv,
+       "\xED\xAB\xEE\xDB"sv});
+  const RegularFile file = openRegularFile(path, printable(path));
+  const auto has = [&](std::string_view mark, std::uint64_t offset) {
+    return file.read(offset, mark.size()) == mark;
+  };
   const auto* const start =
-      std::ranges::find_if(starts, [&](std::string_view each) { return text.starts_with(each); });
-  return start != starts.end() ? *start : text.ends_with(tarMark) ? tarMark : "";
+      std::ranges::find_if(starts, [&](std::string_view each) { return has(each, 0); });
+  if (start != starts.end()) {
+    return *start;
+  }
+  return has(tarMark, 257) ? tarMark : has("CD001", 32769) ? "CD001" : has("-lh", 2) ? "-lh" : "";
 }
 
 // Whether the set starts at 0. A file numbered 0 may be unrelated; then the file numbered 1 has the
@@ -189,8 +222,8 @@ std::string_view startOf(const std::string& path) {
 bool startsAtZero(const Numbering& fromZero) {
   const std::string zero = fromZero.pathOf(0);
   const std::string one = fromZero.pathOf(1);
-  return exists(zero) && exists(one) && !startOf(zero).empty() &&
-         (startOf(one).empty() || startOf(one) == tarMark);
+  return exists(zero) && exists(one) && !markOf(zero).empty() &&
+         (markOf(one).empty() || markOf(one) == tarMark);
 }
 
 // Sets `numbering` to the width and start of the first volume's number. Returns whether that volume
@@ -252,19 +285,19 @@ constexpr const char* notTheFirst =
     "it continues an earlier volume, but its name does not say which";
 
 bool isRarVolume(const std::string& path) {
-  const std::optional<RarVolume> volume = inspectRarVolume(path);
+  const std::optional<RarVolume> volume = inspectRarVolume({path});
   return volume && volume->isVolume;
 }
 
 // Rotated copies of a file are numbered too ("etc.tar.gz.1", "etc.tar.gz.2"). Each copy starts with
 // the archive's signature; a later volume starts in the middle of an archive.
 bool startAlike(const std::string& first, const std::string& other) {
-  const std::string_view start = exists(other) ? startOf(first) : "";
-  return !start.empty() && start != tarMark && startOf(other) == start;
+  const std::string_view mark = exists(other) ? markOf(first) : "";
+  return !mark.empty() && mark != tarMark && markOf(other) == mark;
 }
 
 VolumeSet singleFile(const std::string& path) {
-  const std::optional<RarVolume> volume = inspectRarVolume(path);
+  const std::optional<RarVolume> volume = inspectRarVolume({path});
   if (volume && volume->ending == RarVolume::Ending::continued) {
     throw ArchiveFailure("it is one of several volumes, but its name does not say which others");
   }
@@ -310,7 +343,7 @@ VolumeSet listVolumes(const Numbering& numbering) {
 // volume after the last would have.
 void checkRarVolumes(const VolumeSet& set, const std::string& nameAfterLast) {
   for (const std::string& path : set.paths) {
-    const std::optional<RarVolume> volume = inspectRarVolume(path);
+    const std::optional<RarVolume> volume = inspectRarVolume({path});
     if (!volume) {
       throw ArchiveFailure(printable(path) + " is not a RAR volume");
     }
@@ -337,7 +370,7 @@ VolumeSet findVolumes(const std::string& path) {
     return singleFile(path);
   }
   VolumeSet result = listVolumes(*numbering);
-  if (numbering->isRar()) {
+  if (isRarVolume(result.paths.front())) {
     checkRarVolumes(result, numbering->nameOf(static_cast<unsigned>(result.paths.size())));
   }
   return result;
