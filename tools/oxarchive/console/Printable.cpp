@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <utility>
 
 namespace oxarchive {
 namespace {
@@ -15,14 +16,24 @@ bool isPlain(char c) {
 }
 
 // Whether the character is visible and harmless: no control character, no direction mark or other
-// character without a width, no blank letter.
+// invisible character, no blank letter.
 bool isHarmless(gunichar c) {
-  constexpr auto blanks = std::to_array<gunichar>({0x115F, 0x1160, 0x2800, 0x3164, 0xFFA0});
+  using Range = std::pair<gunichar, gunichar>;
+  constexpr auto blanks = std::to_array<Range>({{0x034F, 0x034F},
+                                                {0x115F, 0x1160},
+                                                {0x17B4, 0x17B5},
+                                                {0x180B, 0x180F},
+                                                {0x2800, 0x2800},
+                                                {0x3164, 0x3164},
+                                                {0xFE00, 0xFE0F},
+                                                {0xFFA0, 0xFFA0},
+                                                {0xE0100, 0xE01EF}});
   constexpr auto invisible =
       std::to_array({G_UNICODE_CONTROL, G_UNICODE_FORMAT, G_UNICODE_LINE_SEPARATOR,
                      G_UNICODE_PARAGRAPH_SEPARATOR});
   return std::ranges::find(invisible, g_unichar_type(c)) == invisible.end() &&
-         std::ranges::find(blanks, c) == blanks.end();
+         std::ranges::none_of(blanks,
+                              [c](Range each) { return each.first <= c && c <= each.second; });
 }
 
 // The size of the first character.

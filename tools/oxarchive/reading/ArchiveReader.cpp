@@ -17,7 +17,8 @@ namespace {
 
 constexpr std::uint64_t tarBlockSize = 512;
 
-constexpr const char* notDecryptable = "it is encrypted, and only ZIP archives can be decrypted";
+constexpr const char* notDecryptable =
+    "it is encrypted, and only ZIP archives can be decrypted; 7-Zip decrypts others";
 
 // libarchive takes the format with the highest bid. For RAR, LHA and binary cpio it is lower than
 // the ZIP reader's, which may have found the end of a ZIP archive stored inside.
@@ -224,7 +225,8 @@ std::optional<DataBlock> ArchiveReader::readData() {
     fail();
   }
   if (result != ARCHIVE_OK || offset < 0) {
-    throw EntryFailure(failureReason(archive_.get()));
+    const std::string reason = failureReason(archive_.get());
+    throw EntryFailure(reason + (reason.starts_with("Unsupported") ? "; 7-Zip may read it" : ""));
   }
   // An empty block has a null address, for which zlib would reset the checksum.
   if (!rarEntries_.empty() && size > 0) {
