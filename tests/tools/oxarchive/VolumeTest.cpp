@@ -456,6 +456,10 @@ const RarRow rarRows[] = {
      letters,
      "movie",
      {.startFilesInNewVolumes = true}},
+    {"old names, numbers in end marks",
+     letters,
+     "movie",
+     {.startFilesInNewVolumes = true, .hasOldNames = true}},
     {"RAR 5", part1, "movie", {.isNewFormat = true, .dataPerVolume = 700}},
     {"RAR 5, part1 to part12", part1, "movie", {.isNewFormat = true, .dataPerVolume = 260}},
     {"RAR 5, old names", letters, "movie", {.isNewFormat = true, .dataPerVolume = 700}},
@@ -607,6 +611,7 @@ TEST_F(Volumes, OfRarThatContinueAnotherUnderItsName) {
   const std::string reason = "it continues an earlier volume, but its name does not say which";
   for (const RarOptions& options :
        {RarOptions{.dataPerVolume = 700}, RarOptions{.startFilesInNewVolumes = true},
+        RarOptions{.startFilesInNewVolumes = true, .hasOldNames = true},
         RarOptions{.isNewFormat = true, .dataPerVolume = 700},
         RarOptions{.isNewFormat = true, .startFilesInNewVolumes = true}}) {
     const std::vector<std::string> volumes = makeRarVolumes(rarFiles, options);

@@ -104,19 +104,15 @@ Descriptor openNewFolder(const std::string& path) {
   return folder;
 }
 
-struct ReportUnmapper {
-  void operator()(ExtractionReport* report) const { ::munmap(report, sizeof *report); }
-};
-using SharedReport = std::unique_ptr<ExtractionReport, ReportUnmapper>;
-
 // A report in memory that this process shares with its children.
-SharedReport newSharedReport() {
+std::shared_ptr<ExtractionReport> newSharedReport() {
   void* const memory = ::mmap(nullptr, sizeof(ExtractionReport), PROT_READ | PROT_WRITE,
                               MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) {
     throw std::bad_alloc();
   }
-  return SharedReport(new (memory) ExtractionReport());
+  return {new (memory) ExtractionReport(),
+          [](ExtractionReport* report) { ::munmap(report, sizeof *report); }};
 }
 
 // The volumes of an archive as items on disk; those that cannot be examined are left out.
@@ -207,7 +203,7 @@ class Extractions {
     made.add(folder);
     const ExtractionJob job{archive,         volumes.paths, password_,
                             options_.limits, folder,        openNewFolder(folder)};
-    const SharedReport report = newSharedReport();
+    const std::shared_ptr<ExtractionReport> report = newSharedReport();
     WorkerProcess worker([&] { return static_cast<int>(extractCaged(job, *report, console_)); });
     worker.readAll();
     const WorkerEnd end = worker.wait();

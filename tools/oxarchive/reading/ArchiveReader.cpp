@@ -109,12 +109,12 @@ Entry toEntry(struct ::archive_entry* entry) {
 std::vector<RarVolume> inspectRarVolumes(const std::vector<std::string>& paths) {
   std::vector<RarVolume> volumes;
   for (const std::string& path : paths) {
-    if (const std::optional<RarVolume> volume = inspectRarVolume({path})) {
-      volumes.push_back(*volume);
-      continue;
+    const std::optional<RarVolume> volume = inspectRarVolume({path});
+    if (!volume) {
+      const std::optional<RarVolume> joined = inspectRarVolume(paths);
+      return joined ? std::vector{*joined} : std::vector<RarVolume>();
     }
-    const std::optional<RarVolume> joined = inspectRarVolume(paths);
-    return joined ? std::vector{*joined} : std::vector<RarVolume>();
+    volumes.push_back(*volume);
   }
   return volumes;
 }

@@ -95,8 +95,8 @@ std::optional<Block> readOldBlock(VolumeStream& volume, std::uint64_t position) 
   if (type == main) {
     block.isOfVolume = (flags & 0x0001U) != 0;
     block.hasEncryptedNames = (flags & 0x0080U) != 0;
-    // Programs that use the newer volume names (0x10) mark the first volume (0x100); older ones do
-    // not.
+    // Programs that use the newer volume names (0x10) mark the first volume (0x100); with older
+    // names, the end mark may have the volume's number.
     block.isContinuation = (flags & 0x0111U) == 0x0011U;
   } else if (type == file) {
     block.kind = Block::Kind::file;
@@ -105,6 +105,8 @@ std::optional<Block> readOldBlock(VolumeStream& volume, std::uint64_t position) 
   } else if (type == end) {
     block.kind = Block::Kind::end;
     block.isContinued = (flags & 0x0001U) != 0;
+    reader.skip((flags & 0x0002U) != 0 ? 4 : 0);  // a check sum of the archive
+    block.isContinuation = (flags & 0x0008U) != 0 && reader.number(2) > 0;  // the volume's number
   }
   const bool isUsable = reader.isWhole() && headerSize >= fixedSize && block.size >= dataSize;
   return isUsable ? std::optional(block) : std::nullopt;

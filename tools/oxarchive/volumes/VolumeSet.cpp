@@ -79,7 +79,7 @@ class Numbering {
 
   std::string nameOf(unsigned index) const {
     if (kind_ != Kind::letter) {
-      return before_ + digitsOf(index) + after_;
+      return before_ + writeNumber(numberOf(index), width_) + after_;
     }
     const bool isUpperCase = g_ascii_isupper(given_.front()) != 0;
     if (index == 0) {
@@ -98,10 +98,14 @@ class Numbering {
     }
     const std::string_view counted =
         name.substr(before_.size(), name.size() - before_.size() - after_.size());
-    const std::optional<unsigned> index =
-        kind_ == Kind::letter ? letteredIndex(counted).value_or(0) : indexOfDigits(counted);
+    const std::optional<unsigned> number =
+        kind_ == Kind::letter ? letteredIndex(counted).value_or(0) : readNumber(counted);
+    if (!number || *number < first_) {
+      return std::nullopt;
+    }
+    const unsigned index = indexOfNumber(*number);
     // Another spelling, such as more zeros, is another file.
-    return index && nameOf(*index) == name ? index : std::nullopt;
+    return nameOf(index) == name ? std::optional(index) : std::nullopt;
   }
 
   // This, and the same with fewer digits: "x.part10.rar" may belong to the set of "x.part1.rar",
@@ -122,7 +126,7 @@ class Numbering {
     }
     Numbering result = *this;
     result.first_ = 0;
-    result.isWidening_ = width_ == 2 && exists(folder_ + before_ + "9000");
+    result.isLeaping_ = width_ == 2 && exists(folder_ + before_ + "9000");
     return result;
   }
 
@@ -151,30 +155,34 @@ class Numbering {
  private:
   enum class Kind { part, number, letter };
 
-  // After "89", `split -d` goes on with "9000", after "9899" with "990000".
-  static constexpr unsigned widenedAt = 90;
+  struct Leap {
+    unsigned index;
+    unsigned number;
+  };
+  // `split -d` gives the numbers after 89 two digits more, and so on, so that the names stay
+  // sorted.
+  static constexpr std::array<Leap, 3> leaps{{{90, 9000}, {990, 990'000}, {9990, 99'900'000}}};
 
   static std::regex icase(const char* form) { return std::regex(form, std::regex::icase); }
 
-  std::string digitsOf(unsigned index) const {
-    std::string nines;
-    for (unsigned count = widenedAt; isWidening_ && index >= count; count *= 10) {
-      index -= count;
-      nines += '9';
+  unsigned numberOf(unsigned index) const {
+    unsigned number = first_ + index;
+    for (const Leap& leap : leaps) {
+      if (isLeaping_ && index >= leap.index) {
+        number = leap.number + index - leap.index;
+      }
     }
-    return nines + writeNumber(first_ + index, width_ + nines.size());
+    return number;
   }
 
-  std::optional<unsigned> indexOfDigits(std::string_view digits) const {
-    unsigned passed = 0;
-    for (unsigned count = widenedAt;
-         isWidening_ && readNumber(digits) && digits.size() > width_ && digits.starts_with('9');
-         count *= 10) {
-      digits.remove_prefix(1);
-      passed += count;
+  unsigned indexOfNumber(unsigned number) const {
+    unsigned index = number - first_;
+    for (const Leap& leap : leaps) {
+      if (isLeaping_ && number >= leap.number) {
+        index = leap.index + number - leap.number;
+      }
     }
-    const std::optional<unsigned> number = readNumber(digits);
-    return number && *number >= first_ ? std::optional(passed + *number - first_) : std::nullopt;
+    return index;
   }
 
   Numbering(Kind kind, std::string folder, const std::smatch& parts)
@@ -193,7 +201,7 @@ class Numbering {
   std::string after_;
   std::size_t width_;
   unsigned first_;  // the number of the first volume
-  bool isWidening_ = false;
+  bool isLeaping_ = false;
 };
 
 // The signature of the archive that starts with this file; "" if none does.
@@ -269,16 +277,9 @@ std::set<unsigned> presentVolumes(const Numbering& numbering) {
 
 // Chooses the width of the number with which most files belong to the set.
 std::string nameOfMissingFirst(const Numbering& numbering) {
-  std::size_t most = 0;
-  std::string name;
-  for (const Numbering& candidate : numbering.ofAllWidths()) {
-    const std::size_t count = presentVolumes(candidate).size();
-    if (count > most) {
-      most = count;
-      name = candidate.nameOf(0);
-    }
-  }
-  return name;
+  const std::vector<Numbering> candidates = numbering.ofAllWidths();
+  const auto countVolumes = [](const Numbering& each) { return presentVolumes(each).size(); };
+  return std::ranges::max_element(candidates, {}, countVolumes)->nameOf(0);
 }
 
 constexpr const char* notTheFirst =
