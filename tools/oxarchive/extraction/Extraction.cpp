@@ -170,19 +170,24 @@ class Extraction {
     return static_cast<std::uint64_t>(OXGetTotalFolderSize(job_.folder));
   }
 
-  // Returns whether everything was extracted.
-  bool tellResult(const std::string& damage) {
+  // Returns whether everything was extracted. The last reason says that the folder is incomplete.
+  bool tellResult(std::string reason) {
+    if (reason.empty() && failures_ > encrypted_) {
+      reason = std::to_string(failures_) + " of its entries could not be extracted";
+    }
     if (encrypted_ > 0) {
-      tell(std::to_string(encrypted_) + " of its entries cannot be read: " + whyEncrypted_);
+      const std::string unread =
+          std::to_string(encrypted_) + " of its entries cannot be read: " + whyEncrypted_;
+      if (reason.empty()) {
+        reason = unread;
+      } else {
+        tell(unread);
+      }
     }
-    const bool isComplete = damage.empty() && failures_ == 0;
-    if (!isComplete) {
-      const std::string why =
-          damage.empty() ? std::to_string(failures_) + " of its entries could not be extracted"
-                         : damage;
-      tell(why + "; the folder " + printable(job_.folder) + " is incomplete");
+    if (!reason.empty()) {
+      tell(reason + "; the folder " + printable(job_.folder) + " is incomplete");
     }
-    return isComplete;
+    return reason.empty();
   }
 
   void showProgress() { console_.showProgress(label_, reader_.position(), reader_.size()); }

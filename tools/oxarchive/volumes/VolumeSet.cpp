@@ -18,6 +18,7 @@
 #include "system/Files.h"
 #include "system/PathText.h"
 #include "volumes/RarVolume.h"
+#include "volumes/VolumeStream.h"
 
 namespace oxarchive {
 namespace {
@@ -212,7 +213,7 @@ std::string_view markOf(const std::string& path) {
        "!<arch>\n"sv, "MSCF"sv, "xar!"sv, "\x1F\x8B\x08"sv, "\x1F\x9D\x90"sv, "BZh"sv,
        "\xFD\x37zXZ\0"sv, "\x5D\0\0"sv, "LZIP"sv, "\x28\xB5\x2F\xFD"sv, "\x04\x22\x4D\x18"sv,
        "\xED\xAB\xEE\xDB"sv});
-  const RegularFile file = openRegularFile(path, printable(path));
+  VolumeStream file({path});
   const auto has = [&](std::string_view mark, std::uint64_t offset) {
     return file.read(offset, mark.size()) == mark;
   };
