@@ -170,24 +170,20 @@ class Extraction {
     return static_cast<std::uint64_t>(OXGetTotalFolderSize(job_.folder));
   }
 
-  // Returns whether everything was extracted. The last reason says that the folder is incomplete.
-  bool tellResult(std::string reason) {
-    if (reason.empty() && failures_ > encrypted_) {
-      reason = std::to_string(failures_) + " of its entries could not be extracted";
-    }
+  // Returns whether everything was extracted.
+  bool tellResult(const std::string& damage) {
+    const std::string incomplete = "; the folder " + printable(job_.folder) + " is incomplete";
+    const bool isRestWhole = damage.empty() && failures_ == encrypted_;
     if (encrypted_ > 0) {
-      const std::string unread =
-          std::to_string(encrypted_) + " of its entries cannot be read: " + whyEncrypted_;
-      if (reason.empty()) {
-        reason = unread;
-      } else {
-        tell(unread);
-      }
+      tell(std::to_string(encrypted_) + " of its entries cannot be read: " + whyEncrypted_ +
+           (isRestWhole ? incomplete : ""));
     }
-    if (!reason.empty()) {
-      tell(reason + "; the folder " + printable(job_.folder) + " is incomplete");
+    if (!isRestWhole) {
+      const std::string failed =
+          std::to_string(failures_) + " of its entries could not be extracted";
+      tell((damage.empty() ? failed : damage) + incomplete);
     }
-    return reason.empty();
+    return isRestWhole && encrypted_ == 0;
   }
 
   void showProgress() { console_.showProgress(label_, reader_.position(), reader_.size()); }

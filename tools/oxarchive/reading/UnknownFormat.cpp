@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <string_view>
 
-#include "console/Printable.h"
 #include "volumes/VolumeStream.h"
 
 namespace oxarchive {

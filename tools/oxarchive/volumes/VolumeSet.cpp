@@ -80,7 +80,7 @@ class Numbering {
 
   std::string nameOf(unsigned index) const {
     if (kind_ != Kind::letter) {
-      return before_ + writeNumber(numberOf(index), width_) + after_;
+      return before_ + writeNumber(*convert(index, &Start::index, &Start::number), width_) + after_;
     }
     const bool isUpperCase = g_ascii_isupper(given_.front()) != 0;
     if (index == 0) {
@@ -101,12 +101,10 @@ class Numbering {
         name.substr(before_.size(), name.size() - before_.size() - after_.size());
     const std::optional<unsigned> number =
         kind_ == Kind::letter ? letteredIndex(counted).value_or(0) : readNumber(counted);
-    if (!number || *number < first_) {
-      return std::nullopt;
-    }
-    const unsigned index = indexOfNumber(*number);
+    const std::optional<unsigned> index =
+        number ? convert(*number, &Start::number, &Start::index) : std::nullopt;
     // Another spelling, such as more zeros, is another file.
-    return nameOf(index) == name ? std::optional(index) : std::nullopt;
+    return index && nameOf(*index) == name ? index : std::nullopt;
   }
 
   // This, and the same with fewer digits: "x.part10.rar" may belong to the set of "x.part1.rar",
@@ -126,8 +124,11 @@ class Numbering {
       return std::nullopt;
     }
     Numbering result = *this;
-    result.first_ = 0;
-    result.isLeaping_ = width_ == 2 && exists(folder_ + before_ + "9000");
+    result.starts_ = {{0, 0}};
+    // After 89, `split -d` goes on with two digits more, so that the names stay sorted.
+    if (width_ == 2 && exists(folder_ + before_ + "9000")) {
+      result.starts_ = {{0, 0}, {90, 9000}, {990, 990'000}, {9990, 99'900'000}};
+    }
     return result;
   }
 
@@ -156,34 +157,20 @@ class Numbering {
  private:
   enum class Kind { part, number, letter };
 
-  struct Leap {
+  // From the volume with this index on, the numbers count from this one.
+  struct Start {
     unsigned index;
     unsigned number;
   };
-  // `split -d` gives the numbers after 89 two digits more, and so on, so that the names stay
-  // sorted.
-  static constexpr std::array<Leap, 3> leaps{{{90, 9000}, {990, 990'000}, {9990, 99'900'000}}};
 
   static std::regex icase(const char* form) { return std::regex(form, std::regex::icase); }
 
-  unsigned numberOf(unsigned index) const {
-    unsigned number = first_ + index;
-    for (const Leap& leap : leaps) {
-      if (isLeaping_ && index >= leap.index) {
-        number = leap.number + index - leap.index;
-      }
-    }
-    return number;
-  }
-
-  unsigned indexOfNumber(unsigned number) const {
-    unsigned index = number - first_;
-    for (const Leap& leap : leaps) {
-      if (isLeaping_ && number >= leap.number) {
-        index = leap.index + number - leap.number;
-      }
-    }
-    return index;
+  // Converts an index to a number, or back.
+  std::optional<unsigned> convert(unsigned value, unsigned Start::*from,
+                                  unsigned Start::*to) const {
+    const auto after = std::ranges::upper_bound(starts_, value, {}, from);
+    return after == starts_.begin() ? std::nullopt
+                                    : std::optional(value - after[-1].*from + after[-1].*to);
   }
 
   Numbering(Kind kind, std::string folder, const std::smatch& parts)
@@ -193,7 +180,7 @@ class Numbering {
         given_(parts[2]),
         after_(parts[3]),
         width_(given_.size()),
-        first_(kind == Kind::letter ? 0 : 1) {}
+        starts_{{0, kind == Kind::letter ? 0U : 1U}} {}
 
   Kind kind_;
   std::string folder_;
@@ -201,8 +188,7 @@ class Numbering {
   std::string given_;  // the number or extension of the file that was given
   std::string after_;
   std::size_t width_;
-  unsigned first_;  // the number of the first volume
-  bool isLeaping_ = false;
+  std::vector<Start> starts_;
 };
 
 // The signature of the archive that starts with this file; "" if none does.
