@@ -80,7 +80,8 @@ class Numbering {
 
   std::string nameOf(unsigned index) const {
     if (kind_ != Kind::letter) {
-      return before_ + writeNumber(*convert(index, &Start::index, &Start::number), width_) + after_;
+      return before_ + writeNumber(convert(index, &Start::index, &Start::number).value(), width_) +
+             after_;
     }
     const bool isUpperCase = g_ascii_isupper(given_.front()) != 0;
     if (index == 0) {
