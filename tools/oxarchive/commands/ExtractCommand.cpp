@@ -105,7 +105,9 @@ Descriptor openNewFolder(const std::string& path) {
 }
 
 // A report in memory that this process shares with its children.
-std::shared_ptr<ExtractionReport> newSharedReport() {
+using SharedReport = std::shared_ptr<ExtractionReport>;
+
+SharedReport newSharedReport() {
   void* const memory = ::mmap(nullptr, sizeof(ExtractionReport), PROT_READ | PROT_WRITE,
                               MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) {
@@ -203,7 +205,7 @@ class Extractions {
     made.add(folder);
     const ExtractionJob job{archive,         volumes.paths, password_,
                             options_.limits, folder,        openNewFolder(folder)};
-    const std::shared_ptr<ExtractionReport> report = newSharedReport();
+    const SharedReport report = newSharedReport();
     WorkerProcess worker([&] { return static_cast<int>(extractCaged(job, *report, console_)); });
     worker.readAll();
     const WorkerEnd end = worker.wait();
