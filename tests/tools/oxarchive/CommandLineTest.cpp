@@ -228,6 +228,17 @@ TEST_F(CommandLine, DrawsAProgressBarOnATerminal) {
   EXPECT_EQ(runIn("dumb").errors, "");
   EXPECT_EQ(runIn("").errors, "");
   remove({"a.tar", "a", "a (1)", "a (2)"});
+
+  // With a name of seven characters, three of which take two cells, the line is as wide.
+  writeArchive(in("日本語.tar"), someItems());
+  const std::string wide =
+      oxarchive({"extract", "日本語.tar"}, {.folder = work(),
+                                            .errorsOnTerminal = true,
+                                            .beforeExec = [] { ::setenv("TERM", "xterm", 1); }})
+          .errors;
+  const std::string frame = "  [] 100%";
+  EXPECT_EQ(wide.find(']') - wide.find("  [") - 3, 79 - 10 - frame.size()) << PrintToString(wide);
+  remove({"日本語.tar", "日本語"});
 }
 
 TEST_F(CommandLine, MessagesDoNotMixWithTheProgressBar) {

@@ -208,6 +208,45 @@ TEST_F(Hostile, LinksOverLinks) {
                   {"a/f", "file contents"}}));
 }
 
+TEST_F(Hostile, LinksThroughLinksThatLeadOut) {
+  const std::string out = in("outside");
+  EXPECT_EQ(extract({symbolicLink("a", "out/secret"), symbolicLink("out", out), folder("d/"),
+                     symbolicLink("d/b", "../out"), symbolicLink("e", "a"), symbolicLink("in", "d"),
+                     symbolicLink("gone", "out"), file("gone"), hardLink("f", "a")},
+                    {}, {}, {"a", "d/b", "e", "f", "out"}),
+            (Tree{{"a", "link to out/secret"},
+                  {"d", "folder"},
+                  {"d/b", "link to ../out"},
+                  {"e", "link to a"},
+                  {"f", "link to out/secret"},
+                  {"gone", "file contents"},
+                  {"in", "link to d"},
+                  {"out", "link to " + out}}));
+  // Links in a circle lead nowhere.
+  writeArchive(in("h.x"), {symbolicLink("a", "b"), symbolicLink("b", "a"), symbolicLink("c", out)});
+  EXPECT_EQ(oxarchive({"extract", in("h.x")}).errors,
+            "oxarchive: " + in("h.x") + ": 1 of the links in it lead out of the folder " + in("h") +
+                "\n");
+  remove({"h", "h.x"});
+}
+
+// One that cannot be made keeps no other from being made.
+TEST_F(Hostile, LinksThatAreTooLong) {
+  const std::string longTarget = "/" + std::string(5000, 'x');
+  const ArchiveOptions options{.format = ::archive_write_set_format_gnutar};
+  EXPECT_EQ(
+      extract({file("ok"), symbolicLink("a", "/etc/passwd"), symbolicLink("b", longTarget),
+               symbolicLink("c", "/etc/passwd"), symbolicLink("d", longTarget.substr(1))},
+              {"b", "d"}, options, {"a", "c"}),
+      (Tree{{"a", "link to /etc/passwd"}, {"c", "link to /etc/passwd"}, {"ok", "file contents"}}));
+  // Nothing else is in the archive.
+  EXPECT_EQ(extract({symbolicLink("b", longTarget)}, {"b"}, options), Tree());
+  writeArchive(in("h.x"), {file("ok"), symbolicLink("b", longTarget)}, options);
+  EXPECT_EQ(oxarchive({"extract", in("h.x")}).output,
+            in("h.x") + " -> " + in("h") + ": 1 entry, 8 B (incomplete)\n");
+  remove({"h", "h.x"});
+}
+
 TEST_F(Hostile, NothingIsWrittenThroughALink) {
   // Not even through a link that stays inside: it could be replaced meanwhile.
   EXPECT_EQ(extract({folder("d/"), symbolicLink("l", "d"), file("l/f"), file("l/e/f"),

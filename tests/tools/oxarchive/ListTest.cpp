@@ -85,7 +85,8 @@ TEST_F(List, TellsFlagsSizesTimesKindsAndPaths) {
 TEST_F(List, TellsKindsByTheSharedDatabase) {
   ASSERT_TRUE(std::filesystem::create_directories(in("data/mime/application")));
   writeFile(in("data/mime/globs2"),
-            "50:application/x-short:*.short\n50:application/x-long:*.long\n");
+            "50:application/x-short:*.short\n50:application/x-long:*.long\n"
+            "50:application/x-wide:*.wide\n");
   const auto addKind = [&](const std::string& name, const std::string& comment) {
     writeFile(in("data/mime/application/" + name + ".xml"),
               "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
@@ -95,12 +96,16 @@ TEST_F(List, TellsKindsByTheSharedDatabase) {
   };
   addKind("x-short", "Short kind");
   addKind("x-long", "Kind that is longer than the column");
-  writeArchive(in("k.tar"), {file("a.short"), file("b.long"), file("c"), folder("d.short")});
+  // Each character takes two cells.
+  addKind("x-wide", "日本");
+  writeArchive(in("k.tar"),
+               {file("a.short"), file("b.long"), file("c"), folder("d.short"), file("e.wide")});
   EXPECT_EQ(list("k.tar").output,
             header + row("--", "8 B", "Short kind", "a.short") +
                 "--          8 B  Sep 09, 2001 01:46 AM  Kind that is longer tha…  b.long\n" +
                 row("--", "8 B", "File", "c") + row("d-", "0 B", "Folder", "d.short") +
-                "Total: 4 entries, 24 B\n");
+                "--          8 B  Sep 09, 2001 01:46 AM  日本" + std::string(20 + 2, ' ') +
+                "e.wide\n" + "Total: 5 entries, 32 B\n");
   remove({"k.tar", "data"});
 }
 

@@ -195,8 +195,10 @@ std::string oldFileBlock(const Piece& piece) {
 std::string oldVolume(const std::vector<Volume>& volumes, std::size_t index,
                       const RarOptions& options) {
   const bool isSet = volumes.size() > 1;
-  unsigned flags = isSet ? 0x0011U : 0U;
-  flags |= isSet && index == 0 ? 0x0100U : 0U;
+  const bool hasNewNames = isSet && !options.hasOldNames;
+  unsigned flags = isSet ? 0x0001U : 0U;
+  flags |= hasNewNames ? 0x0010U : 0U;
+  flags |= hasNewNames && index == 0 ? 0x0100U : 0U;
   flags |= options.hasEncryptedHeaders ? 0x0080U : 0U;
   std::string bytes("Rar!\x1A\x07\x00", 7);
   bytes += oldBlock(0x73, flags, std::string(6, '\0'));
@@ -207,7 +209,10 @@ std::string oldVolume(const std::vector<Volume>& volumes, std::size_t index,
     bytes += oldFileBlock(piece);
   }
   if (options.hasEndMarks) {
-    bytes += oldBlock(0x7B, index + 1 < volumes.size() ? 0x4001 : 0x4000, "");
+    const unsigned endFlags = index + 1 < volumes.size() ? 0x4001 : 0x4000;
+    bytes += options.hasOldNames
+                 ? oldBlock(0x7B, endFlags | 0x000AU, number(crc32(bytes), 4) + number(index, 2))
+                 : oldBlock(0x7B, endFlags, "");
   }
   return bytes;
 }

@@ -24,6 +24,7 @@ struct RarOptions {
   bool startFilesInNewVolumes = false;  // no file runs across two volumes
   bool hasEncryptedHeaders = false;
   bool hasEndMarks = true;
+  bool hasOldNames = false;  // in RAR 4: only the end marks tell the first volume from others
   bool hasSecondMainBlock = false;  // which says nothing of volumes
 };
 

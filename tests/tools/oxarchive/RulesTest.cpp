@@ -151,6 +151,12 @@ const PrintableRow printableRows[] = {
     {"\xc2\xad", R"(\xc2\xad)"},          // a soft hyphen
     {"\xe3\x85\xa4", R"(\xe3\x85\xa4)"},  // a letter that is blank
     {"e\xcc\x81", "e\xcc\x81"},           // an accent
+    {"a\xcd\x8f", R"(a\xcd\x8f)"},        // an invisible accent, U+034F
+    {"a\xe1\x9e\xb4", R"(a\xe1\x9e\xb4)"},
+    {"a\xe1\xa0\x8b", R"(a\xe1\xa0\x8b)"},
+    {"a\xef\xb8\x8f", R"(a\xef\xb8\x8f)"},  // chooses a variant, U+FE0F
+    {"a\xf3\xa0\x84\x80", R"(a\xf3\xa0\x84\x80)"},
+    {"a\xf3\xa0\x87\xaf", R"(a\xf3\xa0\x87\xaf)"},
 };
 
 TEST(Printable, LeavesNothingThatSteersATerminal) {

@@ -104,19 +104,17 @@ Descriptor openNewFolder(const std::string& path) {
   return folder;
 }
 
-struct ReportUnmapper {
-  void operator()(ExtractionReport* report) const { ::munmap(report, sizeof *report); }
-};
-using SharedReport = std::unique_ptr<ExtractionReport, ReportUnmapper>;
-
 // A report in memory that this process shares with its children.
+using SharedReport = std::shared_ptr<ExtractionReport>;
+
 SharedReport newSharedReport() {
   void* const memory = ::mmap(nullptr, sizeof(ExtractionReport), PROT_READ | PROT_WRITE,
                               MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) {
     throw std::bad_alloc();
   }
-  return SharedReport(new (memory) ExtractionReport());
+  return {new (memory) ExtractionReport(),
+          [](ExtractionReport* report) { ::munmap(report, sizeof *report); }};
 }
 
 // The volumes of an archive as items on disk; those that cannot be examined are left out.

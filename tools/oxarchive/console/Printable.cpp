@@ -15,14 +15,16 @@ bool isPlain(char c) {
 }
 
 // Whether the character is visible and harmless: no control character, no direction mark or other
-// character without a width, no blank letter.
+// invisible character, no blank letter, nothing that selects a variant of another.
 bool isHarmless(gunichar c) {
-  constexpr auto blanks = std::to_array<gunichar>({0x115F, 0x1160, 0x2800, 0x3164, 0xFFA0});
+  constexpr std::u32string_view blanks =
+      U"\u034F\u115F\u1160\u17B4\u17B5\u180B\u180C\u180D\u180F\u2800\u3164\uFFA0";
+  const bool isSelector = (c >= 0xFE00 && c <= 0xFE0F) || (c >= 0xE0100 && c <= 0xE01EF);
   constexpr auto invisible =
       std::to_array({G_UNICODE_CONTROL, G_UNICODE_FORMAT, G_UNICODE_LINE_SEPARATOR,
                      G_UNICODE_PARAGRAPH_SEPARATOR});
   return std::ranges::find(invisible, g_unichar_type(c)) == invisible.end() &&
-         std::ranges::find(blanks, c) == blanks.end();
+         blanks.find(c) == std::u32string_view::npos && !isSelector;
 }
 
 // The size of the first character.

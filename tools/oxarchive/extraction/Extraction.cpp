@@ -20,21 +20,23 @@
 namespace oxarchive {
 namespace {
 
+namespace fs = std::filesystem;
+
 mode_t fileCreationMask() {
   const mode_t mask = ::umask(077);
   ::umask(mask);
   return mask;
 }
 
-// Whether the link at `path` in the folder leads out of it, directly or through other links.
-bool leadsOut(const std::string& folder, const std::string& path) {
-  namespace fs = std::filesystem;
+// Whether the link at `path` in the canonical folder `top` leads out of it, directly or through
+// other links. Links in a circle lead nowhere.
+bool leadsOut(const fs::path& top, const std::string& path) {
   std::error_code error;
-  const fs::path top = fs::weakly_canonical(folder, error);
   const fs::path link = top / path;
   const fs::path target =
       fs::weakly_canonical(link.parent_path() / fs::read_symlink(link, error), error);
-  return error || !(target.string() + "/").starts_with(top.string() + "/");
+  return error ? error != std::errc::too_many_symbolic_link_levels
+               : !(target.string() + "/").starts_with(top.string() + "/");
 }
 
 class Extraction {
@@ -53,11 +55,14 @@ class Extraction {
     std::string damage;
     try {
       damage = extractAll(extractor);
+      makeDelayedLinks(extractor);
+      if (report_.entries == 0 && failures_ > 0) {
+        throw ArchiveFailure("nothing in it could be extracted");
+      }
     } catch (...) {
       extractor.discard();
       throw;
     }
-    makeDelayedLinks(extractor);
     // Before `finish`: the archive's permissions may make folders unreadable to this process.
     report_.size = extractedSize();
     report_.isSizeKnown = true;
@@ -85,25 +90,25 @@ class Extraction {
     if (encrypted_ > 0 && bytes_ == 0) {
       throw ArchiveFailure(whyEncrypted_);
     }
-    if (report_.entries == 0 && failures_ > 0) {
-      throw ArchiveFailure("nothing in it could be extracted");
-    }
     return "";
   }
 
   void makeDelayedLinks(SafeExtractor& extractor) {
-    try {
-      std::uint64_t count = 0;
-      for (const std::string& path : extractor.makeDelayedLinks()) {
-        count += leadsOut(job_.folder, path) ? 1U : 0U;
-      }
-      if (count > 0) {
-        tell(std::to_string(count) + " of the links in it lead out of the folder " +
-             printable(job_.folder));
-      }
-    } catch (const std::runtime_error& failure) {
-      tell(std::string("a link: ") + failure.what());
-      ++failures_;
+    const std::vector<std::string> links =
+        extractor.makeDelayedLinks([this](const std::string& path, const std::string& reason) {
+          tell(printable(path) + ": " + reason);
+          ++failures_;
+          --report_.entries;
+        });
+    std::error_code error;
+    const fs::path top = fs::weakly_canonical(job_.folder, error);
+    const auto count = std::ranges::count_if(links, [&top](const std::string& path) {
+      noteHeadway();
+      return leadsOut(top, path);
+    });
+    if (count > 0) {
+      tell(std::to_string(count) + " of the links in it lead out of the folder " +
+           printable(job_.folder));
     }
   }
 
@@ -115,7 +120,6 @@ class Extraction {
       tell("its absolute paths are extracted below the new folder");
     }
     checkLimit(++entriesRead_, job_.limits.entries, "entries");
-    std::uint64_t size = 0;
     markUnfinished(entry.path);
     try {
       bytes_ += extractor.extract(entry, [&] {
@@ -124,9 +128,10 @@ class Extraction {
         const std::optional<DataBlock> block = reader_.readData();
         if (block && !block->bytes.empty()) {
           noteHeadway();
-          size = block->offset + block->bytes.size();
-          checkLimit(bytes_ + size, job_.limits.size, "bytes");
         }
+        const std::uint64_t holeEnd = entry.hasHoleAtEnd ? entry.size.value_or(0) : 0;
+        const std::uint64_t end = block ? block->offset + block->bytes.size() : holeEnd;
+        checkLimit(bytes_ + end, job_.limits.size, "bytes");
         return block;
       });
       ++report_.entries;
@@ -167,17 +172,18 @@ class Extraction {
 
   // Returns whether everything was extracted.
   bool tellResult(const std::string& damage) {
+    const std::string incomplete = "; the folder " + printable(job_.folder) + " is incomplete";
+    const bool isRestWhole = damage.empty() && failures_ == encrypted_;
     if (encrypted_ > 0) {
-      tell(std::to_string(encrypted_) + " of its entries cannot be read: " + whyEncrypted_);
+      tell(std::to_string(encrypted_) + " of its entries cannot be read: " + whyEncrypted_ +
+           (isRestWhole ? incomplete : ""));
     }
-    const bool isComplete = damage.empty() && failures_ == 0;
-    if (!isComplete) {
-      const std::string why =
-          damage.empty() ? std::to_string(failures_) + " of its entries could not be extracted"
-                         : damage;
-      tell(why + "; the folder " + printable(job_.folder) + " is incomplete");
+    if (!isRestWhole) {
+      const std::string failed =
+          std::to_string(failures_) + " of its entries could not be extracted";
+      tell((damage.empty() ? failed : damage) + incomplete);
     }
-    return isComplete;
+    return isRestWhole && encrypted_ == 0;
   }
 
   void showProgress() { console_.showProgress(label_, reader_.position(), reader_.size()); }

@@ -4,9 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <tuple>
 #include <vector>
@@ -54,16 +54,6 @@ void restoreTimes(int folder, const char* name, const Times& restored) {
 // Drops the set-user-ID, set-group-ID and sticky bits.
 mode_t permissionsOf(const Entry& entry) {
   return entry.mode & 0777U;
-}
-
-std::string readLink(int parent, const std::string& name, std::string_view path) {
-  std::string target(PATH_MAX, '\0');
-  const ssize_t size = ::readlinkat(parent, name.c_str(), target.data(), target.size());
-  if (size < 0) {
-    fail(path, errno);
-  }
-  target.resize(static_cast<std::size_t>(size));
-  return target;
 }
 
 void writeAt(int file, Bytes bytes, std::uint64_t offset, std::string_view path) {
@@ -148,7 +138,7 @@ std::uint64_t SafeExtractor::extract(const Entry& entry, const ReadData& readDat
     case EntryKind::hardLink:
       return makeHardLink(path, entry, readData);
     case EntryKind::symbolicLink:
-      makeSymbolicLink(path, {entry.linkTarget, entry.times});
+      makeSymbolicLink(path, entry.linkTarget, entry.times);
       return 0;
     case EntryKind::other:
       break;
@@ -161,7 +151,7 @@ void SafeExtractor::removeEarlier(int parent, const std::string& path) {
   if (::unlinkat(parent, std::string(nameOf(path)).c_str(), 0) != 0 && errno != ENOENT) {
     fail(path, errno);
   }
-  delayedLinks_.erase(path);
+  links_.erase(path);
 }
 
 // Calls `make`, which creates an item exclusively and returns a negative number on failure. If the
@@ -268,22 +258,19 @@ std::uint64_t SafeExtractor::fillFile(Descriptor& file, int parent, const std::s
 std::uint64_t SafeExtractor::makeHardLink(const std::string& path, const Entry& entry,
                                           const ReadData& readData) {
   const std::string target = pathOfLinked(entry);
+  // A relative target means something else in another folder, so it is checked again.
+  if (const auto linked = links_.find(target); linked != links_.end()) {
+    const Link link = linked->second;
+    makeSymbolicLink(path, link.target, link.times);
+    return 0;
+  }
   const std::string targetName(nameOf(target));
   // A duplicate: opening the new name's folder may close the original.
   const Descriptor targetFolder(::fcntl(openParent(target, Missing::refuse), F_DUPFD_CLOEXEC, 0));
   struct ::stat status {};
   if (::fstatat(targetFolder.get(), targetName.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
-      S_ISDIR(status.st_mode)) {
+      !S_ISREG(status.st_mode)) {
     throw EntryFailure("it is a link to " + printable(target) + ", which was not extracted");
-  }
-  // A relative target means something else in another folder, so it is checked again.
-  if (const auto delayed = delayedLinks_.find(target); delayed != delayedLinks_.end()) {
-    makeSymbolicLink(path, Link(delayed->second));
-    return 0;
-  }
-  if (S_ISLNK(status.st_mode)) {
-    makeSymbolicLink(path, {readLink(targetFolder.get(), targetName, target)});
-    return 0;
   }
   const int parent = openParent(path, Missing::make);
   const std::string name(nameOf(path));
@@ -312,18 +299,20 @@ std::uint64_t SafeExtractor::fillLinkedFile(int parent, const std::string& path,
                   [&] { return first ? std::exchange(first, std::nullopt) : readData(); });
 }
 
-void SafeExtractor::makeSymbolicLink(const std::string& path, const Link& link) {
-  if (link.target.empty()) {
+void SafeExtractor::makeSymbolicLink(const std::string& path, const std::string& target,
+                                     const Times& times) {
+  if (target.empty()) {
     throw EntryFailure("it is a link without a target");
   }
-  if (!linkStaysInFolder(path, link.target)) {
+  const Link link{target, times, !linkStaysInFolder(path, target)};
+  if (link.isDelayed) {
     const int parent = openParent(path, Missing::make);
     const Descriptor place(replaceEarlier(
         parent, path, [&] { return createFile(parent, std::string(nameOf(path)), 0); }));
-    delayedLinks_[path] = link;
-    return;
+  } else {
+    placeSymbolicLink(path, link, Missing::make);
   }
-  placeSymbolicLink(path, link, Missing::make);
+  links_[path] = link;
 }
 
 void SafeExtractor::placeSymbolicLink(const std::string& path, const Link& link, Missing missing) {
@@ -334,13 +323,24 @@ void SafeExtractor::placeSymbolicLink(const std::string& path, const Link& link,
   restoreTimes(parent, name.c_str(), link.times);
 }
 
-std::vector<std::string> SafeExtractor::makeDelayedLinks() {
-  std::vector<std::string> paths;
-  for (const auto& [path, link] : std::exchange(delayedLinks_, {})) {
-    placeSymbolicLink(path, link, Missing::refuse);
-    paths.push_back(path);
+std::vector<std::string> SafeExtractor::makeDelayedLinks(const LinkFailed& failed) {
+  const Links links = std::exchange(links_, {});
+  std::vector<std::string> made;
+  if (std::ranges::none_of(links, [](const auto& each) { return each.second.isDelayed; })) {
+    return made;
   }
-  return paths;
+  for (const auto& [path, link] : links) {
+    try {
+      if (link.isDelayed) {
+        removeFile(path);
+        placeSymbolicLink(path, link, Missing::refuse);
+      }
+      made.push_back(path);
+    } catch (const std::runtime_error& failure) {
+      failed(path, failure.what());
+    }
+  }
+  return made;
 }
 
 void SafeExtractor::finish() {

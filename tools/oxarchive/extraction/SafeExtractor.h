@@ -38,9 +38,12 @@ class SafeExtractor {
   // if no other could be made either; nothing is left of it.
   std::uint64_t extract(const Entry& entry, const ReadData& readData);
 
-  // Makes the symbolic links that may lead out of the folder, and returns their paths in it. Call
-  // once, after the last entry.
-  std::vector<std::string> makeDelayedLinks();
+  // Takes the path of a symbolic link that cannot be made, and the reason.
+  using LinkFailed = std::function<void(const std::string&, const std::string&)>;
+
+  // Makes the symbolic links that may lead out of the folder. If there are any, returns the paths
+  // of all symbolic links, since others may lead out through them. Call once, after the last entry.
+  std::vector<std::string> makeDelayedLinks(const LinkFailed& failed);
 
   // Sets the permissions and times of the folders, once everything in them is made. Call once, at
   // the end.
@@ -60,8 +63,10 @@ class SafeExtractor {
 
   struct Link {
     std::string target;
-    Times times{};
+    Times times;
+    bool isDelayed;
   };
+  using Links = std::map<std::string, Link>;
 
   enum class Missing { make, refuse };
 
@@ -75,7 +80,7 @@ class SafeExtractor {
   std::uint64_t makeHardLink(const std::string& path, const Entry& entry, const ReadData& readData);
   std::uint64_t fillLinkedFile(int parent, const std::string& path, const Entry& entry,
                                const ReadData& readData);
-  void makeSymbolicLink(const std::string& path, const Link& link);
+  void makeSymbolicLink(const std::string& path, const std::string& target, const Times& times);
   void placeSymbolicLink(const std::string& path, const Link& link, Missing missing);
   void removeEarlier(int parent, const std::string& path);
   template <typename Make>
@@ -85,7 +90,7 @@ class SafeExtractor {
   mode_t mask_;
   // The folders that were made, a folder after those in it.
   std::map<std::string, FolderAttributes, std::greater<>> folders_;
-  std::map<std::string, Link> delayedLinks_;
+  Links links_;  // the symbolic ones
   // The folder that was opened last, cached because entries come folder by folder.
   std::string lastPath_;
   Descriptor last_;

@@ -17,13 +17,15 @@ namespace {
 
 constexpr std::uint64_t tarBlockSize = 512;
 
-constexpr const char* notDecryptable = "it is encrypted, and only ZIP archives can be decrypted";
+constexpr const char* notDecryptable =
+    "it is encrypted, and only ZIP archives can be decrypted; 7-Zip decrypts others";
 
-// libarchive takes the format with the highest bid. For these two it is lower than the ZIP
-// reader's, which may have found the end of a ZIP archive stored inside.
-bool startsAsRarOrLha(std::string_view text) {
+// libarchive takes the format with the highest bid. For RAR, LHA and binary cpio it is lower than
+// the ZIP reader's, which may have found the end of a ZIP archive stored inside.
+bool bidsLessThanZip(std::string_view text) {
   const bool isLha = text.size() >= 7 && text.substr(2, 2) == "-l" && text[6] == '-';
-  return isLha || text.starts_with("Rar!\x1A\x07");
+  return isLha || text.starts_with("Rar!\x1A\x07") || text.starts_with("\xC7\x71") ||
+         text.starts_with("\x71\xC7");
 }
 
 // An end-of-central-directory record followed by nothing but its comment.
@@ -51,7 +53,7 @@ void supportFormats(struct ::archive* archive, ByteSource& source, bool isSeekab
   const std::string_view text(reinterpret_cast<const char*>(start.data()), start.size());
   if (isEmptyZip(text)) {
     ::archive_read_support_format_zip_streamable(archive);
-  } else if (isSeekable && !startsAsRarOrLha(text)) {
+  } else if (isSeekable && !bidsLessThanZip(text)) {
     ::archive_read_support_format_zip_seekable(archive);
   }
 }
@@ -103,23 +105,35 @@ Entry toEntry(struct ::archive_entry* entry) {
   return result;
 }
 
+// The RAR volumes that the files are, or the one that was split into them; none for other formats.
+std::vector<RarVolume> inspectRarVolumes(const std::vector<std::string>& paths) {
+  std::vector<RarVolume> volumes;
+  for (const std::string& path : paths) {
+    const std::optional<RarVolume> volume = inspectRarVolume({path});
+    if (!volume) {
+      const std::optional<RarVolume> joined = inspectRarVolume(paths);
+      return joined ? std::vector{*joined} : std::vector<RarVolume>();
+    }
+    volumes.push_back(*volume);
+  }
+  return volumes;
+}
+
 }  // namespace
 
 ArchiveReader::ArchiveReader(const std::vector<std::string>& paths, OXString password)
-    : paths_(paths), stream_(paths), password_(std::move(password)) {
+    : paths_(paths),
+      stream_(paths),
+      rarVolumes_(inspectRarVolumes(paths)),
+      password_(std::move(password)) {
   if (stream_.size() == 0) {
     throw ArchiveFailure("it is empty, not an archive");
   }
-  for (const std::string& path : paths) {
-    const std::optional<RarVolume> volume = inspectRarVolume(path);
-    if (!volume) {
-      break;
-    }
-    if (volume->hasEncryptedNames) {
+  for (const RarVolume& volume : rarVolumes_) {
+    if (volume.hasEncryptedNames) {
       throw ArchiveFailure(notDecryptable);
     }
-    rarEntries_.insert(rarEntries_.end(), volume->entries.begin(), volume->entries.end());
-    rarVolumes_.push_back(*volume);
+    rarEntries_.insert(rarEntries_.end(), volume.entries.begin(), volume.entries.end());
   }
   decompressed_ = decompressed(stream_);
   open(0);
@@ -211,7 +225,8 @@ std::optional<DataBlock> ArchiveReader::readData() {
     fail();
   }
   if (result != ARCHIVE_OK || offset < 0) {
-    throw EntryFailure(failureReason(archive_.get()));
+    const std::string reason = failureReason(archive_.get());
+    throw EntryFailure(reason + (reason.starts_with("Unsupported") ? "; 7-Zip may read it" : ""));
   }
   // An empty block has a null address, for which zlib would reset the checksum.
   if (!rarEntries_.empty() && size > 0) {
@@ -304,13 +319,15 @@ void ArchiveReader::checkEnd(std::uint64_t lastEntryEnd) {
   }
   // Some programs append a line feed to an archive, as to a text.
   const bool isBlank = feed_->blankEndStart() <= end;
-  const bool hasLineFeed = isBlank && feed_->endsWithLineFeed();
+  const bool hasLineFeed = isBlank && feed_->endsWithLineFeedAfter(lastEntryEnd);
   if (format == ARCHIVE_FORMAT_TAR && end - lastEntryEnd < tarBlockSize && !hasLineFeed) {
     throw ArchiveFailure("it has no end mark, so it may have been cut short");
   }
   for (std::size_t i = 0; i < rarVolumes_.size(); ++i) {
     if (rarVolumes_[i].ending == RarVolume::Ending::cutShort) {
-      throw ArchiveFailure(printable(paths_[i]) + " is cut short");
+      // One that was split ends in the last file.
+      const std::size_t last = paths_.size() - rarVolumes_.size() + i;
+      throw ArchiveFailure(printable(paths_[last]) + " is cut short");
     }
   }
   if (format == ARCHIVE_FORMAT_RAR_V5 &&

@@ -141,14 +141,14 @@ class FilteredStream final : public ByteSource {
     supportOwnFilters(archive_.get());
     ::archive_read_support_format_raw(archive_.get());
     const bool isOpen = feed_.open(archive_.get());
-    // The last filter stands for the file itself.
-    isFiltered_ = ::archive_filter_count(archive_.get()) > 1;
+    // The last filter stands for the file itself. Without any, the data of one could not be read.
+    isFiltered_ = ::archive_filter_count(archive_.get()) != 1;
     struct ::archive_entry* entry = nullptr;
     isAtEnd_ = !isOpen || ::archive_read_next_header(archive_.get(), &entry) != ARCHIVE_OK;
     feed_.rethrow();
     if (isAtEnd_ && isFiltered_) {
       feed_.rethrowDamage();
-      throw ArchiveFailure("its compressed data is empty or damaged");
+      throw ArchiveFailure("its compressed data is empty, damaged or cut short");
     }
   }
 

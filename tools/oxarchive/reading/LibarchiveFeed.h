@@ -63,7 +63,10 @@ class LibarchiveFeed {
   // The offset in the feed from which everything read so far is zeros and line feeds.
   std::uint64_t blankEndStart() const { return blankEndStart_; }
 
-  bool endsWithLineFeed() const { return lastByte_ == std::byte{'\n'}; }
+  // Whether bytes follow the offset `end`, and the last of them is a line feed.
+  bool endsWithLineFeedAfter(std::uint64_t end) const {
+    return offset_ > end && lastByte_ == std::byte{'\n'};
+  }
 
  private:
   static la_ssize_t read(struct ::archive* archive, void* self, const void** block);

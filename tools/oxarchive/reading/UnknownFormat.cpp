@@ -5,8 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "console/Printable.h"
-#include "system/Files.h"
+#include "volumes/VolumeStream.h"
 
 namespace oxarchive {
 namespace {
@@ -58,7 +57,7 @@ bool isNamedAsZipVolume(const std::string& path) {
 
 std::string reasonForUnknownFormat(const std::string& path) {
   constexpr std::uint64_t largestZipEnd = 22 + 65535;
-  const RegularFile file = openRegularFile(path, printable(path));
+  VolumeStream file({path});
   const std::string start = file.read(0, 64);
   const std::uint64_t zipEnd = file.size() - std::min(file.size(), largestZipEnd);
   const auto* const format = std::ranges::find_if(foreignFormats, [&](const ForeignFormat& each) {

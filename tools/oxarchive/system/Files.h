@@ -65,15 +65,6 @@ struct RegularFile {
   struct ::stat status {};
 
   std::uint64_t size() const { return static_cast<std::uint64_t>(status.st_size); }
-
-  // At most `count` bytes from `offset` on; fewer at the end of the file, none on an error.
-  std::string read(std::uint64_t offset, std::size_t count) const {
-    std::string bytes(offset < size() ? count : 0, '\0');
-    const ssize_t result =
-        ::pread(descriptor.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
-    bytes.resize(result > 0 ? static_cast<std::size_t>(result) : 0);
-    return bytes;
-  }
 };
 
 // Throws ArchiveFailure, whose text calls the file `subject`, if it cannot be opened. Never blocks,

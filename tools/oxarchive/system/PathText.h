@@ -27,7 +27,8 @@ std::string_view nameOf(std::string_view path);
 std::string folderOf(const std::string& path);
 
 // Whether a symbolic link at `path` (from `pathInFolder`) to `target` certainly stays in the
-// folder, whatever other links the target passes through. The parents of `path` are real folders.
+// folder, if all other links that the target passes through do. The parents of `path` are real
+// folders.
 // ".." is allowed only at the start of a target: after a name its meaning depends on where that
 // name leads.
 //

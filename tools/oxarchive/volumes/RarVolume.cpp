@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "console/Failure.h"
-#include "system/Files.h"
 #include "system/Interruption.h"
+#include "volumes/VolumeStream.h"
 
 namespace oxarchive {
 namespace {
@@ -17,7 +17,7 @@ namespace {
 // or of the header's first 64 bytes they read as 0, and `isWhole` is false.
 class HeaderReader {
  public:
-  HeaderReader(const RegularFile& file, std::uint64_t position) : bytes_(file.read(position, 64)) {}
+  HeaderReader(VolumeStream& file, std::uint64_t position) : bytes_(file.read(position, 64)) {}
 
   std::uint64_t number(std::size_t size) {
     std::uint64_t value = 0;
@@ -72,7 +72,7 @@ struct Block {
 };
 
 // A block of RAR 1.5 to 4.
-std::optional<Block> readOldBlock(const RegularFile& volume, std::uint64_t position) {
+std::optional<Block> readOldBlock(VolumeStream& volume, std::uint64_t position) {
   enum : unsigned { main = 0x73, file = 0x74, service = 0x7A, end = 0x7B };
   constexpr std::size_t fixedSize = 7;
   Block block;
@@ -95,8 +95,8 @@ std::optional<Block> readOldBlock(const RegularFile& volume, std::uint64_t posit
   if (type == main) {
     block.isOfVolume = (flags & 0x0001U) != 0;
     block.hasEncryptedNames = (flags & 0x0080U) != 0;
-    // Programs that use the newer volume names (0x10) mark the first volume (0x100); older ones do
-    // not.
+    // Programs that use the newer volume names (0x10) mark the first volume (0x100); with older
+    // names, the end mark may have the volume's number.
     block.isContinuation = (flags & 0x0111U) == 0x0011U;
   } else if (type == file) {
     block.kind = Block::Kind::file;
@@ -105,13 +105,15 @@ std::optional<Block> readOldBlock(const RegularFile& volume, std::uint64_t posit
   } else if (type == end) {
     block.kind = Block::Kind::end;
     block.isContinued = (flags & 0x0001U) != 0;
+    reader.skip((flags & 0x0002U) != 0 ? 4 : 0);  // a check sum of the archive
+    block.isContinuation = (flags & 0x0008U) != 0 && reader.number(2) > 0;  // the volume's number
   }
   const bool isUsable = reader.isWhole() && headerSize >= fixedSize && block.size >= dataSize;
   return isUsable ? std::optional(block) : std::nullopt;
 }
 
 // Whether the extra records of a block, from `start` to `end`, include an encryption record.
-bool hasEncryptionRecord(const RegularFile& volume, std::uint64_t start, std::uint64_t end) {
+bool hasEncryptionRecord(VolumeStream& volume, std::uint64_t start, std::uint64_t end) {
   constexpr std::uint64_t encryptionRecord = 1;
   for (std::uint64_t position = start; position < end;) {
     HeaderReader reader(volume, position);
@@ -130,7 +132,7 @@ bool hasEncryptionRecord(const RegularFile& volume, std::uint64_t start, std::ui
 }
 
 // A block of RAR 5.
-std::optional<Block> readNewBlock(const RegularFile& volume, std::uint64_t position) {
+std::optional<Block> readNewBlock(VolumeStream& volume, std::uint64_t position) {
   enum : unsigned { main = 1, file = 2, encryption = 4, end = 5 };
   constexpr std::uint64_t largestHeader = std::uint64_t{1} << 21U;
   Block block;
@@ -192,7 +194,7 @@ bool takeBlock(const Block& block, RarVolume& volume) {
 
 struct RarFormat {
   std::string_view signature;
-  std::optional<Block> (*readBlock)(const RegularFile& volume, std::uint64_t position);
+  std::optional<Block> (*readBlock)(VolumeStream& volume, std::uint64_t position);
   bool isNew;
 };
 
@@ -202,7 +204,7 @@ constexpr auto rarFormats =
 
 // Reads the blocks to the end marker, which old programs did not write, or to where the rest is
 // encrypted.
-RarVolume readBlocks(const RegularFile& file, const RarFormat& format) {
+RarVolume readBlocks(VolumeStream& file, const RarFormat& format) {
   RarVolume volume{.isNewFormat = format.isNew};
   std::uint64_t position = format.signature.size();
   while (position < file.size()) {
@@ -223,9 +225,9 @@ RarVolume readBlocks(const RegularFile& file, const RarFormat& format) {
 
 }  // namespace
 
-std::optional<RarVolume> inspectRarVolume(const std::string& path) {
+std::optional<RarVolume> inspectRarVolume(const std::vector<std::string>& paths) {
   try {
-    const RegularFile file = openRegularFile(path, "it");
+    VolumeStream file(paths);
     const std::string start = file.read(0, 8);
     const auto* const format = std::ranges::find_if(
         rarFormats, [&](const RarFormat& each) { return start.starts_with(each.signature); });

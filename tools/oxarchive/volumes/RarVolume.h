@@ -32,7 +32,8 @@ struct RarVolume {
   std::vector<RarEntry> entries{};
 };
 
-// Reads the blocks of a RAR file. No value if it is not a RAR file or cannot be read.
-std::optional<RarVolume> inspectRarVolume(const std::string& path);
+// Reads the blocks of a RAR file that was split into the files at `paths`, or of a whole one. No
+// value if it is not a RAR file or cannot be read.
+std::optional<RarVolume> inspectRarVolume(const std::vector<std::string>& paths);
 
 }  // namespace oxarchive

@@ -18,11 +18,12 @@
 #include "system/Files.h"
 #include "system/PathText.h"
 #include "volumes/RarVolume.h"
+#include "volumes/VolumeStream.h"
 
 namespace oxarchive {
 namespace {
 
-constexpr std::string_view tarMark = "ustar";  // at the end of the first 262 bytes
+constexpr std::string_view tarMark = "ustar";
 
 // Digits only, and at most nine: no archive has more volumes.
 std::optional<unsigned> readNumber(std::string_view digits) {
@@ -47,6 +48,10 @@ std::optional<unsigned> letteredIndex(std::string_view extension) {
     return std::nullopt;
   }
   return static_cast<unsigned>(letter - 'r') * 100 + *number + 1;
+}
+
+bool exists(const std::string& path) {
+  return ::access(path.c_str(), F_OK) == 0;
 }
 
 // The numbering of one archive's volumes in a folder. Converts between a volume's name and its
@@ -75,7 +80,8 @@ class Numbering {
 
   std::string nameOf(unsigned index) const {
     if (kind_ != Kind::letter) {
-      return before_ + writeNumber(first_ + index, width_) + after_;
+      return before_ + writeNumber(convert(index, &Start::index, &Start::number).value(), width_) +
+             after_;
     }
     const bool isUpperCase = g_ascii_isupper(given_.front()) != 0;
     if (index == 0) {
@@ -96,9 +102,10 @@ class Numbering {
         name.substr(before_.size(), name.size() - before_.size() - after_.size());
     const std::optional<unsigned> number =
         kind_ == Kind::letter ? letteredIndex(counted).value_or(0) : readNumber(counted);
+    const std::optional<unsigned> index =
+        number ? convert(*number, &Start::number, &Start::index) : std::nullopt;
     // Another spelling, such as more zeros, is another file.
-    const bool isOurs = number && *number >= first_ && nameOf(*number - first_) == name;
-    return isOurs ? std::optional(*number - first_) : std::nullopt;
+    return index && nameOf(*index) == name ? index : std::nullopt;
   }
 
   // This, and the same with fewer digits: "x.part10.rar" may belong to the set of "x.part1.rar",
@@ -118,7 +125,11 @@ class Numbering {
       return std::nullopt;
     }
     Numbering result = *this;
-    result.first_ = 0;
+    result.starts_ = {{0, 0}};
+    // After 89, `split -d` goes on with two digits more, so that the names stay sorted.
+    if (width_ == 2 && exists(folder_ + before_ + "9000")) {
+      result.starts_ = {{0, 0}, {90, 9000}, {990, 990'000}, {9990, 99'900'000}};
+    }
     return result;
   }
 
@@ -147,7 +158,21 @@ class Numbering {
  private:
   enum class Kind { part, number, letter };
 
+  // From the volume with this index on, the numbers count from this one.
+  struct Start {
+    unsigned index;
+    unsigned number;
+  };
+
   static std::regex icase(const char* form) { return std::regex(form, std::regex::icase); }
+
+  // Converts an index to a number, or back.
+  std::optional<unsigned> convert(unsigned value, unsigned Start::*from,
+                                  unsigned Start::*to) const {
+    const auto after = std::ranges::upper_bound(starts_, value, {}, from);
+    return after == starts_.begin() ? std::nullopt
+                                    : std::optional(value - after[-1].*from + after[-1].*to);
+  }
 
   Numbering(Kind kind, std::string folder, const std::smatch& parts)
       : kind_(kind),
@@ -156,7 +181,7 @@ class Numbering {
         given_(parts[2]),
         after_(parts[3]),
         width_(given_.size()),
-        first_(kind == Kind::letter ? 0 : 1) {}
+        starts_{{0, kind == Kind::letter ? 0U : 1U}} {}
 
   Kind kind_;
   std::string folder_;
@@ -164,23 +189,27 @@ class Numbering {
   std::string given_;  // the number or extension of the file that was given
   std::string after_;
   std::size_t width_;
-  unsigned first_;  // the number of the first volume
+  std::vector<Start> starts_;
 };
 
-bool exists(const std::string& path) {
-  return ::access(path.c_str(), F_OK) == 0;
-}
-
-// The signature of a common archive format at the start of the file; "" if it has none.
-std::string_view startOf(const std::string& path) {
+// The signature of the archive that starts with this file; "" if none does.
+std::string_view markOf(const std::string& path) {
   using namespace std::string_view_literals;
   constexpr auto starts = std::to_array<std::string_view>(
-      {"PK\3\4"sv, "7z\xBC\xAF\x27\x1C"sv, "\x1F\x8B\x08"sv, "BZh"sv, "\xFD\x37zXZ\0"sv,
-       "\x28\xB5\x2F\xFD"sv, "Rar!\x1A\x07"sv});
-  const std::string text = openRegularFile(path, printable(path)).read(0, 262);
+      {"PK\3\4"sv, "7z\xBC\xAF\x27\x1C"sv, "Rar!\x1A\x07"sv, "07070"sv, "\xC7\x71"sv, "\x71\xC7"sv,
+       "!<arch>\n"sv, "MSCF"sv, "xar!"sv, "\x1F\x8B\x08"sv, "\x1F\x9D\x90"sv, "BZh"sv,
+       "\xFD\x37zXZ\0"sv, "\x5D\0\0"sv, "LZIP"sv, "\x28\xB5\x2F\xFD"sv, "\x04\x22\x4D\x18"sv,
+       "\xED\xAB\xEE\xDB"sv});
+  VolumeStream file({path});
+  const auto has = [&](std::string_view mark, std::uint64_t offset) {
+    return file.read(offset, mark.size()) == mark;
+  };
   const auto* const start =
-      std::ranges::find_if(starts, [&](std::string_view each) { return text.starts_with(each); });
-  return start != starts.end() ? *start : text.ends_with(tarMark) ? tarMark : "";
+      std::ranges::find_if(starts, [&](std::string_view each) { return has(each, 0); });
+  if (start != starts.end()) {
+    return *start;
+  }
+  return has(tarMark, 257) ? tarMark : has("CD001", 32769) ? "CD001" : has("-lh", 2) ? "-lh" : "";
 }
 
 // Whether the set starts at 0. A file numbered 0 may be unrelated; then the file numbered 1 has the
@@ -189,8 +218,8 @@ std::string_view startOf(const std::string& path) {
 bool startsAtZero(const Numbering& fromZero) {
   const std::string zero = fromZero.pathOf(0);
   const std::string one = fromZero.pathOf(1);
-  return exists(zero) && exists(one) && !startOf(zero).empty() &&
-         (startOf(one).empty() || startOf(one) == tarMark);
+  return exists(zero) && exists(one) && !markOf(zero).empty() &&
+         (markOf(one).empty() || markOf(one) == tarMark);
 }
 
 // Sets `numbering` to the width and start of the first volume's number. Returns whether that volume
@@ -236,35 +265,28 @@ std::set<unsigned> presentVolumes(const Numbering& numbering) {
 
 // Chooses the width of the number with which most files belong to the set.
 std::string nameOfMissingFirst(const Numbering& numbering) {
-  std::size_t most = 0;
-  std::string name;
-  for (const Numbering& candidate : numbering.ofAllWidths()) {
-    const std::size_t count = presentVolumes(candidate).size();
-    if (count > most) {
-      most = count;
-      name = candidate.nameOf(0);
-    }
-  }
-  return name;
+  const std::vector<Numbering> candidates = numbering.ofAllWidths();
+  const auto countVolumes = [](const Numbering& each) { return presentVolumes(each).size(); };
+  return std::ranges::max_element(candidates, {}, countVolumes)->nameOf(0);
 }
 
 constexpr const char* notTheFirst =
     "it continues an earlier volume, but its name does not say which";
 
 bool isRarVolume(const std::string& path) {
-  const std::optional<RarVolume> volume = inspectRarVolume(path);
+  const std::optional<RarVolume> volume = inspectRarVolume({path});
   return volume && volume->isVolume;
 }
 
 // Rotated copies of a file are numbered too ("etc.tar.gz.1", "etc.tar.gz.2"). Each copy starts with
 // the archive's signature; a later volume starts in the middle of an archive.
 bool startAlike(const std::string& first, const std::string& other) {
-  const std::string_view start = exists(other) ? startOf(first) : "";
-  return !start.empty() && start != tarMark && startOf(other) == start;
+  const std::string_view mark = exists(other) ? markOf(first) : "";
+  return !mark.empty() && mark != tarMark && markOf(other) == mark;
 }
 
 VolumeSet singleFile(const std::string& path) {
-  const std::optional<RarVolume> volume = inspectRarVolume(path);
+  const std::optional<RarVolume> volume = inspectRarVolume({path});
   if (volume && volume->ending == RarVolume::Ending::continued) {
     throw ArchiveFailure("it is one of several volumes, but its name does not say which others");
   }
@@ -310,7 +332,7 @@ VolumeSet listVolumes(const Numbering& numbering) {
 // volume after the last would have.
 void checkRarVolumes(const VolumeSet& set, const std::string& nameAfterLast) {
   for (const std::string& path : set.paths) {
-    const std::optional<RarVolume> volume = inspectRarVolume(path);
+    const std::optional<RarVolume> volume = inspectRarVolume({path});
     if (!volume) {
       throw ArchiveFailure(printable(path) + " is not a RAR volume");
     }
@@ -337,7 +359,7 @@ VolumeSet findVolumes(const std::string& path) {
     return singleFile(path);
   }
   VolumeSet result = listVolumes(*numbering);
-  if (numbering->isRar()) {
+  if (isRarVolume(result.paths.front())) {
     checkRarVolumes(result, numbering->nameOf(static_cast<unsigned>(result.paths.size())));
   }
   return result;

@@ -17,7 +17,7 @@ struct VolumeSet {
 // The archive that the file at `path` is, or is a volume of. Knows the three numberings of
 // `OXGetFirstArchiveVolumePath`, and extends them: ".s00" follows ".r99", numbers may grow wider
 // (".part9.rar", ".part10.rar"), RAR names may be in upper case, and numbers may start at 0 (".00",
-// ".01").
+// ".01"), also as `split -d` counts (".89", ".9000").
 //
 // A numbered file that is a complete archive, such as a rotated copy ("etc.tar.gz.2"), is not part
 // of a set.

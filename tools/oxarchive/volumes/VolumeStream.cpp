@@ -30,18 +30,30 @@ void VolumeStream::seek(std::uint64_t position) {
 
 Bytes VolumeStream::produce() {
   throwIfInterrupted();
-  // A block may span volumes, so that very small volumes are not slower to read and the archive's
-  // signature is always in the first block.
+  const std::size_t filled = fill(buffer_, position_);
+  position_ += filled;
+  return {buffer_.data(), filled};
+}
+
+std::string VolumeStream::read(std::uint64_t position, std::size_t count) {
+  std::string bytes(count, '\0');
+  bytes.resize(fill(std::as_writable_bytes(std::span(bytes)), position));
+  return bytes;
+}
+
+// Reads from `position` on, and returns the number of bytes. They may span volumes, so that very
+// small volumes are not slower to read and the archive's signature is always in the first block.
+std::size_t VolumeStream::fill(std::span<std::byte> buffer, std::uint64_t position) {
   std::size_t filled = 0;
-  while (filled < buffer_.size() && position_ < size_) {
-    const std::size_t index = volumeAt(position_);
+  while (filled < buffer.size() && position + filled < size_) {
+    const std::size_t index = volumeAt(position + filled);
     open(index);
     const Volume& volume = volumes_[index];
-    const std::uint64_t offset = position_ - volume.start;
+    const std::uint64_t offset = position + filled - volume.start;
     const auto wanted = static_cast<std::size_t>(
-        std::min<std::uint64_t>(buffer_.size() - filled, volume.size - offset));
+        std::min<std::uint64_t>(buffer.size() - filled, volume.size - offset));
     const ssize_t count = retried([&] {
-      return ::pread(file_.descriptor.get(), buffer_.data() + filled, wanted,
+      return ::pread(file_.descriptor.get(), buffer.data() + filled, wanted,
                      static_cast<off_t>(offset));
     });
     if (count < 0) {
@@ -51,9 +63,8 @@ Bytes VolumeStream::produce() {
       throw ArchiveFailure(printable(volume.path) + " was changed while it was read");
     }
     filled += static_cast<std::size_t>(count);
-    position_ += static_cast<std::uint64_t>(count);
   }
-  return {buffer_.data(), filled};
+  return filled;
 }
 
 // The volume with the byte at `position`, which is before the end.

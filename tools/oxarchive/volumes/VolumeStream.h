@@ -2,7 +2,9 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -27,6 +29,9 @@ class VolumeStream final : public ByteSource {
   // `position` is at most the end of the stream.
   void seek(std::uint64_t position);
 
+  // At most `count` bytes from `position` on; fewer at the end. Does not move to there.
+  std::string read(std::uint64_t position, std::size_t count);
+
  private:
   struct Volume {
     std::string path;
@@ -39,6 +44,7 @@ class VolumeStream final : public ByteSource {
   static constexpr std::size_t blockSize = std::size_t{256} * 1024;
 
   Bytes produce() override;
+  std::size_t fill(std::span<std::byte> buffer, std::uint64_t position);
   std::size_t volumeAt(std::uint64_t position) const;
   void open(std::size_t volume);
 

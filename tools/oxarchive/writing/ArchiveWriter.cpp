@@ -16,6 +16,8 @@
 namespace oxarchive {
 namespace {
 
+constexpr std::int64_t startOf1601 = -11'644'473'600;
+
 constexpr std::size_t bufferSize = 128 * std::size_t{1024};
 
 bool hasHoles(const struct ::stat& status) {
@@ -52,7 +54,9 @@ std::uint64_t sizeOfHole(int file, const std::string& disk, std::uint64_t positi
 ArchiveWriter::ArchiveWriter(const Format& format, const OXArchiveSettings& settings, int file,
                              Progress progress)
     : isUnicode_(!format.isTar()),
-      firstTime_(format.isTar() ? INT64_MIN : 0),
+      firstTime_(format.isTar()               ? INT64_MIN
+                 : format.compressor == "zip" ? 0
+                                              : startOf1601),
       lastTime_(format.compressor == "zip" ? UINT32_MAX : INT64_MAX),
       file_(file),
       progress_(std::move(progress)),
