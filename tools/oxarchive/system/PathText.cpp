@@ -2,41 +2,28 @@
 
 #include <algorithm>
 #include <climits>
+#include <filesystem>
 
 #include "console/Failure.h"
 
 namespace oxarchive {
-namespace {
 
-// Takes the first component off `path`.
-std::string_view takeComponent(std::string_view& path) {
-  const std::size_t length = std::min(path.find('/'), path.size());
-  const std::string_view component = path.substr(0, length);
-  path.remove_prefix(std::min(length + 1, path.size()));
-  return component;
-}
-
-}  // namespace
+namespace fs = std::filesystem;
 
 std::string pathInFolder(std::string_view path) {
   if (path.empty()) {
     throw EntryFailure("it has no name");
   }
-  std::string result;
-  while (!path.empty()) {
-    const std::string_view component = takeComponent(path);
+  fs::path result;
+  for (const fs::path& component : fs::path(path).relative_path()) {
     if (component == "..") {
       throw EntryFailure("its path leads out of the folder: it has \"..\"");
     }
-    if (component.empty() || component == ".") {
-      continue;
+    if (!component.empty() && component != ".") {
+      result /= component;
     }
-    if (!result.empty()) {
-      result += '/';
-    }
-    result += component;
   }
-  if (result.size() >= PATH_MAX) {
+  if (result.native().size() >= PATH_MAX) {
     throw EntryFailure("its name is too long");
   }
   return result;
@@ -61,8 +48,7 @@ bool linkStaysInFolder(std::string_view path, std::string_view target) {
   }
   auto depth = std::ranges::count(path, '/');
   bool hasName = false;
-  while (!target.empty()) {
-    const std::string_view component = takeComponent(target);
+  for (const fs::path& component : fs::path(target)) {
     if (component == "..") {
       --depth;
       if (hasName || depth < 0) {
