@@ -19,6 +19,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -244,11 +245,18 @@ TEST_F(CageTest, ChangesNothingWithoutAFolder) {
   const std::string archive = in("archive");
   const std::string secret = in("secret");
   const auto fileAt = [](const std::string& path) { return ::open(path.c_str(), O_RDONLY); };
+  // Whether no more than Landlock, whose error is another one, refuses it.
+  const auto passesTheFilter = [](const std::string& path, int flags) {
+    return canOpen(path, flags) || errno != ENOSYS;
+  };
   const std::pair<const char*, std::function<bool()>> rows[] = {
       {"chmod the secret", [&] { return ::fchmodat(AT_FDCWD, secret.c_str(), 0600, 0) == 0; }},
       {"chmod the archive", [&] { return ::fchmod(fileAt(archive), 0600) == 0; }},
       {"date the secret", [&] { return ::utimensat(AT_FDCWD, secret.c_str(), nullptr, 0) == 0; }},
       {"date the archive", [&] { return ::futimens(fileAt(archive), nullptr) == 0; }},
+      {"open the secret for writing", [&] { return passesTheFilter(secret, O_WRONLY); }},
+      {"open it for reading and writing", [&] { return passesTheFilter(secret, O_RDWR); }},
+      {"create a file", [&] { return passesTheFilter(secret, O_RDONLY | O_CREAT); }},
   };
   const Cage reading{.readableFiles = {archive}};
   for (const auto& [what, attempt] : rows) {

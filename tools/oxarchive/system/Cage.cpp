@@ -106,8 +106,9 @@ void confineToCalls(bool isWriting) {
   allowCalls(filter, {"fcntl", "fcntl64"}, scmp_arg_cmp{1, SCMP_CMP_LE, F_GETFL, 0});
   allowCalls(filter, {"fcntl", "fcntl64"}, scmp_arg_cmp{1, SCMP_CMP_EQ, F_DUPFD_CLOEXEC, 0});
   // Before version 3 of Landlock, opening a file for reading could also empty it.
-  allowCalls(filter, {"open"}, scmp_arg_cmp{1, SCMP_CMP_MASKED_EQ, O_TRUNC, 0});
-  allowCalls(filter, {"openat"}, scmp_arg_cmp{2, SCMP_CMP_MASKED_EQ, O_TRUNC, 0});
+  const scmp_datum_t refused = isWriting ? O_TRUNC : O_TRUNC | O_CREAT | O_ACCMODE;
+  allowCalls(filter, {"open"}, scmp_arg_cmp{1, SCMP_CMP_MASKED_EQ, refused, 0});
+  allowCalls(filter, {"openat"}, scmp_arg_cmp{2, SCMP_CMP_MASKED_EQ, refused, 0});
   // Reading a terminal's settings is allowed; faking keyboard input (TIOCSTI) is not.
   allowCalls(filter, {"ioctl"}, scmp_arg_cmp{1, SCMP_CMP_EQ, TCGETS, 0});
   allowCalls(filter, {"ioctl"}, scmp_arg_cmp{1, SCMP_CMP_EQ, TIOCGWINSZ, 0});
