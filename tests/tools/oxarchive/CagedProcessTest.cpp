@@ -6,6 +6,7 @@
 #include <linux/landlock.h>
 #include <seccomp.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -392,6 +393,21 @@ TEST_F(CagedProcess, VolumesMayBeLinksToElsewhere) {
   EXPECT_EQ(result.exitCode, 0) << result.errors;
   EXPECT_TRUE(treeOf(in("v")) == treeOf({file("f", noise(2000))}));
   remove({"x.tar", "there", "v.tar.001", "v.tar.002", "v"});
+}
+
+TEST_F(CagedProcess, VolumesMayBeInAFolderThatCannotBeListed) {
+  writeArchive(in("x.tar"), {file("f", noise(2000))});
+  const std::string bytes = readFile(in("x.tar"));
+  ASSERT_TRUE(std::filesystem::create_directory(in("closed")));
+  writeFile(in("closed/v.tar.001"), bytes.substr(0, 1000));
+  writeFile(in("closed/v.tar.002"), bytes.substr(1000));
+  ASSERT_EQ(::chmod(in("closed").c_str(), 0300), 0);
+  const ProgramResult result =
+      oxarchive({"extract", "closed/v.tar.002", "--into", "."}, {.folder = work()});
+  EXPECT_EQ(result.exitCode, 0) << result.errors;
+  EXPECT_TRUE(treeOf(in("v")) == treeOf({file("f", noise(2000))}));
+  ASSERT_EQ(::chmod(in("closed").c_str(), 0700), 0);
+  remove({"x.tar", "closed", "v"});
 }
 
 }  // namespace
