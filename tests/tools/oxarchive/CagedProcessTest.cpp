@@ -8,9 +8,11 @@
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -188,7 +190,7 @@ TEST_F(CagedProcess, IsGivenUpWithoutHeadway) {
 
 // Fails as on a kernel that has none of these.
 void refuseConfinement() {
-  const scmp_filter_ctx filter = ::seccomp_init(SCMP_ACT_ALLOW);
+  void* const filter = ::seccomp_init(SCMP_ACT_ALLOW);
   for (const long call : {SYS_landlock_create_ruleset, SYS_landlock_add_rule,
                           SYS_landlock_restrict_self, SYS_close_range, SYS_pidfd_open}) {
     ::seccomp_rule_add(filter, SCMP_ACT_ERRNO(ENOSYS), static_cast<int>(call), 0);
@@ -216,11 +218,9 @@ TEST_F(CagedProcess, WorksWithoutWhatTheSystemRefuses) {
 // What a rule of Landlock allows: "read list x.tar" for example.
 std::string describeRule(int process, std::uint64_t address) {
   landlock_path_beneath_attr rule{};
-  const std::string folder = "/proc/" + std::to_string(process);
-  const int memory = ::open((folder + "/mem").c_str(), O_RDONLY | O_CLOEXEC);
-  const ssize_t size = ::pread(memory, &rule, sizeof rule, static_cast<off_t>(address));
-  ::close(memory);
-  if (size != sizeof rule) {
+  const iovec here{&rule, sizeof rule};
+  const iovec there{std::bit_cast<void*>(static_cast<std::uintptr_t>(address)), sizeof rule};
+  if (::process_vm_readv(process, &here, 1, &there, 1, 0) != ssize_t{sizeof rule}) {
     return "unknown";
   }
   if (rule.parent_fd < 0) {
@@ -234,8 +234,9 @@ std::string describeRule(int process, std::uint64_t address) {
   for (const auto& [right, name] : rights) {
     text += (rule.allowed_access & right) != 0 ? name : "";
   }
-  return text +
-         std::filesystem::read_symlink(folder + "/fd/" + std::to_string(rule.parent_fd)).string();
+  const std::string file =
+      "/proc/" + std::to_string(process) + "/fd/" + std::to_string(rule.parent_fd);
+  return text + std::filesystem::read_symlink(file).string();
 }
 
 constexpr int cannotWatch = 43;
@@ -243,7 +244,7 @@ constexpr int cannotWatch = 43;
 // Runs the program in this process, which ends, and writes the rules that it makes to a file.
 [[noreturn]] void recordRules(const std::vector<std::string>& arguments, const std::string& folder,
                               const std::string& file) {
-  const scmp_filter_ctx filter = ::seccomp_init(SCMP_ACT_ALLOW);
+  void* const filter = ::seccomp_init(SCMP_ACT_ALLOW);
   ::seccomp_rule_add(filter, SCMP_ACT_NOTIFY, static_cast<int>(SYS_landlock_add_rule), 0);
   if (::syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION) < 2 ||
       ::seccomp_load(filter) != 0) {

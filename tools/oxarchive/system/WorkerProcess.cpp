@@ -104,6 +104,7 @@ std::string WorkerProcess::readAll() {
 }
 
 WorkerEnd WorkerProcess::wait() {
+  // Before Linux 5.3, interruptions are no longer passed on.
   const Descriptor end(static_cast<int>(::syscall(SYS_pidfd_open, process_, 0)));
   if (end.isOpen()) {
     awaitInput(end.get());

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <sys/types.h>
-#include <unistd.h>
 
 #include <functional>
 #include <string>
