@@ -206,7 +206,8 @@ class Extractions {
     const ExtractionJob job{archive,         volumes.paths, password_,
                             options_.limits, folder,        openNewFolder(folder)};
     const SharedReport report = newSharedReport();
-    WorkerProcess worker([&] { return static_cast<int>(extractCaged(job, *report, console_)); });
+    WorkerProcess worker([&] { return static_cast<int>(extractCaged(job, *report, console_)); },
+                         job.descriptor.get());
     worker.readAll();
     const WorkerEnd end = worker.wait();
     const std::string reason = end.reason();

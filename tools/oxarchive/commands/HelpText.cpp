@@ -42,9 +42,10 @@ PASSWORD, for ZIP archives only, is one of these:
   --password-env NAME    the environment variable NAME
 
 Each archive is read in a process of its own. As far as the system supports it,
-this process can access only the archive's files and the new folder (Landlock),
-can make only system calls for files (seccomp), and has no core dumps or new
-privileges. LIMIT is one of these; SIZE is in bytes, or ends in K, M, G or T:
+this process can open only the archive's files and the new folder (Landlock; to
+find volumes, also files whose names start alike), can make only system calls
+for files (seccomp), and has no core dumps or new privileges. LIMIT is one of
+these; SIZE is in bytes, or ends in K, M, G or T:
 
   --memory SIZE        address space of that process; the default is 2G
   --patience SECONDS   give up after this much of its processor time in which it

@@ -291,8 +291,8 @@ std::uint64_t SafeExtractor::fillLinkedFile(int parent, const std::string& path,
   }
   const std::string name(nameOf(path));
   std::ignore = ::fchmodat(parent, name.c_str(), 0600, 0);
-  Descriptor file(::openat(parent, name.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
-  if (!file.isOpen()) {
+  Descriptor file(::openat(parent, name.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC));
+  if (!file.isOpen() || ::ftruncate(file.get(), 0) != 0) {
     fail(path, errno);
   }
   return fillFile(file, parent, path, entry,

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
-#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -21,17 +20,21 @@
 namespace oxarchive {
 namespace {
 
-// The archive, and its possible volumes that are symbolic links, which may lead to other folders.
-std::vector<std::string> filesElsewhere(const std::string& path, const std::string& folder) {
+// The archive, and the files beside it that may be its volumes: their names start alike, up to the
+// last extensions. If the folder cannot be listed, everything in it.
+std::vector<std::string> possibleVolumes(const std::string& path, const std::string& folder) {
   namespace fs = std::filesystem;
   std::vector<std::string> files{path};
-  const std::string_view name = nameOf(path);
+  const std::string start = fs::path(nameOf(path)).stem().stem().string() + ".";
   std::error_code error;
   for (const fs::directory_entry& item : fs::directory_iterator(folder, error)) {
-    if (item.path().filename().string().starts_with(name.substr(0, name.find('.', 1))) &&
-        item.is_symlink(error)) {
+    std::error_code unknown;
+    if (nameOf(item.path().string()).starts_with(start) && item.is_regular_file(unknown)) {
       files.push_back(item.path());
     }
+  }
+  if (error) {
+    files.push_back(folder);
   }
   return files;
 }
@@ -42,8 +45,8 @@ int sendVolumes(const std::string& path, const Limits& limits) {
   const std::string folder = path.find('/') == std::string::npos ? "." : folderOf(path);
   std::string texts;
   try {
-    enterCage({.readableFiles = filesElsewhere(path, folder),
-               .readableFolder = folder,
+    enterCage({.readableFiles = possibleVolumes(path, folder),
+               .listableFolder = folder,
                .memory = limits.memory});
     const VolumeSet set = findVolumes(path);
     texts = '\0' + set.name + '\0' + set.folder + '\0';
