@@ -260,7 +260,9 @@ TEST(CBOREncoder, StartsAnewAfterTheRecordWasTaken) {
         encoder.encodeObject(text);
       }
       const std::string object = "61" + hexOf(text);
-      const std::string whole = head + firstKey + object + secondKey + object;
+      std::string whole = head;
+      whole += firstKey + object;
+      whole += secondKey + object;
       EXPECT_EQ(toHex((encoder.*take)()), whole);
       EXPECT_EQ(toHex((encoder.*take)()), whole);
     }
