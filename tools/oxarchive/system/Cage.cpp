@@ -64,13 +64,14 @@ void confineToFiles(const Cage& cage) {
   ::syscall(SYS_landlock_restrict_self, rules.get(), 0);
 }
 
-// For all processors; a call that a processor lacks is ignored.
+// For all processors; a call that a processor lacks is ignored. Sanitizers examine memory by a
+// pipe.
 constexpr std::initializer_list<const char*> allowedCalls = {
     // Files.
     "access", "close", "dup", "faccessat", "faccessat2", "fadvise64", "fadvise64_64", "fstat",
     "fstat64", "fstatat64", "getcwd", "getdents", "getdents64", "_llseek", "lseek", "lstat",
-    "lstat64", "newfstatat", "poll", "ppoll", "ppoll_time64", "pread64", "read", "readlink",
-    "readlinkat", "readv", "stat", "stat64", "statx", "write", "writev",
+    "lstat64", "newfstatat", "pipe", "pipe2", "poll", "ppoll", "ppoll_time64", "pread64", "read",
+    "readlink", "readlinkat", "readv", "stat", "stat64", "statx", "write", "writev",
     // Memory.
     "brk", "madvise", "mremap", "munmap",
     // The process itself.
