@@ -158,6 +158,9 @@ def main():
     parser.add_argument("--runs", type=int, default=3)
     parser.add_argument("--only", default="")
     options = parser.parse_args()
+    # By its name alone, since its path may have spaces.
+    folder, options.oxarchive = os.path.split(options.oxarchive)
+    os.environ["PATH"] = folder + os.pathsep + os.environ["PATH"]
     with tempfile.TemporaryDirectory(prefix="oxarchive-bench.") as folder:
         place = pathlib.Path(folder)
         make_items(place, options)
