@@ -205,7 +205,7 @@ std::shared_ptr<Record> OXCBORDecodeRecord(OXCBORDecoder&& decoder) {
   }
 }
 
-/// Returns the record that the bytes hold, or null if they hold none. Safe for any bytes.
+/// Returns the record that the bytes hold, or null. Throws only `std::bad_alloc`.
 template <typename Record>
 std::shared_ptr<Record> OXCBORDecodeRecord(std::span<const std::byte> bytes, OXCBORMode mode) {
   return OXCBORDecodeRecord<Record>(OXCBORDecoder(bytes, mode));

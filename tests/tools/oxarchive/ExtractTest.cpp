@@ -3,6 +3,7 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -771,7 +772,9 @@ TEST_F(Extract, AnInterruptionIsTold) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     SCOPED_TRACE(signal);
     const auto interrupt = [&](int child) {
-      while (!exists(in("a/huge"))) {
+      siginfo_t end{};  // not for ever, if the program has ended
+      while (!exists(in("a/huge")) && end.si_pid == 0 &&
+             ::waitid(P_PID, static_cast<id_t>(child), &end, WEXITED | WNOHANG | WNOWAIT) == 0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
       }
       ::kill(child, signal);

@@ -111,7 +111,7 @@ std::vector<RarVolume> inspectRarVolumes(const std::vector<std::string>& paths) 
   for (const std::string& path : paths) {
     const std::optional<RarVolume> volume = inspectRarVolume({path});
     if (!volume) {
-      const std::optional<RarVolume> joined = inspectRarVolume(paths);
+      const auto joined = paths.size() > 1 ? inspectRarVolume(paths) : std::nullopt;
       return joined ? std::vector{*joined} : std::vector<RarVolume>();
     }
     volumes.push_back(*volume);

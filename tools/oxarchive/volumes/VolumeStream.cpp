@@ -13,8 +13,7 @@
 
 namespace oxarchive {
 
-VolumeStream::VolumeStream(const std::vector<std::string>& paths)
-    : openVolume_(paths.size()), buffer_(blockSize) {
+VolumeStream::VolumeStream(const std::vector<std::string>& paths) : openVolume_(paths.size()) {
   volumes_.reserve(paths.size());
   for (const std::string& path : paths) {
     const RegularFile file = openRegularFile(path, printable(path));
@@ -30,6 +29,7 @@ void VolumeStream::seek(std::uint64_t position) {
 
 Bytes VolumeStream::produce() {
   throwIfInterrupted();
+  buffer_.resize(blockSize);
   const std::size_t filled = fill(buffer_, position_);
   position_ += filled;
   return {buffer_.data(), filled};
