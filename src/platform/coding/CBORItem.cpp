@@ -30,22 +30,40 @@ Bytes chunksOf(Bytes item) noexcept {
   return headOf(item).indefinite ? item.subspan(1, item.size() - 2) : item;
 }
 
-// The double nearest to -1 - `number`. The integer sum is exact, so that only the conversion
+// The double nearest to a number. A negative integer's sum is exact, so that only the conversion
 // rounds; it overflows to 0 for the greatest number alone.
-double negative(std::uint64_t number) noexcept {
-  return number + 1 == 0 ? -0x1p64 : -static_cast<double>(number + 1);
+double nearest(const Head& number) noexcept {
+  if (number.kind == Kind::negativeInteger) {
+    return number.number + 1 == 0 ? -0x1p64 : -static_cast<double>(number.number + 1);
+  }
+  const bool isReal = number.kind == Kind::floatingPoint;
+  return isReal ? std::bit_cast<double>(number.number) : static_cast<double>(number.number);
+}
+
+// The size of the date at the start of `bytes`, or 0. Most items that are not plain are dates. Not
+// inlined, as the loops over plain items are faster without it.
+[[gnu::noinline]] std::size_t dateSize(Bytes bytes) noexcept {
+  if (bytes.size() < 2 || bytes.front() != std::byte{firstByte(Kind::tag, epochDateTag)}) {
+    return 0;
+  }
+  const Bytes seconds = bytes.subspan(1);
+  const std::size_t size = plainSize(seconds, readHead(seconds));
+  return size != 0 ? 1 + size : 0;
 }
 
 }  // namespace
 
 Progress Scanner::scan(Bytes item, std::size_t room) noexcept {
-  while (scanned_ < item.size()) {
+  for (;;) {
     scanned_ += passPlain(item.first(std::min(item.size(), room)).subspan(scanned_));
-    const Bytes rest = item.subspan(scanned_);
-    if (rest.empty()) {
-      break;
+    if (closeLevels()) {
+      return Progress::complete;
     }
+    const Bytes rest = item.subspan(scanned_);
     const std::size_t left = room - scanned_;
+    if (rest.empty()) {
+      return left != 0 ? Progress::within : Progress::tooLarge;
+    }
     const Head head = readHead(rest);
     if (!canStandHere(head)) {
       return Progress::malformed;
@@ -58,30 +76,40 @@ Progress Scanner::scan(Bytes item, std::size_t room) noexcept {
       return Progress::within;
     }
     scanned_ += static_cast<std::size_t>(size);
-    if (const Progress progress = take(head); progress != Progress::within) {
-      return progress;
+    if (!take(head)) {
+      return Progress::malformed;
     }
   }
-  return scanned_ < room ? Progress::within : Progress::tooLarge;
 }
 
-// Passes over as many plain items as are there, up to the last one in their container, and returns
-// their size. Most items are plain, and this takes half the time of a look at each.
+// Passes over as many plain items and dates as are there, up to the end of their container, and
+// returns their size. Most items are such, and this takes half the time of a look at each.
 std::size_t Scanner::passPlain(Bytes bytes) noexcept {
   Level& level = levels_[depth_];
   if (isString(level.kind)) {
     return 0;
   }
   Bytes rest = bytes;
-  for (; level.items > 1 && !rest.empty(); --level.items) {
-    const std::size_t size = plainSize(rest, readHead(rest));
+  std::uint64_t items = level.items;  // not written to memory for each item
+  for (; items != 0 && !rest.empty(); --items) {
+    const std::size_t plain = plainSize(rest, readHead(rest));
+    const std::size_t size = plain != 0 ? plain : dateSize(rest);
     if (size == 0) {
       break;
     }
     rest = rest.subspan(size);
-    tagged_ = false;
   }
+  tagged_ = tagged_ && items == level.items;
+  level.items = items;
   return bytes.size() - rest.size();
+}
+
+// Leaves each container whose last item is complete. True when the data item itself is.
+bool Scanner::closeLevels() noexcept {
+  while (depth_ != 0 && levels_[depth_].items == 0) {
+    --levels_[--depth_].items;
+  }
+  return levels_[0].items == 0;
 }
 
 // A string of indefinite length contains only untagged strings of definite length and of its own
@@ -94,48 +122,36 @@ bool Scanner::canStandHere(const Head& head) const noexcept {
   return head.kind == around && !head.indefinite;
 }
 
-// Goes on behind a head and, of a string, its contents.
-Progress Scanner::take(const Head& head) noexcept {
+// Goes on behind a head and, of a string, its contents. False when the head may not be here.
+bool Scanner::take(const Head& head) noexcept {
   constexpr std::uint64_t unlimited = std::numeric_limits<std::uint64_t>::max() - 1;
   const bool wasTagged = std::exchange(tagged_, head.kind == Kind::tag);
   if (tagged_) {
-    return Progress::within;
+    return true;
   }
   if (opensLevel(head)) {
     if (depth_ == maximumDepth) {
-      return Progress::malformed;
+      return false;
     }
-    ++depth_;
-    levels_[depth_] = {.kind = head.kind,
-                       .indefinite = head.indefinite,
-                       .items = head.indefinite ? unlimited : leastContent(head)};
-    return Progress::within;
+    const std::uint64_t items = head.indefinite ? unlimited : leastContent(head);
+    levels_[++depth_] = {.kind = head.kind, .indefinite = head.indefinite, .items = items};
+    return true;
   }
   if (head.kind == Kind::breakCode) {
     // It ends what is indefinite, and in a map never between a key and its value.
     const Level& level = levels_[depth_];
     if (wasTagged || !level.indefinite || (level.kind == Kind::map && level.items % 2 != 0)) {
-      return Progress::malformed;
+      return false;
     }
     --depth_;
   }
-  // An item is complete, and with it each container whose last one it is.
-  while (--levels_[depth_].items == 0) {
-    if (depth_ == 0) {
-      return Progress::complete;
-    }
-    --depth_;
-  }
-  return Progress::within;
+  --levels_[depth_].items;
+  return true;
 }
 
 std::size_t itemSize(Bytes bytes) noexcept {
-  // Most items that are not plain are dates.
-  if (bytes.size() > 1 && bytes.front() == std::byte{firstByte(Kind::tag, epochDateTag)}) {
-    const Bytes seconds = bytes.subspan(1);
-    if (const std::size_t size = plainSize(seconds, readHead(seconds))) {
-      return 1 + size;
-    }
+  if (const std::size_t size = dateSize(bytes)) {
+    return size;
   }
   Scanner scanner;
   return scanner.scan(bytes, bytes.size()) == Progress::complete ? scanner.scanned() : 0;
@@ -186,17 +202,10 @@ std::optional<OXDate> as<OXDate>(Bytes item) {
     return std::nullopt;
   }
   const Head content = readHead(item.subspan(head.size));
-  const auto date = [](double seconds) { return OXDate(OXDate::duration(seconds)); };
-  switch (content.kind) {
-    case Kind::unsignedInteger:
-      return date(static_cast<double>(content.number));
-    case Kind::negativeInteger:
-      return date(negative(content.number));
-    case Kind::floatingPoint:
-      return date(std::bit_cast<double>(content.number));
-    default:
-      return std::nullopt;
+  if (content.kind > Kind::negativeInteger && content.kind != Kind::floatingPoint) {
+    return std::nullopt;
   }
+  return OXDate(OXDate::duration(nearest(content)));
 }
 
 OXValue objectOf(Bytes item) {

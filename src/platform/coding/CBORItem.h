@@ -48,7 +48,8 @@ class Scanner {
 
   std::size_t passPlain(Bytes bytes) noexcept;
   bool canStandHere(const Head& head) const noexcept;
-  Progress take(const Head& head) noexcept;
+  bool closeLevels() noexcept;
+  bool take(const Head& head) noexcept;
 
   // The first level is an array with one element, the data item itself.
   std::array<Level, 1 + maximumDepth> levels_;

@@ -42,22 +42,17 @@ std::optional<OXCBORItem> OXCBORSequenceReader::Buffer::next() {
   }
   while (state == State::reading) {
     const std::span<const std::byte> rest(bytes_.data() + start_, end_ - start_);
-    switch (scanner_.scan(rest, maximumItemSize_)) {
-      case Progress::complete: {
-        const OXCBORItem item(rest.first(scanner_.scanned()));
-        start_ += item.size();
-        scanner_.reset();
-        return item;
-      }
-      case Progress::within:
-        readMore();
-        break;
-      case Progress::malformed:
-        state = State::malformed;
-        break;
-      case Progress::tooLarge:
-        state = State::tooLarge;
-        break;
+    const Progress progress = scanner_.scan(rest, maximumItemSize_);
+    if (progress == Progress::complete) {
+      const OXCBORItem item(rest.first(scanner_.scanned()));
+      start_ += item.size();
+      scanner_.reset();
+      return item;
+    }
+    if (progress == Progress::within) {
+      readMore();
+    } else {
+      state = progress == Progress::malformed ? State::malformed : State::tooLarge;
     }
   }
   return std::nullopt;
@@ -66,8 +61,7 @@ std::optional<OXCBORItem> OXCBORSequenceReader::Buffer::next() {
 void OXCBORSequenceReader::Buffer::readMore() {
   makeRoom();
   std::size_t count = 0;
-  const int failure =
-      ox::readSome(fd_, std::as_writable_bytes(std::span(bytes_).subspan(end_)), count);
+  const int failure = ox::readSome(fd_, std::span(bytes_).subspan(end_), count);
   end_ += count;
   if (failure == EAGAIN) {
     state = State::wouldBlock;
