@@ -44,6 +44,7 @@
 #include <span>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 /// \addtogroup coding
@@ -189,17 +190,20 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
 template <typename Record>
 std::shared_ptr<Record> OXCBORDecodeRecord(OXCBORDecoder&& decoder) {
   try {
-    std::shared_ptr<Record> record;
-    if constexpr (std::convertible_to<decltype(Record::initWithCoder(decoder)),
-                                      std::shared_ptr<Record>>) {
-      record = Record::initWithCoder(decoder);
-    } else {
-      record = std::make_shared<Record>();
-      if (!record->decodeWithCoder(decoder)) {
-        return nullptr;
+    std::shared_ptr<Record> record = [&] {
+      if constexpr (std::convertible_to<decltype(Record::initWithCoder(decoder)),
+                                        std::shared_ptr<Record>>) {
+        return Record::initWithCoder(decoder);
+      } else {
+        auto made = std::make_shared<Record>();
+        const bool isMade = made->decodeWithCoder(decoder);
+        return isMade ? std::move(made) : nullptr;
       }
+    }();
+    if (decoder.hasFailed()) {
+      record.reset();
     }
-    return decoder.hasFailed() ? nullptr : record;
+    return record;
   } catch (const std::out_of_range&) {
     return nullptr;
   }

@@ -139,10 +139,7 @@ class ItemReader {
 
   template <typename Object>
   [[gnu::always_inline]] void field(const auto& key, std::optional<Object>& object) {
-    take(key, [&](const cbor::Item& item) {
-      object = cbor::as<Object>(item.bytes);
-      return object.has_value();
-    });
+    take(key, [&](const cbor::Item& item) { return cbor::read(item.bytes, object); });
   }
   template <typename Number>
   [[gnu::always_inline]] void field(const auto& key, Number& number, auto getter) {
@@ -156,7 +153,8 @@ class ItemReader {
         number = item.head.number == cbor::trueValue;
         return true;
       }
-      const std::optional<OXNumber> object = cbor::as<OXNumber>(item.bytes);
+      std::optional<OXNumber> object;
+      cbor::read(item.bytes, object);
       number = object ? static_cast<Number>(((*object).*getter)()) : number;
       return object.has_value();
     });

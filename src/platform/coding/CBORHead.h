@@ -148,6 +148,11 @@ template <std::size_t width>
   return isLonger ? 0 : head.size;
 }
 
+// The power of the shortest argument that holds a number which the first byte does not.
+constexpr unsigned leastPower(std::uint64_t argument) noexcept {
+  return argument <= 0xFF ? 0 : argument <= 0xFFFF ? 1 : argument <= 0xFFFFFFFF ? 2 : 3;
+}
+
 // Writes a head whose argument has 2 to the power of `power` bytes, 8 at the most, to `to`, where
 // there is room for the longest head, and returns the position behind it. `kind` is a major type.
 [[gnu::always_inline]] inline unsigned char* writeHeadWith(unsigned char* to, Kind kind,
@@ -167,11 +172,19 @@ template <std::size_t width>
     *to = firstByte(kind, argument);
     return to + 1;
   }
-  const unsigned power = argument <= 0xFF         ? 0
-                         : argument <= 0xFFFF     ? 1
-                         : argument <= 0xFFFFFFFF ? 2
-                                                  : 3;
-  return writeHeadWith(to, kind, power, argument);
+  return writeHeadWith(to, kind, leastPower(argument), argument);
+}
+
+// Writes the shortest head in front of `end`, where there is room for the longest one, and returns
+// its position: all eight bytes of the argument, then the first byte in front of those it needs.
+inline unsigned char* prependHead(unsigned char* end, Kind kind, std::uint64_t argument) noexcept {
+  const bool isShort = argument < 24;
+  const unsigned power = leastPower(argument);
+  const std::uint64_t bits = htobe64(argument);
+  std::memcpy(end - sizeof bits, &bits, sizeof bits);
+  end -= isShort ? 1 : 1 + (std::size_t{1} << power);
+  *end = firstByte(kind, isShort ? argument : 24 + power);
+  return end;
 }
 
 // Always all eight bytes, and one pattern for every not-a-number.

@@ -157,68 +157,66 @@ std::size_t itemSize(Bytes bytes) noexcept {
   return scanner.scan(bytes, bytes.size()) == Progress::complete ? scanner.scanned() : 0;
 }
 
-template <>
-std::optional<std::string> as<std::string>(Bytes item) {
+bool read(Bytes item, std::optional<std::string>& object) {
   const Head head = headOf(item);
   if (!isString(head.kind)) {
-    return std::nullopt;
+    return false;
   }
   if (item.size() > std::string().max_size()) {
     throw std::bad_alloc();
   }
   if (!head.indefinite) {
-    return std::string(textOf({head, item}));
+    object.emplace(textOf({head, item}));
+    return true;
   }
-  std::string string;
-  string.reserve(item.size());  // for one allocation, the chunks' heads included
+  object.emplace().reserve(item.size());  // for one allocation, the chunks' heads included
   for (Bytes chunks = chunksOf(item); !chunks.empty();) {
-    string += textOf(takeItem(chunks));
+    *object += textOf(takeItem(chunks));
   }
-  return string;
+  return true;
 }
 
-template <>
-std::optional<OXNumber> as<OXNumber>(Bytes item) {
+bool read(Bytes item, std::optional<OXNumber>& object) noexcept {
   constexpr std::uint64_t greatest = std::numeric_limits<std::int64_t>::max();
   const Head head = headOf(item);
   if (head.kind == Kind::unsignedInteger) {
-    return OXNumber(head.number);
+    object = OXNumber(head.number);
+  } else if (head.kind == Kind::negativeInteger && head.number <= greatest) {
+    object = OXNumber(-1 - static_cast<std::int64_t>(head.number));
+  } else if (head.kind == Kind::floatingPoint) {
+    object = OXNumber(std::bit_cast<double>(head.number));
+  } else if (isBoolean(head)) {
+    object = OXNumber(head.number == trueValue);
+  } else {
+    return false;
   }
-  if (head.kind == Kind::negativeInteger && head.number <= greatest) {
-    return OXNumber(-1 - static_cast<std::int64_t>(head.number));
-  }
-  if (head.kind == Kind::floatingPoint) {
-    return OXNumber(std::bit_cast<double>(head.number));
-  }
-  return isBoolean(head) ? std::optional(OXNumber(head.number == trueValue)) : std::nullopt;
+  return true;
 }
 
 // Tag 1 on an integer or a float is a date. Any other tag may change its content's meaning, so the
 // item is not an object.
-template <>
-std::optional<OXDate> as<OXDate>(Bytes item) {
+bool read(Bytes item, std::optional<OXDate>& object) noexcept {
   const Head head = headOf(item);
   if (head.kind != Kind::tag || head.number != epochDateTag) {
-    return std::nullopt;
+    return false;
   }
   const Head content = readHead(item.subspan(head.size));
   if (content.kind > Kind::negativeInteger && content.kind != Kind::floatingPoint) {
-    return std::nullopt;
+    return false;
   }
-  return OXDate(OXDate::duration(nearest(content)));
+  object.emplace(OXDate::duration(nearest(content)));
+  return true;
 }
 
 OXValue objectOf(Bytes item) {
-  if (std::optional<std::string> string = as<std::string>(item)) {
-    return *std::move(string);
-  }
-  if (const std::optional<OXNumber> number = as<OXNumber>(item)) {
-    return *number;
-  }
-  if (const std::optional<OXDate> date = as<OXDate>(item)) {
-    return *date;
-  }
-  return isNull(headOf(item)) ? OXValue(OXNull()) : OXValue(OXMisfit());
+  std::optional<std::string> string;
+  std::optional<OXNumber> number;
+  std::optional<OXDate> date;
+  return read(item, string)     ? OXValue(*std::move(string))
+         : read(item, number)   ? OXValue(*number)
+         : read(item, date)     ? OXValue(*date)
+         : isNull(headOf(item)) ? OXValue(OXNull())
+                                : OXValue(OXMisfit());
 }
 
 bool isText(Bytes item, std::string_view text) noexcept {

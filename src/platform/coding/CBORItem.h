@@ -89,15 +89,10 @@ inline std::string_view textOf(const Item& item) noexcept {
   return {reinterpret_cast<const char*>(text.data()), text.size()};
 }
 
-// The item as an object of one kind, if it is one. Only `std::bad_alloc` is thrown.
-template <typename Object>
-std::optional<Object> as(Bytes item);
-template <>
-std::optional<std::string> as(Bytes item);
-template <>
-std::optional<OXNumber> as(Bytes item);
-template <>
-std::optional<OXDate> as(Bytes item);
+// Set `object` to the item, if it is of this kind. Only `std::bad_alloc` is thrown.
+bool read(Bytes item, std::optional<std::string>& object);
+bool read(Bytes item, std::optional<OXNumber>& object) noexcept;
+bool read(Bytes item, std::optional<OXDate>& object) noexcept;
 
 // The object that the item is, or a misfit. Only `std::bad_alloc` is thrown.
 OXValue objectOf(Bytes item);

@@ -41,7 +41,9 @@ bool OXCBORDecoder::open() noexcept {
   if (head.size > bytes_.size() || (head.indefinite && bytes_.back() != breakCode)) {
     return false;
   }
-  next_ = bytes_ = bytes_.subspan(head.size, bytes_.size() - head.size - (head.indefinite ? 1 : 0));
+  const auto contents = bytes_.first(bytes_.size() - (head.indefinite ? 1 : 0)).subspan(head.size);
+  bytes_ = contents;
+  next_ = contents;
   if (!head.indefinite) {
     count_ = head.number;
   }

@@ -1,7 +1,5 @@
 #include "OrvexKit/platform/OXCBORCoder.h"
 
-#include <algorithm>
-#include <array>
 #include <new>
 
 #include "platform/coding/CBORItem.h"
@@ -89,18 +87,12 @@ std::span<const std::byte> OXCBOREncoder::bytes() {
   return mode_ == OXCBORMode::keyed ? whole : whole.last(end_ - ox::cbor::longestHead);
 }
 
-// The head is written now, because its length depends on the number of objects, and ends where the
-// run starts. All the room before the run is copied: a copy of variable size would be a call.
+// The head is written now, because its length depends on the number of objects.
 std::span<const std::byte> OXCBOREncoder::item() {
-  std::array<unsigned char, 2 * ox::cbor::longestHead> room{};
-  unsigned char* const head = room.data() + ox::cbor::longestHead;
-  const unsigned char* const end = mode_ == OXCBORMode::keyed
-                                       ? ox::cbor::writeHead(head, ox::cbor::Kind::map, count_)
-                                       : ox::cbor::writeHead(head, ox::cbor::Kind::array, count_);
-  std::copy_n(end - ox::cbor::longestHead, ox::cbor::longestHead, buffer_.data());
-  const auto start = static_cast<std::size_t>(room.data() + room.size() - end);
+  const auto kind = mode_ == OXCBORMode::keyed ? ox::cbor::Kind::map : ox::cbor::Kind::array;
+  unsigned char* const run = buffer_.data() + ox::cbor::longestHead;
   taken_ = true;
-  return std::as_bytes(std::span(buffer_).subspan(start, end_ - start));
+  return std::as_bytes(std::span(ox::cbor::prependHead(run, kind, count_), buffer_.data() + end_));
 }
 
 void OXCBOREncoder::reset() noexcept {
