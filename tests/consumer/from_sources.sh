@@ -32,3 +32,14 @@ rm -rf "$folder/fetch_content"
 echo "pkg-config, static"
 with_pkg_config "$folder/static" "$folder/stranger" -std=c++20
 "$folder/stranger"
+
+# Needs libarchive too. The program is the one that the page shows.
+if pkg-config --exists libarchive; then
+  pc_file=$(find "$folder/static" -name orvexkit.pc)
+  export PKG_CONFIG_PATH=${pc_file%/*}
+  echo "the command of docs/tour.md"
+  cp -r "$source_dir/examples/tour" "$folder"
+  command=$(grep '^c++ ' "$source_dir/docs/tour.md")
+  (cd "$folder" && bash -c "$command")
+  "$folder/tour/tour" 2>"$folder/errors" || grep -x 'usage: tour VOLUME FOLDER' "$folder/errors"
+fi
