@@ -52,7 +52,7 @@ run_tests_as_ordinary_user() {
   echo "subdirs([[$PWD/build/$1]])" >"$folder/CTestTestfile.cmake"
   if as_ordinary_user "$folder" test -r "$PWD/build/$1/CTestTestfile.cmake" 2>/dev/null; then
     as_ordinary_user "$folder" ctest --test-dir "$folder" --output-on-failure --no-tests=error \
-      --parallel $(($(nproc) + 1)) --label-exclude '^any-user$' --output-junit "$folder/results.xml" \
+      --parallel $(($(nproc) + 1)) --label-exclude '^any-user' --output-junit "$folder/results.xml" \
       "${@:3}" || status=1
     cp "$folder/results.xml" "$2"
   else

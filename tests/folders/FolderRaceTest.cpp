@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/Share.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
@@ -16,7 +17,7 @@ namespace {
 using namespace ox::test;
 using testing::IsEmpty;
 
-constexpr int foldersEach = 200;
+const int foldersEach = ox::test::shareOf(200, 4);
 
 class FolderRace : public TemporaryFolderTest {
  protected:

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "support/Pipe.h"
+#include "support/Share.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
@@ -29,7 +30,7 @@ using ox::test::listing;
 using ox::test::readFile;
 using ox::test::writeFile;
 
-constexpr int rounds = 300;
+const int rounds = ox::test::shareOf(300, 3);
 constexpr int itemCount = 24;
 
 // Items of every kind, with unique contents

@@ -6,10 +6,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
+
+#include "support/Share.h"
 
 namespace ox::test {
 
@@ -18,15 +19,10 @@ constexpr std::size_t mostLetters = 7;
 constexpr int randomStringCount = 200'000;
 
 // By default compares every string of up to this many letters, one in ten of the longer ones, and
-// enough random ones to take each branch: the same ones in every run. If OX_TEST_EVERY_STRING is
-// set, as by `scripts/test all`, compares all of them.
+// enough random ones to take each branch.
 constexpr std::size_t alwaysComparedLetters = 4;
 constexpr int oneLongIn = 10;
 constexpr int oneRandomIn = 4;
-
-inline bool everyStringIsWanted() {
-  return std::getenv("OX_TEST_EVERY_STRING") != nullptr;
-}
 
 // A letter may consist of several characters.
 using Alphabet = std::vector<std::string>;
@@ -44,7 +40,7 @@ template <typename Check>
 void forEveryString(const Alphabet& alphabet, std::size_t longest, Check check) {
   std::mt19937 choice;
   for (std::size_t length = 0; length <= longest; ++length) {
-    const bool isEachWanted = length <= alwaysComparedLetters || everyStringIsWanted();
+    const bool isEachWanted = length <= alwaysComparedLetters || isEverythingWanted();
     std::vector<std::size_t> indices(length);
     bool more = true;
     while (more) {
@@ -74,7 +70,7 @@ template <typename Check>
 void forRandomStrings(const Alphabet& alphabet, std::size_t longest, std::uint64_t seed,
                       Check check) {
   std::mt19937_64 random(seed);
-  const int count = everyStringIsWanted() ? randomStringCount : randomStringCount / oneRandomIn;
+  const int count = shareOf(randomStringCount, oneRandomIn);
   for (int i = 0; i < count && !testing::Test::HasFailure(); ++i) {
     std::string text;
     for (std::uint64_t left = random() % (longest + 1); left > 0; --left) {

@@ -7,6 +7,7 @@
 
 #include "support/AllocationCount.h"
 #include "support/Bytes.h"
+#include "support/Share.h"
 #include "support/ValueText.h"
 
 namespace {
@@ -772,7 +773,7 @@ TEST(CBORDecoder, KeepsItsWordForDamagedRecords) {
   std::mt19937 random(20240601);
   for (const std::string& seed : seeds) {
     const Bytes original = fromHex(seed);
-    for (int round = 0; round < 20000; ++round) {
+    for (int round = 0; round < ox::test::shareOf(20'000); ++round) {
       Bytes bytes = original;
       for (auto flips = random() % 4; flips != 0; --flips) {
         bytes[random() % bytes.size()] = static_cast<std::byte>(random());
@@ -791,7 +792,7 @@ TEST(CBORDecoder, KeepsItsWordForDamagedRecords) {
 
 TEST(CBORDecoder, KeepsItsWordForRandomBytes) {
   std::mt19937 random(8949);
-  for (int round = 0; round < 100000; ++round) {
+  for (int round = 0; round < ox::test::shareOf(100'000); ++round) {
     Bytes bytes(random() % 24);
     for (std::byte& byte : bytes) {
       byte = static_cast<std::byte>(random());

@@ -46,13 +46,13 @@ class CagedProcess : public OxarchiveTest {
     setTarCheckSum(header);
     const std::string entries = readFile(in("t.tar"));
     writeFile(in("start"), entries.substr(0, entries.size() - 1024) + header);
-    EXPECT_EQ(runProgram("sh", {"-c", "gzip start && head -c 67108864 /dev/zero | gzip -1 > zeros"},
+    EXPECT_EQ(runProgram("sh", {"-c", "gzip start && head -c 16777216 /dev/zero | gzip -1 > zeros"},
                          {.folder = work()})
                   .exitCode,
               0);
     std::string bytes = readFile(in("start.gz"));
     const std::string zeros = readFile(in("zeros"));
-    for (int i = 0; i < megabytes / 64; ++i) {
+    for (int i = 0; i < megabytes / 16; ++i) {
       bytes += zeros;
     }
     writeFile(in(name), bytes);
