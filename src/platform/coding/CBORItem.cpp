@@ -54,32 +54,32 @@ double nearest(const Head& number) noexcept {
 }  // namespace
 
 Progress Scanner::scan(Bytes item, std::size_t room) noexcept {
-  for (;;) {
+  std::optional<Progress> end;
+  while (!end) {
     scanned_ += passPlain(item.first(std::min(item.size(), room)).subspan(scanned_));
-    if (closeLevels()) {
-      return Progress::complete;
-    }
-    const Bytes rest = item.subspan(scanned_);
-    const std::size_t left = room - scanned_;
-    if (rest.empty()) {
-      return left != 0 ? Progress::within : Progress::tooLarge;
-    }
-    const Head head = readHead(rest);
-    if (!canStandHere(head)) {
-      return Progress::malformed;
-    }
-    if (head.size > left || leastContent(head) > left - head.size) {
-      return Progress::tooLarge;
-    }
-    const std::uint64_t size = head.size + (isString(head.kind) ? head.number : 0);
-    if (size > rest.size()) {
-      return Progress::within;
-    }
-    scanned_ += static_cast<std::size_t>(size);
-    if (!take(head)) {
-      return Progress::malformed;
-    }
+    end = closeLevels() ? Progress::complete : passHead(item.subspan(scanned_), room - scanned_);
   }
+  return *end;
+}
+
+// Goes on behind a head and, of a string, its contents, or tells why it cannot.
+std::optional<Progress> Scanner::passHead(Bytes rest, std::size_t room) noexcept {
+  if (rest.empty()) {
+    return room != 0 ? Progress::within : Progress::tooLarge;
+  }
+  const Head head = readHead(rest);
+  if (!canStandHere(head)) {
+    return Progress::malformed;
+  }
+  if (head.size > room || leastContent(head) > room - head.size) {
+    return Progress::tooLarge;
+  }
+  const std::uint64_t size = head.size + (isString(head.kind) ? head.number : 0);
+  if (size > rest.size()) {
+    return Progress::within;
+  }
+  scanned_ += static_cast<std::size_t>(size);
+  return take(head) ? std::nullopt : std::optional(Progress::malformed);
 }
 
 // Passes over as many plain items and dates as are there, up to the end of their container, and
@@ -122,7 +122,7 @@ bool Scanner::canStandHere(const Head& head) const noexcept {
   return head.kind == around && !head.indefinite;
 }
 
-// Goes on behind a head and, of a string, its contents. False when the head may not be here.
+// Follows the nesting. False when the head may not be here.
 bool Scanner::take(const Head& head) noexcept {
   constexpr std::uint64_t unlimited = std::numeric_limits<std::uint64_t>::max() - 1;
   const bool wasTagged = std::exchange(tagged_, head.kind == Kind::tag);

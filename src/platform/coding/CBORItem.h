@@ -47,8 +47,9 @@ class Scanner {
   static constexpr std::size_t maximumDepth = 64;
 
   std::size_t passPlain(Bytes bytes) noexcept;
-  bool canStandHere(const Head& head) const noexcept;
   bool closeLevels() noexcept;
+  std::optional<Progress> passHead(Bytes rest, std::size_t room) noexcept;
+  bool canStandHere(const Head& head) const noexcept;
   bool take(const Head& head) noexcept;
 
   // The first level is an array with one element, the data item itself.
