@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "OrvexKit/OXDeltaNode.h"
+#include "support/Share.h"
 
 namespace {
 
@@ -153,7 +154,7 @@ TEST(DeltaNodeThreads, MayAddWhileOthersLookForAName) {
       }
     });
   }
-  for (int i = 0; i < 2000; ++i) {
+  for (int i = 0; i < ox::test::shareOf(2000, 4); ++i) {
     const std::string name = "child " + std::to_string(i);
     root.addChild(node(name));
     EXPECT_NE(root.childNamed(name), nullptr);
