@@ -20,7 +20,6 @@
 #include <vector>
 
 #include "support/Pipe.h"
-#include "support/Share.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
@@ -30,7 +29,7 @@ using ox::test::listing;
 using ox::test::readFile;
 using ox::test::writeFile;
 
-const int rounds = ox::test::shareOf(300, 3);
+constexpr int rounds = 300;
 constexpr int itemCount = 24;
 
 // Items of every kind, with unique contents
