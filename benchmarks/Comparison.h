@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Benchmarks measure ratios where possible: how many times as fast the library is as a peer that
 // does the same work in the same run.
 //

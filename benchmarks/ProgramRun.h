@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Measures whole programs, from start to end.
 
 #pragma once

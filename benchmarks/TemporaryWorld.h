@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A folder for a benchmark's items, in the temporary folder.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The walk of a tree of items to archive, compared with the same walk over `std::filesystem::path`.
 
 #include <benchmark/benchmark.h>

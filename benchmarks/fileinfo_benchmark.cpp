@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Facts about items on disk, and the time to load the library.
 //
 // A peer that is a program is compared with a program of ours that does the same, so both include

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Free names and new folders in a destination, compared with a simple loop and bare system calls.
 
 #include <benchmark/benchmark.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The rules on archive names, compared with the same rules over `std::filesystem::path`.
 
 #include <benchmark/benchmark.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Records sent between processes, and in memory.
 
 #include <benchmark/benchmark.h>

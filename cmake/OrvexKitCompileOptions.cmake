@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # orvexkit_compile_options(TARGET [SYSTEM_TIME])
 #
 # The options of all our own targets; users' targets do not get them. SYSTEM_TIME: the target calls

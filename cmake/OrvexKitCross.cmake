@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Builds for another processor with Debian's cross compiler and libraries, and runs the tests under
 # QEMU. `scripts/test cross` sets:
 #

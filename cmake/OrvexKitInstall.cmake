@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 include(CMakePackageConfigHelpers)
 
 set(ORVEXKIT_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/OrvexKit")

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Long work off the user's thread, which ends early when the user has changed their mind.
 
 #include <OrvexKit/OrvexKit.h>

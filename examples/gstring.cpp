@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Strings of GLib, to and from the library's.
 
 #include <OrvexKit/OXFileUtil.h>

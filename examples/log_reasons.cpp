@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Why a call has failed, in the words of the library's log, for a message in a window.
 
 #include <OrvexKit/OXFileUtil.h>

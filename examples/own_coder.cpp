@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A coder of the host's own: records as GVariant dictionaries, which is what D-Bus carries.
 
 #include <OrvexKit/OXArchivedFile.h>

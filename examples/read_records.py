@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Reads a listing in another language: records as CBOR, one after the other, with python3-cbor2.
 
     tour --worker list photos.zip | python3 read_records.py

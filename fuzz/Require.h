@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Checks of the fuzz targets.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Checks of a record that was decoded from arbitrary bytes.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The program of a target without a fuzzing engine: runs the files that it is given.
 
 #include <cstddef>

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # Builds the fuzz targets in the way of public fuzzing services: with the compiler in CXX, the flags in
 # CXXFLAGS and the engine in LIB_FUZZING_ENGINE (a library or a flag), into the folder OUT. Each target
 # NAME comes with its inputs, NAME_seed_corpus.zip, and with NAME.dict if it has a dictionary. Without

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Arbitrary bytes as little-endian 64-bit sizes; the last one may be truncated.
 
 #include <OrvexKit/OXFileUtil.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Arbitrary bytes as a keyed record.
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Arbitrary bytes as the name of an archive or a volume. The disk is not accessed: the target tries
 // both answers to every existence test.
 

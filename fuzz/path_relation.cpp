@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Arbitrary bytes as a path and, after the last line feed, an ancestor; without a line feed it is
 // null.
 

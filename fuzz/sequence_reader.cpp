@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Arbitrary bytes as a stream of records; the first byte sets the size limit of an item.
 
 #include <OrvexKit/platform/OXCBORSequence.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Arbitrary bytes as a sequential record, with or without an array around it.
 
 #include <cstdint>

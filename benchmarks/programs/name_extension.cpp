@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A minimal program that calls a naming rule, and the same without the library: the difference is
 // the time to load the library.
 

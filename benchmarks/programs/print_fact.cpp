@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Prints one fact about an item on disk, to compare with du, md5sum and similar programs.
 //
 //   print_fact folder-size PATH

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tour/ArchiveWorker.h"
 
 #include <OrvexKit/OrvexKit.h>

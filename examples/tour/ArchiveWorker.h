@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What happens in the worker: the archive is read there, and nowhere else.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tour/Report.h"
 
 #include <optional>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a worker tells the program that started it.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tour/Volumes.h"
 
 #include <OrvexKit/OXFileUtil.h>

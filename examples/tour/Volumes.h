@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The files of a split archive.
 
 #pragma once

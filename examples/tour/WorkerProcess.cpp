@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tour/WorkerProcess.h"
 
 #include <fcntl.h>

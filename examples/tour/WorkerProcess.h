@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A worker: this program, started once more to do one thing and report on it.
 
 #pragma once

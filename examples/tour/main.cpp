@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // From a click on any volume of an archive to its contents in a folder of their own.
 //
 //   tour VOLUME FOLDER

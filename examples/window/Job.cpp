@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "window/Job.h"
 
 #include <OrvexKit/platform/OXCBORCoder.h>

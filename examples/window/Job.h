@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A worker whose reports arrive through Qt's event loop.
 
 #pragma once

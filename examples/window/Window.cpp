@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "window/Window.h"
 
 #include <OrvexKit/OXFileUtil.h>

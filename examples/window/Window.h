@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A window for one archive: its listing, and what can be done with it.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A small archiver with a window.
 //
 //   window [VOLUME]

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /// \file
 /// What opening, extracting and creating archives needs from the file system: names, folders, facts
 /// about files, and the Trash. Unless a function says otherwise:

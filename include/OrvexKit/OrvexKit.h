@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /// \file
 /// All of OrvexKit. No function needs more than 40 KiB of stack, not counting the host's callbacks.
 ///

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # The tests for other processors, with Debian's cross compilers and QEMU. Source this after
 # script.sh and foreign_root.sh.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # The libraries of another processor, for cross builds. Source this after packages.sh.
 #

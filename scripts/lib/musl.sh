@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # The sources against the headers of another C library. Source this at the top of the tree.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2034
 # The Debian packages that the scripts in the folder above need, by purpose. Source this.
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Draws how many times as fast the library is as its peers, with one bar per peer."""
 
 import matplotlib

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Prints how many times as fast the library is as its peers, and other figures.
 
     ratio_table.py [--plot FILE.svg] RESULTS.json...

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Common functions of the scripts in the folder above. Source this at the top of the tree.
 
@@ -10,7 +11,7 @@ source scripts/lib/packages.sh
 help_if_asked() {
   case ${1:-} in
     -h | --help)
-      sed -n '2,/^set /{/^#/s/^# \{0,1\}//p}' "scripts/${0##*/}"
+      sed -n '3,/^set /{/^#/s/^# \{0,1\}//p}' "scripts/${0##*/}"
       exit 0
       ;;
   esac

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Measures oxarchive beside other archivers, and prints processor and wall time and their ratios.
 
     tool_bench.py OXARCHIVE [--files N] [--megabytes N] [--entries N] [--runs N] [--only TEXT]

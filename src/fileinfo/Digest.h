@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The digest of an open file.
 
 #pragma once

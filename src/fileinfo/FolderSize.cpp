@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The size of a folder tree. A path longer than 1023 bytes is truncated, and the item at the
 // truncated path counts instead: none, or another item in the same folder. A folder whose path
 // leaves no room for "/" and a byte of a name counts as 0, because each path in it is truncated to

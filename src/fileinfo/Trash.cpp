@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Moves items to the Trash of the desktop (freedesktop.org Trash 1.0). An item in the Trash has an
 // entry under the same name, which records where it came from. The entry is created first,
 // exclusively. If a later step fails, it is removed, and so are the folders that were created.

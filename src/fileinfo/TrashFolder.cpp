@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "fileinfo/TrashFolder.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The Trashes that an item may go to (freedesktop.org Trash 1.0).
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "folders/FreeName.h"
 
 #include <charconv>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Free names in a folder: the name itself, then the name with a counter.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "OrvexKit/OXScopedTempDir.h"
 
 #include <sys/mman.h>

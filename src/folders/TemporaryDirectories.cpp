@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "OrvexKit/OXFileUtil.h"
 
 #include <new>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A node's list of children, and its protection while it is walked.
 
 #pragma once

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Compares the names that a shared library exports with a kept list, which has one name per line, in
 # any order, without parameters. Called with -DNM=, -DLIBRARY= and -DLIST=.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2034,SC2154
 # Functions to describe and compare the interfaces of built libraries, for the test and for updating
 # the kept description. To be sourced; `source_dir` is this repository.

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # Fails if programs that were built with the library of the kept description would not run with this
 # one. Without a new SONAME, only compatible additions are allowed.
 #

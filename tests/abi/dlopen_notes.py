@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Checks that the notes of a shared library name the libraries that it opens at run time.
 
     dlopen_notes.py LIBRARY OBJCOPY NAME...

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # Builds a user's project that includes the library's sources, shared and static. Then builds one with
 # the static library that the former has installed.
 #

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A user's program: makes the folder for an archive's contents and checks it.
 
 #include <OrvexKit/OrvexKit.h>

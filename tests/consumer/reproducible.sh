@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # Builds and installs the library and oxarchive twice, with different folders, time zones, homes,
 # umasks and numbers of jobs. The installed files must be identical.
 #

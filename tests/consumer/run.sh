@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # Installs a built tree to a new prefix, then builds and runs a user's program with it in every way
 # that the README names.
 #

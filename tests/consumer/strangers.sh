@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Builds the users' projects in this folder. To be sourced; `source_dir` is this repository.
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Builds and runs the programs of a page, as a reader who copies them would.
 
     run_examples.py PAGE COMPILER [OPTION...]

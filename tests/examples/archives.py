@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """The archives of the pages."""
 
 import io

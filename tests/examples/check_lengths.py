@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Checks that the examples are short enough to be read at once.
 
     check_lengths.py EXAMPLES
@@ -8,9 +10,11 @@ A recipe has 20 to 80 lines, and the window at most 500. EXAMPLES is the folder 
 import pathlib
 import sys
 
+import pages
+
 
 def length(file):
-    return len(file.read_text(encoding="utf-8").splitlines())
+    return len(pages.program(file))
 
 
 def main():

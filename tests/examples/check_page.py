@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Checks that a page shows complete, unchanged programs.
 
     check_page.py SOURCE PAGE FILE...
@@ -26,8 +28,7 @@ def main():
     if sorted(shown) != sorted(names):
         sys.exit(f"{page} shows {sorted(shown)}, and not {sorted(names)}")
     for name, lines in shown.items():
-        with open(os.path.join(source, name), encoding="utf-8") as file:
-            real = without_empty(file.read().splitlines())
+        real = without_empty(pages.program(os.path.join(source, name)))
         difference = list(difflib.unified_diff(real, lines, name, page, lineterm=""))
         if difference:
             sys.exit("\n".join(difference))

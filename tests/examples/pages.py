@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Reads the blocks of a page of docs/ that show programs in examples/.
 
 A block ```cc or ```python is a part of the file that the page last named in backticks, such as
@@ -26,6 +28,14 @@ def blocks(page):
             else:
                 name = (FILE.findall(line) or [name])[-1]
     assert language is None, f"{page}: the last block has no end"
+
+
+def program(file):
+    """Returns the lines of a program that a page shows: all but its licence."""
+    with open(file, encoding="utf-8") as source:
+        lines = source.read().splitlines()
+    assert "SPDX-License-Identifier:" in lines[0] and not lines[1], f"{file} names no licence"
+    return lines[2:]
 
 
 def printed(page, name):

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Runs a recipe and compares its output with the page.
 
     recipe_test.py PAGE FILE COMMAND...

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Draws the window while it shows an archive.
 
     screenshot.py PROGRAM PICTURE

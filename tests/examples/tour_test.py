@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Runs the tour on archives made by this test.
 
     tour_test.py TOUR PAGE

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Operates the window like a user, and prints what it shows.
 //
 //   window_test VOLUME [PICTURE]   opens it, extracts it, moves it to the Trash

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Runs the window in a virtual display.
 
     window_test.py PROGRAM

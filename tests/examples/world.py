@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """A folder to run a program in, with its home, its Trash and its temporary folder."""
 
 import os

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "fileinfo/Digest.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A libcrypto whose digests are zeros. The function named by OX_FAILING_CRYPTO fails.
 
 #include <cstdlib>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Kinds of documents. A process looks up the database and the language once, so every row runs in
 // its own process, with a database made by the test.
 

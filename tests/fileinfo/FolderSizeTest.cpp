@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>

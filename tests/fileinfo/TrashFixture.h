@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The fixture of the Trash tests: the user's Trash in the test's own folder.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Another process replaces the scratch folder in the temporary folder by something else, at any
 // moment. Nothing outside it may be made, moved or removed.
 

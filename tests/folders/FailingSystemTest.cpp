@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Each system call of each rule on folders fails in turn: the documented value is returned, no
 // descriptor leaks, and nothing is left half made.
 

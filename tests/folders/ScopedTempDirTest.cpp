@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <OrvexKit/OXFileUtil.h>
 #include <OrvexKit/OXScopedTempDir.h>
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The functions' stack use, since workers run them in threads with little stack. Each runs on a
 // stack filled with a pattern, which shows how deep it got.
 

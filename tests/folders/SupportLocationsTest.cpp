@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The user's own folders. A process determines them once, so every row runs in its own process.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <OrvexKit/OXFileUtil.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

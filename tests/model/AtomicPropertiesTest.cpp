@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Several threads get and set each atomic property of the records. A getter must return one of the
 // values that were set, never a mixture; the thread sanitizer detects data races.
 

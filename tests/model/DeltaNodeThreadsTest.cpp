@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Concurrent use of a tree.
 
 #include <gtest/gtest.h>

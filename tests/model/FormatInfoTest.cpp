@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "OrvexKit/OXFormatInfo.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a record's lock blocks, and what it does not.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "model/RecordingCoder.h"
 
 #include <sstream>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A coder that keeps the objects and records every call.
 
 #pragma once

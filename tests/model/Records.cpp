@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "model/Records.h"
 
 #include "support/ValueText.h"

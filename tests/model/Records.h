@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Records as text, and numbered records, for the tests that send records.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Another CBOR library reads and writes records: Debian's python3-cbor2, which needs the system's
 // own Python.
 

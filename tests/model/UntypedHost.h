@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Objects of a host compiled without run-time type information.
 
 #pragma once

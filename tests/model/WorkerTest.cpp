@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Two processes: a worker that sends records through a pipe, and their reader.
 
 #include <OrvexKit/OXArchivedFile.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A worker process: sends numbered records to standard output.
 //
 //   record_worker keyed|sequential COUNT          sends COUNT records and exits

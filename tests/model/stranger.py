@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Decodes a stream of records with an independent CBOR library, and encodes it again.
 
     stranger.py MODE STYLE INPUT OUTPUT

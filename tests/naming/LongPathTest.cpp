@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Paths longer than `std::string::max_size()`, which are only possible where addresses have 32
 // bits.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A process killed while it makes extraction folders and moves items to the Trash loses nothing:
 // each item is in its place or, complete and with its entry, in the Trash, and items beside the
 // scratch folders are unchanged.

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 """Makes each system call of a program that uses the library fail in turn, and checks its output.
 
     injected_failures.py PROGRAM

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Makes and removes folders, walks, digests and moves items to the Trash, once each, and then
 // prints the results. Before each operation it queries a missing item, "/orvexkit-operation/" and
 // the operation's name, which separates the operations in a trace. It links the library's objects,

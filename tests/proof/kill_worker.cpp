@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Moves items to the Trash, makes extraction folders, and fills and removes scratch folders until
 // it is killed. Prints a line for each call that has returned.
 //

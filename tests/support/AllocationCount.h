@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Counts the calling thread's allocations by `operator new`, can make them fail, and inspects freed
 // memory. AllocationCount.cpp replaces `operator new` and `operator delete` in the test program
 // that links it.

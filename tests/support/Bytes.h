@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Converts bytes to and from hexadecimal. Spaces in the text are ignored.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/ChildProcess.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Runs a program to its end: for values that a process initialises once, at first use.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Coverage counters are written when a process exits normally. Linked into the library, this writes
 // them also when a fatal error aborts the process.
 

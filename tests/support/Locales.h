@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Locales made by a test, since a system may have only C.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Captures GLib's structured log before it is written.
 
 #pragma once

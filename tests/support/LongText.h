@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Text longer than `std::string::max_size()`: only possible where addresses have 32 bits.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Generates many strings, to compare two implementations of a rule.
 
 #pragma once

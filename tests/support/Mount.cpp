@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/Mount.h"
 
 #include <sys/mount.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Mounts file systems for a test. Only root can mount, and not on every system.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The seam to the operating system in tests of the modules: counts every call, forwards it, and
 // can make any of them fail. Aborts the process if a descriptor is opened without close-on-exec.
 

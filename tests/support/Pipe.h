@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A pipe whose open ends are closed by the destructor.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A second implementation of the rules on names, based on the plain path operations, to compare the
 // library with. It follows the wording of the rules, copies every result, and shares no code with
 // the library.

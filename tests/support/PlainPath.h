@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A second implementation of the path operations, to compare the library with. It reads a path
 // character by character from front to back, copies every result, and shares no code with the
 // library.

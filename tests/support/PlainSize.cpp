@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/PlainSize.h"
 
 namespace ox::test::plain {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A second implementation of the text of a size, with integers only, to compare the library with.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A separate process for the tests. Each argument is a step, "verb" or "verb:operand"; prints the
 // library's result of each step on a line.
 

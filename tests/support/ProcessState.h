@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The resources of this process, for tests that nothing leaks.
 
 #pragma once

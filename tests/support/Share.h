@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // How much of its work a test does that compares or tries many things.
 
 #pragma once

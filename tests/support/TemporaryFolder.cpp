@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "support/TemporaryFolder.h"
 
 #include <sys/stat.h>

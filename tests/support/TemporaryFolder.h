@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Gives each test its own folder with a home, a data folder and a temporary folder, and an
 // environment that points there. A test must remove what it makes: the folders are removed
 // non-recursively, so anything left in them fails the test.

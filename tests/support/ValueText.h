@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A coder's object as text with its kind, for comparisons and readable failures.
 
 #pragma once

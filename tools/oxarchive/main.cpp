@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // oxarchive: a small command-line archiver on top of OrvexKit and libarchive.
 
 #include <fcntl.h>

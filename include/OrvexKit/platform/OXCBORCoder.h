@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /// \file
 /// The library's own coder: records as CBOR (RFC 8949), keyed or sequential.
 ///

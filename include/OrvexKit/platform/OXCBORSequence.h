@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /// \file
 /// Streams of records between processes: CBOR sequences (RFC 8742), in which data items follow each
 /// other without anything between them. Each record is one item, which says where it ends. The

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A record's fields in a coder, which for the library's own coders takes neither an object nor a
 // call for each of them.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The head of a CBOR data item (RFC 8949, section 3): what kind of item it is, and its argument.
 // Every part of the coder reads heads and writes them here.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/coding/CBORItem.h"
 
 #include <algorithm>

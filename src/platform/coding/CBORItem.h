@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // CBOR data items: where one ends, what object it is, and how an object is written.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "OrvexKit/platform/OXValue.h"
 
 #include <bit>

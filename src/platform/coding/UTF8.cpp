@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/coding/UTF8.h"
 
 #include <glib.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Text in UTF-8.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The desktop's databases, settings and log. All functions are thread-safe.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/desktop/Desktop.h"
 
 #include <algorithm>

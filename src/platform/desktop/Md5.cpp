@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/desktop/Md5.h"
 
 // OpenSSL deprecates these functions, but the newer ones use providers and a configuration file.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // MD5 (RFC 1321), by libcrypto.
 
 #pragma once

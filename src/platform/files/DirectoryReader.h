@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Reads the entries of an open folder, one by one and without allocating memory.
 
 #pragma once

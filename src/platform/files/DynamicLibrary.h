@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Libraries that are loaded at their first use: few processes need them, and each takes a
 // millisecond to load. If one is missing, the calls that need it fail as for a missing file.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/files/FileDescriptor.h"
 
 #include <poll.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An open file descriptor that closes itself.
 
 #pragma once

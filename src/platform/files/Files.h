@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The file manager: file-system operations by path. A path without a file-system representation
 // (`PathBuffer`) is treated as a missing item.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An open folder, and operations on its items by name.
 //
 // All calls use the folder's descriptor, so they act on this folder even if it is renamed, or

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Path operations. They define "last component", "extension" and so on for all rules.
 //
 // Pure text: they never touch the disk, normalise nothing, and accept any bytes. Parts of a path

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A path's file-system representation: the NUL-terminated bytes that a system call takes.
 
 #pragma once

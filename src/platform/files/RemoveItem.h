@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Removal of a whole folder.
 
 #pragma once

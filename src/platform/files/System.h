@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // System calls on files and folders.
 //
 // The library makes each of them through the table `sys`. It is a seam: tests link a table of their

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Reports every failure to allocate a string as `std::bad_alloc`.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/objects/DynamicClass.h"
 
 #include <cstddef>

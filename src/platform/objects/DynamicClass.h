@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The dynamic types of objects.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Ends the process after an error of the caller that the library cannot recover from.
 
 #pragma once

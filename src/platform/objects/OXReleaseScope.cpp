@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "OrvexKit/platform/OXReleaseScope.h"
 
 #include <cxxabi.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "OrvexKit/platform/OXString.h"
 
 #include "platform/objects/BadAlloc.h"

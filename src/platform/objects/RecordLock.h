@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A record's own lock, and the references to objects that it guards.
 //
 // Not `std::atomic<std::shared_ptr>`, whose unlock the thread sanitizer reports as a race. Each

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Overwrites secrets before their memory is freed.
 
 #pragma once

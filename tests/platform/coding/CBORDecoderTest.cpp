@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <OrvexKit/platform/OXCBORCoder.h>
 #include <gtest/gtest.h>
 

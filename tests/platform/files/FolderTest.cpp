@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/files/Folder.h"
 
 #include <fcntl.h>

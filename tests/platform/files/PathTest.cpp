@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/files/Path.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The path operations, compared with a second implementation.
 
 #include <gtest/gtest.h>

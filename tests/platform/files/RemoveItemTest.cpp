@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/files/RemoveItem.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What may be called after a fork, in a signal handler and during process exit: one test per row of
 // docs/processes.md.
 

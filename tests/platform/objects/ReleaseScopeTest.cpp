@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <OrvexKit/platform/OXReleaseScope.h>
 #include <gmock/gmock.h>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "ArchiveWriter.h"
 
 #include <archive_entry.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Writes archives for the tests, with any names and links that a hostile one may have.
 
 #pragma once

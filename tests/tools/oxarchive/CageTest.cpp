@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Tries, inside the cage, what a process that reads an untrusted archive must not be able to do.
 
 #include "system/Cage.h"

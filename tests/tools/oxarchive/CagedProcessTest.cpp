@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The processes that read archives: they are caged and never outlive the program; the limits of
 // what an archive may cost.
 

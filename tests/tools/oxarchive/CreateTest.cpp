@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // `oxarchive create`: its options, names and failures.
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Archives that are damaged, truncated or encrypted.
 
 #include <gtest/gtest.h>

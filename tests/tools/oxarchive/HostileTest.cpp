@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Archives that try to write outside of their extraction folder.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // `oxarchive list`: the worker process that opens the archive, and the printed table.
 
 #include <gmock/gmock.h>

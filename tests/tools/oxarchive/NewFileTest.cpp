@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A file that gets its name when it is complete, on both kinds of file systems.
 
 #include "writing/NewFile.h"

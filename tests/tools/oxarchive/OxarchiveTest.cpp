@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "OxarchiveTest.h"
 
 #include <OrvexKit/OXFileUtil.h>

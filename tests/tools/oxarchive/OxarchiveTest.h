@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The common fixture of the program's tests.
 
 #pragma once

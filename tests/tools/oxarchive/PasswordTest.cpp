@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The sources of passwords, and wrong passwords.
 
 #include <fcntl.h>

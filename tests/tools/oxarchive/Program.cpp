@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "Program.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Runs the program under test, or another one, as a child process.
 
 #pragma once

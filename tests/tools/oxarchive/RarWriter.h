@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Writes sets of RAR volumes, since no free program does: the blocks of RAR 4 and RAR 5 as
 // published. Files are stored or, in RAR 5, packed without becoming smaller.
 

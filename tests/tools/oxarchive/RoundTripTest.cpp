@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // `oxarchive extract` restores what `oxarchive create` packs.
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // `oxarchive extract --trash`.
 
 #include <fcntl.h>

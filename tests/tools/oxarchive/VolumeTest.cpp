@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Archives in several volumes.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What the processes that read archives have from their parent, and how it ends them.
 
 #include "system/WorkerProcess.h"

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # Tests bash's completions for oxarchive, and that both shells know all options in --help.
 #
 #   completions.bash FOLDER OXARCHIVE    the folder with the completions, and the program

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The commands. Each returns true if all of it was done, else false after reporting what failed.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "commands/Commands.h"
 
 #include <OrvexKit/OXFileUtil.h>

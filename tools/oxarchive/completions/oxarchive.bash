@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Completes the command line of oxarchive in bash.
 
 _oxarchive() {

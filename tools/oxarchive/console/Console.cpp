@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "console/Console.h"
 
 #include <sys/ioctl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The exceptions of the program. Their texts are complete reasons for the user, without the name of
 // the archive; file names in them are already printable.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "console/ListTable.h"
 
 #include <OrvexKit/OXFileUtil.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "console/Password.h"
 
 #include <fcntl.h>

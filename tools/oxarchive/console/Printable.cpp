@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "console/Printable.h"
 
 #include <OrvexKit/OXFileUtil.h>

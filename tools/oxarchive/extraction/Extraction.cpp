@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "extraction/Extraction.h"
 
 #include <OrvexKit/OXFileUtil.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "extraction/SafeExtractor.h"
 
 #include <fcntl.h>

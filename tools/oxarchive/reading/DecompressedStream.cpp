@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "reading/DecompressedStream.h"
 
 #include <archive.h>

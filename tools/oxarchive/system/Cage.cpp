@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "system/Cage.h"
 
 #include <asm/termbits.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Open files and folders.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "system/Interruption.h"
 
 #include <csignal>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // SIGINT, SIGTERM and SIGHUP end the work at the next safe point, so that unfinished items are
 // removed or at least reported.
 

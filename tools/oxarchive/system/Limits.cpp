@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "system/Limits.h"
 
 #include <sys/time.h>

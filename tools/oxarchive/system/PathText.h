@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Which names and links of an archive stay inside the folder. Works on text alone.
 
 #pragma once

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "system/WorkerProcess.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "volumes/VolumeSet.h"
 
 #include <unistd.h>

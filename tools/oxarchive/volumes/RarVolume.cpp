@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "volumes/RarVolume.h"
 
 #include <algorithm>

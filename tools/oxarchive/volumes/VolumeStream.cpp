@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "volumes/VolumeStream.h"
 
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "writing/ArchiveWriter.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "writing/DeltaTree.h"
 
 #include <OrvexKit/OXFileUtil.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "writing/Formats.h"
 
 #include <OrvexKit/OXFileUtil.h>

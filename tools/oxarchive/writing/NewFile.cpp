@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "writing/NewFile.h"
 
 #include <OrvexKit/OXFileUtil.h>
