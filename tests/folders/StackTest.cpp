@@ -19,16 +19,8 @@
 #include <utility>
 
 #include "support/Pipe.h"
+#include "support/Sanitizers.h"
 #include "support/TemporaryFolder.h"
-
-// Sanitizers add padding between variables.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define OX_STACK_IS_PADDED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define OX_STACK_IS_PADDED 1
-#endif
-#endif
 
 namespace {
 
@@ -95,9 +87,9 @@ void walkDeepTree() {
 }
 
 TEST_F(Stack, IsEnoughWith40KiB) {
-#ifdef OX_STACK_IS_PADDED
-  GTEST_SKIP() << "sanitizers use additional stack";
-#endif
+  if (ox::test::hasAddressSanitizer || ox::test::hasThreadSanitizer) {
+    GTEST_SKIP() << "sanitizers add padding between variables";
+  }
   const ox::test::ScopedEnvironment data("XDG_DATA_HOME", in("data"));
   const std::string longName(5000, 'n');
   fs::create_directory(in("full"));

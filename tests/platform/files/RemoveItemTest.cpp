@@ -370,7 +370,9 @@ TEST_F(RemoveItem, RemovesFoldersOfAnyModeInARootWithoutProc) {
         if (isKernelOld) {
           system.fail(Call::fchmodat2, ENOSYS);
         }
-        bool isDone = ::chown(work().c_str(), user, user) == 0 && ::chroot(work().c_str()) == 0 &&
+        // Whatever the umask, others may not exchange what is in the new root.
+        bool isDone = ::chmod(work().c_str(), 0755) == 0 &&
+                      ::chown(work().c_str(), user, user) == 0 && ::chroot(work().c_str()) == 0 &&
                       ::chdir("/") == 0 && ::setgid(user) == 0 && ::setuid(user) == 0;
         if (!isDone) {
           ::_exit(2);

@@ -27,6 +27,7 @@
 #include <functional>
 #include <string>
 
+#include "support/Sanitizers.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
@@ -304,9 +305,9 @@ TEST_F(CageTest, LeavesNoCoreDump) {
 }
 
 TEST_F(CageTest, HasNoMoreMemoryThanIsAllowed) {
-#ifdef __SANITIZE_ADDRESS__
-  GTEST_SKIP() << "the sanitizers reserve more than any limit";
-#endif
+  if (ox::test::hasAddressSanitizer) {
+    GTEST_SKIP() << "the sanitizers reserve more than any limit";
+  }
   const auto allocate = [] { return std::malloc(std::size_t{3} << 29U) != nullptr; };
   Cage own = cage();
   EXPECT_TRUE(succeeds(allocate, &own));
