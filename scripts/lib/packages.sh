@@ -24,7 +24,7 @@ LIBCXX_PACKAGES=(clang-16 libc++-16-dev libc++abi-16-dev googletest)
 MUSL_PACKAGES=(clang-16 libc++-16-dev musl-dev)
 I386_PACKAGES=(clang g++-multilib googletest)
 CROSS_PACKAGES=(googletest qemu-user-static g++-aarch64-linux-gnu g++-arm-linux-gnueabihf
-  g++-powerpc64le-linux-gnu g++-s390x-linux-gnu)
+  g++-powerpc64le-linux-gnu g++-riscv64-linux-gnu g++-s390x-linux-gnu)
 TIDY_PACKAGES=(clang clang-tidy libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 PACKAGE_PACKAGES=(build-essential debhelper dpkg-dev doxygen lintian diffutils)
