@@ -42,9 +42,11 @@ quietly() {  # COMMAND...
 }
 
 # CMake refuses a build folder made for another path or by another version, so retry with a fresh
-# configuration.
+# configuration. With ORVEXKIT_EACH_SOURCE_ALONE, the release compiles each source by itself, as users
+# do: where several are compiled as one, a missing include goes unnoticed.
 configure() {  # PRESET [OPTION...]
   mkdir -p build
+  [ "$1${ORVEXKIT_EACH_SOURCE_ALONE:+ alone}" != "release alone" ] || set -- "$@" -DCMAKE_UNITY_BUILD=OFF
   quietly cmake --preset "$@" 2>/dev/null || quietly cmake --fresh --preset "$@"
 }
 
