@@ -473,9 +473,9 @@ TEST_F(DeltaNodeWalkDeathTest, AbortsAfterTwoRoundsWhateverTheWayToACircle) {
       {0, 1},      {1, 1},    {2, 1},    {63, 1},  {1000, 1}, {131071, 1}, {131071, 2},
       {131070, 3}, {0, 2},    {0, 3},    {5, 7},   {6, 7},    {7, 7},      {8, 7},
       {65, 63},    {100, 64}, {100, 65}, {127, 1}, {1023, 5}, {1, 1000},   {2000, 129}};
-  for (const auto& [way, round] : rows) {
-    SCOPED_TRACE(testing::Message() << round << " after " << way);
-    expectAborted([way = way, round = round] { walkIntoCircle(way, round); }, belowItself);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.second << " after " << row.first);
+    expectAborted([&row] { walkIntoCircle(row.first, row.second); }, belowItself);
   }
 }
 
