@@ -41,13 +41,20 @@ quietly() {  # COMMAND...
   rm "$log"
 }
 
-# CMake refuses a build folder made for another path or by another version, so retry with a fresh
-# configuration. With ORVEXKIT_EACH_SOURCE_ALONE, the release compiles each source by itself, as users
-# do: where several are compiled as one, a missing include goes unnoticed.
-configure() {  # PRESET [OPTION...]
+# Configures anew where the presets have changed, since CMake keeps what they no longer set and forgets
+# the rest along with a former compiler. It refuses a build folder made for another path or by another
+# version, so retry likewise. With ORVEXKIT_EACH_SOURCE_ALONE, the release compiles each source by
+# itself, as users do: where several are compiled as one, a missing include goes unnoticed.
+configure() {  # PRESET
+  local command=(cmake --preset "$1")
   mkdir -p build
-  [ "$1${ORVEXKIT_EACH_SOURCE_ALONE:+ alone}" != "release alone" ] || set -- "$@" -DCMAKE_UNITY_BUILD=OFF
-  quietly cmake --preset "$@" 2>/dev/null || quietly cmake --fresh --preset "$@"
+  if [ "$1" = release ] && [ -n "${ORVEXKIT_EACH_SOURCE_ALONE:-}" ]; then
+    command+=(-DCMAKE_UNITY_BUILD=OFF)
+  fi
+  if [ "build/$1/CMakeCache.txt" -nt CMakePresets.json ] && quietly "${command[@]}" 2>/dev/null; then
+    return
+  fi
+  quietly "${command[@]}" --fresh
 }
 
 # Copies the working tree, without history and builds.
