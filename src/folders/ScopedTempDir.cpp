@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <utility>
@@ -17,29 +17,31 @@
 namespace ox {
 namespace {
 
-// A number, 0 at first, in memory that the kernel clears in every forked child. Null if it cannot.
-std::atomic<int>* memoryWipedOnFork() noexcept {
-  constexpr std::size_t size = sizeof(std::atomic<int>);
-  void* const memory =
-      ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  const bool isWiped = memory != MAP_FAILED && ::madvise(memory, size, MADV_WIPEONFORK) == 0;
-  return isWiped ? new (memory) std::atomic<int>(0) : nullptr;
+using ProcessMark = std::atomic<std::uint64_t>;
+
+// 0 at first. In memory that the kernel clears in every forked child, if it can do that.
+ProcessMark& newProcessMark() noexcept {
+  void* const memory = ::mmap(nullptr, sizeof(ProcessMark), PROT_READ | PROT_WRITE,
+                              MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (memory != MAP_FAILED && ::madvise(memory, sizeof(ProcessMark), MADV_WIPEONFORK) == 0) {
+    return *new (memory) ProcessMark(0);
+  }
+  static ProcessMark keptOnFork{0};
+  return keptOnFork;
 }
 
-// A number that differs between a process and its forked children. The process ID need not differ:
-// a child in a PID namespace of its own may have its parent's.
+// A number that differs between a process and its forked children. Neither sign is enough: a child
+// in a PID namespace of its own may have its parent's process ID, and an emulator may keep memory.
 int currentProcess() noexcept {
-  static std::atomic<int>* const number = memoryWipedOnFork();
-  static std::atomic<int> last{0};  // a forked child counts on from here
-  if (number == nullptr) {
-    return ::getpid();
+  static ProcessMark& mark = newProcessMark();  // the process ID, and its number in the lower half
+  static std::atomic<std::uint32_t> last{0};    // a forked child counts on from here
+  const auto id = static_cast<std::uint64_t>(::getpid());
+  std::uint64_t current = mark;
+  if (current >> 32U != id) {
+    const std::uint64_t next = id << 32U | ++last;
+    current = mark.compare_exchange_strong(current, next) ? next : current;
   }
-  int current = *number;
-  if (current == 0) {
-    const int next = ++last;
-    current = number->compare_exchange_strong(current, next) ? next : current;
-  }
-  return current;
+  return static_cast<int>(current & 0xffffffffU);
 }
 
 }  // namespace

@@ -4,11 +4,13 @@
 #include <OrvexKit/OXScopedTempDir.h>
 #include <gmock/gmock.h>
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -16,6 +18,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/TemporaryFolder.h"
 
@@ -232,9 +235,40 @@ TEST_F(ScopedTempDir, IsNotRemovedByAForkedProcess) {
   EXPECT_TRUE(isFolder(ofScope));
 }
 
+TEST_F(ScopedTempDir, IsNotRemovedByAForkedProcessWhoseMemoryIsNotCleared) {
+  const auto results =
+      ox::test::linesOf({.program = OX_PROBE, .arguments = {"ignore-advice", "fork"}});
+  if (results.at(0) == "0") {
+    GTEST_SKIP() << "system calls cannot be filtered here";
+  }
+  EXPECT_EQ(results.at(1), "1");
+  EXPECT_THAT(listing(tmp()), IsEmpty());
+}
+
+// An emulator may ignore MADV_WIPEONFORK and report success.
+bool isMemoryClearedOnFork() {
+  const auto size = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  void* const memory =
+      ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  auto* const byte = static_cast<char*>(memory);
+  ::madvise(memory, size, MADV_WIPEONFORK);
+  *byte = 1;
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::_exit(*byte);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  ::munmap(memory, size);
+  return status == 0;
+}
+
 // Like a worker in a container: the first process has the same number as each child that it forks
 // into a new namespace.
 TEST_F(ScopedTempDir, IsNotRemovedByAForkedProcessWithTheSameNumber) {
+  if (!isMemoryClearedOnFork()) {
+    GTEST_SKIP() << "nothing tells the two processes apart here";
+  }
   constexpr int refused = 77;
   const auto firstProcess = [] {
     auto folder = std::make_unique<OXScopedTempDir>();

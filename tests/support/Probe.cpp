@@ -4,12 +4,18 @@
 // library's result of each step on a line.
 
 #include <OrvexKit/OrvexKit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <clocale>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -114,6 +120,31 @@ void becomeUser(const std::string& number) {
   }
 }
 
+// From now on madvise() does nothing, and succeeds. Prints whether that is possible.
+void ignoreAdvice(const std::string& /*none*/) {
+  std::array<sock_filter, 4> steps{{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                                    BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_madvise, 0, 1),
+                                    BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO),
+                                    BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)}};
+  const sock_fprog filter{steps.size(), steps.data()};
+  std::cout << (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+                ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0)
+            << '\n';
+}
+
+// Prints whether a scratch folder is there after a forked child has destroyed its copy.
+void forkWithAScratchFolder(const std::string& /*none*/) {
+  std::optional<OXScopedTempDir> folder(std::in_place);
+  const std::string path = folder->path().value();
+  if (const pid_t child = ::fork(); child == 0) {
+    folder.reset();
+    ::_exit(0);
+  } else {
+    ::waitpid(child, nullptr, 0);
+  }
+  std::cout << std::filesystem::exists(path) << '\n';
+}
+
 #ifdef OX_INNER
 void failToLoadLibraries(const std::string& onOrOff) {
   static std::optional<ox::test::ObservedSystem> observed;
@@ -153,6 +184,8 @@ const std::map<std::string, Verb, std::less<>> verbs = {
     {"threads", [](const std::string&) { std::cout << threadCount() << '\n'; }},
     {"sockets", [](const std::string&) { std::cout << socketCount() << '\n'; }},
     {"race-for-digests", raceForDigests},
+    {"ignore-advice", ignoreAdvice},
+    {"fork", forkWithAScratchFolder},
 #ifdef OX_INNER
     {"fail-dlopen", failToLoadLibraries},
 #endif
