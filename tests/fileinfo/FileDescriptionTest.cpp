@@ -3,6 +3,7 @@
 // Kinds of documents. A process looks up the database and the language once, so every row runs in
 // its own process, with a database made by the test.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -146,10 +147,11 @@ TEST_F(FileDescription, IsEmptyWithoutGio) {
 }
 
 TEST_F(FileDescription, IsFoundWithoutThreadsAndDaemons) {
-  EXPECT_EQ(ox::test::linesOf({.program = OX_PROBE,
-                               .arguments = {"kind:x.oxp", "threads", "sockets"},
-                               .environment = {{"XDG_DATA_DIRS", work()}, {"LC_ALL", "C"}}}),
-            (Lines{"Ox package", "1", "0"}));
+  const Lines lines =
+      ox::test::linesOf({.program = OX_PROBE,
+                         .arguments = {"threads", "kind:x.oxp", "threads", "sockets"},
+                         .environment = {{"XDG_DATA_DIRS", work()}, {"LC_ALL", "C"}}});
+  EXPECT_THAT(lines, testing::ElementsAre(testing::_, "Ox package", lines.at(0), "0"));
 }
 
 TEST_F(FileDescription, IsTheSameForThreadsThatAskFirstAtTheSameMoment) {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "OrvexKit/OXDeltaNode.h"
+#include "support/AbortMessage.h"
 #include "support/Share.h"
 
 namespace {
@@ -183,7 +184,7 @@ TEST_F(DeltaNodeThreadsDeathTest, AbortWhenAnotherThreadsWalkIsOnItsWay) {
         });
   };
   EXPECT_EXIT(addFromAnotherThread(), testing::KilledBySignal(SIGABRT),
-              testing::Eq(std::string(addedWhileWalked)));
+              ox::test::abortMessage(addedWhileWalked));
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 
 #include "OrvexKit/OXDeltaNode.h"
 #include "model/Nodes.h"
+#include "support/AbortMessage.h"
 #include "support/AllocationCount.h"
 
 namespace {
@@ -376,7 +377,7 @@ class DeltaNodeWalkDeathTest : public testing::Test {
 };
 
 void expectAborted(const std::function<void()>& action, const char* line) {
-  EXPECT_EXIT(action(), testing::KilledBySignal(SIGABRT), testing::Eq(std::string(line)));
+  EXPECT_EXIT(action(), testing::KilledBySignal(SIGABRT), ox::test::abortMessage(line));
 }
 
 TEST_F(DeltaNodeWalkDeathTest, AbortsWhenAListOnItsWayGrows) {

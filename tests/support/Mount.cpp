@@ -2,7 +2,9 @@
 
 #include "support/Mount.h"
 
+#include <fcntl.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -34,6 +36,12 @@ Mount::~Mount() {
   if (isMounted_) {
     ::umount2(folder_.c_str(), MNT_DETACH);
   }
+}
+
+bool areMountsTold() {
+  struct ::statx status {};
+  return ::statx(AT_FDCWD, "/", 0, STATX_MNT_ID, &status) == 0 &&
+         (status.stx_mask & STATX_MNT_ID) != 0;
 }
 
 }  // namespace ox::test

@@ -36,4 +36,7 @@ class Mount {
   bool isMounted_;
 };
 
+// Whether the kernel tells the mount of an open folder. Emulators may not.
+bool areMountsTold();
+
 }  // namespace ox::test

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+namespace ox::test {
+
+// Matches the standard error of a process that aborted after it printed `line`, and nothing else.
+// An emulator prints a line of its own about the signal.
+inline testing::Matcher<const std::string&> abortMessage(const std::string& line) {
+  return testing::AnyOf(testing::Eq(line), testing::StartsWith(line + "qemu: "));
+}
+
+}  // namespace ox::test
