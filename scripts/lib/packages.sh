@@ -21,6 +21,7 @@ RELEASE_PACKAGES=()
 ASAN_PACKAGES=(clang libclang-rt-14-dev llvm)
 TSAN_PACKAGES=()
 LIBCXX_PACKAGES=(clang-16 libc++-16-dev libc++abi-16-dev googletest)
+CLANG19_PACKAGES=(clang-19 libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev)
 MUSL_PACKAGES=(clang-16 libc++-16-dev musl-dev)
 I386_PACKAGES=(clang g++-multilib googletest)
 CROSS_PACKAGES=(googletest qemu-user-static g++-aarch64-linux-gnu g++-arm-linux-gnueabihf
