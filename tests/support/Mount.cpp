@@ -41,7 +41,7 @@ Mount::~Mount() {
 bool areMountsTold() {
   struct ::statx status {};
   return ::statx(AT_FDCWD, "/", 0, STATX_MNT_ID, &status) == 0 &&
-         (status.stx_mask & STATX_MNT_ID) != 0;
+         (status.stx_mask & STATX_MNT_ID) != 0 && status.stx_mnt_id != 0;
 }
 
 }  // namespace ox::test
