@@ -170,11 +170,13 @@ TEST_F(DateDescription, HasTheNamesOfTheUsersLocaleInUtf8) {
       steps.push_back("date:" + seconds);
       expected += byDate(locales, name, encoding, seconds);
     }
-    EXPECT_EQ(
-        ox::test::outputOf({.program = OX_PROBE, .arguments = steps, .environment = environment}),
-        expected);
+    const std::string dates =
+        ox::test::outputOf({.program = OX_PROBE, .arguments = steps, .environment = environment});
+    if (ox::test::Locales::areForAllPrograms()) {
+      EXPECT_EQ(dates, expected);
+    }
     if (afternoon) {
-      EXPECT_EQ(expected.substr(0, expected.find('\n')), *afternoon);
+      EXPECT_EQ(dates.substr(0, dates.find('\n')), *afternoon);
     }
   }
 }

@@ -5,6 +5,7 @@
 #include <bit>
 #include <filesystem>
 #include <fstream>
+#include <string>
 #include <system_error>
 
 #include "support/ChildProcess.h"
@@ -49,6 +50,12 @@ bool Locales::make(const std::string& language, const std::string& encoding,
        .arguments = {isBigEndian ? "--big-endian" : "--little-endian", "--no-archive", "--quiet",
                      "-c", "-i", source, "-f", charmap, folder_ + "/" + name}});
   return std::filesystem::exists(folder_ + "/" + name + "/LC_TIME");
+}
+
+bool Locales::areForAllPrograms() {
+  const std::string one =
+      outputOf({.program = "sh", .arguments = {"-c", R"(printf '\1\0' | od -A n -t d2)"}});
+  return (std::stoi(one) == 1) == (std::endian::native == std::endian::little);
 }
 
 Locales::Environment Locales::environment(const std::string& name) const {

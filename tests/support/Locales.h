@@ -31,6 +31,10 @@ class Locales {
   // categories.
   Environment environment(const std::string& name) const;
 
+  // Whether the machine's own programs can read them, too. They are in the byte order of this one,
+  // which differs under an emulator of some processors.
+  static bool areForAllPrograms();
+
  private:
   std::string folder_;
 };
