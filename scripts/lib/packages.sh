@@ -23,7 +23,8 @@ TSAN_PACKAGES=()
 LIBCXX_PACKAGES=(clang-16 libc++-16-dev libc++abi-16-dev googletest)
 CLANG19_PACKAGES=(clang-19 libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev)
 MUSL_PACKAGES=(clang-16 libc++-16-dev musl-dev)
-I386_PACKAGES=(clang g++-multilib googletest)
+# Not g++-multilib, which conflicts with all cross compilers.
+I386_PACKAGES=(clang lib32stdc++-12-dev libc6-dev-i386 googletest)
 CROSS_PACKAGES=(googletest qemu-user-static g++-aarch64-linux-gnu g++-arm-linux-gnueabihf
   g++-powerpc64le-linux-gnu g++-riscv64-linux-gnu g++-s390x-linux-gnu)
 TIDY_PACKAGES=(clang clang-tidy libbenchmark-dev libmsgpack-cxx-dev nlohmann-json3-dev)
@@ -53,14 +54,14 @@ update_package_lists() {
 # ensure_packages PURPOSE...
 #
 # Installs what is missing of the lists above, and says so; `build` is BUILD_PACKAGES. If nothing is
-# missing, it uses no network and prints nothing.
+# missing, it uses no network and prints nothing. It fails where that would remove a package.
 ensure_packages() {
   local purpose wanted=() as_root=()
   for purpose in "$@"; do
     local -n list=${purpose^^}_PACKAGES
     wanted+=("${list[@]}")
   done
-  local satisfy=(apt-get satisfy -qq --no-install-recommends -o Acquire::Retries=3
+  local satisfy=(apt-get satisfy -qq --no-install-recommends --no-remove -o Acquire::Retries=3
     -o APT::Get::Show-User-Simulation-Note=false "${wanted[@]}")
   # Prints what it would install; fails if it does not find that.
   local needed
