@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+
+// What QEMU adds to a process that it runs.
+
+#pragma once
+
+namespace ox::test {
+
+#ifdef OX_EMULATED
+constexpr bool isEmulated = true;
+#else
+constexpr bool isEmulated = false;
+#endif
+
+// The threads of a process that has started none.
+constexpr const char* ownThreads = isEmulated ? "2" : "1";
+
+}  // namespace ox::test
