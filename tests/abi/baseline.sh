@@ -17,7 +17,7 @@ describe() {
   sed -i -E "s|( path=')[^']*/src/|\1src/|" "$2"
   local name
   for name in OXObject OXCoder OXPortCoder; do
-    if ! grep -q "<class-decl name='$name' size-in-bits=" "$2"; then
+    if ! grep -q "<class-decl name='$name'[^>]* size-in-bits=" "$2"; then
       echo "$1 has no debug information about the type $name: compile the library with -g" >&2
       return 1
     fi
@@ -26,7 +26,7 @@ describe() {
 
 # attribute NAME FILE
 #
-# Prints an attribute of the described library: soname or architecture.
+# Prints an attribute of a description: soname or architecture of the library, or the format's version.
 attribute() {
   sed -n "/^<abi-corpus /{s/.* $1='\([^']*\)'.*/\1/p;q}" "$2"
 }

@@ -13,6 +13,15 @@ class World:
         self.path = self._folder.name
         for name in ("home", "temporary", "work"):
             os.mkdir(self.at(name), 0o700)
+        self._describe("text", "plain", "plain text document")
+
+    def _describe(self, media, subtype, description):
+        """Versions of the shared MIME database differ in what they call a type."""
+        folder = self.at("home", "data", "mime", media)
+        os.makedirs(folder, 0o700)
+        with open(os.path.join(folder, subtype + ".xml"), "w", encoding="utf-8") as file:
+            file.write(f"<mime-type xmlns='http://www.freedesktop.org/standards/shared-mime-info' "
+                       f"type='{media}/{subtype}'><comment>{description}</comment></mime-type>")
 
     def __enter__(self):
         return self
