@@ -29,17 +29,26 @@ echo "pkg-config"
 with_pkg_config "$prefix" "$folder/stranger" -std=c++20
 "$folder/stranger"
 
-# All headers compile for such a program. An exception of the library would end it.
-echo "pkg-config, by a host without exceptions and without RTTI"
-with_pkg_config "$prefix" "$folder/stranger" -std=c++20 -fno-exceptions -fno-rtti
-"$folder/stranger"
+mapfile -t compilers < <(command -v g++ clang++)
+for COMPILER in "${compilers[@]}"; do
+  # All headers compile for such a program. An exception of the library would end it.
+  echo "$COMPILER, without exceptions and without RTTI"
+  with_pkg_config "$prefix" "$folder/stranger" -std=c++20 -fno-exceptions -fno-rtti
+  "$folder/stranger"
 
-echo "pkg-config, in C++17"
-if with_pkg_config "$prefix" "$folder/stranger" -std=c++17 2>"$folder/errors"; then
-  echo "it was compiled" >&2
-  exit 1
-fi
-grep -m 1 'error:' "$folder/errors" | grep -F 'OrvexKit needs C++20'
+  echo "$COMPILER, in C++17"
+  for header in "$source_dir"/include/OrvexKit/{,platform/}*.h; do
+    if "$COMPILER" -std=c++17 -fsyntax-only -I"$source_dir/include" -x c++ "$header" 2>"$folder/errors"; then
+      echo "$header was compiled" >&2
+      exit 1
+    fi
+    if [ "$(grep -c 'error:' "$folder/errors")" != 1 ] ||
+      ! grep -q 'error: .*OrvexKit needs C++20' "$folder/errors"; then
+      cat "$folder/errors" >&2
+      exit 1
+    fi
+  done
+done
 
 echo "Meson"
 meson setup "$folder/meson" "$here/meson" >/dev/null

@@ -14,9 +14,10 @@ build() {  # NAME PROJECT [OPTION...]
   cmake --build "$folder/$1" >/dev/null
 }
 
+# Compiles with COMPILER, or else with GCC.
 with_pkg_config() {  # PREFIX PROGRAM [FLAG...]
   local flags pc_file
   pc_file=$(find "$1" -name orvexkit.pc)
   read -ra flags < <(PKG_CONFIG_PATH=${pc_file%/*} pkg-config --cflags --libs orvexkit)
-  g++ -Wall -Wextra -Werror "${@:3}" "$here/main.cpp" "${flags[@]}" -o "$2"
+  "${COMPILER:-g++}" -Wall -Wextra -Werror "${@:3}" "$here/main.cpp" "${flags[@]}" -o "$2"
 }

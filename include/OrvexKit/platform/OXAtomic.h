@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <OrvexKit/platform/OXExport.h>
+
 #include <atomic>
 #include <bit>
 #include <cstdint>

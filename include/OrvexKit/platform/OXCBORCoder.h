@@ -176,12 +176,13 @@ class OX_EXPORT OXCBORDecoder final : public OXCoder {
   mutable bool failed_ = false;
 };
 
+#ifdef __cpp_exceptions
 /// Returns the record that the decoder's bytes hold, or null if they hold none. Safe for any bytes:
 /// throws only `std::bad_alloc`. If `Record` throws `std::out_of_range`, as `OXArchivedFile` does
 /// for an empty path, returns null. `Record` has a static `initWithCoder(OXCoder&)` that returns a
 /// `std::shared_ptr<Record>`; or it is derived from a library record, and its
 /// `decodeWithCoder(OXCoder&)` fills a new one. Ignores keys that `Record` does not ask for, and
-/// items after those that it reads. Does not compile with -fno-exceptions.
+/// items after those that it reads. Not declared with -fno-exceptions.
 ///
 ///     OXCBORDecodeRecord<OXArchivedFile>(bytes, OXCBORMode::keyed)
 ///     a1 64 70617468 61 61   => path "a", all else zero or null
@@ -221,4 +222,5 @@ template <typename Record>
 std::shared_ptr<Record> OXCBORDecodeRecord(const OXCBORItem& item, OXCBORMode mode) {
   return OXCBORDecodeRecord<Record>(OXCBORDecoder(item, mode));
 }
+#endif
 /// \}

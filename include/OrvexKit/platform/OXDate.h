@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <OrvexKit/platform/OXExport.h>
+
 #include <chrono>
 
 /// Seconds since 1970-01-01 00:00 UTC, as a double. May be fractional, negative, infinite or

@@ -3,7 +3,8 @@
 #pragma once
 
 #if __cplusplus < 202002L
-#error "OrvexKit needs C++20: compile with -std=c++20 or newer"
+// Unlike #error, this ends the compilation, so that it is the only message.
+#include "OrvexKit needs C++20: compile with -std=c++20 or newer"
 #endif
 
 /// Exports a function, class or constant from the shared library. All else stays hidden in it.
