@@ -24,17 +24,22 @@ function(orvexkit_compile_options target)
   if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i[3-6]86)$")
     target_compile_options(${target} PRIVATE -msse2 -mfpmath=sse)
   endif()
-  target_compile_options(
-    ${target}
-    PRIVATE -Wall
-            -Wextra
-            -Wpedantic
-            -Wconversion
-            -Wsign-conversion
-            -Wshadow
-            -Wnon-virtual-dtor
-            -Wold-style-cast
-            -Woverloaded-virtual
-            -Wformat=2
-            $<$<BOOL:${ORVEXKIT_WARNINGS_AS_ERRORS}>:-Werror>)
+  # Needed inside, also where a host does without.
+  target_compile_options(${target} PRIVATE -fexceptions -frtti)
+  # A host may treat all warnings as errors, and a future compiler may have new ones.
+  if(OrvexKit_IS_TOP_LEVEL)
+    target_compile_options(
+      ${target}
+      PRIVATE -Wall
+              -Wextra
+              -Wpedantic
+              -Wconversion
+              -Wsign-conversion
+              -Wshadow
+              -Wnon-virtual-dtor
+              -Wold-style-cast
+              -Woverloaded-virtual
+              -Wformat=2
+              $<$<BOOL:${ORVEXKIT_WARNINGS_AS_ERRORS}>:-Werror>)
+  endif()
 endfunction()

@@ -23,6 +23,7 @@ install(
   DESTINATION "${ORVEXKIT_CMAKE_DIR}"
   COMPONENT Development)
 
+get_target_property(ORVEXKIT_LIBRARY_TYPE OrvexKit TYPE)
 configure_package_config_file(
   "${PROJECT_SOURCE_DIR}/cmake/OrvexKitConfig.cmake.in" "${PROJECT_BINARY_DIR}/OrvexKitConfig.cmake"
   INSTALL_DESTINATION "${ORVEXKIT_CMAKE_DIR}")
@@ -33,13 +34,24 @@ install(FILES "${PROJECT_BINARY_DIR}/OrvexKitConfig.cmake"
         DESTINATION "${ORVEXKIT_CMAKE_DIR}"
         COMPONENT Development)
 
-# The .pc file derives its prefix from its own location, so an installed tree can be moved.
-file(RELATIVE_PATH ORVEXKIT_PC_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
-string(REGEX REPLACE "/$" "" ORVEXKIT_PC_PREFIX "${ORVEXKIT_PC_PREFIX}")
+# The .pc file derives its prefix from its own location, so an installed tree can be moved, unless it is
+# told to be somewhere.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  set(ORVEXKIT_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+  set(ORVEXKIT_PC_INCLUDEDIR "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+  set(ORVEXKIT_PC_LIBDIR "${CMAKE_INSTALL_FULL_LIBDIR}")
+else()
+  file(RELATIVE_PATH ORVEXKIT_PC_UP "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+  string(REGEX REPLACE "/$" "" ORVEXKIT_PC_PREFIX "\${pcfiledir}/${ORVEXKIT_PC_UP}")
+  set(ORVEXKIT_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+  set(ORVEXKIT_PC_LIBDIR "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+endif()
 # A shared library loads its dependencies itself.
 set(ORVEXKIT_PC_REQUIRES "")
-if(NOT BUILD_SHARED_LIBS)
+set(ORVEXKIT_PC_LIBS "")
+if(ORVEXKIT_LIBRARY_TYPE STREQUAL "STATIC_LIBRARY")
   set(ORVEXKIT_PC_REQUIRES "Requires: glib-2.0 >= 2.74")
+  list(TRANSFORM CMAKE_DL_LIBS PREPEND " -l" OUTPUT_VARIABLE ORVEXKIT_PC_LIBS)
 endif()
 configure_file("${PROJECT_SOURCE_DIR}/cmake/orvexkit.pc.in" "${PROJECT_BINARY_DIR}/orvexkit.pc" @ONLY)
 install(

@@ -23,8 +23,15 @@ if [ -e "$folder/hosts/include" ] || [ -n "$(find "$folder/hosts" -name '*.pc' -
   exit 1
 fi
 
-build fetch_content fetch_content "${sources[@]}" -DBUILD_SHARED_LIBS=OFF
-cmake --install "$folder/fetch_content" --prefix "$folder/static" --component Development >/dev/null
+echo "add_subdirectory, with everything that it can build"
+cmake -G Ninja -S "$here/add_subdirectory" -B "$folder/everything" "${sources[@]}" \
+  -DORVEXKIT_BUILD_{TOOLS,EXAMPLES,TESTS,BENCHMARKS,FUZZERS}=ON >/dev/null
+
+# Empty is static, too. Some distributions tell the folders as absolute paths.
+build fetch_content fetch_content "${sources[@]}" -DBUILD_SHARED_LIBS= \
+  -DCMAKE_INSTALL_PREFIX="$folder/static" -DCMAKE_INSTALL_LIBDIR="$folder/static/lib" \
+  -DCMAKE_INSTALL_INCLUDEDIR="$folder/static/headers"
+cmake --install "$folder/fetch_content" --component Development >/dev/null
 "$folder/fetch_content/stranger"
 
 build "find_package, static" find_package -DCMAKE_PREFIX_PATH="$folder/static"

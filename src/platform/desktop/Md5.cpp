@@ -18,6 +18,10 @@
 #include "platform/files/DynamicLibrary.h"
 #include "platform/files/FileDescriptor.h"
 
+#ifndef OPENSSL_SHLIB_VERSION
+#error "These headers do not tell the SONAME of libcrypto, as OpenSSL's do"
+#endif
+
 namespace ox {
 namespace {
 
