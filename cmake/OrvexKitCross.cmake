@@ -5,7 +5,7 @@
 #
 #   ORVEXKIT_TRIPLET   the compiler's name of the processor: aarch64-linux-gnu
 #   ORVEXKIT_ROOT      the folder with the libraries
-#   ORVEXKIT_EMULATOR  qemu-aarch64-static
+#   ORVEXKIT_EMULATOR  the path of qemu-aarch64-static
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ORVEXKIT_TRIPLET ORVEXKIT_ROOT ORVEXKIT_EMULATOR)
 
 set(CMAKE_SYSTEM_NAME Linux)

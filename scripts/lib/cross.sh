@@ -14,24 +14,6 @@ CROSS_PROCESSORS=(
   "s390x s390x-linux-gnu s390x"
 )
 
-registered=()
-
-# Makes the kernel run a processor's programs with QEMU, until the script ends. Only root can do
-# this; without it, tests that start programs fail.
-register_emulator() {  # NAME
-  local formats=/proc/sys/fs/binfmt_misc
-  [ "$(id -u)" = 0 ] && [ ! -e "$formats/qemu-$1" ] || return 0
-  [ -e "$formats/register" ] || mount -t binfmt_misc binfmt_misc "$formats" 2>/dev/null || return 0
-  cat "/usr/lib/binfmt.d/qemu-$1.conf" >"$formats/register" && registered+=("$formats/qemu-$1")
-}
-
-unregister_emulators() {
-  local format
-  for format in "${registered[@]}"; do
-    echo -1 >"$format"
-  done
-}
-
 ensure_cross_roots() {
   local processor words
   for processor in "${CROSS_PROCESSORS[@]}"; do
@@ -42,9 +24,10 @@ ensure_cross_roots() {
 
 build_for() {  # ARCHITECTURE TRIPLET EMULATOR
   local tree=build/cross/$1
-  quietly cmake -G Ninja -B "$tree" --toolchain cmake/OrvexKitCross.cmake \
-    -DORVEXKIT_TRIPLET="$2" -DORVEXKIT_ROOT="$PWD/$tree-root" -DORVEXKIT_EMULATOR="qemu-$3-static" \
-    -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" \
+  quietly cmake --fresh -G Ninja -B "$tree" --toolchain cmake/OrvexKitCross.cmake \
+    -DORVEXKIT_TRIPLET="$2" -DORVEXKIT_ROOT="$PWD/$tree-root" \
+    -DORVEXKIT_EMULATOR="$(command -v "qemu-$3-static")" -DCMAKE_BUILD_TYPE=Release \
+    "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" \
     -DORVEXKIT_WARNINGS_AS_ERRORS=ON -DORVEXKIT_BUILD_TOOLS=OFF -DORVEXKIT_BUILD_EXAMPLES=OFF \
     -DORVEXKIT_BUILD_FUZZERS=ON -DORVEXKIT_INSTALL=OFF -DORVEXKIT_GTEST_SOURCE=/usr/src/googletest \
     -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=0
@@ -53,9 +36,8 @@ build_for() {  # ARCHITECTURE TRIPLET EMULATOR
 
 # Under emulation, some tests take ten times as long. QEMU may stop for ever in a forked child of a
 # process with threads, so what takes too long is tried once more.
-test_for() {  # RESULTS ARCHITECTURE TRIPLET EMULATOR
+test_for() {  # RESULTS ARCHITECTURE TRIPLET
   local tree=build/cross/$2
-  register_emulator "$4"
   GCONV_PATH=$PWD/$tree-root/usr/lib/$3/gconv \
     ctest --test-dir "$tree" --parallel $(($(nproc) + 1)) --timeout 600 --repeat after-timeout:2 \
     --no-tests=error --output-on-failure --output-junit "$1"

@@ -16,6 +16,7 @@
 
 #include "OrvexKit/OXDeltaNode.h"
 #include "support/AbortMessage.h"
+#include "support/Emulator.h"
 #include "support/Share.h"
 
 namespace {
@@ -171,7 +172,7 @@ TEST(DeltaNodeThreads, MayAddWhileOthersLookForAName) {
 class DeltaNodeThreadsDeathTest : public testing::Test {
  protected:
   // A forked child does not have the parent's other threads.
-  void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+  void SetUp() override { GTEST_FLAG_SET(death_test_style, ox::test::threadSafeStyle); }
 };
 
 TEST_F(DeltaNodeThreadsDeathTest, AbortWhenAnotherThreadsWalkIsOnItsWay) {

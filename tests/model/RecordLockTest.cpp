@@ -18,6 +18,7 @@
 #include "OrvexKit/OXArchiveSettings.h"
 #include "OrvexKit/OXDeltaNode.h"
 #include "OrvexKit/OXFormatInfo.h"
+#include "support/Emulator.h"
 
 namespace {
 
@@ -116,7 +117,7 @@ void lookAtTheTree(int /*signal*/) {
 }
 
 TEST(RecordLockDeathTest, IsNotHeldWhenTheProcessAborts) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  GTEST_FLAG_SET(death_test_style, ox::test::threadSafeStyle);
   const auto addWhileWalking = [] {
     const auto root = std::make_shared<OXDeltaNode>();
     const auto child = std::make_shared<OXDeltaNode>();
