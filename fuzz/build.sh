@@ -32,5 +32,5 @@ for corpus in "$PWD"/fuzz/corpus/*/; do
   cp "$tree/fuzz/$name" "$OUT"
   (cd "$corpus" && cmake -E tar cf "$OUT/${name}_seed_corpus.zip" --format=zip -- *)
   [ ! -e "fuzz/$name.dict" ] || cp "fuzz/$name.dict" "$OUT"
-  ldd "$tree/fuzz/$name" | awk '$1 ~ /^lib(glib|pcre)/ { print $3 }' | xargs -d '\n' cp -t "$OUT/lib"
+  ldd "$tree/fuzz/$name" | awk '$1 ~ /^lib(glib|pcre)/ { print $3 }' | xargs -r -d '\n' cp -t "$OUT/lib"
 done
