@@ -26,7 +26,6 @@ function(orvexkit_compile_options target)
   endif()
   # Needed inside, also where a host does without.
   target_compile_options(${target} PRIVATE -fexceptions -frtti)
-  # A host may treat all warnings as errors, and a future compiler may have new ones.
   if(OrvexKit_IS_TOP_LEVEL)
     target_compile_options(
       ${target}
@@ -41,5 +40,8 @@ function(orvexkit_compile_options target)
               -Woverloaded-virtual
               -Wformat=2
               $<$<BOOL:${ORVEXKIT_WARNINGS_AS_ERRORS}>:-Werror>)
+  else()
+    # A host may treat warnings as errors, and its own choice of them is not for these sources.
+    target_compile_options(${target} PRIVATE -w)
   endif()
 endfunction()

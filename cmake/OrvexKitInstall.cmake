@@ -34,17 +34,19 @@ install(FILES "${PROJECT_BINARY_DIR}/OrvexKitConfig.cmake"
         DESTINATION "${ORVEXKIT_CMAKE_DIR}"
         COMPONENT Development)
 
-# The .pc file derives its prefix from its own location, so an installed tree can be moved, unless it is
-# told to be somewhere.
-if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+# The .pc file derives its prefix from its own location, so an installed tree can be moved, unless an
+# install folder is an absolute path.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
   set(ORVEXKIT_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
-  set(ORVEXKIT_PC_INCLUDEDIR "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
-  set(ORVEXKIT_PC_LIBDIR "${CMAKE_INSTALL_FULL_LIBDIR}")
+  set(ORVEXKIT_PC_LIBDIR "${CMAKE_INSTALL_LIBDIR}")
 else()
   file(RELATIVE_PATH ORVEXKIT_PC_UP "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
   string(REGEX REPLACE "/$" "" ORVEXKIT_PC_PREFIX "\${pcfiledir}/${ORVEXKIT_PC_UP}")
-  set(ORVEXKIT_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
   set(ORVEXKIT_PC_LIBDIR "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+endif()
+set(ORVEXKIT_PC_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}")
+if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  string(PREPEND ORVEXKIT_PC_INCLUDEDIR "\${prefix}/")
 endif()
 # A shared library loads its dependencies itself.
 set(ORVEXKIT_PC_REQUIRES "")

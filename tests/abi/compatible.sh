@@ -21,7 +21,7 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 describe "$library" "$folder/now.abi"
 
-# Versions of abidw describe the same type differently.
+# Each format describes the same type differently.
 for name in architecture version soname; do
   kept=$(attribute "$name" "$baseline")
   now=$(attribute "$name" "$folder/now.abi")

@@ -25,22 +25,31 @@ fi
 
 echo "add_subdirectory, with everything that it can build"
 cmake -G Ninja -S "$here/add_subdirectory" -B "$folder/everything" "${sources[@]}" \
-  -DORVEXKIT_BUILD_{TOOLS,EXAMPLES,TESTS,BENCHMARKS,FUZZERS}=ON >/dev/null
+  -DORVEXKIT_BUILD_{TOOLS,EXAMPLES,TESTS,BENCHMARKS,FUZZERS}=ON \
+  -DCMAKE_INSTALL_LIBDIR=/opt/orvexkit/lib >/dev/null
+grep -qF 'RPATH "/opt/orvexkit/lib"' "$folder/everything/OrvexKit/tools/oxarchive/cmake_install.cmake"
 
-# Empty is static, too. Some distributions tell the folders as absolute paths.
-build fetch_content fetch_content "${sources[@]}" -DBUILD_SHARED_LIBS= \
-  -DCMAKE_INSTALL_PREFIX="$folder/static" -DCMAKE_INSTALL_LIBDIR="$folder/static/lib" \
-  -DCMAKE_INSTALL_INCLUDEDIR="$folder/static/headers"
-cmake --install "$folder/fetch_content" --component Development >/dev/null
+# Empty is static, too.
+build fetch_content fetch_content "${sources[@]}" -DBUILD_SHARED_LIBS=
+cmake --install "$folder/fetch_content" --prefix "$folder/static" --component Development >/dev/null
 "$folder/fetch_content/stranger"
 
 build "find_package, static" find_package -DCMAKE_PREFIX_PATH="$folder/static"
-rm -rf "$folder/fetch_content"
 "$folder/find_package, static/stranger"
 
-echo "pkg-config, static"
-with_pkg_config "$folder/static" "$folder/stranger" -std=c++20
-"$folder/stranger"
+# Some distributions give the folders as absolute paths.
+absolute=$folder/absolute
+build fetch_content fetch_content -DCMAKE_INSTALL_PREFIX="$absolute" \
+  -DCMAKE_INSTALL_LIBDIR="$absolute/lib" -DCMAKE_INSTALL_INCLUDEDIR="$absolute/headers"
+cmake --install "$folder/fetch_content" --component Development >/dev/null
+rm -rf "$folder/fetch_content"
+build "find_package, absolute" find_package -DCMAKE_PREFIX_PATH="$absolute"
+
+for prefix in "$folder/static" "$absolute"; do
+  echo "pkg-config, static"
+  with_pkg_config "$prefix" "$folder/stranger" -std=c++20
+  "$folder/stranger"
+done
 
 # Needs libarchive too. The program is the one that the page shows.
 if pkg-config --exists libarchive; then
