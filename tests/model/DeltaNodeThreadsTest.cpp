@@ -172,7 +172,7 @@ TEST(DeltaNodeThreads, MayAddWhileOthersLookForAName) {
 class DeltaNodeThreadsDeathTest : public testing::Test {
  protected:
   // A forked child does not have the parent's other threads.
-  void SetUp() override { GTEST_FLAG_SET(death_test_style, ox::test::threadSafeStyle); }
+  void SetUp() override { GTEST_FLAG_SET(death_test_style, ox::test::deathTestStyle); }
 };
 
 TEST_F(DeltaNodeThreadsDeathTest, AbortWhenAnotherThreadsWalkIsOnItsWay) {

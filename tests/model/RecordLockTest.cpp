@@ -117,7 +117,7 @@ void lookAtTheTree(int /*signal*/) {
 }
 
 TEST(RecordLockDeathTest, IsNotHeldWhenTheProcessAborts) {
-  GTEST_FLAG_SET(death_test_style, ox::test::threadSafeStyle);
+  GTEST_FLAG_SET(death_test_style, ox::test::deathTestStyle);
   const auto addWhileWalking = [] {
     const auto root = std::make_shared<OXDeltaNode>();
     const auto child = std::make_shared<OXDeltaNode>();

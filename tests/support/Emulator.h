@@ -15,8 +15,8 @@ constexpr bool isEmulated = false;
 // The threads of a process that has started none.
 constexpr const char* ownThreads = isEmulated ? "2" : "1";
 
-// For a death test whose process has threads. A program that an emulator runs cannot start itself
-// again where the kernel does not know the emulator.
-constexpr const char* threadSafeStyle = isEmulated ? "fast" : "threadsafe";
+// For a death test with threads. A program that an emulator runs cannot start itself again where
+// the kernel does not know the emulator, so its copy is forked.
+constexpr const char* deathTestStyle = isEmulated ? "fast" : "threadsafe";
 
 }  // namespace ox::test
