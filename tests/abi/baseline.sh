@@ -17,7 +17,7 @@ describe() {
   sed -i -E "s|( path=')[^']*/src/|\1src/|" "$2"
   local name
   for name in OXObject OXCoder OXPortCoder; do
-    if ! grep -q "<class-decl name='$name'[^>]* size-in-bits=" "$2"; then
+    if ! grep -qE "<class-decl name='$name'( visibility='default')? size-in-bits=" "$2"; then
       echo "$1 has no debug information about the type $name: compile the library with -g" >&2
       return 1
     fi

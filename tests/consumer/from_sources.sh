@@ -46,7 +46,7 @@ rm -rf "$folder/fetch_content"
 build "find_package, absolute" find_package -DCMAKE_PREFIX_PATH="$absolute"
 
 for prefix in "$folder/static" "$absolute"; do
-  echo "pkg-config, static"
+  echo "pkg-config, static, in $prefix"
   with_pkg_config "$prefix" "$folder/stranger" -std=c++20
   "$folder/stranger"
 done
