@@ -48,12 +48,19 @@ set(ORVEXKIT_PC_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}")
 if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
   string(PREPEND ORVEXKIT_PC_INCLUDEDIR "\${prefix}/")
 endif()
-# A shared library loads its dependencies itself.
+# A shared library loads its dependencies itself. They are listed for a static one that lies beside it, one
+# by one and without folders of this machine: Requires.private would need GLib's .pc file in every case.
 set(ORVEXKIT_PC_REQUIRES "")
 set(ORVEXKIT_PC_LIBS "")
+set(ORVEXKIT_PC_LIBS_PRIVATE "")
+list(TRANSFORM CMAKE_DL_LIBS PREPEND " -l" OUTPUT_VARIABLE ORVEXKIT_PC_DL)
 if(ORVEXKIT_LIBRARY_TYPE STREQUAL "STATIC_LIBRARY")
   set(ORVEXKIT_PC_REQUIRES "Requires: glib-2.0 >= 2.74")
-  list(TRANSFORM CMAKE_DL_LIBS PREPEND " -l" OUTPUT_VARIABLE ORVEXKIT_PC_LIBS)
+  set(ORVEXKIT_PC_LIBS "${ORVEXKIT_PC_DL}")
+else()
+  list(TRANSFORM ORVEXKIT_GLIB_STATIC_LIBRARIES PREPEND "-l" OUTPUT_VARIABLE ORVEXKIT_PC_GLIB)
+  list(JOIN ORVEXKIT_PC_GLIB " " ORVEXKIT_PC_GLIB)
+  set(ORVEXKIT_PC_LIBS_PRIVATE "Libs.private: ${ORVEXKIT_PC_GLIB} -pthread${ORVEXKIT_PC_DL}")
 endif()
 configure_file("${PROJECT_SOURCE_DIR}/cmake/orvexkit.pc.in" "${PROJECT_BINARY_DIR}/orvexkit.pc" @ONLY)
 install(

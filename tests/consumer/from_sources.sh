@@ -16,6 +16,7 @@ sources=(-DORVEXKIT_SOURCE="$source_dir" -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BU
 # The installed program needs only the component Runtime, and nothing from the build folder.
 build add_subdirectory add_subdirectory "${sources[@]}"
 cmake --install "$folder/add_subdirectory" --prefix "$folder/hosts" --component Runtime >/dev/null
+cmake --install "$folder/add_subdirectory" --prefix "$folder/both" --component Development >/dev/null
 rm -rf "$folder/add_subdirectory"
 "$folder/hosts/bin/stranger"
 if [ -e "$folder/hosts/include" ] || [ -n "$(find "$folder/hosts" -name '*.pc' -o -name libOrvexKit.so)" ]; then
@@ -36,6 +37,14 @@ cmake --install "$folder/fetch_content" --prefix "$folder/static" --component De
 
 build "find_package, static" find_package -DCMAKE_PREFIX_PATH="$folder/static"
 "$folder/find_package, static/stranger"
+
+echo "pkg-config, static beside shared"
+pc_file=$(find "$folder/both" -name orvexkit.pc)
+find "$folder/static" -name libOrvexKit.a -exec cp {} "${pc_file%/pkgconfig/*}" \;
+read -ra flags < <(PKG_CONFIG_PATH=${pc_file%/*} pkg-config --static --cflags --libs orvexkit |
+  sed 's/-lOrvexKit/-l:libOrvexKit.a/')
+g++ -std=c++20 "$here/main.cpp" "${flags[@]}" -o "$folder/stranger"
+"$folder/stranger"
 
 # Some distributions give the folders as absolute paths.
 absolute=$folder/absolute
