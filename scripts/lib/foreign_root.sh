@@ -9,6 +9,14 @@
 FOREIGN_LIBRARIES=(libglib2.0-0 libssl3 libarchive13 zlib1g libseccomp2 libstdc++6)
 FOREIGN_HEADERS=(libglib2.0-dev libssl-dev libarchive-dev zlib1g-dev libseccomp-dev)
 
+# Prints where the machine's own release of Debian comes from: other sources may stand before it.
+debian_mirror() {
+  # shellcheck disable=SC2016
+  apt-get indextargets --no-release-info --format '$(RELEASE) $(COMPONENT) $(SITE)' |
+    awk -v release="$(. /etc/os-release && echo "$VERSION_CODENAME")" \
+      '$1 == release && $2 == "main" && !count++ { print $3 }'
+}
+
 # ensure_foreign_root ARCHITECTURE FOLDER [SUITE]
 #
 # Unpacks the packages and those that they need into the folder, unless it already contains the same
@@ -27,9 +35,7 @@ ensure_foreign_root() {
     -o "Dir::State::Lists=$work/lists" -o Dir::State::status=/dev/null -o "Dir::Cache=$work"
     -o Acquire::Languages=none -o Debug::NoLocking=1 -o APT::Sandbox::User= -o Acquire::Retries=3)
   if [ -n "$suite" ]; then
-    # shellcheck disable=SC2016
-    echo "deb $(apt-get indextargets --no-release-info --format '$(SITE)' | head -n 1) $suite main" \
-      >"$work/sources.list"
+    echo "deb $(debian_mirror) $suite main" >"$work/sources.list"
     apt+=(-o "Dir::Etc::SourceList=$work/sources.list" -o Dir::Etc::SourceParts=-)
   fi
   update_package_lists "${apt[@]}"
