@@ -5,6 +5,8 @@
 # that the README names.
 #
 #   run.sh SOURCE BUILD
+#
+# Exits with 77 where Meson is missing.
 set -euo pipefail
 source_dir=$1
 build_dir=$2
@@ -50,6 +52,10 @@ for COMPILER in "${compilers[@]}"; do
   done
 done
 
+if ! command -v meson >/dev/null; then
+  echo "All but Meson was tried: it is missing (Debian package meson)"
+  exit 77
+fi
 echo "Meson"
 meson setup "$folder/meson" "$here/meson" >/dev/null
 meson compile -C "$folder/meson" >/dev/null
