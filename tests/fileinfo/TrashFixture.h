@@ -60,12 +60,20 @@ class TrashFixture : public TemporaryFolderTest {
     return status.st_mode & 07777U;
   }
 
-  // Makes the test's folders accessible to every user.
-  void openToAll() const {
-    for (const std::string& folder :
-         {std::filesystem::path(work()).parent_path().string(), work()}) {
+  // Makes the test's folders accessible to every user, unless TMPDIR is not.
+  [[nodiscard]] bool openToAll() const {
+    const std::filesystem::path root = std::filesystem::path(work()).parent_path();
+    for (const std::string& folder : {root.string(), work()}) {
       EXPECT_EQ(::chmod(folder.c_str(), 0777), 0);
     }
+    std::filesystem::path folder = root;
+    while (folder.has_relative_path()) {
+      folder = folder.parent_path();
+      if ((permissionsOf(folder) & S_IXOTH) == 0) {
+        return false;
+      }
+    }
+    return true;
   }
 
   // Checks that the item "file" is either in its place and not in the Trash, or in the Trash with

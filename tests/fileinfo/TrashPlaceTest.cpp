@@ -129,7 +129,9 @@ TEST_F(TrashPlace, LeavesTheItemWhereTheTrashMayNotBeWritten) {
 TEST_F(TrashPlace, IsNoneOfAUserWithoutAHome) {
   OX_SKIP_UNLESS_ROOT("only root can become a user without an entry in the password database");
   fs::create_directory(in("open"));
-  openToAll();
+  if (!openToAll()) {
+    GTEST_SKIP() << "only root may enter the folder of temporary files";
+  }
   ASSERT_EQ(::chmod(in("open").c_str(), 0777), 0);
   writeFile(in("open/file"), "contents");
   const auto moveWith = [&](const OXString& dataHome) {

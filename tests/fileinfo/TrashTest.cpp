@@ -646,7 +646,9 @@ TEST_F(Trash, TakesAFolderOfAnyPermissionsWithoutProc) {
 
 TEST_F(Trash, TakesAFolderOfAnyPermissionsWhereNoProcIsMounted) {
   OX_SKIP_UNLESS_ROOT("only root may mount something over /proc");
-  openToAll();
+  if (!openToAll()) {
+    GTEST_SKIP() << "only root may enter the folder of temporary files";
+  }
   fs::create_directories(in("own/data"));
   ASSERT_EQ(::chown(in("own").c_str(), 65534, 65534), 0);
   // Before Linux 6.6, which has fchmodat2, a name's permissions are only changed where others
@@ -731,7 +733,9 @@ TEST_F(Trash, DoesNotTakeAnItemOfTheSameNumberOnAnotherDevice) {
 
 TEST_F(Trash, IsTheOneInThePasswordDatabasesHomeWithoutAnyInTheEnvironment) {
   OX_SKIP_UNLESS_ROOT("only root may mount another password database");
-  openToAll();
+  if (!openToAll()) {
+    GTEST_SKIP() << "only root may enter the folder of temporary files";
+  }
   fs::create_directory(in("home"));
   ASSERT_EQ(::chown(in("home").c_str(), 54321, 54321), 0);
   fs::create_directory(in("open"));
